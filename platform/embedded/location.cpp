@@ -1,0 +1,48 @@
+#include "platform/embedded/location.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/embedded/pss_embedded.h"
+#include "platform/embedded/status.h"
+
+namespace pss_embedded {
+namespace {
+
+constexpr char scheme[] = "nonvolatile:";
+
+// "." and ".." name a folder, and ".." could lead out of the root.
+bool has_dot_part(const char* path) {
+  for (const char* part = path; *part != '\0'; part += strspn(part, "/")) {
+    const size_t length = strcspn(part, "/");
+    if (length <= 2 && strspn(part, ".") == length) return length > 0;
+    part += length;
+  }
+  return false;
+}
+
+bool fits(int length) { return length >= 0 && length < PATH_MAX; }
+
+}  // namespace
+
+syserr_t locate(const char* url, Location* location) {
+  if (url == nullptr || strncmp(url, scheme, strlen(scheme)) != 0) return SYSERR_PSS_BAD_URL;
+  const char* path = url + strlen(scheme);
+  if (*path == '\0' || path[strlen(path) - 1] == '/' || has_dot_part(path)) return SYSERR_PSS_BAD_URL;
+
+  const char* root = getenv("PSS_NONVOLATILE_ROOT");
+  char joined[PATH_MAX];
+  if (!fits(snprintf(joined, sizeof joined, "%s/%s", root != nullptr ? root : "", path))) return SYSERR_PSS_BAD_URL;
+
+  char* name = strrchr(joined, '/') + 1;
+  name[-1] = '\0';
+  if (realpath(*joined != '\0' ? joined : "/", location->folder) == nullptr) return status_of_errno(errno);
+  if (!fits(snprintf(location->file, sizeof location->file, "%s/%s", location->folder, name))) {
+    return SYSERR_PSS_BAD_URL;
+  }
+  return 0;
+}
+
+}  // namespace pss_embedded

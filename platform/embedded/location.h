@@ -1,0 +1,24 @@
+// Where the store that a URL names lies in the file system.
+#ifndef PLATFORM_EMBEDDED_LOCATION_H
+#define PLATFORM_EMBEDDED_LOCATION_H
+
+#include <climits>
+
+#include "platform/types.h"
+
+namespace pss_embedded {
+
+// `folder` exists and holds no symbolic link in any of its parts; `file` is the store's place in it, where there may be
+// nothing, or anything.
+struct Location {
+  char folder[PATH_MAX];
+  char file[PATH_MAX];
+};
+
+// Finds the location of `url`, which may be null. Returns 0, SYSERR_PSS_BAD_URL for a text that names no place below
+// the root, or the status that tells why its folder cannot be reached.
+syserr_t locate(const char* url, Location* location);
+
+}  // namespace pss_embedded
+
+#endif

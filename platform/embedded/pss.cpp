@@ -1,0 +1,168 @@
+// The store operations: each finds the open store behind its handle, checks its arguments and lends them to it.
+
+#include "platform/pss.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "platform/embedded/location.h"
+#include "platform/embedded/pss_embedded.h"
+#include "platform/embedded/store.h"
+#include "platform/syserr.h"
+
+namespace {
+
+using pss_embedded::Location;
+using pss_embedded::Store;
+
+struct DestroyStore {
+  void operator()(Store* store) const {
+    store->~Store();
+    free(store);
+  }
+};
+using OwnedStore = std::unique_ptr<Store, DestroyStore>;
+
+OwnedStore new_store() {
+  void* memory = malloc(sizeof(Store));
+  return OwnedStore(memory != nullptr ? new (memory) Store : nullptr);
+}
+
+struct Handle {
+  pss_service_t number = 0;
+  Store* store = nullptr;
+};
+
+// The open stores. A number is not given twice, so that a handle that was closed is never taken for a later one.
+Handle handles[PSS_EMBEDDED_HANDLES_MAX];
+pss_service_t last_number = 0;
+
+Handle* find(pss_service_t number) {
+  for (Handle& handle : handles) {
+    if (handle.number == number) return &handle;
+  }
+  return nullptr;
+}
+
+pss_service_t next_number() {
+  do {
+    ++last_number;
+  } while (last_number == 0 || find(last_number) != nullptr);
+  return last_number;
+}
+
+// The store behind a handle, or null with the status that says why it is of no use.
+Store* usable_store(pss_service_t table, syserr_t* status) {
+  Handle* handle = table != 0 ? find(table) : nullptr;
+  *status = handle != nullptr ? handle->store->failure() : SYSERR_PSS_BAD_HANDLE;
+  return *status == 0 ? handle->store : nullptr;
+}
+
+bool is_key(const pss_datum_t* key) {
+  return key != nullptr && key->ptr != nullptr && key->siz > 0 && key->siz <= PSS_EMBEDDED_KEY_MAX;
+}
+
+bool is_value(const pss_datum_t* value) {
+  return value != nullptr && value->siz <= PSS_EMBEDDED_VALUE_MAX && (value->ptr != nullptr || value->siz == 0);
+}
+
+// What a move that failed returns: null would say that the store ends here, and its status would go unread.
+const pss_datum_t* failed_move() {
+  static char nothing;
+  static const pss_datum_t no_key = {&nothing, 0};
+  return &no_key;
+}
+
+const pss_datum_t* key_after_move(Store* store, syserr_t status) {
+  if (status == 0) return store->key();
+  return status == SYSERR_PSS_NOKEY ? nullptr : failed_move();
+}
+
+}  // namespace
+
+pss_service_t pss_open(const char* url, syserr_t* status) {
+  Handle* handle = find(0);
+  if (handle == nullptr) {
+    *status = SYSERR_PSS_NO_MEMORY;
+    return 0;
+  }
+  Location location;
+  *status = pss_embedded::locate(url, &location);
+  if (*status != 0) return 0;
+  OwnedStore store = new_store();
+  *status = store != nullptr ? store->open(location) : SYSERR_PSS_NO_MEMORY;
+  if (*status != 0) return 0;
+  *handle = {next_number(), store.release()};
+  return handle->number;
+}
+
+syserr_t pss_close(pss_service_t table) {
+  Handle* handle = table != 0 ? find(table) : nullptr;
+  if (handle == nullptr) return SYSERR_PSS_BAD_HANDLE;
+  const OwnedStore store(handle->store);
+  *handle = {};
+  return store->close();
+}
+
+const pss_datum_t* pss_move2key(pss_service_t table, const pss_datum_t* key, syserr_t* status) {
+  Store* store = usable_store(table, status);
+  if (store != nullptr && !is_key(key)) *status = SYSERR_PSS_BAD_ARGUMENT;
+  if (*status != 0) return failed_move();
+  // Compared by a copy: the key may be one that this handle returned, and which ends with the move.
+  uint8 wanted[PSS_EMBEDDED_KEY_MAX];
+  const uint32 size = key->siz;
+  memcpy(wanted, key->ptr, size);
+  *status = store->move_to_key({wanted, size});
+  const pss_datum_t* found = key_after_move(store, *status);
+  if (*status == 0 && (found->siz != size || memcmp(found->ptr, wanted, size) != 0)) *status = SYSERR_PSS_NOKEY;
+  return found;
+}
+
+const pss_datum_t* pss_move2location(pss_service_t table, pss_location_t location, syserr_t* status) {
+  Store* store = usable_store(table, status);
+  if (store == nullptr) return failed_move();
+  *status = store->move_to_location(location);
+  return key_after_move(store, *status);
+}
+
+const pss_datum_t* pss_getvalue(pss_service_t table, syserr_t* status) {
+  Store* store = usable_store(table, status);
+  if (store == nullptr) return nullptr;
+  *status = store->read_value();
+  return *status == 0 ? store->value() : nullptr;
+}
+
+syserr_t pss_store(pss_service_t table, uint32 mode, const pss_datum_t* key, const pss_datum_t* value) {
+  syserr_t status;
+  Store* store = usable_store(table, &status);
+  if (store == nullptr) return status;
+  if (!is_key(key) || !is_value(value) || (mode != PSS_NEW_ONLY && mode != PSS_REPLACE)) {
+    return SYSERR_PSS_BAD_ARGUMENT;
+  }
+  return store->store(mode, *key, *value);
+}
+
+syserr_t pss_delete(pss_service_t table, const pss_datum_t* key) {
+  syserr_t status;
+  Store* store = usable_store(table, &status);
+  if (store == nullptr) return status;
+  return is_key(key) ? store->remove(*key) : SYSERR_PSS_BAD_ARGUMENT;
+}
+
+syserr_t pss_snapshot(pss_service_t table, uint32 flags, const char* url) {
+  syserr_t status;
+  Store* store = usable_store(table, &status);
+  if (store == nullptr) return status;
+  if (flags != 0) return SYSERR_PSS_BAD_ARGUMENT;
+  Location target;
+  status = pss_embedded::locate(url, &target);
+  return status != 0 ? status : store->snapshot(target);
+}
+
+syserr_t pss_embedded_create(const char* url) {
+  Location location;
+  const syserr_t status = pss_embedded::locate(url, &location);
+  return status != 0 ? status : pss_embedded::create_store_file(location, pss_embedded::Existing::refuse, nullptr);
+}

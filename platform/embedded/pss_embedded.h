@@ -1,0 +1,58 @@
+/* What the embedded platform offers beyond the platform declarations: statuses of its own, limits, and the creation of
+ * stores.
+ *
+ * A store is one SQLite file. "nonvolatile:" and a path name the file at that path below the folder in the environment
+ * variable PSS_NONVOLATILE_ROOT, "/" when it is not set.
+ *
+ * Guarantees
+ *  1. From pss_open to pss_close there is one transaction, begun with the write lock: nobody else changes the store
+ *     meanwhile. pss_open waits up to 5 seconds for the lock.
+ *  2. A process that dies before pss_close leaves the store as it was. pss_close makes all changes durable at once;
+ * when it fails, the store is wholly old or wholly new.
+ *  3. pss_open reads every record and answers SYSERR_PSS_DAMAGED for a store that lost one, gained one, or holds one
+ *     that is not byte for byte what was stored. Each record is checked again whenever it is read.
+ *  4. A handle that met damage, an I/O error, a full disk or a lack of memory answers every later operation with that
+ *     status, and its pss_close keeps nothing: a store is never left with part of its changes.
+ *  5. A store that cannot be written, or whose folder cannot, is opened for reading; storing and deleting then answer
+ *     SYSERR_PSS_READ_ONLY.
+ *  6. pss_snapshot and pss_embedded_create bring a file to its place whole or not at all, with mode 0600. A symbolic
+ *     link at that place is replaced or refused, never followed.
+ *  7. Handles are used by one thread at a time. Nothing process-wide of SQLite is configured. */
+#ifndef PLATFORM_EMBEDDED_PSS_EMBEDDED_H
+#define PLATFORM_EMBEDDED_PSS_EMBEDDED_H
+
+#include "platform/pss.h"
+#include "platform/types.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Statuses beside SYSERR_PSS_NOKEY; syserr2str has their texts. */
+#define SYSERR_PSS_NO_STORE ((syserr_t)0x40488001u)     /* nothing there, or no such folder */
+#define SYSERR_PSS_NOT_A_STORE ((syserr_t)0x40488002u)  /* something else than a store of this format */
+#define SYSERR_PSS_DAMAGED ((syserr_t)0x40488003u)      /* not what was stored */
+#define SYSERR_PSS_BUSY ((syserr_t)0x40488004u)         /* another process or handle holds it */
+#define SYSERR_PSS_READ_ONLY ((syserr_t)0x40488005u)    /* the file or its folder cannot be written */
+#define SYSERR_PSS_NO_SPACE ((syserr_t)0x40488006u)     /* disk or quota full */
+#define SYSERR_PSS_BAD_HANDLE ((syserr_t)0x40488007u)   /* never given out, or closed */
+#define SYSERR_PSS_BAD_URL ((syserr_t)0x40488008u)      /* names no place where a store can be */
+#define SYSERR_PSS_BAD_ARGUMENT ((syserr_t)0x40488009u) /* a key, value, mode or location out of range */
+#define SYSERR_PSS_NO_MEMORY ((syserr_t)0x4048800Au)    /* no memory, or no handle left */
+#define SYSERR_PSS_IO ((syserr_t)0x4048800Bu)           /* the device failed */
+#define SYSERR_PSS_EXISTS ((syserr_t)0x4048800Cu)       /* store, or key stored with PSS_NEW_ONLY */
+
+/* Sizes in bytes of what can be stored: keys of 1 byte or more, values of 0 bytes or more. */
+enum { PSS_EMBEDDED_KEY_MAX = 1024, PSS_EMBEDDED_VALUE_MAX = 1024 * 1024 };
+
+/* Handles that can be open at a time. */
+enum { PSS_EMBEDDED_HANDLES_MAX = 16 };
+
+/* Creates an empty store at `url`. Returns 0, or SYSERR_PSS_EXISTS when anything is there already. */
+syserr_t pss_embedded_create(const char* url);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

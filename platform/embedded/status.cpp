@@ -1,0 +1,99 @@
+#include "platform/embedded/status.h"
+
+#include <sqlite3.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "platform/embedded/pss_embedded.h"
+#include "platform/syserr.h"
+
+namespace {
+
+constexpr struct {
+  syserr_t status;
+  const char* text;
+} texts[] = {
+    {0, "success"},
+    {SYSERR_PSS_NOKEY, "no such key"},
+    {SYSERR_SYSMGR_VDC_UNKNOWN_VDC_ID, "unknown VDC number"},
+    {SYSERR_PSS_NO_STORE, "no such store or folder"},
+    {SYSERR_PSS_NOT_A_STORE, "not a store of this format"},
+    {SYSERR_PSS_DAMAGED, "the store is damaged"},
+    {SYSERR_PSS_BUSY, "the store is in use by another process or handle"},
+    {SYSERR_PSS_READ_ONLY, "no permission, or the store is read-only"},
+    {SYSERR_PSS_NO_SPACE, "no space left on the device"},
+    {SYSERR_PSS_BAD_HANDLE, "not the handle of an open store"},
+    {SYSERR_PSS_BAD_URL, "not a usable store URL"},
+    {SYSERR_PSS_BAD_ARGUMENT, "argument out of range"},
+    {SYSERR_PSS_NO_MEMORY, "out of memory"},
+    {SYSERR_PSS_IO, "input/output error"},
+    {SYSERR_PSS_EXISTS, "the store or key exists already"},
+};
+
+}  // namespace
+
+const char* syserr2str(syserr_t status) {
+  for (const auto& known : texts) {
+    if (known.status == status) return known.text;
+  }
+  static char unknown[32];
+  snprintf(unknown, sizeof unknown, "unknown status 0x%x", status);
+  return unknown;
+}
+
+namespace pss_embedded {
+
+syserr_t status_of_sqlite(int result) {
+  if (result == SQLITE_CANTOPEN_SYMLINK) return SYSERR_PSS_NOT_A_STORE;
+  if (result == SQLITE_IOERR_NOMEM) return SYSERR_PSS_NO_MEMORY;
+  switch (result & 0xff) {
+    case SQLITE_OK:
+    case SQLITE_ROW:
+    case SQLITE_DONE:
+      return 0;
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+      return SYSERR_PSS_BUSY;
+    case SQLITE_READONLY:
+    case SQLITE_PERM:
+      return SYSERR_PSS_READ_ONLY;
+    case SQLITE_FULL:
+      return SYSERR_PSS_NO_SPACE;
+    case SQLITE_NOMEM:
+      return SYSERR_PSS_NO_MEMORY;
+    case SQLITE_CORRUPT:
+      return SYSERR_PSS_DAMAGED;
+    case SQLITE_NOTADB:
+      return SYSERR_PSS_NOT_A_STORE;
+    default:
+      return SYSERR_PSS_IO;
+  }
+}
+
+syserr_t status_of_errno(int error) {
+  switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+      return SYSERR_PSS_NO_STORE;
+    case EACCES:
+    case EPERM:
+    case EROFS:
+      return SYSERR_PSS_READ_ONLY;
+    case ENOSPC:
+    case EDQUOT:
+      return SYSERR_PSS_NO_SPACE;
+    case ENOMEM:
+      return SYSERR_PSS_NO_MEMORY;
+    case EEXIST:
+      return SYSERR_PSS_EXISTS;
+    case EISDIR:
+    case ENAMETOOLONG:
+    case ELOOP:
+      return SYSERR_PSS_BAD_URL;
+    default:
+      return SYSERR_PSS_IO;
+  }
+}
+
+}  // namespace pss_embedded

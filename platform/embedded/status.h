@@ -1,0 +1,17 @@
+// Platform statuses of what the layers below report.
+#ifndef PLATFORM_EMBEDDED_STATUS_H
+#define PLATFORM_EMBEDDED_STATUS_H
+
+#include "platform/types.h"
+
+namespace pss_embedded {
+
+// Of an SQLite result code, extended or not. SQLITE_OK, SQLITE_ROW and SQLITE_DONE are 0.
+syserr_t status_of_sqlite(int result);
+
+// Of an errno value other than 0.
+syserr_t status_of_errno(int error);
+
+}  // namespace pss_embedded
+
+#endif
