@@ -1,0 +1,200 @@
+/* libconvertvrrp: converts the stored configuration of the VRRP manager when a device changes its software release.
+ *
+ * The system manager calls one of the three entry points. A global synchronisation (convert_gsync) is the one that
+ * converts: the driver opens the store, reads both releases from the package version files, and calls one handler.
+ *
+ *     convert_gsync ---+                                         +-> upgrade handler: snapshot, then removal
+ *     convert_startup -+-> vrrp_mgr_handle_generic_convert (one) +
+ *                                                                +-> downgrade handler: copy in the old layout
+ *
+ * An upgrade from a release older than 4.2(1) snapshots the store and deletes its global info, VR configuration and IP
+ * association records. A downgrade to such a release stores a global info record and rewrites every VR configuration
+ * and IP association record in the old layout. Records of any other kind stay as they are.
+ *
+ * Conventions
+ *  1. Texts are NUL-terminated and in parameters only: the library keeps no pointer to them after a call. Null stands
+ *     for the text "(null)" in a path or in a trace line, and for an empty VDC text.
+ *  2. syserr_t results: 0 is success, any other value is a platform status (syserr2str). int32 results of the bulk
+ *     readers and of make_afk_key: 0 is success, VRRP_CNV_ERR_NO_VALUE, VRRP_CNV_ERR_NO_MEMORY, or a platform status
+ *     unchanged.
+ *  3. What goes wrong inside a conversion is told in the trace log and nowhere else: an entry point returns 0 but for
+ *     a VDC number that cannot be told from a startup path.
+ *  4. Memory that a function allocates belongs to the caller, who releases it with free(). It is handed over only
+ *     with result 0; after any other result there is nothing to release.
+ *  5. Key buffers are the caller's and at least as long as the key; builders write the key, no terminator, and no byte
+ *     behind it.
+ *  6. Integers are in host byte order unless a layout says otherwise (records/record_formats.h, records/record_keys.h).
+ *  7. One call at a time: the trace state and the version globals are shared by all functions, without a lock.
+ *  8. Store handles are lent for the length of a call; only the driver opens and closes stores.
+ *  9. Nothing here prints, exits, throws, changes signal handlers, the umask or the working folder. */
+#ifndef LIBCONVERTVRRP_H
+#define LIBCONVERTVRRP_H
+
+#include <time.h>
+
+#include "platform/pss.h"
+#include "platform/types.h"
+#include "records/record_formats.h"
+#include "records/record_keys.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Results of the bulk readers and of make_afk_key beside 0 and platform statuses. */
+enum {
+  VRRP_CNV_ERR_NO_VALUE = 2, /* the store reported success but gave no value for a record */
+  VRRP_CNV_ERR_NO_MEMORY = 3 /* an allocation failed */
+};
+
+/* ---- Entry points and driver ---- */
+
+/* conversion_type; any other value is taken as a running store that is not converted. */
+enum {
+  VRRP_CONVERT_STARTUP = 1, /* store "vrrp-cfg_config_sav": opened and inspected, never changed */
+  VRRP_CONVERT_GSYNC = 2    /* store "vrrp-cfg_runtime_config": converted when the releases call for it */
+};
+
+/* Records in the trace log that it was called. Returns 0. Note the order: source version before target version. */
+syserr_t convert_running(const char* pkg_name, const char* from_pkg_version, const char* to_pkg_version);
+
+/* Opens the saved startup store in the "/bin" subdirectory of `path`, inspects it and closes it unchanged. Returns 0,
+ * or SYSERR_SYSMGR_VDC_UNKNOWN_VDC_ID when `path` holds "/vdc_" without a number other than 0 behind it. A `path` of
+ * 252 characters or more opens nothing; result 0. */
+syserr_t convert_startup(const char* path, const char* pkg_name, const char* to_pkg_version,
+                         const char* from_pkg_version);
+
+/* Converts the running store in the directory `path`. Returns 0 whatever happened. */
+syserr_t convert_gsync(const char* path, const char* pkg_name, const char* to_pkg_version,
+                       const char* from_pkg_version);
+
+/* The driver behind convert_startup (with "/bin" in `path`) and convert_gsync. `pkg_name` is not used, the versions are
+ * only traced: those that decide come from the files named by SYSMGR_TO_SRG_PATH and SYSMGR_FROM_SRG_PATH. */
+syserr_t vrrp_mgr_handle_generic_convert(const char* path, const char* pkg_name, const char* to_pkg_version,
+                                         const char* from_pkg_version, uint32 conversion_type);
+
+/* ---- Releases ---- */
+
+/* Size in bytes of a buffer for a normalised version text, "%d.%d(%d)". */
+#define VRRP_CNV_VERSION_TEXT_MAX 512
+
+/* Releases of the latest driver call; 0 before the first. A number that could not be read is 2147483647, later than
+ * any release, so that an unreadable version never starts a conversion. */
+extern int32 from_major, from_minor, from_patch;
+extern int32 to_major, to_minor, to_patch;
+
+/* Writes the release held in the package version file `srg_file` in its normal form to `corrected_pkg_ver`
+ * [0..VRRP_CNV_VERSION_TEXT_MAX-1]. `pkg_ver` is not used. */
+void vrrp_mgr_get_corrected_pkg_ver(const char* pkg_ver, const char* srg_file, char* corrected_pkg_ver);
+
+/* Reads the three numbers of `version`. Returns how many were read, 0 to 3, or -1 when the text ends before the first
+ * one; a number that is not reached keeps its value, one that does not fit in 32 bits becomes 2147483647. */
+int32 vrrp_mgr_split_version(const char* version, int32* major, int32* minor, int32* patch);
+
+/* Returns 1 when the source release (`upgrade` is 1) or the target release (`upgrade` is anything else) is older than
+ * the required release, else 0. */
+bool_t vrrp_mgr_check_if_conversion_necessary(uint32 upgrade, int32 reqd_major, int32 reqd_minor, int32 reqd_patch,
+                                              int32 source_major, int32 source_minor, int32 source_patch,
+                                              int32 target_major, int32 target_minor, int32 target_patch);
+
+/* ---- Trace log ---- */
+
+/* Size in bytes of the line buffer: a line holds at most 999 characters. */
+#define VRRP_CNV_TRACE_LINE_MAX 1000
+
+extern int32 trace_fd;                          /* descriptor of the open log, -1 while it is closed */
+extern char debug_str[VRRP_CNV_TRACE_LINE_MAX]; /* the latest line, NUL-terminated */
+extern time_t tstamp;                           /* time of the latest line */
+
+/* ---- Upgrade ---- */
+
+/* Snapshots the store to "nonvolatile:/tmp/vrrp-pss" ("nonvolatile:/tmp/vrrp-startup-pss" for VRRP_CONVERT_STARTUP)
+ * followed by `vdc_string` unless that is "1", then removes the records of the old layouts, whatever became of the
+ * snapshot. Returns 0. */
+syserr_t vrrp_mgr_handle_upgrade_to_4_2_1(pss_service_t mgr_rc_pss_table, uint32 conversion_type,
+                                          const char* vdc_string);
+
+/* Deletes the global info record and every VR configuration and IP association record. Returns 0, or the status of a
+ * bulk read of the IP association records that failed. */
+syserr_t vrrp_delete_rc_pss_recs_for_upgrade(pss_service_t mgr_rc_pss_table);
+
+/* ---- Downgrade ---- */
+
+/* Rewrites the records of `pss_eng_rc_table` in the old layout into `pss_mgr_rc_table`; both may be the same store.
+ * Returns 0. */
+syserr_t vrrp_mgr_handle_downgrade_from_4_2_1(pss_service_t pss_mgr_rc_table, pss_service_t pss_eng_rc_table);
+
+/* Stores the global info record and every VR configuration and IP association record of `pss_eng_rc_table`, cut to the
+ * old layout, in `pss_mgr_rc_table`. Returns 0, or the status of the bulk read that failed. */
+syserr_t vrrp_mgr_copy_and_convert_rc_pss_recs_for_downgrade(pss_service_t pss_eng_rc_table,
+                                                             pss_service_t pss_mgr_rc_table);
+
+/* ---- Bulk readers ---- */
+
+/* Reads the values of all records of `key_type` of the manager store, in key order, into one array of `*num_values`
+ * elements of `value_size` bytes, each the leading bytes of a value; a shorter value leaves the rest of its element
+ * zero. `*value_array` is written only with result 0 and a count above 0; `*num_values` is valid only with result 0. */
+int32 pss_get_table(pss_service_t table, vrrp_pss_key_type_t key_type, void** value_array, int32* num_values,
+                    int32 value_size);
+
+/* The same for the records of kind `pss_key_type` of the engine store. */
+int32 pss_eng_get_table(pss_service_t table, void** value_array, int32* num_values, int32 value_size,
+                        vrrp_ri_pss_key_type_t pss_key_type);
+
+/* ---- Keys (layouts: records/record_keys.h) ---- */
+
+extern char afk[3]; /* "AFK", the prefix of engine-store keys, without a terminator */
+
+/* Returns `addr_type` in network byte order. */
+uint32 vrrp_hton_addr_type(inet_addr_type_t addr_type);
+
+/* Builds the VR key, key[0..9]. A `key_type` other than 1, 2 and 5 leaves the buffer as it is. */
+void vrrp_make_vr_key(uint8* key, vrrp_pss_key_type_t key_type, if_index_t ifindex, uint8 vr_id,
+                      inet_addr_type_t addr_type);
+
+/* Builds the IP association key, key[0..25]. */
+void vrrp_make_assoc_key(uint8* key, if_index_t ifindex, uint8 vr_id, inet_addr_t inet_addr);
+
+/* Builds the track key, key[0..13]. */
+void vrrp_make_track_key(uint8* key, if_index_t ifindex, uint8 vr_id, inet_addr_type_t addr_type, uint32 track_obj_id);
+
+/* Builds the engine-store VR key, key[0..8]. */
+void make_vr_key(uint8* key, if_index_t ifindex, uint8 vr_id, inet_addr_type_t addr_type);
+
+/* Builds the part of an engine-store track key that names the VR, key[0..13]. */
+void vrrp_make_vr_key_for_track(uint8* key, if_index_t ifindex, uint8 vr_id, inet_addr_type_t addr_type);
+
+/* Builds the engine-store track key, key[0..17]. Note the order: `vr_id` before `ifindex`. */
+void vrrp_make_ri_track_key(uint8* key, uint8 vr_id, if_index_t ifindex, inet_addr_type_t addr_type,
+                            uint32 track_obj_id);
+
+/* Allocates `key_size` + 3 bytes, writes "AFK" and key[0..key_size-1] into them, and hands them over in `*afk_key`.
+ * `key_size` is 0 or more. Returns 0, or VRRP_CNV_ERR_NO_MEMORY with `*afk_key` unchanged. */
+int32 make_afk_key(char** afk_key, char* key, int32 key_size);
+
+/* ---- Record dump, into the trace log ---- */
+
+/* Write a VR configuration record field by field, each with its name. */
+void vrrp_print_rc_pss_rec_old(vrrp_old_config_record_t vr_rec);
+void vrrp_print_rc_pss_rec_new(vrrp_config_record_t vr_rec);
+
+/* Opens a record (`topmost` is 1) or a structure inside one (`topmost` is anything else). */
+void vrrp_dbg_print_header(const char* field_name, bool_t topmost);
+
+/* Closes a record or a structure. */
+void vrrp_dbg_print_trailer(void);
+
+/* Writes one integer in hexadecimal. */
+void vrrp_dbg_print_int_info(int32 field, const char* field_name);
+
+/* Writes the type of an address and the first four of its bytes as one integer in host byte order. */
+void vrrp_dbg_print_inet_info(inet_addr_t inet_data, const char* field_name);
+
+/* Writes arr_elem[0..arr_size-1] in hexadecimal; only the frame when `arr_size` is 0 or less. */
+void vrrp_dbg_print_int_arr_info(const uint8* arr_elem, const char* arr_name, int32 arr_size);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

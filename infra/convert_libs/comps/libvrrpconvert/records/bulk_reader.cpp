@@ -1,0 +1,136 @@
+// The two bulk readers. Each passes over the store twice: the first pass counts, so that one zero-filled allocation
+// holds every record exactly; the second copies. The order of the checks after each move differs between the readers
+// and between the passes on purpose, so each walk is written out; they share how a status is judged and a value taken.
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "libconvertvrrp.h"
+#include "platform/syserr.h"
+#include "trace/trace.h"
+
+namespace {
+
+struct Free {
+  void operator()(uint8* memory) const { free(memory); }
+};
+
+// The array under construction: released on every return, but for the one that hands it over.
+class ValueArray {
+ public:
+  ValueArray(int32 count, int32 value_size)
+      : count_(count),
+        value_size_(static_cast<size_t>(value_size)),
+        bytes_(static_cast<uint8*>(calloc(static_cast<size_t>(count), value_size_))) {}
+
+  bool allocated() const { return bytes_ != nullptr; }
+
+  // Takes the value of the record under the cursor as the next element. Returns 0 or the reader's result. A value that
+  // is shorter than an element leaves the rest of it zero; a record beyond the counted number is read but not kept.
+  int32 take_value(pss_service_t table) {
+    syserr_t error_ret = 0;
+    const pss_datum_t* value = pss_getvalue(table, &error_ret);
+    if (error_ret != 0) return static_cast<int32>(error_ret);
+    if (value == nullptr) return VRRP_CNV_ERR_NO_VALUE;
+    const size_t length = std::min<size_t>(value->siz, value_size_);
+    if (taken_ < count_ && length > 0) {
+      memcpy(bytes_.get() + static_cast<size_t>(taken_) * value_size_, value->ptr, length);
+    }
+    ++taken_;
+    return 0;
+  }
+
+  int32 hand_over(void** value_array) {
+    *value_array = bytes_.release();
+    return 0;
+  }
+
+ private:
+  int32 taken_ = 0;
+  int32 count_;
+  size_t value_size_;
+  std::unique_ptr<uint8, Free> bytes_;
+};
+
+// Positioning on a key that is not stored still places the cursor.
+bool placed(syserr_t error_ret) { return error_ret == 0 || error_ret == SYSERR_PSS_NOKEY; }
+
+bool begins_with(const pss_datum_t& key, size_t offset, const void* bytes, size_t size) {
+  return key.siz >= offset + size && memcmp(static_cast<const uint8*>(key.ptr) + offset, bytes, size) == 0;
+}
+
+}  // namespace
+
+int32 pss_get_table(pss_service_t table, vrrp_pss_key_type_t key_type, void** value_array, int32* num_values,
+                    int32 value_size) {
+  const pss_datum_t pss_key = {&key_type, sizeof key_type};
+  syserr_t error_ret = 0;
+  *num_values = 0;
+
+  const pss_datum_t* key = pss_move2key(table, &pss_key, &error_ret);
+  if (!placed(error_ret)) return static_cast<int32>(error_ret);
+  if (key == nullptr) return 0;
+
+  int32 num_record = 0;
+  while (key != nullptr) {
+    if (!placed(error_ret)) return static_cast<int32>(error_ret);
+    if (!begins_with(*key, 0, &key_type, sizeof key_type)) break;
+    ++num_record;
+    key = pss_move2location(table, PSS_NEXT_KEY, &error_ret);
+  }
+  *num_values = num_record;
+  if (num_record == 0) return 0;
+
+  ValueArray values(num_record, value_size);
+  if (!values.allocated()) return VRRP_CNV_ERR_NO_MEMORY;
+
+  // The fill pass runs to the end of the store, past the last key of the type.
+  for (key = pss_move2key(table, &pss_key, &error_ret); key != nullptr;
+       key = pss_move2location(table, PSS_NEXT_KEY, &error_ret)) {
+    if (!placed(error_ret)) return static_cast<int32>(error_ret);
+    if (begins_with(*key, 0, &key_type, sizeof key_type)) {
+      const int32 result = values.take_value(table);
+      if (result != 0) return result;
+    }
+  }
+  return values.hand_over(value_array);
+}
+
+int32 pss_eng_get_table(pss_service_t table, void** value_array, int32* num_values, int32 value_size,
+                        vrrp_ri_pss_key_type_t pss_key_type) {
+  static constexpr char operation[] = "pss_eng_get_table";
+  const auto matches = [pss_key_type](const pss_datum_t& key) {
+    if (!begins_with(key, 0, afk, sizeof afk)) return false;
+    const bool is_track = begins_with(key, sizeof afk, "Track", 5);
+    if (pss_key_type == VRRP_RI_PSS_KEY_VR) return !is_track;
+    if (pss_key_type == VRRP_RI_PSS_KEY_TRACK) return is_track;
+    VRRP_CNV_TRACE_FOR(operation, "Unrecognized PSS record type\n");
+    return false;
+  };
+  syserr_t error_ret = 0;
+  *num_values = 0;
+
+  int32 num_record = 0;
+  for (const pss_datum_t* key = pss_move2location(table, PSS_FIRST_KEY, &error_ret); key != nullptr;
+       key = pss_move2location(table, PSS_NEXT_KEY, &error_ret)) {
+    if (!placed(error_ret)) return static_cast<int32>(error_ret);
+    if (matches(*key)) ++num_record;
+  }
+  *num_values = num_record;
+  if (num_record == 0) return 0;
+
+  ValueArray values(num_record, value_size);
+  if (!values.allocated()) return VRRP_CNV_ERR_NO_MEMORY;
+
+  for (const pss_datum_t* key = pss_move2location(table, PSS_FIRST_KEY, &error_ret); key != nullptr;
+       key = pss_move2location(table, PSS_NEXT_KEY, &error_ret)) {
+    if (!placed(error_ret)) return static_cast<int32>(error_ret);
+    if (matches(*key)) {
+      const int32 result = values.take_value(table);
+      if (result != 0) return result;
+    }
+  }
+  return values.hand_over(value_array);
+}

@@ -1,0 +1,79 @@
+// Removal of the records that a release before 4.2(1) wrote. All records of a kind are read before the first of them is
+// deleted, and each is deleted under the key rebuilt from its own fields. A record that cannot be deleted stays; the
+// removal goes on with the next one.
+
+#include "libconvertvrrp.h"
+#include "platform/pss.h"
+#include "platform/syserr.h"
+#include "records/record_array.h"
+#include "trace/trace.h"
+
+namespace {
+
+constexpr char removal[] = "vrrp_delete_rc_pss_recs_for_upgrade";
+
+void delete_global_info(pss_service_t mgr_rc_pss_table) {
+  uint32 global_key = VRRP_PSS_GLOBAL_INFO_KEY;
+  const pss_datum_t key = {&global_key, sizeof global_key};
+  if (pss_delete(mgr_rc_pss_table, &key) != 0) {
+    VRRP_CNV_TRACE_FOR(removal, "Failed to delete global info\n");
+  } else {
+    VRRP_CNV_TRACE_FOR(removal, "Deleted global info\n");
+  }
+}
+
+void delete_vr_record(pss_service_t mgr_rc_pss_table, const vrrp_old_config_record_t& record) {
+  VRRP_CNV_TRACE_FOR(removal, "Retrieved PSS record for VR %d on interface 0x%x and addr type %d\n", record.vr_id,
+                     record.ifindex, static_cast<int32>(record.addr_type));
+  uint8 vr_key[VRRP_VR_KEY_SIZE];
+  vrrp_make_vr_key(vr_key, VRRP_PSS_KEY_VR, record.ifindex, record.vr_id, record.addr_type);
+  const pss_datum_t pss_vr_key = {vr_key, sizeof vr_key};
+
+  VRRP_CNV_TRACE_FOR(removal, "Deleting PSS VR record : VR %d , intf 0x%x\n", record.vr_id, record.ifindex);
+  const syserr_t status = pss_delete(mgr_rc_pss_table, &pss_vr_key);
+  if (status != 0) {
+    VRRP_CNV_TRACE_FOR(removal, "Error deleting PSS VR record; Ret_val = 0x%x, %s\n", status, syserr2str(status));
+  } else {
+    VRRP_CNV_TRACE_FOR(removal, "Deleted PSS VR record : VR %d, interface 0x%x\n", record.vr_id, record.ifindex);
+  }
+}
+
+void delete_ip_assoc_record(pss_service_t mgr_rc_pss_table, const vrrp_ip_assoc_record_t& record) {
+  uint8 vip_key[VRRP_ASSOC_KEY_SIZE];
+  vrrp_make_assoc_key(vip_key, record.ifindex, record.vr_id, record.inet_addr);
+  const pss_datum_t pss_vr_key = {vip_key, sizeof vip_key};
+
+  const syserr_t status = pss_delete(mgr_rc_pss_table, &pss_vr_key);
+  if (status != 0) {
+    VRRP_CNV_TRACE_FOR(removal, "Error deleting PSS VR record; Ret_val = 0x%x, %s\n", status, syserr2str(status));
+  } else {
+    VRRP_CNV_TRACE_FOR(removal, "Deleted PSS VIP record : VR %d, interface 0x%x\n", record.vr_id, record.ifindex);
+  }
+}
+
+}  // namespace
+
+syserr_t vrrp_delete_rc_pss_recs_for_upgrade(pss_service_t mgr_rc_pss_table) {
+  delete_global_info(mgr_rc_pss_table);
+
+  vrrp_cnv::RecordArray<vrrp_old_config_record_t> vr_array;
+  int32 ret_val = vr_array.read(mgr_rc_pss_table, VRRP_PSS_KEY_VR);
+  if (ret_val != 0) {
+    VRRP_CNV_TRACE("Error getting PSS records in bulk; Ret = %d\n", ret_val);
+    return 0;
+  }
+  VRRP_CNV_TRACE("Number of VR records = %d\n", vr_array.count());
+  for (const auto& record : vr_array) delete_vr_record(mgr_rc_pss_table, record);
+
+  // Read with the size of the new layout: an old record fills the leading 33 bytes of its element, and its key needs no
+  // more than the leading 25.
+  vrrp_cnv::RecordArray<vrrp_ip_assoc_record_t> ip_array;
+  ret_val = ip_array.read(mgr_rc_pss_table, VRRP_PSS_KEY_IP_ASSOC);
+  if (ret_val != 0) {
+    VRRP_CNV_TRACE("Error getting PSS records in bulk; Ret = %d\n", ret_val);
+    return static_cast<syserr_t>(ret_val);
+  }
+  VRRP_CNV_TRACE("Number of VIP records = %d\n", ip_array.count());
+  for (const auto& record : ip_array) delete_ip_assoc_record(mgr_rc_pss_table, record);
+  return 0;
+}
