@@ -1,0 +1,20 @@
+#include "tool/release.h"
+
+#include <regex>
+
+#include "libconvertvrrp.h"
+#include "tool/error.h"
+
+namespace vrrpconvert {
+
+Release parse_release(const std::string& option, const std::string& text) {
+  static const std::regex form(R"(\d{1,9}\.\d{1,9}\(\d{1,9}[^()\s]*\))");
+  if (!std::regex_match(text, form)) {
+    throw Error(exit_usage, option + ": \"" + text + "\" is not a release; expected one like 4.2(1), in quotes");
+  }
+  int32 major = 0, minor = 0, patch = 0;
+  vrrp_mgr_split_version(text.c_str(), &major, &minor, &patch);
+  return {text, vrrp_mgr_check_if_conversion_necessary(1, 4, 2, 1, major, minor, patch, 0, 0, 0) != 0};
+}
+
+}  // namespace vrrpconvert

@@ -1,0 +1,132 @@
+#include "tool/store.h"
+
+#include <stdlib.h>
+
+#include "platform/embedded/pss_embedded.h"
+#include "platform/syserr.h"
+#include "tool/error.h"
+
+namespace vrrpconvert {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char root_variable[] = "PSS_NONVOLATILE_ROOT";
+
+std::string url_of(const fs::path& file) { return "nonvolatile:" + nonvolatile_path(file); }
+
+pss_datum_t datum_of(const Bytes& bytes) {
+  return {const_cast<uint8*>(bytes.data()), static_cast<uint32>(bytes.size())};
+}
+
+Bytes bytes_of(const pss_datum_t& datum) {
+  const auto* bytes = static_cast<const uint8*>(datum.ptr);
+  return Bytes(bytes, bytes + datum.siz);
+}
+
+Exit exit_code_for(syserr_t status) {
+  switch (status) {
+    case SYSERR_PSS_BUSY:
+      return exit_in_use;
+    case SYSERR_PSS_IO:
+    case SYSERR_PSS_NO_SPACE:
+    case SYSERR_PSS_NO_MEMORY:
+    case SYSERR_PSS_READ_ONLY:
+      return exit_io;
+    default:
+      return exit_bad_input;
+  }
+}
+
+const char* advice_for(syserr_t status) {
+  switch (status) {
+    case SYSERR_PSS_NOT_A_STORE:
+      return "; expected a store that vrrpconvert import or the store's manager wrote";
+    case SYSERR_PSS_DAMAGED:
+      return "; nothing was changed: put a copy or snapshot of it back";
+    case SYSERR_PSS_BUSY:
+      return "; try again when it is done";
+    case SYSERR_PSS_NO_SPACE:
+      return "; make room and try again";
+    case SYSERR_PSS_READ_ONLY:
+      return "; check the owner and mode of the file and its folder";
+    default:
+      return "";
+  }
+}
+
+}  // namespace
+
+void throw_store_error(const fs::path& file, syserr_t status) {
+  throw Error(exit_code_for(status), file.string() + ": " + syserr2str(status) + advice_for(status));
+}
+
+fs::path existing_folder(const fs::path& path) {
+  std::error_code error;
+  const fs::path folder = fs::canonical(path.empty() ? "." : path, error);
+  if (error || !fs::is_directory(folder)) throw Error(exit_bad_input, path.string() + ": no such folder");
+  return folder;
+}
+
+void set_nonvolatile_root(const fs::path& root) { setenv(root_variable, root.c_str(), 1); }
+
+std::string nonvolatile_path(const fs::path& path) {
+  const char* value = getenv(root_variable);
+  const fs::path root = existing_folder(value != nullptr && *value != '\0' ? value : "/");
+  const fs::path whole = existing_folder(path.parent_path()) / path.filename();
+  const fs::path relative = whole.lexically_relative(root);
+  if (relative.empty() || *relative.begin() == "..") {
+    throw Error(exit_usage, whole.string() + " is not below the nonvolatile root " + root.string() +
+                                "; name a path below it, or another root");
+  }
+  return "/" + relative.string();
+}
+
+Store::Store(const fs::path& file) : file_(file) {
+  syserr_t status = 0;
+  handle_ = pss_open(url_of(file).c_str(), &status);
+  if (status != 0) fail(status);
+}
+
+Store Store::create(const fs::path& file) {
+  const syserr_t status = pss_embedded_create(url_of(file).c_str());
+  if (status != 0) throw_store_error(file, status);
+  return Store(file);
+}
+
+Store::~Store() {
+  // The tool changes stores only through copies: what is in doubt here is nothing but a working file.
+  (void)pss_close(handle_);
+}
+
+void Store::for_each(const std::function<void(const StoredRecord&)>& take) const {
+  syserr_t status = 0;
+  const pss_datum_t* key = pss_move2location(handle_, PSS_FIRST_KEY, &status);
+  while (key != nullptr && status == 0) {
+    StoredRecord record = {bytes_of(*key), {}};
+    const pss_datum_t* value = pss_getvalue(handle_, &status);
+    if (value == nullptr) fail(status);
+    record.value = bytes_of(*value);
+    take(record);
+    key = pss_move2location(handle_, PSS_NEXT_KEY, &status);
+  }
+  if (status != SYSERR_PSS_NOKEY) fail(status);
+}
+
+bool Store::add(const StoredRecord& record) {
+  const pss_datum_t key = datum_of(record.key);
+  const pss_datum_t value = datum_of(record.value);
+  const syserr_t status = pss_store(handle_, PSS_NEW_ONLY, &key, &value);
+  if (status != 0 && status != SYSERR_PSS_EXISTS) fail(status);
+  return status == 0;
+}
+
+void Store::write_copy(const fs::path& file) const {
+  const syserr_t status = pss_snapshot(handle_, 0, url_of(file).c_str());
+  if (status != 0) throw_store_error(file, status);
+}
+
+void Store::fail(syserr_t status) const { throw_store_error(file_, status); }
+
+}  // namespace vrrpconvert
