@@ -1,8 +1,12 @@
 // vrrpconvert: the operator's tool over libconvertvrrp. Only this file prints errors and ends the process.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <exception>
 #include <iostream>
+#include <numeric>
+#include <string>
+#include <vector>
 
 #include "tool/verbs.h"
 
@@ -40,6 +44,32 @@ void add_convert(CLI::App& app, ConvertOptions& options) {
   verb->footer("Example:\n  vrrpconvert convert /flash --root / --from '4.2(1)' --to '4.1(2)' --trace trace.log");
 }
 
+// How many letters have to be changed, added or removed to make one word the other.
+size_t distance(const std::string& one, const std::string& other) {
+  std::vector<size_t> row(other.size() + 1);
+  std::iota(row.begin(), row.end(), size_t{0});
+  for (size_t i = 0; i < one.size(); ++i) {
+    size_t diagonal = row[0]++;
+    for (size_t j = 0; j < other.size(); ++j) {
+      const size_t replaced = diagonal + (one[i] == other[j] ? 0 : 1);
+      diagonal = row[j + 1];
+      row[j + 1] = std::min({replaced, row[j] + 1, row[j + 1] + 1});
+    }
+  }
+  return row.back();
+}
+
+// Answers a mistyped verb with the nearest one.
+void check_verb(const CLI::App& app, const std::string& word) {
+  std::string nearest;
+  for (const CLI::App* verb : app.get_subcommands(nullptr)) {
+    const std::string& name = verb->get_name();
+    if (name == word) return;
+    if (nearest.empty() || distance(word, name) < distance(word, nearest)) nearest = name;
+  }
+  throw Error(exit_usage, word + ": there is no such verb; did you mean " + nearest + "?");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -52,6 +82,7 @@ int main(int argc, char** argv) {
   add_export(app, export_options);
   add_convert(app, convert_options);
   try {
+    if (argc > 1 && *argv[1] != '-') check_verb(app, argv[1]);
     app.parse(argc, argv);
     if (app.got_subcommand("import")) return import_store(import_options);
     if (app.got_subcommand("export")) return export_store(export_options);

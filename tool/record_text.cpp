@@ -165,7 +165,7 @@ Json field_to_json(const Field& field, std::span<const uint8> bytes) {
     case Type::low_bit:
       return (bytes[0] & 1) != 0;
     case Type::high_bits:
-      return bytes[0] >> 1;
+      return static_cast<uint32>(bytes[0] >> 1);
     case Type::address:
       return address_to_json(bytes);
     case Type::bytes:

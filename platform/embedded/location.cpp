@@ -15,9 +15,9 @@ constexpr char scheme[] = "nonvolatile:";
 
 // "." and ".." name a folder, and ".." could lead out of the root.
 bool has_dot_part(const char* path) {
-  for (const char* part = path; *part != '\0'; part += strspn(part, "/")) {
+  for (const char* part = path + strspn(path, "/"); *part != '\0'; part += strspn(part, "/")) {
     const size_t length = strcspn(part, "/");
-    if (length <= 2 && strspn(part, ".") == length) return length > 0;
+    if (length <= 2 && strspn(part, ".") == length) return true;
     part += length;
   }
   return false;

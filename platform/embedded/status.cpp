@@ -63,6 +63,7 @@ syserr_t status_of_sqlite(int result) {
     case SQLITE_NOMEM:
       return SYSERR_PSS_NO_MEMORY;
     case SQLITE_CORRUPT:
+    case SQLITE_ERROR:  // the statements are sound, so it is the file that they meet
       return SYSERR_PSS_DAMAGED;
     case SQLITE_NOTADB:
       return SYSERR_PSS_NOT_A_STORE;

@@ -1,0 +1,89 @@
+// Record dumps, as golden text: <printer> stands where a piece's prefix is.
+
+#include <arpa/inet.h>
+
+#include <regex>
+
+#include "tests/library_test.h"
+
+namespace {
+
+class DumpTest : public LibraryTest {
+ protected:
+  // What was written since the log was opened, with short prefixes.
+  std::string dumped() const {
+    const std::string text = log.text();
+    return std::regex_replace(text.substr(text.find('\n') + 1), std::regex(R"(<[^>]+> vrrp_dbg_print_(\w+):\d+ )"),
+                              "<$1>");
+  }
+
+  static vrrp_config_record_t record() {
+    vrrp_config_record_t r = {};
+    r.ifindex = 0x80000010;
+    r.vr_id = 255;
+    r.addr_type = INET_ADDR_TYPE_IPV4;
+    r.admin = STATE_DOWN;
+    r.prio = 100;
+    r.primary_ip.addr_type = INET_ADDR_TYPE_IPV4;
+    r.primary_ip.a.ipv4_addr.s_addr = htonl(0xC0000201);
+    r.auth = AUTH_TEXT;
+    memcpy(r.key, "k\xff", 2);
+    r.adv = 1;
+    r.preempt = 1;
+    r.track_prio = 2;
+    r.track_intf = 3;
+    r.spi = 4;
+    r.row_status = 5;
+    r.owner = 6;
+    r.lower_threshold_prio = 7;
+    r.upper_threshold_prio = 8;
+    r.forwarding_state = 9;
+    return r;
+  }
+};
+
+std::string shared_fields() {
+  std::string key = "<int_arr_info>0x6B, <int_arr_info>0xFF, ";
+  for (int i = 0; i < 14; ++i) key += "<int_arr_info>0x00, ";
+  return "<int_info>ifindex = 0x80000010, <int_info>vr_id = 0xFF, <int_info>addr_type = 0x1, <int_info>admin = 0x2, "
+         "<int_info>prio = 0x64, <header>primary_ip = { <int_info>addr_type = 0x1, "
+         "<int_info>a.ipv4_addr.s_addr = 0xC0000201, <trailer>}\n\n<int_info>auth = 0x2, <header>key = { " +
+         key +
+         "<trailer>}\n\n<int_info>adv = 0x1, <int_info>preempt = 0x1, <int_info>track_prio = 0x2, "
+         "<int_info>track_intf = 0x3, <int_info>spi = 0x4, <int_info>row_status = 0x5, <int_info>owner = 0x6, ";
+}
+
+TEST_F(DumpTest, OfANewRecord) {
+  open_log();
+  vrrp_print_rc_pss_rec_new(record());
+  EXPECT_EQ(dumped(), "<header>\n vrrp_config_record_t {\n" + shared_fields() +
+                          "<int_info>lower_threshold_prio = 0x7, <int_info>upper_threshold_prio = 0x8, "
+                          "<int_info>forwarding_state = 0x9, <trailer>}\n\n");
+  EXPECT_EQ(TraceLog::writes, 1 + 40);
+}
+
+TEST_F(DumpTest, OfAnOldRecord) {
+  open_log();
+  vrrp_old_config_record_t old_record;
+  memcpy(&old_record, bytes_of_record(record()).data(), sizeof old_record);
+  vrrp_print_rc_pss_rec_old(old_record);
+  EXPECT_EQ(dumped(), "<header>\n vrrp_old_config_record_t {\n" + shared_fields() + "<trailer>}\n\n");
+  EXPECT_EQ(TraceLog::writes, 1 + 37);
+}
+
+TEST_F(DumpTest, OfPieces) {
+  open_log();
+  vrrp_dbg_print_header("f", 2);
+  vrrp_dbg_print_int_info(-1, nullptr);
+  vrrp_dbg_print_int_arr_info(nullptr, "a", 0);
+  vrrp_dbg_print_int_arr_info(nullptr, "b", -1);
+  EXPECT_EQ(dumped(),
+            "<header>f = { <int_info>(null) = 0xFFFFFFFF, <header>a = { <trailer>}\n\n<header>b = { <trailer>}\n\n");
+}
+
+TEST_F(DumpTest, IsSilentWhileTheLogIsClosed) {
+  vrrp_print_rc_pss_rec_new(record());
+  EXPECT_EQ(log.text(), "");
+}
+
+}  // namespace

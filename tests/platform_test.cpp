@@ -1,0 +1,59 @@
+// The platform operations beside the store.
+
+#include <sys/stat.h>
+
+#include <set>
+
+#include "platform/if_index.h"
+#include "platform/srg_sw_ver.h"
+#include "tests/embedded_store.h"
+
+namespace {
+
+class PlatformTest : public EmbeddedStoreTest {};
+
+TEST_F(PlatformTest, EveryStatusHasATextOfItsOwn) {
+  std::set<std::string> texts;
+  const syserr_t statuses[] = {0,
+                               SYSERR_PSS_NOKEY,
+                               SYSERR_SYSMGR_VDC_UNKNOWN_VDC_ID,
+                               SYSERR_PSS_NO_STORE,
+                               SYSERR_PSS_NOT_A_STORE,
+                               SYSERR_PSS_DAMAGED,
+                               SYSERR_PSS_BUSY,
+                               SYSERR_PSS_READ_ONLY,
+                               SYSERR_PSS_NO_SPACE,
+                               SYSERR_PSS_BAD_HANDLE,
+                               SYSERR_PSS_BAD_URL,
+                               SYSERR_PSS_BAD_ARGUMENT,
+                               SYSERR_PSS_NO_MEMORY,
+                               SYSERR_PSS_IO,
+                               SYSERR_PSS_EXISTS};
+  for (const syserr_t status : statuses) {
+    EXPECT_EQ(std::string(syserr2str(status)).find("unknown status"), std::string::npos) << std::hex << status;
+    texts.insert(syserr2str(status));
+  }
+  EXPECT_EQ(texts.size(), std::size(statuses));
+  EXPECT_STREQ(syserr2str(0xfedcba98), "unknown status 0xfedcba98");
+}
+
+TEST_F(PlatformTest, InterfaceIndexesAreInNetworkOrder) {
+  const uint32 index = hton_if_index(0x01020304);
+  EXPECT_EQ(to_hex(bytes_of(pss_datum_t{const_cast<uint32*>(&index), 4})), "01020304");
+}
+
+TEST_F(PlatformTest, VersionFilesAreReadBounded) {
+  write("version", "4.2(1)\n");
+  EXPECT_STREQ(srg_sw_ver_file_get(file("version").c_str()), "4.2(1)\n");
+  write("long", std::string(100000, '7'));
+  EXPECT_EQ(srg_sw_ver_file_get(file("long").c_str()), std::string(511, '7'));
+  write("empty", "");
+  EXPECT_STREQ(srg_sw_ver_file_get(file("empty").c_str()), "");
+  mkfifo(file("fifo").c_str(), 0600);
+  for (const std::string& none : {file("absent"), root, file("fifo")}) {
+    EXPECT_EQ(srg_sw_ver_file_get(none.c_str()), nullptr) << none;
+  }
+  EXPECT_EQ(srg_sw_ver_file_get(nullptr), nullptr);
+}
+
+}  // namespace

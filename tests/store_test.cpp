@@ -1,0 +1,354 @@
+// The embedded store: records, cursor, transaction, snapshot, and what it answers to files that are no sound store.
+
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "tests/embedded_store.h"
+
+namespace {
+
+const Records three = {{"a", "1"}, {"ab", "2"}, {"b", Bytes("\0x\0", 3)}};
+
+class StoreTest : public EmbeddedStoreTest {};
+
+TEST_F(StoreTest, KeepsRecordsInByteOrder) {
+  const Records odd = {{Bytes("\0", 1), "zero"},
+                       {"A", ""},
+                       {"a", "1"},
+                       {"a\x7f", "2"},
+                       {"a\x80", "3"},
+                       {"\xff", Bytes(1 << 20, 'v')},
+                       {Bytes(1024, '\xff'), "long key"}};
+  create("s", odd);
+  EXPECT_EQ(records("s"), odd);
+}
+
+TEST_F(StoreTest, MovesItsCursor) {
+  create("s", three);
+  const pss_service_t table = open("s");
+  EXPECT_EQ(at(table, PSS_NEXT_KEY), "(none)") << "off the store at first";
+  EXPECT_EQ(value(table), "(none)");
+  EXPECT_EQ(at(table, PSS_LAST_KEY), "b");
+  EXPECT_EQ(at(table, PSS_PREVIOUS_KEY), "ab");
+  EXPECT_EQ(at(table, PSS_PREVIOUS_KEY), "a");
+  EXPECT_EQ(at(table, PSS_NEXT_KEY), "ab");
+  EXPECT_EQ(at(table, PSS_CURRENT_KEY), "ab");
+  EXPECT_EQ(value(table), "2");
+  EXPECT_EQ(at(table, PSS_FIRST_KEY), "a");
+  EXPECT_EQ(at(table, PSS_PREVIOUS_KEY), "(none)");
+  EXPECT_EQ(at(table, PSS_NULL_KEY), "(none)");
+  EXPECT_EQ(at(table, PSS_CURRENT_KEY), "(none)");
+
+  const struct {
+    const char* wanted;
+    const char* found;  // null: none
+    syserr_t status;
+  } cases[] = {
+      {"a", "a", 0}, {"aa", "ab", SYSERR_PSS_NOKEY}, {"A", "a", SYSERR_PSS_NOKEY}, {"c", nullptr, SYSERR_PSS_NOKEY}};
+  for (const auto& [wanted, found, expected] : cases) {
+    syserr_t status;
+    const pss_datum_t wanted_key = datum(wanted);
+    const pss_datum_t* key = pss_move2key(table, &wanted_key, &status);
+    EXPECT_EQ(status, expected) << wanted;
+    EXPECT_EQ(key != nullptr ? bytes_of(*key) : "none", found != nullptr ? found : "none");
+  }
+  EXPECT_EQ(pss_close(table), 0u);
+}
+
+// Every record is rewritten, and others come and go, while a walk is under way; the walk meets each exactly once.
+TEST_F(StoreTest, NeitherSkipsNorRepeatsWhileItIsWritten) {
+  Records many;
+  for (int i = 100; i < 300; ++i) many["k" + std::to_string(i)] = std::string(100, 'x');
+  create("s", many);
+  const pss_service_t table = open("s");
+  std::vector<Bytes> met;
+  for (Bytes key = at(table, PSS_FIRST_KEY); key != "(none)"; key = at(table, PSS_NEXT_KEY)) {
+    met.push_back(key);
+    ASSERT_LE(met.size(), many.size());
+    EXPECT_EQ(value(table), many.at(key));
+    EXPECT_EQ(put(table, key, std::string(20, 'y')), 0u);
+    EXPECT_EQ(value(table), std::string(20, 'y')) << "what was stored shows at once";
+    EXPECT_EQ(put(table, "before" + key, "new"), 0u);
+    if (met.size() % 3 == 0) {
+      EXPECT_EQ(remove(table, key), 0u);
+      EXPECT_EQ(value(table), "(none)");
+      EXPECT_EQ(at(table, PSS_CURRENT_KEY), "(none)") << "but the cursor keeps its place";
+    }
+  }
+  EXPECT_EQ(met.size(), many.size());
+  EXPECT_TRUE(std::is_sorted(met.begin(), met.end()));
+  EXPECT_EQ(pss_close(table), 0u);
+  EXPECT_EQ(records("s").size(), 200u + 200u - 66u);
+}
+
+TEST_F(StoreTest, TakesItsOwnDataAsArguments) {
+  create("s", three);
+  const pss_service_t table = open("s");
+  syserr_t status;
+  const pss_datum_t* key = pss_move2location(table, PSS_LAST_KEY, &status);
+  const pss_datum_t* last_value = pss_getvalue(table, &status);
+  const pss_datum_t own_key = *key;
+  EXPECT_EQ(pss_store(table, PSS_REPLACE, last_value, &own_key), 0u);
+  EXPECT_EQ(at(table, PSS_LAST_KEY), "b");
+  key = pss_move2location(table, PSS_CURRENT_KEY, &status);
+  key = pss_move2key(table, key, &status);
+  EXPECT_EQ(status, 0u);
+  EXPECT_EQ(pss_delete(table, key), 0u);
+  EXPECT_EQ(pss_close(table), 0u);
+  EXPECT_EQ(records("s"), (Records{{"a", "1"}, {"ab", "2"}, {Bytes("\0x\0", 3), "b"}}));
+}
+
+TEST_F(StoreTest, RefusesBadArguments) {
+  create("s", three);
+  const pss_service_t table = open("s");
+  const pss_datum_t null = {nullptr, 1};
+  const pss_datum_t key = datum("k");
+  syserr_t status;
+  EXPECT_EQ(put(table, "a", "x", PSS_NEW_ONLY), SYSERR_PSS_EXISTS);
+  EXPECT_EQ(put(table, "c", "x", PSS_NEW_ONLY), 0u);
+  EXPECT_EQ(put(table, "a", "x", 2), SYSERR_PSS_BAD_ARGUMENT);
+  EXPECT_EQ(put(table, "", "x"), SYSERR_PSS_BAD_ARGUMENT);
+  EXPECT_EQ(put(table, Bytes(1025, 'k'), "x"), SYSERR_PSS_BAD_ARGUMENT);
+  EXPECT_EQ(put(table, "k", Bytes((1 << 20) + 1, 'v')), SYSERR_PSS_BAD_ARGUMENT);
+  EXPECT_EQ(pss_store(table, PSS_REPLACE, &key, &null), SYSERR_PSS_BAD_ARGUMENT);
+  EXPECT_EQ(pss_store(table, PSS_REPLACE, nullptr, &key), SYSERR_PSS_BAD_ARGUMENT);
+  EXPECT_EQ(remove(table, "none"), SYSERR_PSS_NOKEY);
+  EXPECT_NE(pss_move2key(table, &null, &status), nullptr) << "null would mean the end of the store";
+  EXPECT_EQ(status, SYSERR_PSS_BAD_ARGUMENT);
+  EXPECT_EQ(at(table, static_cast<pss_location_t>(6)), "(failed)");
+  EXPECT_EQ(pss_snapshot(table, 1, url("t").c_str()), SYSERR_PSS_BAD_ARGUMENT);
+  EXPECT_EQ(pss_snapshot(table, 0, url("s").c_str()), SYSERR_PSS_BAD_ARGUMENT) << "over itself";
+  EXPECT_EQ(pss_close(table), 0u);
+
+  for (const pss_service_t bad : {table, 0u, 12345u}) {
+    EXPECT_EQ(pss_close(bad), SYSERR_PSS_BAD_HANDLE);
+    EXPECT_EQ(put(bad, "a", "x"), SYSERR_PSS_BAD_HANDLE);
+    EXPECT_EQ(remove(bad, "a"), SYSERR_PSS_BAD_HANDLE);
+    EXPECT_EQ(at(bad, PSS_FIRST_KEY), "(failed)");
+    EXPECT_EQ(value(bad), "(none)");
+    EXPECT_EQ(pss_snapshot(bad, 0, url("t").c_str()), SYSERR_PSS_BAD_HANDLE);
+  }
+}
+
+TEST_F(StoreTest, OpensWhatUrlsNameBelowTheRoot) {
+  std::filesystem::create_directory(file("d"));
+  create("d/s", three);
+  for (const char* good : {"nonvolatile:/d/s", "nonvolatile:d/s", "nonvolatile://d//s"}) {
+    syserr_t status;
+    const pss_service_t table = pss_open(good, &status);
+    EXPECT_EQ(status, 0u) << good;
+    EXPECT_EQ(pss_close(table), 0u);
+  }
+  const struct {
+    std::string url;
+    syserr_t status;
+  } bad[] = {{"", SYSERR_PSS_BAD_URL},
+             {"volatile:/d/s", SYSERR_PSS_BAD_URL},
+             {"nonvolatile:", SYSERR_PSS_BAD_URL},
+             {"nonvolatile:/d/s/", SYSERR_PSS_BAD_URL},
+             {"nonvolatile:/d/../d/s", SYSERR_PSS_BAD_URL},
+             {"nonvolatile:/d/.", SYSERR_PSS_BAD_URL},
+             {"nonvolatile:/" + std::string(5000, 'x'), SYSERR_PSS_BAD_URL},
+             {"nonvolatile:/d/none", SYSERR_PSS_NO_STORE},
+             {"nonvolatile:/none/s", SYSERR_PSS_NO_STORE},
+             {"nonvolatile:/d/s/s", SYSERR_PSS_NO_STORE},
+             {"nonvolatile:/d", SYSERR_PSS_NOT_A_STORE}};
+  for (const auto& [bad_url, expected] : bad) {
+    syserr_t status = 0;
+    EXPECT_EQ(pss_open(bad_url.c_str(), &status), 0u);
+    EXPECT_EQ(status, expected) << bad_url;
+  }
+  syserr_t status = 0;
+  EXPECT_EQ(pss_open(nullptr, &status), 0u);
+  EXPECT_EQ(status, SYSERR_PSS_BAD_URL);
+  EXPECT_FALSE(std::filesystem::exists(file("d/none"))) << "opening never creates";
+}
+
+TEST_F(StoreTest, IsCreatedOnceWithModeOwnerOnly) {
+  const mode_t umask_before = umask(0);
+  create("s", three);
+  umask(umask_before);
+  struct stat status;
+  ASSERT_EQ(stat(file("s").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0600u);
+  EXPECT_EQ(pss_embedded_create(url("s").c_str()), SYSERR_PSS_EXISTS);
+  EXPECT_EQ(records("s"), three);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(root), {}), 1) << "no working file is left";
+}
+
+TEST_F(StoreTest, IsForOneHandleAtATime) {
+  create("s", three);
+  const pss_service_t first = open("s");
+  open("s", SYSERR_PSS_BUSY);
+  EXPECT_EQ(pss_close(first), 0u);
+  EXPECT_EQ(pss_close(open("s")), 0u);
+}
+
+TEST_F(StoreTest, HandlesAreBoundedAndNeverMeanALaterStore) {
+  std::vector<pss_service_t> tables;
+  for (int i = 0; i < PSS_EMBEDDED_HANDLES_MAX; ++i) {
+    create("s" + std::to_string(i), {});
+    tables.push_back(open("s" + std::to_string(i)));
+  }
+  syserr_t status;
+  EXPECT_EQ(pss_open(url("s0").c_str(), &status), 0u);
+  EXPECT_EQ(status, SYSERR_PSS_NO_MEMORY);
+  for (const pss_service_t table : tables) EXPECT_EQ(pss_close(table), 0u);
+  const pss_service_t later = open("s0");
+  EXPECT_EQ(pss_close(tables[0]), SYSERR_PSS_BAD_HANDLE);
+  EXPECT_EQ(pss_close(later), 0u);
+}
+
+TEST_F(StoreTest, KeepsNothingOfAProcessThatDies) {
+  create("s", three);
+  const pid_t child = fork();
+  if (child == 0) {
+    const pss_service_t table = open("s");
+    // More than the page cache holds, so that pages reach the file before the end.
+    for (int i = 0; i < 20000; ++i) put(table, "new" + std::to_string(i), Bytes(1000, 'n'));
+    remove(table, "a");
+    _exit(std::filesystem::file_size(file("s")) > 1000000 ? 0 : 1);
+  }
+  int status;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0) << "the changes had reached the file";
+  EXPECT_EQ(records("s"), three);
+}
+
+TEST_F(StoreTest, SnapshotsItsUncommittedState) {
+  create("s", three);
+  const pss_service_t table = open("s");
+  EXPECT_EQ(at(table, PSS_FIRST_KEY), "a");
+  EXPECT_EQ(put(table, "new", "x"), 0u);
+  EXPECT_EQ(remove(table, "b"), 0u);
+
+  // Whatever stands at the target is replaced, and a symbolic link is not followed.
+  create("outside", {});
+  const std::string outside = content("outside");
+  write("file", "text");
+  write("stale-journal", "a journal of an earlier store");
+  std::filesystem::create_symlink(file("outside"), file("link"));
+  mkfifo(file("fifo").c_str(), 0600);
+  const Records expected = {{"a", "1"}, {"ab", "2"}, {"new", "x"}};
+  for (const char* target : {"fresh", "file", "stale", "link", "fifo"}) {
+    EXPECT_EQ(pss_snapshot(table, 0, url(target).c_str()), 0u) << target;
+    struct stat status;
+    ASSERT_EQ(lstat(file(target).c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode, S_IFREG | 0600u) << target;
+    EXPECT_EQ(records(target), expected) << target;
+  }
+  EXPECT_EQ(content("outside"), outside);
+  EXPECT_FALSE(std::filesystem::exists(file("stale-journal")));
+
+  std::filesystem::create_directory(file("folder"));
+  EXPECT_EQ(pss_snapshot(table, 0, url("folder").c_str()), SYSERR_PSS_BAD_URL);
+  EXPECT_EQ(pss_snapshot(table, 0, url("none/s").c_str()), SYSERR_PSS_NO_STORE);
+  EXPECT_EQ(at(table, PSS_NEXT_KEY), "ab") << "the cursor stays";
+  EXPECT_EQ(pss_close(table), 0u);
+  EXPECT_EQ(records("s"), expected);
+}
+
+// ---- Files that are no sound store ----
+
+TEST_F(StoreTest, TellsForeignFiles) {
+  create("s", three);
+  sqlite3* database;
+  const struct {
+    const char* name;
+    const char* sql;
+  } databases[] = {{"sqlite", "CREATE TABLE t(x)"},
+                   {"wal", "PRAGMA journal_mode=WAL; CREATE TABLE t(x)"},
+                   {"trigger", "CREATE TRIGGER t AFTER DELETE ON record BEGIN DELETE FROM digest; END"},
+                   {"view", "CREATE VIEW v AS SELECT 1"},
+                   {"table", "CREATE TABLE t(x)"},
+                   {"version", "PRAGMA user_version=2"}};
+  for (const auto& [name, sql] : databases) {
+    const bool is_own = std::string(name) != "sqlite" && std::string(name) != "wal";
+    if (is_own) write(name, content("s"));
+    ASSERT_EQ(sqlite3_open(file(name).c_str(), &database), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(database, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(database);
+    sqlite3_close(database);
+    const std::string before = content(name);
+    open(name, SYSERR_PSS_NOT_A_STORE);
+    EXPECT_EQ(content(name), before) << name << " is not changed";
+  }
+  write("empty", "");
+  write("text", std::string(5000, 't'));
+  mkfifo(file("fifo").c_str(), 0600);
+  std::filesystem::create_symlink(file("s"), file("link"));
+  for (const char* name : {"empty", "text", "fifo", "link"}) open(name, SYSERR_PSS_NOT_A_STORE);
+}
+
+TEST_F(StoreTest, AcceptsAStoreThatAToolLeftInAnotherJournalMode) {
+  create("s", three);
+  sqlite3* database;
+  ASSERT_EQ(sqlite3_open(file("s").c_str(), &database), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(database, "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr), SQLITE_OK);
+  sqlite3_close(database);
+  EXPECT_EQ(records("s"), three);
+}
+
+// Rows that a tool took away, added, doubled or changed, each with a checksum that fits the row.
+TEST_F(StoreTest, TellsChangesThatLeaveEveryRowSound) {
+  for (const char* sql :
+       {"DELETE FROM record WHERE key = x'61'", "UPDATE record SET value = x'99' WHERE key = x'61'",
+        "UPDATE digest SET records = records + 1", "DELETE FROM digest", "INSERT INTO digest VALUES(3, 0)",
+        "INSERT INTO record SELECT x'63', value, checksum FROM record WHERE key = x'61'"}) {
+    std::filesystem::remove(file("s"));
+    create("s", three);
+    sqlite3* database;
+    ASSERT_EQ(sqlite3_open(file("s").c_str(), &database), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(database, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(database);
+    sqlite3_close(database);
+    open("s", SYSERR_PSS_DAMAGED);
+  }
+}
+
+// Each bit of a small store is flipped: the store is refused, or still holds exactly its records.
+TEST_F(StoreTest, NeverGivesWrongDataForAFlippedBit) {
+  create("s", three);
+  const std::string sound = content("s");
+  size_t refused = 0, harmless = 0;
+  // Unused space makes up most of the file; bytes that are not zero are those that mean something.
+  for (size_t byte = 0; byte < sound.size(); ++byte) {
+    if (sound[byte] == '\0' && byte % 61 != 0) continue;
+    std::string flipped = sound;
+    flipped[byte] = static_cast<char>(flipped[byte] ^ 1 << byte % 8);
+    write("s", flipped);
+    syserr_t status;
+    const pss_service_t table = pss_open(url("s").c_str(), &status);
+    if (table == 0) {
+      ++refused;
+      EXPECT_TRUE(status == SYSERR_PSS_DAMAGED || status == SYSERR_PSS_NOT_A_STORE) << byte << syserr2str(status);
+      continue;
+    }
+    ++harmless;
+    EXPECT_EQ(records(table), three) << byte;
+    EXPECT_EQ(pss_close(table), 0u);
+  }
+  EXPECT_GT(refused, 100u);
+  EXPECT_GT(harmless, 100u);
+}
+
+TEST_F(StoreTest, IsReadOnlyWhereItCannotBeWritten) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root, to become a user who may only read";
+  create("s", three);
+  chmod(root.c_str(), 0755);
+  chmod(file("s").c_str(), 0644);
+  const pid_t child = fork();
+  if (child == 0) {
+    if (setuid(65534) != 0) _exit(2);
+    const pss_service_t table = open("s");
+    const bool as_expected = records(table) == three && put(table, "a", "x") == SYSERR_PSS_READ_ONLY &&
+                             remove(table, "a") == SYSERR_PSS_READ_ONLY && pss_close(table) == 0;
+    _exit(as_expected ? 0 : 1);
+  }
+  int status;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(records("s"), three);
+}
+
+}  // namespace

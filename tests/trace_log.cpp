@@ -1,0 +1,99 @@
+#include "tests/trace_log.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <sstream>
+
+int TraceLog::opens, TraceLog::open_flags, TraceLog::writes, TraceLog::syncs;
+bool TraceLog::broken;
+
+namespace {
+
+std::string log_file;  // where the library's log is led to
+int log_fd = -1;
+
+template <typename Function>
+Function real(const char* name) {
+  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+extern "C" int open(const char* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+  va_end(arguments);
+  static const auto real_open = real<int (*)(const char*, int, ...)>("open");
+  if (strcmp(path, "/bootflash/libconvertvrrpmgr.log") != 0) return real_open(path, flags, mode);
+  ++TraceLog::opens;
+  TraceLog::open_flags = flags;
+  log_fd = real_open(log_file.c_str(), flags, mode);
+  return log_fd;
+}
+
+extern "C" ssize_t write(int fd, const void* bytes, size_t size) {
+  static const auto real_write = real<ssize_t (*)(int, const void*, size_t)>("write");
+  if (fd != log_fd || fd == -1) return real_write(fd, bytes, size);
+  ++TraceLog::writes;
+  if (!TraceLog::broken) return real_write(fd, bytes, size);
+  errno = EIO;
+  return -1;
+}
+
+extern "C" int fsync(int fd) {
+  static const auto real_fsync = real<int (*)(int)>("fsync");
+  if (fd != log_fd || fd == -1) return real_fsync(fd);
+  ++TraceLog::syncs;
+  if (!TraceLog::broken) return real_fsync(fd);
+  errno = EIO;
+  return -1;
+}
+
+TraceLog::TraceLog() {
+  std::string name = std::filesystem::temp_directory_path() / "convertvrrp-test-XXXXXX";
+  folder_ = mkdtemp(name.data());
+  log_file = folder_ + "/trace.log";
+  opens = open_flags = writes = syncs = 0;
+  broken = false;
+}
+
+TraceLog::~TraceLog() {
+  if (log_fd != -1) close(log_fd);
+  log_fd = -1;
+  std::filesystem::remove_all(folder_);
+}
+
+void TraceLog::create() { std::ofstream stream(log_file); }
+
+void TraceLog::remove() { std::filesystem::remove(log_file); }
+
+bool TraceLog::exists() const { return std::filesystem::exists(log_file); }
+
+std::string TraceLog::text() const {
+  std::ostringstream text;
+  text << std::ifstream(log_file).rdbuf();
+  return text.str();
+}
+
+std::vector<std::string> TraceLog::lines() const {
+  static const std::regex prefix(R"(^<\w{3} \w{3} [ \d]\d \d\d:\d\d:\d\d \d{4}> (\w+):\d+ (.*)$)");
+  std::vector<std::string> lines;
+  std::istringstream stream(text());
+  std::string line;
+  while (std::getline(stream, line)) {
+    std::smatch match;
+    EXPECT_TRUE(std::regex_match(line, match, prefix)) << line;
+    lines.push_back(match[1].str() + " " + match[2].str());
+  }
+  return lines;
+}

@@ -1,0 +1,34 @@
+// The trace log in tests: the library's fixed path is led to a folder of the test's own, and what is done to the log is
+// counted.
+#ifndef TESTS_TRACE_LOG_H
+#define TESTS_TRACE_LOG_H
+
+#include <string>
+#include <vector>
+
+class TraceLog {
+ public:
+  TraceLog();
+  ~TraceLog();
+
+  void create();
+  void remove();
+  bool exists() const;
+  std::string text() const;
+
+  // The lines without time stamp and line number: "operation message".
+  std::vector<std::string> lines() const;
+
+  // What was done since the test began: calls of open for the log, and of write and fsync on it.
+  static int opens, open_flags, writes, syncs;
+  // While true, write and fsync on the log fail.
+  static bool broken;
+
+  // A folder of the test's own.
+  const std::string& folder() const { return folder_; }
+
+ private:
+  std::string folder_;
+};
+
+#endif
