@@ -31,6 +31,8 @@ inline pss_datum_t datum(const Bytes& bytes) {
   return {const_cast<char*>(bytes.data()), static_cast<uint32>(bytes.size())};
 }
 
+pss_datum_t datum(Bytes&& temporary) = delete;  // the datum would outlive its bytes
+
 inline Bytes bytes_of(const pss_datum_t& datum) { return Bytes(static_cast<const char*>(datum.ptr), datum.siz); }
 
 template <typename Record>

@@ -42,7 +42,7 @@ TEST_F(StoreTest, MovesItsCursor) {
   EXPECT_EQ(at(table, PSS_CURRENT_KEY), "(none)");
 
   const struct {
-    const char* wanted;
+    Bytes wanted;
     const char* found;  // null: none
     syserr_t status;
   } cases[] = {
@@ -104,7 +104,8 @@ TEST_F(StoreTest, RefusesBadArguments) {
   create("s", three);
   const pss_service_t table = open("s");
   const pss_datum_t null = {nullptr, 1};
-  const pss_datum_t key = datum("k");
+  const Bytes k = "k";
+  const pss_datum_t key = datum(k);
   syserr_t status;
   EXPECT_EQ(put(table, "a", "x", PSS_NEW_ONLY), SYSERR_PSS_EXISTS);
   EXPECT_EQ(put(table, "c", "x", PSS_NEW_ONLY), 0u);
