@@ -10,6 +10,7 @@
 #include "platform/embedded/location.h"
 #include "platform/embedded/pss_embedded.h"
 #include "platform/embedded/store.h"
+#include "platform/embedded/store_file.h"
 #include "platform/syserr.h"
 
 namespace {

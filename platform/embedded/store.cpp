@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "platform/embedded/status.h"
+#include "platform/embedded/store_file.h"
 #include "platform/syserr.h"
 
 namespace pss_embedded {

@@ -2,9 +2,10 @@
 #ifndef PLATFORM_EMBEDDED_STORE_H
 #define PLATFORM_EMBEDDED_STORE_H
 
+#include "platform/embedded/database.h"
 #include "platform/embedded/location.h"
 #include "platform/embedded/pss_embedded.h"
-#include "platform/embedded/store_file.h"
+#include "platform/embedded/row.h"
 #include "platform/pss.h"
 
 namespace pss_embedded {

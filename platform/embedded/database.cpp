@@ -1,0 +1,40 @@
+#include "platform/embedded/database.h"
+
+#include "platform/embedded/pss_embedded.h"
+#include "platform/embedded/status.h"
+
+namespace pss_embedded {
+
+constexpr int busy_timeout_ms = 5000;
+
+syserr_t open_database(const char* file, int flags, Database* database) {
+  sqlite3* opened = nullptr;
+  const int result = sqlite3_open_v2(
+      file, &opened, flags | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE, nullptr);
+  database->reset(opened);  // there is one to close even when the opening failed
+  if (result != SQLITE_OK) return status_of_sqlite(result);
+
+  sqlite3_busy_timeout(opened, busy_timeout_ms);
+  sqlite3_limit(opened, SQLITE_LIMIT_LENGTH, PSS_EMBEDDED_VALUE_MAX + PSS_EMBEDDED_KEY_MAX + 64);
+  sqlite3_db_config(opened, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+  sqlite3_db_config(opened, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+  sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+  // synchronous=EXTRA: without the sync of the folder behind the journal's removal, a power cut after a commit can
+  // bring the old state back.
+  return run(opened,
+             "PRAGMA synchronous=EXTRA; PRAGMA cell_size_check=ON; PRAGMA mmap_size=0; PRAGMA cache_size=-8192");
+}
+
+syserr_t run(sqlite3* database, const char* sql) {
+  return status_of_sqlite(sqlite3_exec(database, sql, nullptr, nullptr, nullptr));
+}
+
+syserr_t prepare(sqlite3* database, const char* sql, Statement* statement) {
+  sqlite3_stmt* prepared = nullptr;
+  const int result = sqlite3_prepare_v3(database, sql, -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr);
+  statement->reset(prepared);
+  return status_of_sqlite(result);
+}
+
+}  // namespace pss_embedded
