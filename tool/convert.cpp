@@ -1,20 +1,19 @@
 #include <fcntl.h>
-#include <stdlib.h>
+#include <stdio.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <iomanip>
 #include <iostream>
 
-#include "libconvertvrrp.h"
 #include "platform/syserr.h"
+#include "tool/census.h"
+#include "tool/conversion.h"
+#include "tool/difference.h"
 #include "tool/private_folder.h"
-#include "tool/release.h"
-#include "tool/store.h"
 #include "tool/verbs.h"
+#include "tool/verdict.h"
 
 namespace vrrpconvert {
 
@@ -22,166 +21,122 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// ---- The store's records, counted by kind and layout ----
-
-struct Census {
-  size_t vr_new = 0, vr_old = 0, ip_new = 0, ip_old = 0, global_info = 0, other = 0;
-
-  bool operator==(const Census&) const = default;
-};
-
-bool is_global_info(const StoredRecord& record) {
-  const uint32 global_key = VRRP_PSS_GLOBAL_INFO_KEY;
-  return record.key.size() == sizeof global_key && memcmp(record.key.data(), &global_key, sizeof global_key) == 0;
+const char* name_of(Change change) {
+  return change == Change::upgrade ? "upgrade" : change == Change::downgrade ? "downgrade" : "none";
 }
 
-Census take_census(const fs::path& file) {
-  Census census;
-  const Store store(file);
-  store.for_each([&](const StoredRecord& record) {
-    const uint8 type = record.key[0];
-    const size_t size = record.value.size();
-    if (type == VRRP_PSS_KEY_VR && size == sizeof(vrrp_config_record_t)) {
-      ++census.vr_new;
-    } else if (type == VRRP_PSS_KEY_VR && size == sizeof(vrrp_old_config_record_t)) {
-      ++census.vr_old;
-    } else if (type == VRRP_PSS_KEY_IP_ASSOC && size == sizeof(vrrp_ip_assoc_record_t)) {
-      ++census.ip_new;
-    } else if (type == VRRP_PSS_KEY_IP_ASSOC && size == sizeof(vrrp_old_ip_assoc_record_t)) {
-      ++census.ip_old;
-    } else if (is_global_info(record)) {
-      ++census.global_info;
-    } else {
-      ++census.other;
-    }
-  });
-  return census;
-}
+// ---- What is to be done ----
 
-void print_census(const Census& before, const Census& after) {
-  const struct {
-    const char* label;
-    size_t Census::*count;
-  } rows[] = {
-      {"VR configuration, new layout", &Census::vr_new},
-      {"VR configuration, old layout", &Census::vr_old},
-      {"IP association, new layout", &Census::ip_new},
-      {"IP association, old layout", &Census::ip_old},
-      {"global info", &Census::global_info},
-      {"other kinds", &Census::other},
-  };
-  std::cout << std::left << std::setw(30) << "records" << std::right << std::setw(8) << "before" << std::setw(8)
-            << "after" << '\n';
-  for (const auto& row : rows) {
-    std::cout << std::left << std::setw(30) << row.label << std::right << std::setw(8) << before.*row.count
-              << std::setw(8) << after.*row.count << '\n';
-  }
-}
-
-// ---- What the system manager sets up for a call ----
-
-// The version files and the variables that name them.
-class Surroundings {
- public:
-  Surroundings(const Release& from, const Release& to, unsigned vdc) : folder_(fs::temp_directory_path()) {
-    set_version_file("SYSMGR_FROM_SRG_PATH", "from", from.text);
-    set_version_file("SYSMGR_TO_SRG_PATH", "to", to.text);
-    setenv("SYSMGR_VDC_ID", std::to_string(vdc).c_str(), 1);
-  }
-
- private:
-  void set_version_file(const char* variable, const char* name, const std::string& version) {
-    const fs::path file = folder_.path() / name;
-    std::ofstream stream(file);
-    stream << version << '\n';
-    if (!stream.flush()) throw Error(exit_io, file.string() + ": cannot be written; nothing was changed");
-    setenv(variable, file.c_str(), 1);
-  }
-
-  PrivateFolder folder_;
-};
-
-// Lends the library a descriptor of the log that the operator asked for.
-class TraceFile {
- public:
-  explicit TraceFile(const std::string& file) {
-    if (file.empty()) return;
-    // Mode 0600: a dump of a record shows its authentication key.
-    trace_fd = open(file.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
-    if (trace_fd == -1) throw Error(exit_io, file + ": cannot be opened for the trace: " + strerror(errno));
-    lent_ = true;
-  }
-  TraceFile(const TraceFile&) = delete;
-  TraceFile& operator=(const TraceFile&) = delete;
-  ~TraceFile() {
-    if (!lent_) return;
-    close(trace_fd);  // every line was synced when it was written
-    trace_fd = -1;
-  }
-
- private:
-  bool lent_ = false;
-};
-
-// ---- Where things are ----
-
-void use_root(const std::string& root) {
-  if (root.empty()) return;
-  const fs::path folder = existing_folder(root);
-  set_nonvolatile_root(folder);
-  // A device has a /tmp, where the snapshot of an upgrade goes.
-  std::error_code error;
-  fs::create_directory(folder / "tmp", error);
-  if (error) throw Error(exit_io, (folder / "tmp").string() + ": cannot be created: " + error.message());
-}
-
-fs::path nonvolatile_root() {
-  const char* root = getenv("PSS_NONVOLATILE_ROOT");
-  return root != nullptr && *root != '\0' ? root : "/";
+fs::path root_for(const ConvertOptions& options) {
+  const char* variable = getenv("PSS_NONVOLATILE_ROOT");
+  if (!options.root.empty()) return existing_folder(options.root);
+  return existing_folder(variable != nullptr && *variable != '\0' ? variable : "/");
 }
 
 // The library cuts a longer store URL at 255 characters; the cut one could name another store.
-void check_url_length(const std::string& path, const std::string& store_name) {
-  const size_t length = std::string("nonvolatile:" + path + "/" + store_name).size();
+void check_url_length(const Conversion& conversion) {
+  const size_t length = std::string("nonvolatile:" + conversion.path + "/" + conversion.store_name()).size();
   if (length > 255) {
-    throw Error(exit_usage, path + ": the store's URL would have " + std::to_string(length) +
+    throw Error(exit_usage, conversion.path + ": the store's URL would have " + std::to_string(length) +
                                 " characters, and 255 is the most; use --root to name a folder closer to the store");
   }
 }
 
-// ---- Verdict ----
-
-enum class Change { none, upgrade, downgrade };
-
-Change change_between(const Release& from, const Release& to, bool startup) {
-  if (startup) return Change::none;
-  if (from.has_old_layout) return Change::upgrade;
-  return to.has_old_layout ? Change::downgrade : Change::none;
+Conversion conversion_for(const ConvertOptions& options) {
+  Conversion conversion;
+  conversion.from = parse_release("--from", options.from);
+  conversion.to = parse_release("--to", options.to);
+  conversion.vdc = options.vdc;
+  conversion.startup = options.startup;
+  conversion.root = root_for(options);
+  set_nonvolatile_root(conversion.root);
+  conversion.path = nonvolatile_path(existing_folder(options.folder));
+  check_url_length(conversion);
+  return conversion;
 }
 
-bool is_as_expected(Change change, const Census& before, const Census& after) {
-  switch (change) {
-    case Change::upgrade:
-      return after == Census{.other = before.other};
-    case Change::downgrade:
-      return after == Census{.vr_old = before.vr_new + before.vr_old,
-                             .ip_old = before.ip_new + before.ip_old,
-                             .global_info = 1,
-                             .other = before.other};
-    default:
-      return after == before;
+// ---- Rehearsal: the same conversion, by the same library, on a private copy ----
+
+class Rehearsal {
+ public:
+  explicit Rehearsal(const Conversion& real) : workplace_(fs::temp_directory_path()), rehearsed_(real) {
+    {
+      const Store store(real.store());
+      rehearsed_.root = workplace_.path() / "root";
+      fs::create_directories(rehearsed_.store().parent_path());
+      fs::create_directories(rehearsed_.root / "tmp");
+      // From here on the private folder is what the platform knows.
+      set_nonvolatile_root("/");
+      store.write_copy(before());
+      store.write_copy(after());
+      records_ = store.count();
+    }
+    run_ = run_conversion(rehearsed_, Trace::kept_private, "", 0);
+    if (run_.interrupted) throw Error(exit_interrupted, "interrupted; nothing was changed");
+    if (!run_.answered) {
+      throw Error(exit_unknown, "the library died on a copy of the store; nothing was changed");
+    }
   }
+
+  fs::path before() const { return workplace_.path() / "before"; }  // the store as it is
+  fs::path after() const { return rehearsed_.store(); }             // as it would be
+  size_t records() const { return records_; }
+  const Run& run() const { return run_; }
+
+ private:
+  PrivateFolder workplace_;
+  Conversion rehearsed_;
+  Run run_;
+  size_t records_ = 0;
+};
+
+struct Loss {
+  std::string store_key, record, field, value;  // `field` is empty where the whole record goes
+};
+
+struct Plan {
+  std::vector<Difference> changes;
+  std::vector<Loss> losses;
+};
+
+Plan plan_of(const Rehearsal& rehearsal, bool reveal) {
+  Plan plan;
+  const Store before(rehearsal.before()), after(rehearsal.after());
+  for_each_difference(before, after, [&](const Difference& difference) {
+    plan.changes.push_back(difference);
+    if (!difference.before) return;
+    const std::string key = hex_of(difference.before->key), name = vrrpconvert::name_of(*difference.before);
+    if (!difference.after) {
+      plan.losses.push_back({key, name, "", ""});
+      return;
+    }
+    for (const FieldChange& change : field_changes(difference, reveal)) {
+      if (change.loses_value) plan.losses.push_back({key, name, change.field, change.before});
+    }
+  });
+  return plan;
 }
 
-const char* sentence_for(Change change, bool startup) {
-  switch (change) {
-    case Change::upgrade:
-      return "upgrade, the records of the old layout are removed";
-    case Change::downgrade:
-      return "downgrade, the records are rewritten in the old layout";
-    default:
-      return startup ? "a startup store is inspected and left as it is"
-                     : "no change of layout, the store is left as it is";
+// ---- Copy of the store as it was ----
+
+// A name beside the store that carries the source release, and that nothing has yet.
+fs::path free_copy_name(const fs::path& store, const Release& from, unsigned attempt) {
+  std::string release = from.text;
+  for (char& letter : release) {
+    if (letter == '(') letter = '-';
+  }
+  release.erase(release.find(')'));
+  return store.string() + ".from-" + release + (attempt == 1 ? "" : "." + std::to_string(attempt));
+}
+
+fs::path keep_copy(const fs::path& copy, const fs::path& store, const Release& from) {
+  const PrivateFolder workplace(store.parent_path());
+  const fs::path made = workplace.path() / "copy";
+  Store(copy).write_copy(made);
+  for (unsigned attempt = 1;; ++attempt) {
+    const fs::path name = free_copy_name(store, from, attempt);
+    if (renameat2(AT_FDCWD, made.c_str(), AT_FDCWD, name.c_str(), RENAME_NOREPLACE) == 0) return name;
+    if (errno != EEXIST) throw Error(exit_io, name.string() + ": no copy can be kept: " + strerror(errno));
   }
 }
 
@@ -191,54 +146,179 @@ ino_t file_number(const fs::path& path) {
   return lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
 }
 
+// ---- Report ----
+
+// All that a conversion can tell; what is empty did not come about.
+struct Report {
+  const ConvertOptions& options;
+  const Conversion& conversion;
+  const Plan& plan;
+  Exit exit = exit_done;
+  bool refused = false;
+  std::optional<Verdict> verdict;
+  fs::path snapshot, copy;
+  std::string problem, next;
+};
+
+Json json_or_null(const std::string& text) { return text.empty() ? Json() : Json(text); }
+
+void print_json(const Report& report) {
+  Json changes = Json::array(), losses = Json::array();
+  for (const Difference& change : report.plan.changes) {
+    changes.push_back(json_of_difference(change, report.options.reveal));
+    changes.back()["change"] = change.is_change() ? "changed" : change.before ? "removed" : "added";
+  }
+  for (const Loss& loss : report.plan.losses) {
+    losses.push_back({{"store_key", loss.store_key},
+                      {"record", loss.record},
+                      {"field", json_or_null(loss.field)},
+                      {"value", json_or_null(loss.value)}});
+  }
+  std::cout << Json({{"schema", 1},
+                     {"store", report.conversion.store().string()},
+                     {"from", report.conversion.from.text},
+                     {"to", report.conversion.to.text},
+                     {"change", name_of(report.conversion.change())},
+                     {"dry_run", report.options.dry_run},
+                     {"refused", report.refused},
+                     {"changes", changes},
+                     {"losses", losses},
+                     {"outcome", report.verdict ? report.verdict->json() : Json()},
+                     {"snapshot", json_or_null(report.snapshot.string())},
+                     {"copy", json_or_null(report.copy.string())},
+                     {"problem", json_or_null(report.problem)},
+                     {"next", json_or_null(report.next)}})
+                   .dump()
+            << '\n';
+}
+
+void print_losses(const Plan& plan) {
+  for (const Loss& loss : plan.losses) {
+    if (loss.field.empty()) {
+      std::cout << "  " << loss.record << "  (key " << loss.store_key << "): the whole record\n";
+    } else {
+      std::cout << "  " << loss.record << "  (key " << loss.store_key << "): " << loss.field << " " << loss.value
+                << '\n';
+    }
+  }
+}
+
+void print_verdict(const Verdict& verdict) {
+  const struct {
+    const char* label;
+    size_t count;
+  } rows[] = {{"converted", verdict.converted},
+              {"deleted", verdict.deleted},
+              {"added", verdict.added},
+              {"left alone", verdict.left_alone},
+              {"failed", verdict.failed.size()}};
+  for (const auto& row : rows) {
+    std::cout << "  " << std::left << std::setw(11) << row.label << std::right << std::setw(8) << row.count << '\n';
+  }
+  for (const FailedRecord& record : verdict.failed) {
+    std::cout << "failed: " << record.record << "  (key " << record.store_key << "): " << record.reason << '\n';
+  }
+}
+
+void print_text(const Report& report) {
+  std::cout << report.conversion.store().string() << ": " << report.conversion.from.text << " to "
+            << report.conversion.to.text << ": "
+            << (report.conversion.change() == Change::none ? "no conversion, the store is left as it is"
+                                                           : name_of(report.conversion.change()))
+            << '\n';
+  if (report.options.dry_run) {
+    for (const Difference& change : report.plan.changes) print_difference(change, report.options.reveal);
+    std::cout << "Would change " << report.plan.changes.size() << " records. Nothing was changed.\n";
+  }
+  if ((report.options.dry_run || report.refused) && !report.plan.losses.empty()) {
+    std::cout << "Would be lost:\n";
+    print_losses(report.plan);
+  }
+  if (report.verdict) print_verdict(*report.verdict);
+  if (!report.snapshot.empty()) std::cout << "Snapshot of the library: " << report.snapshot.string() << '\n';
+  if (!report.copy.empty()) std::cout << "Copy of the store as it was: " << report.copy.string() << '\n';
+  if (!report.next.empty()) std::cout << "Next: " << report.next << '\n';
+}
+
+Exit finish(const Report& report) {
+  report.options.json ? print_json(report) : print_text(report);
+  if (!report.problem.empty()) std::cerr << "vrrpconvert: " << report.problem << '\n';
+  return report.exit;
+}
+
+// ---- The conversion itself ----
+
+size_t expected_lines(Change change, size_t records) {
+  return change == Change::none ? 0 : change == Change::upgrade ? 2 * records : records;
+}
+
+// Looks at the store after the run, and says what became of it and what to do.
+void judge_run(const Run& run, const Rehearsal& rehearsal, Report& report) {
+  const Change change = report.conversion.change();
+  const fs::path file = report.conversion.store();
+  set_nonvolatile_root("/");
+  const Store before(rehearsal.before()), after(file);
+  bool is_as_it_was = true;
+  for_each_difference(before, after, [&is_as_it_was](const Difference&) { is_as_it_was = false; });
+  if (run.interrupted && is_as_it_was) throw Error(exit_interrupted, "interrupted; the store is as it was");
+
+  report.verdict = judge(change, before, after, run.messages);
+  const std::string go_back =
+      "to go back: vrrpconvert restore " +
+      (report.copy.empty() ? report.snapshot.empty() ? "COPY" : report.snapshot.string() : report.copy.string()) + " " +
+      file.string();
+  if (!run.answered && is_as_it_was) {
+    report.exit = exit_unknown;
+    report.problem = "the library died; the store is as it was";
+  } else if (run.result != 0) {
+    report.exit = exit_bad_input;
+    char status[16];
+    snprintf(status, sizeof status, "0x%x", run.result);
+    report.problem = std::string("the library answered ") + status + " (" + syserr2str(run.result) + ")";
+  } else if (!report.verdict->failed.empty() && is_as_it_was) {
+    report.exit = exit_io;
+    report.problem = "nothing was changed: " + report.verdict->failed.front().reason;
+  } else if (!report.verdict->failed.empty()) {
+    report.exit = exit_some_failed;
+    report.problem =
+        std::to_string(report.verdict->failed.size()) + " records are not in the state that they should be in";
+    report.next = go_back;
+  } else if (change == Change::upgrade && report.snapshot.empty() && !is_as_it_was) {
+    report.exit = exit_some_failed;
+    report.problem = report.conversion.snapshot().string() + ": the library could not take its snapshot";
+    report.next = go_back;
+  } else if (!is_as_it_was) {
+    report.next = (change == Change::upgrade ? "configure VRRP anew under " : "start ") + report.conversion.to.text +
+                  "; or " + go_back;
+  }
+}
+
 }  // namespace
 
 Exit convert(const ConvertOptions& options) {
-  const Release from = parse_release("--from", options.from);
-  const Release to = parse_release("--to", options.to);
-  const Change change = change_between(from, to, options.startup);
-  use_root(options.root);
-
-  const fs::path folder = existing_folder(options.folder);
-  const std::string path = nonvolatile_path(folder);
-  const std::string store_name = options.startup ? "bin/vrrp-cfg_config_sav" : "vrrp-cfg_runtime_config";
-  check_url_length(path, store_name);
-  const fs::path file = folder / store_name;
-  const Census before = take_census(file);
-
-  const std::string vdc_suffix = options.vdc == 1 ? "" : std::to_string(options.vdc);
-  const fs::path snapshot = nonvolatile_root() / ("tmp/vrrp-pss" + vdc_suffix);
-  const ino_t earlier_snapshot = file_number(snapshot);
-
-  syserr_t result = 0;
-  {
-    const Surroundings surroundings(from, to, options.vdc);
-    const TraceFile trace(options.trace);
-    const auto entry_point = options.startup ? convert_startup : convert_gsync;
-    result = entry_point(path.c_str(), "vrrpconvert", to.text.c_str(), from.text.c_str());
+  const Conversion conversion = conversion_for(options);
+  const Rehearsal rehearsal(conversion);
+  const Plan plan = plan_of(rehearsal, options.reveal);
+  Report report = {options, conversion, plan, exit_done, false, std::nullopt, {}, {}, {}, {}};
+  report.refused = !plan.losses.empty() && !options.allow_loss;
+  if (report.refused) report.exit = exit_found;
+  if (options.dry_run) return finish(report);
+  if (report.refused) {
+    report.problem = "refused, because this would be lost; nothing was changed. To convert all the same: --allow-loss";
+    return finish(report);
   }
-  const Census after = take_census(file);
 
-  std::cout << file.string() << ": " << from.text << " to " << to.text << ": " << sentence_for(change, options.startup)
-            << "\n\n";
-  print_census(before, after);
-  if (result != 0) {
-    std::cerr << "vrrpconvert: the library answered 0x" << std::hex << result << " (" << syserr2str(result) << ")\n";
-    return exit_bad_input;
+  if (conversion.root != "/") fs::create_directory(conversion.root / "tmp");  // where a device has one
+  if (options.backup && !plan.changes.empty())
+    report.copy = keep_copy(rehearsal.before(), conversion.store(), conversion.from);
+  const ino_t earlier_snapshot = file_number(conversion.snapshot());
+  const Run run = run_conversion(conversion, options.trace.empty() ? Trace::as_always : Trace::to_file, options.trace,
+                                 expected_lines(conversion.change(), rehearsal.records()));
+  if (conversion.change() == Change::upgrade && file_number(conversion.snapshot()) != earlier_snapshot) {
+    report.snapshot = conversion.snapshot();
   }
-  bool complete = is_as_expected(change, before, after);
-  if (change == Change::upgrade) {
-    const bool taken = file_number(snapshot) != 0 && file_number(snapshot) != earlier_snapshot;
-    complete = complete && taken;
-    if (taken) std::cout << "\nSnapshot of the store before the upgrade: " << snapshot.string() << '\n';
-    if (!taken) std::cerr << "vrrpconvert: " << snapshot.string() << ": the snapshot was not taken\n";
-  }
-  if (!complete) {
-    std::cerr << "vrrpconvert: " << file.string()
-              << ": not every record is in the state that it should be in; run again with --trace FILE to see why\n";
-    return exit_some_failed;
-  }
-  return exit_done;
+  judge_run(run, rehearsal, report);
+  return finish(report);
 }
 
 }  // namespace vrrpconvert

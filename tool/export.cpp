@@ -1,5 +1,6 @@
 #include <iostream>
 
+#include "tool/progress.h"
 #include "tool/record_text.h"
 #include "tool/store.h"
 #include "tool/verbs.h"
@@ -9,10 +10,12 @@ namespace vrrpconvert {
 Exit export_store(const ExportOptions& options) {
   set_nonvolatile_root("/");
   const Store store(options.store);
-  store.for_each(
-      [&](const StoredRecord& record) { std::cout << (options.raw ? raw_line_of(record) : line_of(record)) << '\n'; });
-  if (!std::cout.flush())
-    throw Error(exit_io, "standard output: cannot be written to its end; the export is cut short");
+  size_t done = 0;
+  Progress progress("Exporting", store.count());
+  store.for_each([&](const StoredRecord& record) {
+    std::cout << (options.raw ? raw_line_of(record) : line_of(record)) << '\n';
+    progress.show(++done);
+  });
   return exit_done;
 }
 

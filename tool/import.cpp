@@ -1,11 +1,10 @@
-#include <sys/stat.h>
-
 #include <fstream>
 #include <iostream>
 
 #include "platform/embedded/pss_embedded.h"
-#include "platform/syserr.h"
+#include "tool/interrupt.h"
 #include "tool/private_folder.h"
+#include "tool/progress.h"
 #include "tool/record_text.h"
 #include "tool/store.h"
 #include "tool/verbs.h"
@@ -16,26 +15,15 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// What stands at the target is replaced only when it was asked for, nobody uses it, and it is a store, sound or not.
-void check_target(const fs::path& target, bool force) {
-  if (!fs::exists(fs::symlink_status(target))) return;
-  if (!force) {
-    throw Error(exit_usage, target.string() + ": exists already; choose another name, or replace it with --force");
-  }
-  syserr_t status = 0;
-  const pss_service_t handle = pss_open(("nonvolatile:" + nonvolatile_path(target)).c_str(), &status);
-  if (handle != 0) {
-    (void)pss_close(handle);  // nothing was changed
-  } else if (status != SYSERR_PSS_DAMAGED) {
-    throw_store_error(target, status);
-  }
-}
-
-size_t import_lines(std::istream& input, const std::string& name, Store& store) {
-  size_t line_number = 0, records = 0;
+// `size` is that of the input in bytes, 0 where it is not known.
+size_t import_lines(std::istream& input, const std::string& name, size_t size, Store& store) {
+  Progress progress("Importing", size);
+  size_t line_number = 0, records = 0, bytes = 0;
   std::string line;
   while (std::getline(input, line)) {
     ++line_number;
+    progress.show(bytes += line.size() + 1);
+    end_if_interrupted();
     if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
     try {
       const StoredRecord record = record_of_line(line);
@@ -57,7 +45,10 @@ size_t import_lines(std::istream& input, const std::string& name, Store& store) 
 Exit import_store(const ImportOptions& options) {
   set_nonvolatile_root("/");
   const fs::path target = options.store;
-  check_target(target, options.force);
+  if (!options.force && fs::exists(fs::symlink_status(target))) {
+    throw Error(exit_usage, target.string() + ": exists already; choose another name, or replace it with --force");
+  }
+  Store::check_replaceable(target);
 
   std::ifstream file;
   const bool from_stdin = options.file == "-";
@@ -71,10 +62,17 @@ Exit import_store(const ImportOptions& options) {
   // Built aside and brought to its place as one: nobody ever sees a part of it.
   const PrivateFolder workplace(existing_folder(target.parent_path()));
   Store store = Store::create(workplace.path() / "store");
-  const size_t records =
-      import_lines(from_stdin ? std::cin : file, from_stdin ? "standard input" : options.file, store);
+  std::error_code unknown_size;
+  const auto size = fs::file_size(options.file, unknown_size);
+  const size_t records = from_stdin
+                             ? import_lines(std::cin, "standard input", 0, store)
+                             : import_lines(file, options.file, unknown_size ? 0 : static_cast<size_t>(size), store);
   store.write_copy(target);
-  std::cout << target.string() << ": " << records << (records == 1 ? " record\n" : " records\n");
+  if (options.json) {
+    std::cout << Json({{"schema", 1}, {"store", options.store}, {"records", records}}).dump() << '\n';
+  } else {
+    std::cout << target.string() << ": " << records << (records == 1 ? " record\n" : " records\n");
+  }
   return exit_done;
 }
 

@@ -3,34 +3,96 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <exception>
+#include <functional>
 #include <iostream>
 #include <numeric>
 #include <string>
 #include <vector>
 
+#include "tool/interrupt.h"
 #include "tool/verbs.h"
 
 using namespace vrrpconvert;
 
 namespace {
 
-void add_import(CLI::App& app, ImportOptions& options) {
-  CLI::App* verb = app.add_subcommand("import", "Create a store from lines of JSON, one record a line");
+constexpr char exit_codes[] =
+    "Exit codes: 0 done, no difference; 1 differences, problems, or a loss that was not allowed; 2 usage;\n"
+    "3 missing, damaged or foreign input; 4 store in use; 5 I/O or no space, nothing changed; 6 outcome not known;\n"
+    "7 some records failed; 130 interrupted";
+
+// The verb that the command line asks for.
+std::function<Exit()> chosen;
+
+// Adds a verb whose options live as long as the process.
+template <typename Options>
+CLI::App* add_verb(CLI::App& app, const char* name, const char* summary, Options& options, Exit (*verb)(const Options&),
+                   const char* example) {
+  CLI::App* added = app.add_subcommand(name, summary);
+  added->callback([&options, verb] { chosen = [&options, verb] { return verb(options); }; });
+  added->footer(std::string("Example:\n  ") + example);
+  return added;
+}
+
+void add_json(CLI::App* verb, bool& json) { verb->add_flag("--json", json, "Print one JSON object, for scripts"); }
+
+void add_reveal(CLI::App* verb, bool& reveal) { verb->add_flag("--reveal", reveal, "Show authentication keys"); }
+
+void add_import(CLI::App& app) {
+  static ImportOptions options;
+  CLI::App* verb = add_verb(app, "import", "Create a store from lines of JSON, one record a line", options,
+                            import_store, "vrrpconvert import vrrp-cfg_runtime_config records.jsonl");
   verb->add_option("STORE", options.store, "The store to create")->required();
   verb->add_option("FILE", options.file, "The lines; standard input when not given or -");
   verb->add_flag("--force", options.force, "Replace a store that is there already");
-  verb->footer("Example:\n  vrrpconvert import vrrp-cfg_runtime_config records.jsonl");
+  add_json(verb, options.json);
 }
 
-void add_export(CLI::App& app, ExportOptions& options) {
-  CLI::App* verb = app.add_subcommand("export", "Write the records of a store as lines of JSON");
+void add_export(CLI::App& app) {
+  static ExportOptions options;
+  CLI::App* verb =
+      add_verb(app, "export", "Write the records of a store as lines of JSON, authentication keys included", options,
+               export_store, "vrrpconvert export vrrp-cfg_runtime_config > records.jsonl");
   verb->add_option("STORE", options.store, "The store to read")->required();
   verb->add_flag("--raw", options.raw, "Write every record as the hexadecimal digits of its key and value");
-  verb->footer("Example:\n  vrrpconvert export vrrp-cfg_runtime_config > records.jsonl");
 }
 
-void add_convert(CLI::App& app, ConvertOptions& options) {
-  CLI::App* verb = app.add_subcommand("convert", "Convert the store in a folder from one release to another");
+void add_show(CLI::App& app) {
+  static ShowOptions options;
+  CLI::App* verb = add_verb(app, "show", "Show the records of a store as tables", options, show,
+                            "vrrpconvert show --kind vr vrrp-cfg_runtime_config");
+  verb->add_option("STORE", options.store, "The store to read")->required();
+  verb->add_option("--kind", options.kind, "Only records of this kind")
+      ->check(CLI::IsMember({"vr", "ip_assoc", "global_info", "track", "other"}));
+  add_reveal(verb, options.reveal);
+  add_json(verb, options.json);
+}
+
+void add_check(CLI::App& app) {
+  static CheckOptions options;
+  CLI::App* verb = add_verb(app, "check", "Tell whether a store is sound, of one layout, and readable by a release",
+                            options, check, "vrrpconvert check --release '4.1(2)' vrrp-cfg_runtime_config");
+  verb->add_option("STORE", options.store, "The store to read")->required();
+  verb->add_option("--release", options.release, "The release that is to read it, as 4.2(1)");
+  add_json(verb, options.json);
+}
+
+void add_diff(CLI::App& app) {
+  static DiffOptions options;
+  CLI::App* verb = add_verb(app, "diff", "Tell which records and fields differ between two stores", options, diff,
+                            "vrrpconvert diff vrrp-cfg_runtime_config.from-4.2-1 vrrp-cfg_runtime_config");
+  verb->add_option("A", options.a, "One store")->required();
+  verb->add_option("B", options.b, "The other")->required();
+  add_reveal(verb, options.reveal);
+  add_json(verb, options.json);
+}
+
+void add_convert(CLI::App& app) {
+  static ConvertOptions options;
+  CLI::App* verb =
+      add_verb(app, "convert", "Convert the store in a folder from one release to another", options, convert,
+               "vrrpconvert convert /flash --from '4.2(1)' --to '4.1(2)' --dry-run\n"
+               "  vrrpconvert convert /flash --from '4.2(1)' --to '4.1(2)' --allow-loss --trace trace.log");
   verb->add_option("DIR", options.folder, "The folder that holds vrrp-cfg_runtime_config")->required();
   verb->add_option("--from", options.from, "The release that wrote the store, as 4.2(1)")->required();
   verb->add_option("--to", options.to, "The release that will read it")->required();
@@ -39,9 +101,22 @@ void add_convert(CLI::App& app, ConvertOptions& options) {
                          ->capture_default_str();
   verb->add_flag("--startup", options.startup, "Inspect DIR/bin/vrrp-cfg_config_sav, the saved startup store, instead")
       ->excludes(vdc);
+  verb->add_flag("--dry-run", options.dry_run, "Change nothing: show what would change and what would be lost");
+  verb->add_flag("--allow-loss", options.allow_loss, "Convert although field values or records are lost");
+  verb->add_flag("!--no-backup", options.backup, "Keep no copy of the store beside it");
   verb->add_option("--trace", options.trace, "Append the library's trace lines to this file");
   verb->add_option("--root", options.root, "The folder that stands for a device's /; its tmp takes the snapshot");
-  verb->footer("Example:\n  vrrpconvert convert /flash --root / --from '4.2(1)' --to '4.1(2)' --trace trace.log");
+  add_reveal(verb, options.reveal);
+  add_json(verb, options.json);
+}
+
+void add_restore(CLI::App& app) {
+  static RestoreOptions options;
+  CLI::App* verb = add_verb(app, "restore", "Put a copy or a snapshot of a store back in its place, in one step",
+                            options, restore, "vrrpconvert restore /tmp/vrrp-pss vrrp-cfg_runtime_config");
+  verb->add_option("COPY", options.copy, "The copy or snapshot; it is checked first, and stays")->required();
+  verb->add_option("STORE", options.store, "The store that it replaces")->required();
+  add_json(verb, options.json);
 }
 
 // How many letters have to be changed, added or removed to make one word the other.
@@ -70,25 +145,34 @@ void check_verb(const CLI::App& app, const std::string& word) {
   throw Error(exit_usage, word + ": there is no such verb; did you mean " + nearest + "?");
 }
 
+int run(int argc, char** argv) {
+  CLI::App app("Converts the stored VRRP configuration of a device that changes its software release", "vrrpconvert");
+  app.require_subcommand(1);
+  app.footer(exit_codes);
+  add_import(app);
+  add_export(app);
+  add_show(app);
+  add_check(app);
+  add_diff(app);
+  add_convert(app);
+  add_restore(app);
+  if (argc > 1 && *argv[1] != '-') check_verb(app, argv[1]);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? exit_done : exit_usage;
+  }
+  const Exit code = chosen();
+  if (!std::cout.flush()) throw Error(exit_io, "standard output cannot be written to its end; the output is cut short");
+  return code;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Converts the stored VRRP configuration of a device that changes its software release", "vrrpconvert");
-  app.require_subcommand(1);
-  ImportOptions import_options;
-  ExportOptions export_options;
-  ConvertOptions convert_options;
-  add_import(app, import_options);
-  add_export(app, export_options);
-  add_convert(app, convert_options);
+  note_interrupts();
   try {
-    if (argc > 1 && *argv[1] != '-') check_verb(app, argv[1]);
-    app.parse(argc, argv);
-    if (app.got_subcommand("import")) return import_store(import_options);
-    if (app.got_subcommand("export")) return export_store(export_options);
-    return convert(convert_options);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? exit_done : exit_usage;
+    return run(argc, argv);
   } catch (const Error& error) {
     std::cerr << "vrrpconvert: " << error.what() << '\n';
     return error.exit_code;

@@ -2,109 +2,16 @@
 
 #include <arpa/inet.h>
 
-#include <array>
+#include <algorithm>
 #include <cstring>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
-#include <span>
 
 #include "libconvertvrrp.h"
+#include "tool/record_fields.h"
 
 namespace vrrpconvert {
 namespace {
-
-using Json = nlohmann::ordered_json;
-
-// ---- What the records hold ----
-
-enum class Type { number, boolean, address_type, admin, auth, address, bytes, low_bit, high_bits };
-
-struct Field {
-  const char* name;
-  size_t offset;
-  size_t size;
-  Type type;
-};
-
-#define FIELD(record, name, type) \
-  { #name, offsetof(record, name), sizeof(record::name), Type::type }
-
-constexpr Field vr_fields[] = {
-    FIELD(vrrp_config_record_t, ifindex, number),
-    FIELD(vrrp_config_record_t, vr_id, number),
-    FIELD(vrrp_config_record_t, addr_type, address_type),
-    FIELD(vrrp_config_record_t, admin, admin),
-    FIELD(vrrp_config_record_t, prio, number),
-    FIELD(vrrp_config_record_t, primary_ip, address),
-    FIELD(vrrp_config_record_t, auth, auth),
-    FIELD(vrrp_config_record_t, key, bytes),
-    FIELD(vrrp_config_record_t, adv, number),
-    FIELD(vrrp_config_record_t, preempt, boolean),
-    FIELD(vrrp_config_record_t, track_prio, number),
-    FIELD(vrrp_config_record_t, track_intf, number),
-    FIELD(vrrp_config_record_t, spi, number),
-    FIELD(vrrp_config_record_t, row_status, number),
-    FIELD(vrrp_config_record_t, owner, boolean),
-    FIELD(vrrp_config_record_t, lower_threshold_prio, number),
-    FIELD(vrrp_config_record_t, upper_threshold_prio, number),
-    FIELD(vrrp_config_record_t, forwarding_state, boolean),
-    FIELD(vrrp_config_record_t, bfd_peer_ip, address),
-    FIELD(vrrp_config_record_t, reserved, bytes),
-};
-
-constexpr Field ip_assoc_fields[] = {
-    FIELD(vrrp_ip_assoc_record_t, ifindex, number),
-    FIELD(vrrp_ip_assoc_record_t, vr_id, number),
-    FIELD(vrrp_ip_assoc_record_t, inet_addr, address),
-    {"virtual", offsetof(vrrp_ip_assoc_record_t, virtual_), 4, Type::boolean},
-    FIELD(vrrp_ip_assoc_record_t, row_status, number),
-    FIELD(vrrp_ip_assoc_record_t, reserved, bytes),
-};
-
-constexpr Field global_info_fields[] = {
-    FIELD(vrrp_pss_global_info_t, vrrp_enabled, boolean),
-    {"is_bfd_enabled_on_any_group", 1, 1, Type::low_bit},
-    {"temp_rsrv", 1, 1, Type::high_bits},
-    FIELD(vrrp_pss_global_info_t, reserved, bytes),
-};
-
-#undef FIELD
-
-struct Layout {
-  const char* kind;
-  const char* layout;  // null where there is only one
-  size_t size;
-  std::span<const Field> fields;  // those of the old layout are the first of the new one's
-};
-
-const Layout layouts[] = {
-    {"vr", "new", sizeof(vrrp_config_record_t), vr_fields},
-    {"vr", "old", sizeof(vrrp_old_config_record_t), std::span(vr_fields).first(15)},
-    {"ip_assoc", "new", sizeof(vrrp_ip_assoc_record_t), ip_assoc_fields},
-    {"ip_assoc", "old", sizeof(vrrp_old_ip_assoc_record_t), std::span(ip_assoc_fields).first(5)},
-    {"global_info", nullptr, sizeof(vrrp_pss_global_info_t), global_info_fields},
-};
-
-struct Word {
-  const char* text;
-  uint32 value;
-};
-
-std::span<const Word> words_of(Type type) {
-  static constexpr Word address_types[] = {
-      {"unknown", INET_ADDR_TYPE_UNKNOWN}, {"ipv4", INET_ADDR_TYPE_IPV4}, {"ipv6", INET_ADDR_TYPE_IPV6}};
-  static constexpr Word admins[] = {{"up", STATE_UP}, {"down", STATE_DOWN}};
-  static constexpr Word auths[] = {{"no", AUTH_NO}, {"text", AUTH_TEXT}, {"ip", AUTH_IP}};
-  switch (type) {
-    case Type::address_type:
-      return address_types;
-    case Type::admin:
-      return admins;
-    default:
-      return auths;
-  }
-}
 
 bool may_be_left_out(const Field& field) {
   return strcmp(field.name, "reserved") == 0 || field.type == Type::high_bits;
@@ -112,40 +19,19 @@ bool may_be_left_out(const Field& field) {
 
 // ---- Fields to JSON ----
 
-uint32 number_in(std::span<const uint8> bytes) {
-  uint32 number = 0;
-  memcpy(&number, bytes.data(), bytes.size());
-  return number;
-}
-
-std::string hex_of(std::span<const uint8> bytes) {
-  static constexpr char digits[] = "0123456789abcdef";
-  std::string hex;
-  for (const uint8 byte : bytes) {
-    hex += digits[byte >> 4];
-    hex += digits[byte & 15];
-  }
-  return hex;
-}
-
 Json boolean_to_json(uint32 number) { return number <= 1 ? Json(number == 1) : Json(number); }
 
+// A number has no word in the readable form: the raw form carries such a record.
 Json word_to_json(Type type, uint32 value) {
-  for (const Word& word : words_of(type)) {
-    if (word.value == value) return word.text;
-  }
-  return nullptr;  // no word for it: the raw form carries the record
+  const char* word = word_of(type, value);
+  return word != nullptr ? Json(word) : Json(value);
 }
 
-// Null for an unset address, and for one that has no text, which the raw form carries.
+// Null for an unset address. One that has no text is shown, but only the raw form carries it.
 Json address_to_json(std::span<const uint8> bytes) {
-  inet_addr_t address;
-  memcpy(&address, bytes.data(), sizeof address);
-  char text[INET6_ADDRSTRLEN];
-  const void* from = bytes.data() + offsetof(inet_addr_t, a);
-  if (address.addr_type == INET_ADDR_TYPE_IPV4) return inet_ntop(AF_INET, from, text, sizeof text);
-  if (address.addr_type == INET_ADDR_TYPE_IPV6) return inet_ntop(AF_INET6, from, text, sizeof text);
-  return nullptr;
+  if (is_zero(bytes)) return nullptr;
+  const std::string text = address_text(bytes);
+  return text.empty() ? Json({{"hex", hex_of(bytes)}}) : Json(text);
 }
 
 Json bytes_to_json(std::span<const uint8> bytes) {
@@ -154,25 +40,6 @@ Json bytes_to_json(std::span<const uint8> bytes) {
                        std::all_of(end, bytes.end(), [](uint8 byte) { return byte == 0; });
   if (is_text) return std::string(bytes.begin(), end);
   return {{"hex", hex_of(bytes)}};
-}
-
-Json field_to_json(const Field& field, std::span<const uint8> bytes) {
-  switch (field.type) {
-    case Type::number:
-      return number_in(bytes);
-    case Type::boolean:
-      return boolean_to_json(number_in(bytes));
-    case Type::low_bit:
-      return (bytes[0] & 1) != 0;
-    case Type::high_bits:
-      return static_cast<uint32>(bytes[0] >> 1);
-    case Type::address:
-      return address_to_json(bytes);
-    case Type::bytes:
-      return bytes_to_json(bytes);
-    default:
-      return word_to_json(field.type, number_in(bytes));
-  }
 }
 
 // ---- JSON to fields ----
@@ -197,7 +64,7 @@ Bytes bytes_of_hex(const Json& json) {
   return bytes;
 }
 
-uint32 word_of(Type type, const Json& json) {
+uint32 number_of_word(Type type, const Json& json) {
   std::string expected = "expected one of";
   for (const Word& word : words_of(type)) {
     if (json.is_string() && json == word.text) return word.value;
@@ -244,6 +111,7 @@ void json_to_field(const Field& field, const Json& json, uint8* place) {
   const uint32 max = field.size == 1 ? 0xff : 0xffffffff;
   switch (field.type) {
     case Type::number:
+    case Type::interface:
       return put_number(number_of(json, max));
     case Type::boolean:
       return put_number(json.is_boolean() ? json.get<bool>() : number_of(json, max));
@@ -259,55 +127,22 @@ void json_to_field(const Field& field, const Json& json, uint8* place) {
       memcpy(place, &address, sizeof address);
       return;
     }
+    case Type::secret:
     case Type::bytes:
       memcpy(place, bytes_of(json, field.size).data(), field.size);
       return;
     default:
-      return put_number(word_of(field.type, json));
+      return put_number(number_of_word(field.type, json));
   }
 }
 
 // ---- Records ----
 
-// The key that the manager keeps the record under.
-Bytes key_of(const Layout& layout, const Bytes& value) {
-  if (layout.fields.data() == vr_fields) {
-    vrrp_old_config_record_t record;
-    memcpy(&record, value.data(), sizeof record);
-    Bytes key(VRRP_VR_KEY_SIZE, 0);
-    vrrp_make_vr_key(key.data(), VRRP_PSS_KEY_VR, record.ifindex, record.vr_id, record.addr_type);
-    return key;
-  }
-  if (layout.fields.data() == ip_assoc_fields) {
-    vrrp_old_ip_assoc_record_t record;
-    memcpy(&record, value.data(), sizeof record);
-    Bytes key(VRRP_ASSOC_KEY_SIZE, 0);
-    vrrp_make_assoc_key(key.data(), record.ifindex, record.vr_id, record.inet_addr);
-    return key;
-  }
-  const uint32 global_key = VRRP_PSS_GLOBAL_INFO_KEY;
-  const auto* bytes = reinterpret_cast<const uint8*>(&global_key);
-  return Bytes(bytes, bytes + sizeof global_key);
-}
-
-std::optional<Json> readable(const Layout& layout, const StoredRecord& record) {
-  if (record.value.size() != layout.size || record.key != key_of(layout, record.value)) return std::nullopt;
-  Json json = {{"kind", layout.kind}};
-  if (layout.layout != nullptr) json["layout"] = layout.layout;
-  for (const Field& field : layout.fields) {
-    const auto bytes = std::span(record.value).subspan(field.offset, field.size);
-    const Json value = field_to_json(field, bytes);
-    const bool is_zero = value == "" || value == 0;
-    if (!is_zero || !may_be_left_out(field)) json[field.name] = value;
-  }
-  return json;
-}
-
-const Layout& layout_of(const Json& json) {
+const Layout& layout_in(const Json& json) {
   const Json kind = json.value("kind", Json());
   const Json layout = json.value("layout", Json());
   bool kind_is_known = false;
-  for (const Layout& candidate : layouts) {
+  for (const Layout& candidate : layouts()) {
     if (kind != candidate.kind) continue;
     kind_is_known = true;
     if (layout == (candidate.layout != nullptr ? Json(candidate.layout) : Json())) return candidate;
@@ -338,7 +173,7 @@ void refuse_other_fields(const Json& json, const std::set<std::string>& known) {
 }
 
 StoredRecord record_of_readable(const Json& json) {
-  const Layout& layout = layout_of(json);
+  const Layout& layout = layout_in(json);
   std::set<std::string> known = {"kind", "layout"};
   Bytes value(layout.size, 0);
   for (const Field& field : layout.fields) {
@@ -350,7 +185,7 @@ StoredRecord record_of_readable(const Json& json) {
     }
   }
   refuse_other_fields(json, known);
-  return {key_of(layout, value), value};
+  return {own_key(layout, value), value};
 }
 
 StoredRecord record_of_raw(const Json& json) {
@@ -378,24 +213,69 @@ Json parse(const std::string& line) {
   }
 }
 
+Json readable(const Layout& layout, const Bytes& value) {
+  Json json = {{"kind", layout.kind}};
+  if (layout.layout != nullptr) json["layout"] = layout.layout;
+  for (const Field& field : layout.fields) {
+    if (!may_be_left_out(field) || !is_unset(field, value)) json[field.name] = json_of_field(field, field.in(value));
+  }
+  return json;
+}
+
+Json raw(const StoredRecord& record) { return {{"store_key", hex_of(record.key)}, {"value", hex_of(record.value)}}; }
+
 }  // namespace
 
-std::string raw_line_of(const StoredRecord& record) {
-  return Json({{"store_key", hex_of(record.key)}, {"value", hex_of(record.value)}}).dump();
+Json json_of_field(const Field& field, std::span<const uint8> bytes) {
+  switch (field.type) {
+    case Type::number:
+    case Type::interface:
+      return number_in(bytes);
+    case Type::boolean:
+      return boolean_to_json(number_in(bytes));
+    case Type::low_bit:
+      return (bytes[0] & 1) != 0;
+    case Type::high_bits:
+      return static_cast<uint32>(bytes[0] >> 1);
+    case Type::address:
+      return address_to_json(bytes);
+    case Type::secret:
+    case Type::bytes:
+      return bytes_to_json(bytes);
+    default:
+      return word_to_json(field.type, number_in(bytes));
+  }
 }
 
-std::string line_of(const StoredRecord& record) {
-  for (const Layout& layout : layouts) {
-    const std::optional<Json> json = readable(layout, record);
-    if (!json) continue;
-    // The readable form counts only when it gives back the very same bytes.
-    try {
-      if (record_of_readable(*json) == record) return json->dump();
-    } catch (const BadRecord&) {
-    }
+std::string text_of_field(const Field& field, std::span<const uint8> bytes, bool reveal) {
+  if (field.type == Type::secret && !is_zero(bytes) && !reveal) return "(hidden)";
+  const Json json = json_of_field(field, bytes);
+  if (field.type == Type::interface) {
+    char text[16];
+    snprintf(text, sizeof text, "0x%x", number_in(bytes));
+    return text;
   }
-  return raw_line_of(record);
+  if (json.is_boolean()) return json.get<bool>() ? "yes" : "no";
+  if (json.is_null() || json == "") return "-";
+  if (json.is_object()) return "hex " + json["hex"].get<std::string>();
+  return json.is_string() ? json.get<std::string>() : json.dump();
 }
+
+Json json_of(const StoredRecord& record) {
+  const Layout* layout = layout_of(record);
+  if (layout == nullptr) return raw(record);
+  Json json = readable(*layout, record.value);
+  // The readable form counts only when it gives back the very same bytes.
+  try {
+    if (record_of_readable(json) == record) return json;
+  } catch (const BadRecord&) {
+  }
+  return raw(record);
+}
+
+std::string raw_line_of(const StoredRecord& record) { return raw(record).dump(); }
+
+std::string line_of(const StoredRecord& record) { return json_of(record).dump(); }
 
 StoredRecord record_of_line(const std::string& line) {
   const Json json = parse(line);

@@ -14,22 +14,35 @@
 #ifndef TOOL_RECORD_TEXT_H
 #define TOOL_RECORD_TEXT_H
 
+#include <nlohmann/json.hpp>
+#include <span>
 #include <stdexcept>
 #include <string>
 
+#include "tool/record_fields.h"
 #include "tool/store.h"
 
 namespace vrrpconvert {
+
+using Json = nlohmann::ordered_json;
 
 // Why a line is no record. The message names the field.
 struct BadRecord : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// The line for `record`, without a line break: readable where that is exact, else raw.
+// `record` in its readable form where that is exact, else in its raw form.
+Json json_of(const StoredRecord& record);
+
+// The same as a line, without a line break.
 std::string line_of(const StoredRecord& record);
 
 std::string raw_line_of(const StoredRecord& record);
+
+Json json_of_field(const Field& field, std::span<const uint8> bytes);
+
+// A field for people: "-" when it is unset, "(hidden)" for a secret that is not to be revealed.
+std::string text_of_field(const Field& field, std::span<const uint8> bytes, bool reveal);
 
 // Throws BadRecord.
 StoredRecord record_of_line(const std::string& line);

@@ -5,6 +5,7 @@
 #include "platform/embedded/pss_embedded.h"
 #include "platform/syserr.h"
 #include "tool/error.h"
+#include "tool/interrupt.h"
 
 namespace vrrpconvert {
 
@@ -100,18 +101,44 @@ Store::~Store() {
   (void)pss_close(handle_);
 }
 
-void Store::for_each(const std::function<void(const StoredRecord&)>& take) const {
+void Store::check_replaceable(const fs::path& file) {
+  if (!fs::exists(fs::symlink_status(file))) return;
   syserr_t status = 0;
-  const pss_datum_t* key = pss_move2location(handle_, PSS_FIRST_KEY, &status);
-  while (key != nullptr && status == 0) {
-    StoredRecord record = {bytes_of(*key), {}};
-    const pss_datum_t* value = pss_getvalue(handle_, &status);
-    if (value == nullptr) fail(status);
-    record.value = bytes_of(*value);
-    take(record);
-    key = pss_move2location(handle_, PSS_NEXT_KEY, &status);
+  const pss_service_t handle = pss_open(url_of(file).c_str(), &status);
+  if (handle != 0) {
+    (void)pss_close(handle);  // nothing was changed
+  } else if (status != SYSERR_PSS_DAMAGED) {
+    throw_store_error(file, status);
   }
-  if (status != SYSERR_PSS_NOKEY) fail(status);
+}
+
+std::optional<StoredRecord> Store::read(pss_location_t location) const {
+  syserr_t status = 0;
+  const pss_datum_t* key = pss_move2location(handle_, location, &status);
+  if (key == nullptr) return std::nullopt;
+  if (status != 0) fail(status);
+  StoredRecord record = {bytes_of(*key), {}};
+  const pss_datum_t* value = pss_getvalue(handle_, &status);
+  if (value == nullptr) fail(status);
+  record.value = bytes_of(*value);
+  return record;
+}
+
+std::optional<StoredRecord> Store::first() const { return read(PSS_FIRST_KEY); }
+
+std::optional<StoredRecord> Store::next() const {
+  end_if_interrupted();
+  return read(PSS_NEXT_KEY);
+}
+
+void Store::for_each(const std::function<void(const StoredRecord&)>& take) const {
+  for (auto record = first(); record; record = next()) take(*record);
+}
+
+size_t Store::count() const {
+  size_t records = 0;
+  for_each([&records](const StoredRecord&) { ++records; });
+  return records;
 }
 
 bool Store::add(const StoredRecord& record) {

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,10 @@ class Store {
   // Opens what exists. Throws Error.
   explicit Store(const std::filesystem::path& file);
 
+  // Whether `file` can be taken for a store that is replaced: a store, sound or damaged, that nobody uses, or nothing
+  // at all. Throws Error where it cannot.
+  static void check_replaceable(const std::filesystem::path& file);
+
   // Creates an empty store where there is nothing, and opens it.
   static Store create(const std::filesystem::path& file);
 
@@ -41,8 +46,14 @@ class Store {
   Store& operator=(const Store&) = delete;
   ~Store();
 
-  // Calls `take` with every record in key order.
+  // The first record in key order, and the one behind the record that was read last; none at the end.
+  std::optional<StoredRecord> first() const;
+  std::optional<StoredRecord> next() const;
+
+  // Calls `take` with every record in key order. Ends with Error when the operator interrupts.
   void for_each(const std::function<void(const StoredRecord&)>& take) const;
+
+  size_t count() const;
 
   // Adds a record. Returns false when its key is stored already.
   bool add(const StoredRecord& record);
@@ -51,6 +62,7 @@ class Store {
   void write_copy(const std::filesystem::path& file) const;
 
  private:
+  std::optional<StoredRecord> read(pss_location_t location) const;
   [[noreturn]] void fail(syserr_t status) const;
 
   std::filesystem::path file_;

@@ -1,4 +1,5 @@
-// The verbs of the tool. Each throws Error when it cannot do what it is asked.
+// The verbs of the tool. Each prints its result on standard output and returns its exit code, or throws Error when it
+// cannot do what it is asked.
 #ifndef TOOL_VERBS_H
 #define TOOL_VERBS_H
 
@@ -12,6 +13,7 @@ struct ImportOptions {
   std::string store;
   std::string file = "-";
   bool force = false;
+  bool json = false;
 };
 Exit import_store(const ImportOptions& options);
 
@@ -21,6 +23,28 @@ struct ExportOptions {
 };
 Exit export_store(const ExportOptions& options);
 
+struct ShowOptions {
+  std::string store;
+  std::string kind;  // empty: all
+  bool reveal = false;
+  bool json = false;
+};
+Exit show(const ShowOptions& options);
+
+struct CheckOptions {
+  std::string store;
+  std::string release;  // empty: any
+  bool json = false;
+};
+Exit check(const CheckOptions& options);
+
+struct DiffOptions {
+  std::string a, b;
+  bool reveal = false;
+  bool json = false;
+};
+Exit diff(const DiffOptions& options);
+
 struct ConvertOptions {
   std::string folder;
   std::string from;
@@ -29,8 +53,20 @@ struct ConvertOptions {
   bool startup = false;
   std::string trace;
   std::string root;
+  bool dry_run = false;
+  bool allow_loss = false;
+  bool backup = true;
+  bool reveal = false;
+  bool json = false;
 };
 Exit convert(const ConvertOptions& options);
+
+struct RestoreOptions {
+  std::string copy;
+  std::string store;
+  bool json = false;
+};
+Exit restore(const RestoreOptions& options);
 
 }  // namespace vrrpconvert
 

@@ -1,0 +1,138 @@
+#include <iostream>
+#include <map>
+#include <optional>
+
+#include "tool/census.h"
+#include "tool/record_text.h"
+#include "tool/release.h"
+#include "tool/style.h"
+#include "tool/verbs.h"
+
+namespace vrrpconvert {
+namespace {
+
+struct Finding {
+  std::string record, store_key, problem;
+};
+
+// What is wrong with a record by itself.
+std::vector<std::string> problems_of(const StoredRecord& record, const std::optional<Release>& release) {
+  const std::string kind = kind_of(record.key);
+  if (kind == "track" || kind == "other") return {};
+  const Layout* layout = layout_of(record);
+  if (layout == nullptr) {
+    std::string expected;
+    for (const Layout& known : layouts()) {
+      if (kind == known.kind) expected += (expected.empty() ? "" : " or ") + std::to_string(known.size);
+    }
+    return {"its value has " + std::to_string(record.value.size()) + " bytes; expected " + expected};
+  }
+  std::vector<std::string> problems;
+  const Bytes own = own_key(*layout, record.value);
+  if (record.key != own) problems.push_back("it is stored under a key not its own; expected " + hex_of(own));
+  if (release && layout->layout != nullptr && release->has_old_layout != (layout->layout == std::string("old"))) {
+    problems.push_back(std::string("release ") + release->text + " cannot read its " + layout->layout + " layout");
+  }
+  return problems;
+}
+
+class Check {
+ public:
+  Check(const Store& store, const std::optional<Release>& release) : release_(release) {
+    store.for_each([this](const StoredRecord& record) { look_at(record); });
+    if (!foreign_.empty()) store.for_each([this](const StoredRecord& record) { find_second(record); });
+    for (const char* kind : {"vr", "ip_assoc"}) {
+      const size_t new_ones = census_.of(kind, "new"), old_ones = census_.of(kind, "old");
+      if (new_ones > 0 && old_ones > 0) add_mix(kind, new_ones, old_ones);
+    }
+    const bool has_new = census_.of("vr", "new") + census_.of("ip_assoc", "new") > 0;
+    const bool has_old = census_.of("vr", "old") + census_.of("ip_assoc", "old") > 0;
+    layout_ = has_new && has_old ? "mixed" : has_new ? "new" : has_old ? "old" : "none";
+    if (layout_ == "mixed" && findings_.empty()) add_mix("the store", 0, 0);
+  }
+
+  const std::vector<Finding>& findings() const { return findings_; }
+  const Census& census() const { return census_; }
+  const std::string& layout() const { return layout_; }
+  size_t left_alone() const { return census_.of("track") + census_.of("other"); }
+
+ private:
+  void look_at(const StoredRecord& record) {
+    census_.add(record);
+    for (const std::string& problem : problems_of(record, release_)) {
+      findings_.push_back({name_of(record), hex_of(record.key), problem});
+    }
+    const Layout* layout = layout_of(record);
+    if (layout == nullptr) return;
+    const Bytes own = own_key(*layout, record.value);
+    if (record.key == own) return;
+    // Two records that both stand under foreign keys can be of one router as well.
+    const auto [first, is_new] = foreign_.emplace(own, hex_of(record.key));
+    if (!is_new) add_second(record, first->second);
+  }
+
+  void find_second(const StoredRecord& record) {
+    const auto found = foreign_.find(record.key);
+    if (found != foreign_.end()) add_second(record, found->second);
+  }
+
+  void add_second(const StoredRecord& record, const std::string& other_key) {
+    findings_.push_back(
+        {name_of(record), hex_of(record.key), "the record under " + other_key + " is of the same router"});
+  }
+
+  void add_mix(const std::string& what, size_t new_ones, size_t old_ones) {
+    const std::string counts = new_ones > 0 ? std::to_string(new_ones) + " in the new layout and " +
+                                                  std::to_string(old_ones) + " in the old one"
+                                            : "VR configuration and IP association records in different layouts";
+    findings_.push_back({what, "", "layouts are mixed: " + counts});
+  }
+
+  std::optional<Release> release_;
+  Census census_;
+  std::string layout_;
+  std::map<Bytes, std::string> foreign_;  // own keys of records under foreign ones
+  std::vector<Finding> findings_;
+};
+
+void print_json(const CheckOptions& options, const Check& check) {
+  Json problems = Json::array();
+  for (const Finding& finding : check.findings()) {
+    problems.push_back({{"store_key", finding.store_key}, {"record", finding.record}, {"problem", finding.problem}});
+  }
+  std::cout << Json({{"schema", 1},
+                     {"store", options.store},
+                     {"sound", check.findings().empty()},
+                     {"layout", check.layout()},
+                     {"problems", problems},
+                     {"left_alone", check.left_alone()},
+                     {"summary", check.census().json()}})
+                   .dump()
+            << '\n';
+}
+
+void print_text(const CheckOptions& options, const Check& check) {
+  for (const Finding& finding : check.findings()) {
+    const std::string key = finding.store_key.empty() ? "" : "  (key " + finding.store_key + ")";
+    std::cout << styled(Style::red, finding.record + key) << ": " << finding.problem << '\n';
+  }
+  std::cout << options.store << ": " << check.census().text() << '\n';
+  if (check.left_alone() > 0) {
+    std::cout << "A conversion leaves " << check.left_alone() << " of them alone: track and other kinds.\n";
+  }
+  std::cout << (check.findings().empty() ? "No problems." : std::to_string(check.findings().size()) + " problems.")
+            << '\n';
+}
+
+}  // namespace
+
+Exit check(const CheckOptions& options) {
+  std::optional<Release> release;
+  if (!options.release.empty()) release = parse_release("--release", options.release);
+  set_nonvolatile_root("/");
+  const Check result(Store(options.store), release);
+  options.json ? print_json(options, result) : print_text(options, result);
+  return result.findings().empty() ? exit_done : exit_found;
+}
+
+}  // namespace vrrpconvert

@@ -1,0 +1,159 @@
+#include "tool/conversion.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+#include "libconvertvrrp.h"
+#include "tool/error.h"
+#include "tool/interrupt.h"
+#include "tool/private_folder.h"
+#include "tool/progress.h"
+#include "tool/store.h"
+
+namespace vrrpconvert {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char own_log[] = "/bootflash/libconvertvrrpmgr.log";
+
+// The log of one run: a descriptor to lend to the library, and what was written through it.
+class TraceTap {
+ public:
+  TraceTap(Trace trace, const std::string& file) {
+    if (trace == Trace::as_always) fd_ = open(own_log, O_RDWR | O_APPEND | O_CLOEXEC);
+    if (trace == Trace::to_file) {
+      // Mode 0600: a dump of a record shows its authentication key.
+      fd_ = open(file.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+      if (fd_ == -1) throw Error(exit_io, file + ": cannot be opened for the trace: " + strerror(errno));
+    }
+    // Without a log of its own the library would be silent: what it says is kept to tell the reasons of failures.
+    if (fd_ == -1) fd_ = memfd_create("trace", MFD_CLOEXEC);
+    if (fd_ == -1) throw Error(exit_io, std::string("no trace can be kept: ") + strerror(errno));
+    read_to_ = lseek(fd_, 0, SEEK_END);
+  }
+  TraceTap(const TraceTap&) = delete;
+  TraceTap& operator=(const TraceTap&) = delete;
+  ~TraceTap() { close(fd_); }  // every line was synced when it was written
+
+  int fd() const { return fd_; }
+
+  // How many lines there are by now.
+  size_t count_lines() {
+    char chunk[65536];
+    ssize_t size;
+    while ((size = pread(fd_, chunk, sizeof chunk, read_to_)) > 0) {
+      text_.append(chunk, static_cast<size_t>(size));
+      read_to_ += size;
+    }
+    return static_cast<size_t>(std::count(text_.begin(), text_.end(), '\n'));
+  }
+
+  std::vector<std::string> messages() {
+    count_lines();
+    std::vector<std::string> found;
+    std::istringstream stream(text_);
+    for (std::string line; std::getline(stream, line);) {
+      // "<time> operation:line message"
+      const size_t operation = line.find("> ");
+      const size_t message = operation != std::string::npos ? line.find(' ', operation + 2) : operation;
+      if (message != std::string::npos) found.push_back(line.substr(message + 1));
+    }
+    return found;
+  }
+
+ private:
+  int fd_ = -1;
+  off_t read_to_ = 0;
+  std::string text_;
+};
+
+void write_version_file(const fs::path& file, const std::string& version) {
+  std::ofstream stream(file);
+  stream << version << '\n';
+  if (!stream.flush()) throw Error(exit_io, file.string() + ": cannot be written; nothing was changed");
+}
+
+// What the process of its own does: it is the system manager of one call.
+[[noreturn]] void be_the_system_manager(const Conversion& conversion, const fs::path& versions, int log, int answer) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  signal(SIGINT, SIG_DFL);
+  signal(SIGTERM, SIG_DFL);
+  set_nonvolatile_root(conversion.root);
+  setenv("SYSMGR_FROM_SRG_PATH", (versions / "from").c_str(), 1);
+  setenv("SYSMGR_TO_SRG_PATH", (versions / "to").c_str(), 1);
+  setenv("SYSMGR_VDC_ID", std::to_string(conversion.vdc).c_str(), 1);
+  trace_fd = log;
+  const auto entry_point = conversion.startup ? convert_startup : convert_gsync;
+  const syserr_t result =
+      entry_point(conversion.path.c_str(), "vrrpconvert", conversion.to.text.c_str(), conversion.from.text.c_str());
+  const bool told = write(answer, &result, sizeof result) == sizeof result;
+  _exit(told ? 0 : 1);
+}
+
+// Waits for the process and shows how far it is. Returns whether the operator interrupted it.
+bool wait_for(pid_t process, TraceTap& tap, size_t expected_lines) {
+  Progress progress("Converting", expected_lines);
+  bool interrupted = false;
+  useconds_t pause = 500;
+  while (waitpid(process, nullptr, WNOHANG) == 0) {
+    if (was_interrupted() && !interrupted) {
+      interrupted = true;
+      kill(process, SIGKILL);
+    }
+    usleep(pause);
+    pause = std::min<useconds_t>(pause * 2, 50000);
+    if (pause == 50000) progress.show(tap.count_lines());
+  }
+  return interrupted || was_interrupted();
+}
+
+}  // namespace
+
+Change Conversion::change() const {
+  if (startup) return Change::none;
+  if (from.has_old_layout) return Change::upgrade;
+  return to.has_old_layout ? Change::downgrade : Change::none;
+}
+
+fs::path Conversion::snapshot() const {
+  return root / "tmp" / ("vrrp-pss" + (vdc == 1 ? std::string() : std::to_string(vdc)));
+}
+
+Run run_conversion(const Conversion& conversion, Trace trace, const std::string& trace_file, size_t expected_lines) {
+  const PrivateFolder versions(fs::temp_directory_path());
+  write_version_file(versions.path() / "from", conversion.from.text);
+  write_version_file(versions.path() / "to", conversion.to.text);
+  TraceTap tap(trace, trace_file);
+  int answer[2];
+  if (pipe2(answer, O_CLOEXEC) != 0) throw Error(exit_io, std::string("no pipe: ") + strerror(errno));
+  std::cout.flush();
+  const pid_t process = fork();
+  if (process == 0) be_the_system_manager(conversion, versions.path(), tap.fd(), answer[1]);
+  close(answer[1]);
+  Run run;
+  if (process > 0) {
+    run.interrupted = wait_for(process, tap, expected_lines);
+    run.answered = read(answer[0], &run.result, sizeof run.result) == sizeof run.result;
+    run.messages = tap.messages();
+  }
+  close(answer[0]);
+  if (process < 0) throw Error(exit_io, std::string("no process for the conversion: ") + strerror(errno));
+  return run;
+}
+
+}  // namespace vrrpconvert

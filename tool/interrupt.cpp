@@ -1,0 +1,27 @@
+#include "tool/interrupt.h"
+
+#include <signal.h>
+
+#include "tool/error.h"
+
+namespace vrrpconvert {
+namespace {
+
+volatile sig_atomic_t interrupted = 0;
+
+}  // namespace
+
+void note_interrupts() {
+  struct sigaction action = {};
+  action.sa_handler = [](int) { interrupted = 1; };
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+}
+
+bool was_interrupted() { return interrupted != 0; }
+
+void end_if_interrupted() {
+  if (was_interrupted()) throw Error(exit_interrupted, "interrupted; nothing was changed");
+}
+
+}  // namespace vrrpconvert

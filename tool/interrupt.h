@@ -1,0 +1,17 @@
+// The operator's Ctrl-C: work ends at the next safe point, with everything as it was.
+#ifndef TOOL_INTERRUPT_H
+#define TOOL_INTERRUPT_H
+
+namespace vrrpconvert {
+
+// From here on SIGINT and SIGTERM are noted instead of ending the process.
+void note_interrupts();
+
+bool was_interrupted();
+
+// Throws Error when an interrupt was noted.
+void end_if_interrupted();
+
+}  // namespace vrrpconvert
+
+#endif

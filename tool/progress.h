@@ -1,0 +1,32 @@
+// A progress bar on standard error, for work that takes more than a second, and only on a terminal.
+#ifndef TOOL_PROGRESS_H
+#define TOOL_PROGRESS_H
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+
+namespace vrrpconvert {
+
+class Progress {
+ public:
+  // `total` is how much there is to do, in whatever unit; 0 where that is not known.
+  Progress(std::string label, size_t total);
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+  ~Progress();
+
+  void show(size_t done);
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  std::string label_;
+  size_t total_;
+  bool on_terminal_;
+  bool shown_ = false;
+  Clock::time_point next_;
+};
+
+}  // namespace vrrpconvert
+
+#endif

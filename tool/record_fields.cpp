@@ -1,0 +1,189 @@
+#include "tool/record_fields.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "libconvertvrrp.h"
+
+namespace vrrpconvert {
+namespace {
+
+#define FIELD(record, name, type) \
+  { #name, offsetof(record, name), sizeof(record::name), Type::type }
+
+constexpr Field vr_fields[] = {
+    FIELD(vrrp_config_record_t, ifindex, interface),
+    FIELD(vrrp_config_record_t, vr_id, number),
+    FIELD(vrrp_config_record_t, addr_type, address_type),
+    FIELD(vrrp_config_record_t, admin, admin),
+    FIELD(vrrp_config_record_t, prio, number),
+    FIELD(vrrp_config_record_t, primary_ip, address),
+    FIELD(vrrp_config_record_t, auth, auth),
+    FIELD(vrrp_config_record_t, key, secret),
+    FIELD(vrrp_config_record_t, adv, number),
+    FIELD(vrrp_config_record_t, preempt, boolean),
+    FIELD(vrrp_config_record_t, track_prio, number),
+    FIELD(vrrp_config_record_t, track_intf, interface),
+    FIELD(vrrp_config_record_t, spi, number),
+    FIELD(vrrp_config_record_t, row_status, number),
+    FIELD(vrrp_config_record_t, owner, boolean),
+    FIELD(vrrp_config_record_t, lower_threshold_prio, number),
+    FIELD(vrrp_config_record_t, upper_threshold_prio, number),
+    FIELD(vrrp_config_record_t, forwarding_state, boolean),
+    FIELD(vrrp_config_record_t, bfd_peer_ip, address),
+    FIELD(vrrp_config_record_t, reserved, bytes),
+};
+
+constexpr Field ip_assoc_fields[] = {
+    FIELD(vrrp_ip_assoc_record_t, ifindex, interface),
+    FIELD(vrrp_ip_assoc_record_t, vr_id, number),
+    FIELD(vrrp_ip_assoc_record_t, inet_addr, address),
+    {"virtual", offsetof(vrrp_ip_assoc_record_t, virtual_), 4, Type::boolean},
+    FIELD(vrrp_ip_assoc_record_t, row_status, number),
+    FIELD(vrrp_ip_assoc_record_t, reserved, bytes),
+};
+
+constexpr Field global_info_fields[] = {
+    FIELD(vrrp_pss_global_info_t, vrrp_enabled, boolean),
+    {"is_bfd_enabled_on_any_group", 1, 1, Type::low_bit},
+    {"temp_rsrv", 1, 1, Type::high_bits},
+    FIELD(vrrp_pss_global_info_t, reserved, bytes),
+};
+
+#undef FIELD
+
+const Layout all_layouts[] = {
+    {"vr", "new", sizeof(vrrp_config_record_t), vr_fields},
+    {"vr", "old", sizeof(vrrp_old_config_record_t), std::span(vr_fields).first(15)},
+    {"ip_assoc", "new", sizeof(vrrp_ip_assoc_record_t), ip_assoc_fields},
+    {"ip_assoc", "old", sizeof(vrrp_old_ip_assoc_record_t), std::span(ip_assoc_fields).first(5)},
+    {"global_info", nullptr, sizeof(vrrp_pss_global_info_t), global_info_fields},
+};
+
+bool is_kind(const Layout& layout, const char* kind) { return strcmp(layout.kind, kind) == 0; }
+
+std::string interface_text(uint32 ifindex) {
+  char text[16];
+  snprintf(text, sizeof text, "0x%x", ifindex);
+  return text;
+}
+
+}  // namespace
+
+std::span<const Layout> layouts() { return all_layouts; }
+
+const char* kind_of(const Bytes& key) {
+  const uint32 global_key = VRRP_PSS_GLOBAL_INFO_KEY;
+  if (key.size() == sizeof global_key && memcmp(key.data(), &global_key, sizeof global_key) == 0) return "global_info";
+  switch (key.empty() ? 0 : key[0]) {
+    case VRRP_PSS_KEY_VR:
+      return "vr";
+    case VRRP_PSS_KEY_IP_ASSOC:
+      return "ip_assoc";
+    case VRRP_PSS_KEY_TRACK:
+      return "track";
+    default:
+      return "other";
+  }
+}
+
+const Layout* layout_of(const StoredRecord& record) {
+  for (const Layout& layout : all_layouts) {
+    if (record.value.size() == layout.size && is_kind(layout, kind_of(record.key))) return &layout;
+  }
+  return nullptr;
+}
+
+Bytes own_key(const Layout& layout, const Bytes& value) {
+  if (is_kind(layout, "vr")) {
+    vrrp_old_config_record_t record;
+    memcpy(&record, value.data(), sizeof record);
+    Bytes key(VRRP_VR_KEY_SIZE, 0);
+    vrrp_make_vr_key(key.data(), VRRP_PSS_KEY_VR, record.ifindex, record.vr_id, record.addr_type);
+    return key;
+  }
+  if (is_kind(layout, "ip_assoc")) {
+    vrrp_old_ip_assoc_record_t record;
+    memcpy(&record, value.data(), sizeof record);
+    Bytes key(VRRP_ASSOC_KEY_SIZE, 0);
+    vrrp_make_assoc_key(key.data(), record.ifindex, record.vr_id, record.inet_addr);
+    return key;
+  }
+  const uint32 global_key = VRRP_PSS_GLOBAL_INFO_KEY;
+  const auto* bytes = reinterpret_cast<const uint8*>(&global_key);
+  return Bytes(bytes, bytes + sizeof global_key);
+}
+
+bool is_zero(std::span<const uint8> bytes) {
+  return std::all_of(bytes.begin(), bytes.end(), [](uint8 byte) { return byte == 0; });
+}
+
+bool is_unset(const Field& field, const Bytes& value) {
+  if (field.type == Type::low_bit) return (value[field.offset] & 1) == 0;
+  if (field.type == Type::high_bits) return value[field.offset] >> 1 == 0;
+  return is_zero(field.in(value));
+}
+
+std::string hex_of(std::span<const uint8> bytes) {
+  static constexpr char digits[] = "0123456789abcdef";
+  std::string hex;
+  for (const uint8 byte : bytes) {
+    hex += digits[byte >> 4];
+    hex += digits[byte & 15];
+  }
+  return hex;
+}
+
+std::string name_of(const StoredRecord& record) {
+  const std::string kind = kind_of(record.key);
+  const Layout* layout = layout_of(record);
+  if (kind == "global_info") return "global info";
+  if (layout == nullptr) return kind + " record " + hex_of(record.key);
+  const std::string vr = "VR " + std::to_string(record.value[4]);
+  const std::string interface = interface_text(number_in(std::span(record.value).first(4)));
+  if (kind == "ip_assoc") return address_text(layout->fields[2].in(record.value)) + " of " + vr + " on " + interface;
+  const char* family = word_of(Type::address_type, number_in(layout->fields[2].in(record.value)));
+  return vr + " " + (family != nullptr ? family : "of no family") + " on " + interface;
+}
+
+std::span<const Word> words_of(Type type) {
+  static constexpr Word address_types[] = {
+      {"unknown", INET_ADDR_TYPE_UNKNOWN}, {"ipv4", INET_ADDR_TYPE_IPV4}, {"ipv6", INET_ADDR_TYPE_IPV6}};
+  static constexpr Word admins[] = {{"up", STATE_UP}, {"down", STATE_DOWN}};
+  static constexpr Word auths[] = {{"no", AUTH_NO}, {"text", AUTH_TEXT}, {"ip", AUTH_IP}};
+  switch (type) {
+    case Type::address_type:
+      return address_types;
+    case Type::admin:
+      return admins;
+    case Type::auth:
+      return auths;
+    default:
+      return {};
+  }
+}
+
+const char* word_of(Type type, uint32 value) {
+  for (const Word& word : words_of(type)) {
+    if (word.value == value) return word.text;
+  }
+  return nullptr;
+}
+
+std::string address_text(std::span<const uint8> bytes) {
+  const uint32 type = number_in(bytes.first(4));
+  char text[INET6_ADDRSTRLEN] = "";
+  if (type == INET_ADDR_TYPE_IPV4) inet_ntop(AF_INET, bytes.data() + 4, text, sizeof text);
+  if (type == INET_ADDR_TYPE_IPV6) inet_ntop(AF_INET6, bytes.data() + 4, text, sizeof text);
+  return text;
+}
+
+uint32 number_in(std::span<const uint8> bytes) {
+  uint32 number = 0;
+  memcpy(&number, bytes.data(), bytes.size());
+  return number;
+}
+
+}  // namespace vrrpconvert

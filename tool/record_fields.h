@@ -1,0 +1,67 @@
+// What a stored record is: its kind, its layout, its fields, and the key that belongs to it.
+#ifndef TOOL_RECORD_FIELDS_H
+#define TOOL_RECORD_FIELDS_H
+
+#include <span>
+#include <string>
+
+#include "tool/store.h"
+
+namespace vrrpconvert {
+
+enum class Type { number, interface, boolean, address_type, admin, auth, address, secret, bytes, low_bit, high_bits };
+
+struct Field {
+  const char* name;
+  size_t offset;
+  size_t size;
+  Type type;
+
+  std::span<const uint8> in(const Bytes& value) const { return std::span(value).subspan(offset, size); }
+};
+
+struct Layout {
+  const char* kind;    // "vr", "ip_assoc" or "global_info"
+  const char* layout;  // "new" or "old"; null where there is only one
+  size_t size;
+  std::span<const Field> fields;  // those of the old layout are the first of the new one's
+};
+
+std::span<const Layout> layouts();
+
+// The kind that a key tells: that of a layout, "track", or "other".
+const char* kind_of(const Bytes& key);
+
+// The layout of a record by its kind and its value's length, or null.
+const Layout* layout_of(const StoredRecord& record);
+
+// The key that the manager keeps a value of this layout under.
+Bytes own_key(const Layout& layout, const Bytes& value);
+
+bool is_zero(std::span<const uint8> bytes);
+
+// Whether the field is zero in `value`; a bit field is only its bits.
+bool is_unset(const Field& field, const Bytes& value);
+
+std::string hex_of(std::span<const uint8> bytes);
+
+// A record in words: "VR 7 ipv4 on 0x10", "192.0.2.1 of VR 7 on 0x10", "global info", "track record 05...".
+std::string name_of(const StoredRecord& record);
+
+// A number's word in an enumeration, or null.
+const char* word_of(Type type, uint32 value);
+
+struct Word {
+  const char* text;
+  uint32 value;
+};
+std::span<const Word> words_of(Type type);
+
+// The text of an inet_addr_t, or an empty one where it has none.
+std::string address_text(std::span<const uint8> bytes);
+
+uint32 number_in(std::span<const uint8> bytes);
+
+}  // namespace vrrpconvert
+
+#endif

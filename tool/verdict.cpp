@@ -1,0 +1,119 @@
+#include "tool/verdict.h"
+
+#include <cstring>
+#include <map>
+
+namespace vrrpconvert {
+namespace {
+
+bool begins(const std::string& text, const char* start) { return text.rfind(start, 0) == 0; }
+
+// The outcomes that the library traced, in the order in which it took the records, which is the order of their keys.
+class TracedOutcomes {
+ public:
+  explicit TracedOutcomes(const std::vector<std::string>& messages) {
+    std::string kind;
+    for (const std::string& message : messages) {
+      if (begins(message, "Number of VR records")) kind = "vr";
+      if (begins(message, "Number of VIP records")) kind = "ip_assoc";
+      if (begins(message, "Added new") || begins(message, "Deleted PSS")) {
+        outcomes_[kind].push_back("");
+      } else if (begins(message, "Error storing record in PSS") || begins(message, "Error deleting PSS VR record")) {
+        outcomes_[kind].push_back(message);
+      } else if (begins(message, "Failed to delete global info") || begins(message, "Failed to store global info")) {
+        outcomes_["global_info"].push_back(message);
+      } else if (begins(message, "Error") || begins(message, "Failed")) {
+        general_ = message;
+      }
+    }
+  }
+
+  // Why the next record of `kind` failed; to be asked once for every record of the kind, in key order.
+  std::string next(const std::string& kind) {
+    const auto& list = outcomes_[kind];
+    size_t& position = positions_[kind];
+    if (position < list.size()) return list[position++];
+    return general_;
+  }
+
+ private:
+  std::map<std::string, std::vector<std::string>> outcomes_;
+  std::map<std::string, size_t> positions_;
+  std::string general_;  // the latest failure that was not about one record
+};
+
+// What a downgrade makes of a value.
+Bytes old_form(const StoredRecord& record) {
+  const std::string kind = kind_of(record.key);
+  Bytes value = kind == "global_info" ? Bytes{1} : record.value;
+  for (const Layout& layout : layouts()) {
+    const bool is_target = layout.layout == nullptr || strcmp(layout.layout, "old") == 0;
+    if (kind == layout.kind && is_target) value.resize(layout.size);
+  }
+  return value;
+}
+
+bool is_converted_kind(const StoredRecord& record) {
+  const std::string kind = kind_of(record.key);
+  return kind == "vr" || kind == "ip_assoc" || kind == "global_info";
+}
+
+enum class Fate { converted, deleted, added, left_alone, failed };
+
+Fate fate_of(Change change, const Difference& pair) {
+  if (change == Change::none || !is_converted_kind(pair.either())) {
+    return pair.before == pair.after ? Fate::left_alone : Fate::failed;
+  }
+  if (change == Change::upgrade) return pair.after ? Fate::failed : Fate::deleted;
+  if (!pair.after) return Fate::failed;
+  if (pair.after->value != old_form(pair.either())) return Fate::failed;
+  if (!pair.before) return Fate::added;
+  return pair.before == pair.after ? Fate::left_alone : Fate::converted;
+}
+
+std::string reason_for(const Difference& pair, const std::string& traced) {
+  if (!traced.empty()) return traced;
+  const Layout* layout = pair.before ? layout_of(*pair.before) : nullptr;
+  if (layout != nullptr && own_key(*layout, pair.before->value) != pair.before->key) {
+    return "it is stored under a key not its own, and the library finds a record only under its own";
+  }
+  return pair.before == pair.after ? "it is as it was" : "its content is not what the conversion makes of it";
+}
+
+}  // namespace
+
+Verdict judge(Change change, const Store& before, const Store& after, const std::vector<std::string>& messages) {
+  Verdict verdict;
+  TracedOutcomes outcomes(messages);
+  for_each_pair(before, after, [&](const Difference& pair) {
+    const std::string traced = pair.before ? outcomes.next(kind_of(pair.before->key)) : "";
+    switch (fate_of(change, pair)) {
+      case Fate::converted:
+        ++verdict.converted;
+        break;
+      case Fate::deleted:
+        ++verdict.deleted;
+        break;
+      case Fate::added:
+        ++verdict.added;
+        break;
+      case Fate::left_alone:
+        ++verdict.left_alone;
+        break;
+      case Fate::failed:
+        verdict.failed.push_back({hex_of(pair.either().key), name_of(pair.either()), reason_for(pair, traced)});
+    }
+  });
+  return verdict;
+}
+
+Json Verdict::json() const {
+  Json list = Json::array();
+  for (const FailedRecord& record : failed) {
+    list.push_back({{"store_key", record.store_key}, {"record", record.record}, {"reason", record.reason}});
+  }
+  return {
+      {"converted", converted}, {"deleted", deleted}, {"added", added}, {"left_alone", left_alone}, {"failed", list}};
+}
+
+}  // namespace vrrpconvert

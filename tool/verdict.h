@@ -1,0 +1,30 @@
+// What became of every record in a conversion.
+#ifndef TOOL_VERDICT_H
+#define TOOL_VERDICT_H
+
+#include <string>
+#include <vector>
+
+#include "tool/conversion.h"
+#include "tool/difference.h"
+#include "tool/store.h"
+
+namespace vrrpconvert {
+
+struct FailedRecord {
+  std::string store_key, record, reason;
+};
+
+struct Verdict {
+  size_t converted = 0, deleted = 0, added = 0, left_alone = 0;
+  std::vector<FailedRecord> failed;  // records that are not in the state that they should be in
+
+  Json json() const;
+};
+
+// Judges the store `after` a conversion by what it was `before`. The trace `messages` only serve to tell reasons.
+Verdict judge(Change change, const Store& before, const Store& after, const std::vector<std::string>& messages);
+
+}  // namespace vrrpconvert
+
+#endif
