@@ -40,17 +40,15 @@ TEST_F(DriverTest, UpgradesAGlobalSynchronisationStepByStep) {
 TEST_F(DriverTest, ChoosesTheHandlerByTheReleases) {
   const struct {
     const char *from, *to, *first_call_of_handler;
-  } cases[] = {
-      {"4.1(2)", "4.2(1)", "pss_snapshot"},
-      {"4.1(2)", "4.1(3)", "pss_snapshot"},
-      {"4.1", "5.0(1)", "pss_snapshot"},
-      {"4.2(1)", "4.1(1)", "pss_store"},
-      {"5.0(1)", "4.2(0)", "pss_store"},
-      {"garbage", "4.1(1)", "pss_store"},
-      {"4.2(1)", "5.0(1)", ""},
-      {"4.2(1)", "4.2(1)", ""},
-      {"garbage", "garbage", ""},
-  };
+  } cases[] = {{"4.1(2)", "4.2(1)", "pss_snapshot"},
+               {"4.1(2)", "4.1(3)", "pss_snapshot"},
+               {"4.1", "5.0(1)", "pss_snapshot"},
+               {"4.2(1)", "4.1(1)", "pss_store"},
+               {"5.0(1)", "4.2(0)", "pss_store"},
+               {"garbage", "4.1(1)", "pss_store"},
+               {"4.2(1)", "5.0(1)", ""},
+               {"4.2(1)", "4.2(1)", ""},
+               {"garbage", "garbage", ""}};
   for (const auto& [from, to, expected] : cases) {
     for (const uint32 type : {0u, 1u, 2u, 3u}) {
       ScriptedPlatform::reset();
@@ -91,22 +89,20 @@ TEST_F(DriverTest, TakesAStartupVdcFromThePath) {
     const char* path;
     uint32 type;
     const char* vdc;  // null: refused
-  } cases[] = {
-      {"/d/bin", 1, ""},
-      {"/d/vdc_3/bin", 1, "3"},
-      {"/d/vdc_12345678/bin", 1, "1234567"},
-      {"/vdc_2x/vdc_9/bin", 1, "2x/vdc_"},  // the first mark counts, the text is cut at 7 characters
-      {"/vdc_4", 0, "4"},                   // too short to end in /bin behind the mark
-      {"/vdc_456", 3, "456"},
-      {"/vdc_51234", 0, "5"},  // the last four characters are no part of it, whatever they are
-      {"/vdc_1234", 0, nullptr},
-      {"/d/vdc_0/bin", 1, nullptr},
-      {"/d/vdc_x/bin", 1, nullptr},
-      {"/d/vdc_65536/bin", 1, nullptr},
-      {"/d/vdc_4294967296/bin", 1, nullptr},
-      {"/d/vdc_65537/bin", 1, "65537"},
-      {"/d/vdc_ -1/bin", 1, " -1"},
-  };
+  } cases[] = {{"/d/bin", 1, ""},
+               {"/d/vdc_3/bin", 1, "3"},
+               {"/d/vdc_12345678/bin", 1, "1234567"},
+               {"/vdc_2x/vdc_9/bin", 1, "2x/vdc_"},  // the first mark counts, the text is cut at 7 characters
+               {"/vdc_4", 0, "4"},                   // too short to end in /bin behind the mark
+               {"/vdc_456", 3, "456"},
+               {"/vdc_51234", 0, "5"},  // the last four characters are no part of it, whatever they are
+               {"/vdc_1234", 0, nullptr},
+               {"/d/vdc_0/bin", 1, nullptr},
+               {"/d/vdc_x/bin", 1, nullptr},
+               {"/d/vdc_65536/bin", 1, nullptr},
+               {"/d/vdc_4294967296/bin", 1, nullptr},
+               {"/d/vdc_65537/bin", 1, "65537"},
+               {"/d/vdc_ -1/bin", 1, " -1"}};
   for (const auto& [path, type, vdc] : cases) {
     ScriptedPlatform::reset();
     open_log();
@@ -125,11 +121,9 @@ TEST_F(DriverTest, TakesAStartupVdcFromThePath) {
 TEST_F(DriverTest, TakesAGsyncVdcFromTheSystemManager) {
   const struct {
     const char *value, *number, *text, *snapshot;
-  } cases[] = {
-      {"1", "1", "1", ""},    {"2", "2", "2", "2"},    {"1234567", "57920", "123456", "123456"},
-      {"x", "0", "x", "x"},   {"0", "0", "0", "0"},    {"", "0", "", ""},
-      {nullptr, "0", "", ""}, {"01", "1", "01", "01"},
-  };
+  } cases[] = {{"1", "1", "1", ""},    {"2", "2", "2", "2"},   {"1234567", "57920", "123456", "123456"},
+               {"x", "0", "x", "x"},   {"0", "0", "0", "0"},   {"", "0", "", ""},
+               {nullptr, "0", "", ""}, {"01", "1", "01", "01"}};
   for (const auto& [value, number, text, snapshot] : cases) {
     ScriptedPlatform::reset();
     set_releases("4.1(2)", "4.2(1)");

@@ -1,60 +1,10 @@
-// vrrpconvert as a process: its output, its exit codes, and what it leaves behind.
+// vrrpconvert import and export, and the answers to what the tool cannot do.
 
-#include <gmock/gmock.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-
-#include "tests/embedded_store.h"
+#include "tests/tool_process.h"
 
 using testing::HasSubstr;
 
 namespace {
-
-struct Outcome {
-  int exit_code;
-  std::string out, err;
-};
-
-class ToolTest : public EmbeddedStoreTest {
- protected:
-  ToolTest() { unsetenv("PSS_NONVOLATILE_ROOT"); }
-
-  // Runs the tool with arguments as a shell takes them, in the test's folder.
-  Outcome run(const std::string& arguments, const std::string& input = "") {
-    write(".in", input);
-    const std::string command = "cd " + root + " && " VRRPCONVERT " <.in >.out 2>.err " + arguments;
-    const int status = system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, content(".out"), content(".err")};
-  }
-
-  // As a raw export shows it.
-  std::string raw(const std::string& store) {
-    const Outcome exported = run("export --raw " + store);
-    EXPECT_EQ(exported.exit_code, 0) << exported.err;
-    return exported.out;
-  }
-
-  bool exists(const std::string& name) const { return std::filesystem::exists(file(name)); }
-
-  size_t entries() const {
-    return static_cast<size_t>(
-        std::distance(std::filesystem::directory_iterator(root), std::filesystem::directory_iterator()));
-  }
-};
-
-std::string example() {
-  std::ostringstream text;
-  text << std::ifstream(EXAMPLES "/branch-router.jsonl").rdbuf();
-  return text.str();
-}
-
-std::vector<std::string> sorted_lines(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) lines.push_back(line);
-  std::sort(lines.begin(), lines.end());
-  return lines;
-}
 
 TEST_F(ToolTest, ExportsWhatItImported) {
   const Outcome imported = run("import s " EXAMPLES "/branch-router.jsonl");
@@ -84,22 +34,20 @@ TEST_F(ToolTest, LosesNoByteOfOddRecords) {
   const struct {
     std::string line;
     bool readable;
-  } cases[] = {
-      {vr_line, true},
-      {changed(9, "09000000"), false},   // no such administrative state
-      {changed(37, "00000000"), false},  // no such authentication type
-      {changed(25, "ff"), false},        // a byte behind an IPv4 address
-      {changed(17, "00000000"), false},  // an address of no family that is not zero
-      {changed(0, "0b"), false},         // a record under a key not its own
-      {changed(61, "07000000"), true},   // a bool that is neither 0 nor 1
-      {changed(41, "00ff"), true},       // an authentication key that is no text
-      {changed(41, "22c3a9"), true},
-      {changed(117, "01"), true},  // reserved bytes
-      {vr_line.substr(0, vr_line.size() - 4) + "\"}", false},
-      {"{\"store_key\":\"04000000\",\"value\":\"01ff" + std::string(36, '0') + "07\"}", true},
-      {"{\"store_key\":\"04000000\",\"value\":\"\"}", false},
-      {"{\"store_key\":\"02\",\"value\":\"00\"}", false},
-  };
+  } cases[] = {{vr_line, true},
+               {changed(9, "09000000"), false},   // no such administrative state
+               {changed(37, "00000000"), false},  // no such authentication type
+               {changed(25, "ff"), false},        // a byte behind an IPv4 address
+               {changed(17, "00000000"), false},  // an address of no family that is not zero
+               {changed(0, "0b"), false},         // a record under a key not its own
+               {changed(61, "07000000"), true},   // a bool that is neither 0 nor 1
+               {changed(41, "00ff"), true},       // an authentication key that is no text
+               {changed(41, "22c3a9"), true},
+               {changed(117, "01"), true},  // reserved bytes
+               {vr_line.substr(0, vr_line.size() - 4) + "\"}", false},
+               {"{\"store_key\":\"04000000\",\"value\":\"01ff" + std::string(36, '0') + "07\"}", true},
+               {"{\"store_key\":\"04000000\",\"value\":\"\"}", false},
+               {"{\"store_key\":\"02\",\"value\":\"00\"}", false}};
   for (const auto& [line, readable] : cases) {
     ASSERT_EQ(run("import --force s", line).exit_code, 0) << line;
     const std::string exported = run("export s").out;
@@ -135,8 +83,7 @@ TEST_F(ToolTest, RefusesBadLinesAndLeavesNoStore) {
       {"{\"store_key\":\"\",\"value\":\"\"}", "field \"store_key\": expected at least one byte"},
       {"{\"store_key\":\"01\"}", "field \"value\": expected pairs"},
       {"{\"store_key\":\"" + std::string(2050, '0') + "\",\"value\":\"\"}", "field \"store_key\": is too long"},
-      {vr, "a line above has the same record"},
-  };
+      {vr, "a line above has the same record"}};
   write("old", "");
   for (const auto& [line, reason] : cases) {
     write("records", good + "\n" + line + "\n");
@@ -163,49 +110,6 @@ TEST_F(ToolTest, ReplacesOnlyAStoreAndOnlyWhenTold) {
   EXPECT_EQ(content("text"), "not a store");
   EXPECT_EQ(run("import --force s", "{\"store_key\":\"01\",\"value\":\"\"}").exit_code, 0);
   EXPECT_EQ(raw("s"), "{\"store_key\":\"01\",\"value\":\"\"}\n");
-}
-
-TEST_F(ToolTest, ConvertsThroughTheLibrary) {
-  std::filesystem::create_directory(file("flash"));
-  ASSERT_EQ(run("import flash/vrrp-cfg_runtime_config", example()).exit_code, 0);
-  const Outcome down = run("convert flash --root . --from '4.2(1)' --to '4.1(2)' --trace trace.log");
-  EXPECT_EQ(down.exit_code, 0) << down.err;
-  EXPECT_EQ(down.out, file("flash/vrrp-cfg_runtime_config") +
-                          ": 4.2(1) to 4.1(2): downgrade, the records are rewritten in the old layout\n\n"
-                          "records                         before   after\n"
-                          "VR configuration, new layout         5       0\n"
-                          "VR configuration, old layout         0       5\n"
-                          "IP association, new layout           7       0\n"
-                          "IP association, old layout           0       7\n"
-                          "global info                          1       1\n"
-                          "other kinds                          1       1\n");
-  EXPECT_THAT(content("trace.log"), HasSubstr("Added new record for VR 255 on interface 0x1000054 and addr type 1\n"));
-
-  const std::string old_records = raw("flash/vrrp-cfg_runtime_config"), first_trace = content("trace.log");
-  const Outcome up = run("convert flash --root . --from '4.1(2)' --to '4.2(1)' --vdc 3 --trace trace.log");
-  EXPECT_EQ(up.exit_code, 0) << up.err;
-  EXPECT_THAT(up.out, HasSubstr("Snapshot of the store before the upgrade: " + file("tmp/vrrp-pss3\n")));
-  EXPECT_EQ(raw("tmp/vrrp-pss3"), old_records);
-  EXPECT_THAT(raw("flash/vrrp-cfg_runtime_config"), testing::StartsWith("{\"store_key\":\"05"))
-      << "only the track record";
-  EXPECT_EQ(content("trace.log").substr(0, first_trace.size()), first_trace) << "the trace is appended";
-  EXPECT_THAT(content("trace.log").substr(first_trace.size()), HasSubstr("Closed RC PSS file in Mgr\n"));
-}
-
-TEST_F(ToolTest, InspectsAStartupStore) {
-  std::filesystem::create_directories(file("vdc_0/bin"));
-  std::filesystem::create_directories(file("vdc_2/bin"));
-  ASSERT_EQ(run("import vdc_2/bin/vrrp-cfg_config_sav", example()).exit_code, 0);
-  const std::string before = content("vdc_2/bin/vrrp-cfg_config_sav");
-  const Outcome inspected = run("convert vdc_2 --startup --from '4.1(2)' --to '4.2(1)'");
-  EXPECT_EQ(inspected.exit_code, 0) << inspected.err;
-  EXPECT_THAT(inspected.out, HasSubstr("a startup store is inspected and left as it is"));
-  EXPECT_EQ(content("vdc_2/bin/vrrp-cfg_config_sav"), before);
-
-  ASSERT_EQ(run("import vdc_0/bin/vrrp-cfg_config_sav", example()).exit_code, 0);
-  const Outcome failed = run("convert vdc_0 --startup --from '4.1(2)' --to '4.2(1)'");
-  EXPECT_EQ(failed.exit_code, 3);
-  EXPECT_THAT(failed.err, HasSubstr("the library answered 0x401e0076 (unknown VDC number)"));
 }
 
 TEST_F(ToolTest, AnswersWhatItCannotDo) {
@@ -238,9 +142,12 @@ TEST_F(ToolTest, AnswersWhatItCannotDo) {
       {"convert down --vdc 2 --startup" + versions, 2, "excludes"},
       {"convert down --root empty" + versions, 2, "is not below the nonvolatile root"},
       {"convert " + long_name + versions, 2, "255 is the most; use --root"},
-      {"convert down --trace none/trace" + versions, 5, "none/trace: cannot be opened for the trace"},
-      {"export down/vrrp-cfg_runtime_config >/dev/full", 5, "cannot be written to its end"},
-  };
+      {"convert down --allow-loss --trace none/trace" + versions, 5, "none/trace: cannot be opened for the trace"},
+      {"diff down/vrrp-cfg_runtime_config ./down/vrrp-cfg_runtime_config", 2, "are the same file; name two stores"},
+      {"restore text/vrrp-cfg_runtime_config down/vrrp-cfg_runtime_config", 3, "not a store of this format"},
+      {"restore down/vrrp-cfg_runtime_config text/vrrp-cfg_runtime_config", 3, "not a store of this format"},
+      {"show --kind vrs down/vrrp-cfg_runtime_config", 2, "--kind"},
+      {"export down/vrrp-cfg_runtime_config >/dev/full", 5, "cannot be written to its end"}};
   const std::string before = raw("down/vrrp-cfg_runtime_config");
   for (const auto& [arguments, exit_code, reason] : cases) {
     const Outcome refused = run(arguments);
@@ -253,25 +160,6 @@ TEST_F(ToolTest, AnswersWhatItCannotDo) {
   const pss_service_t table = open("down/vrrp-cfg_runtime_config");
   EXPECT_EQ(run("convert down" + versions).exit_code, 4);
   EXPECT_EQ(pss_close(table), 0u);
-}
-
-// What the library alone would report as success: records left in the wrong state, and an upgrade without a snapshot.
-TEST_F(ToolTest, NeverReportsAnIncompleteConversionAsSuccess) {
-  std::filesystem::create_directories(file("flash"));
-  ASSERT_EQ(run("import flash/vrrp-cfg_runtime_config", example()).exit_code, 0);
-  const auto lines = sorted_lines(raw("flash/vrrp-cfg_runtime_config"));
-  std::string foreign = *std::find_if(
-      lines.begin(), lines.end(), [](const auto& line) { return line.rfind("{\"store_key\":\"0100000001ff", 0) == 0; });
-  foreign.replace(foreign.find("0100000001ff"), 12, "01ff00000001");
-  ASSERT_EQ(run("import --force flash/vrrp-cfg_runtime_config", example() + foreign).exit_code, 0);
-  const Outcome down = run("convert flash --root . --from '4.2(1)' --to '4.1(2)'");
-  EXPECT_EQ(down.exit_code, 7);
-  EXPECT_THAT(down.err, HasSubstr("not every record is in the state that it should be in"));
-
-  std::filesystem::create_directories(file("tmp/vrrp-pss"));
-  const Outcome up = run("convert flash --root . --from '4.1(2)' --to '4.2(1)'");
-  EXPECT_EQ(up.exit_code, 7);
-  EXPECT_THAT(up.err, HasSubstr("tmp/vrrp-pss: the snapshot was not taken"));
 }
 
 }  // namespace

@@ -132,13 +132,11 @@ TEST_F(UpgradeTest, NamesTheSnapshotByTypeAndVdc) {
     uint32 type;
     const char* vdc_string;
     std::string expected;
-  } cases[] = {
-      {2, "1", running},         {1, "1", startup},
-      {0, "1", running},         {3, "2", running + "2"},
-      {2, "10", running + "10"}, {2, "01", running + "01"},
-      {2, "", running},          {1, "7", startup + "7"},
-      {2, nullptr, running},     {2, long_text.c_str(), (running + long_text).substr(0, 2 + 255)},
-  };
+  } cases[] = {{2, "1", running},         {1, "1", startup},
+               {0, "1", running},         {3, "2", running + "2"},
+               {2, "10", running + "10"}, {2, "01", running + "01"},
+               {2, "", running},          {1, "7", startup + "7"},
+               {2, nullptr, running},     {2, long_text.c_str(), (running + long_text).substr(0, 2 + 255)}};
   for (const auto& c : cases) {
     EXPECT_EQ(vrrp_mgr_handle_upgrade_to_4_2_1(7, c.type, c.vdc_string), 0u);
     EXPECT_EQ(platform.calls_of("pss_snapshot").back(), c.expected);

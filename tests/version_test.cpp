@@ -21,21 +21,19 @@ TEST_F(VersionTest, IsBroughtToItsNormalForm) {
   const struct {
     const char* text;
     const char* expected;
-  } cases[] = {
-      {"4.2(1)", "4.2(1)"},
-      {"4.2(1a)", "4.2(1)"},
-      {"4.2(0.48)", "4.2(0)"},
-      {"4.2(1) [build 7]\n", "4.2(1)"},
-      {" 4.2(1)", "4.2(1)"},
-      {"-1.0(0)", "-1.0(0)"},
-      // A number that is not there, or is no 32-bit number, counts as later than any release.
-      {"4.1", "4.1(2147483647)"},
-      {"4.2(", "4.2(2147483647)"},
-      {"", "2147483647.2147483647(2147483647)"},
-      {"release 4.1(2)", "2147483647.2147483647(2147483647)"},
-      {"4294967300.1(1)", "2147483647.1(1)"},
-      {"-9999999999.1(1)", "2147483647.1(1)"},
-  };
+  } cases[] = {{"4.2(1)", "4.2(1)"},
+               {"4.2(1a)", "4.2(1)"},
+               {"4.2(0.48)", "4.2(0)"},
+               {"4.2(1) [build 7]\n", "4.2(1)"},
+               {" 4.2(1)", "4.2(1)"},
+               {"-1.0(0)", "-1.0(0)"},
+               // A number that is not there, or is no 32-bit number, counts as later than any release.
+               {"4.1", "4.1(2147483647)"},
+               {"4.2(", "4.2(2147483647)"},
+               {"", "2147483647.2147483647(2147483647)"},
+               {"release 4.1(2)", "2147483647.2147483647(2147483647)"},
+               {"4294967300.1(1)", "2147483647.1(1)"},
+               {"-9999999999.1(1)", "2147483647.1(1)"}};
   for (const auto& [text, expected] : cases) EXPECT_EQ(corrected(text), expected) << text;
 }
 
@@ -54,8 +52,7 @@ TEST_F(VersionTest, IsSplitAsFarAsItGoes) {
     int32 count, major, minor, patch;
   } cases[] = {
       {"5.0(2)", 3, 5, 0, 2}, {"5.0", 2, 5, 0, -7},      {"5", 1, 5, -7, -7},   {"x", 0, -7, -7, -7},
-      {"", -1, -7, -7, -7},   {nullptr, -1, -7, -7, -7}, {"5.0(2", 3, 5, 0, 2}, {"5.99999999999", 2, 5, INT_MAX, -7},
-  };
+      {"", -1, -7, -7, -7},   {nullptr, -1, -7, -7, -7}, {"5.0(2", 3, 5, 0, 2}, {"5.99999999999", 2, 5, INT_MAX, -7}};
   for (const auto& c : cases) {
     int32 major = -7, minor = -7, patch = -7;
     EXPECT_EQ(vrrp_mgr_split_version(c.text, &major, &minor, &patch), c.count) << (c.text ? c.text : "null");
@@ -67,19 +64,17 @@ TEST_F(VersionTest, IsComparedWithTheBoundary) {
   const struct {
     int32 major, minor, patch;
     bool_t older;
-  } releases[] = {
-      {3, 9, 9, 1},
-      {4, 1, 5, 1},
-      {4, 2, 0, 1},
-      {4, 2, 1, 0},
-      {4, 2, 2, 0},
-      {4, 3, 0, 0},
-      {5, 0, 0, 0},
-      {4, 1, INT_MAX, 1},
-      {4, 2, INT_MIN, 1},
-      {-1, 9, 9, 1},
-      {INT_MAX, INT_MAX, INT_MAX, 0},
-  };
+  } releases[] = {{3, 9, 9, 1},
+                  {4, 1, 5, 1},
+                  {4, 2, 0, 1},
+                  {4, 2, 1, 0},
+                  {4, 2, 2, 0},
+                  {4, 3, 0, 0},
+                  {5, 0, 0, 0},
+                  {4, 1, INT_MAX, 1},
+                  {4, 2, INT_MIN, 1},
+                  {-1, 9, 9, 1},
+                  {INT_MAX, INT_MAX, INT_MAX, 0}};
   for (const auto& r : releases) {
     // The release that a mode does not ask for is the opposite, so that a mix-up shows.
     const int32 other = r.older ? 9 : 1;

@@ -197,7 +197,7 @@ void print_losses(const Plan& plan) {
     if (loss.field.empty()) {
       std::cout << "  " << loss.record << "  (key " << loss.store_key << "): the whole record\n";
     } else {
-      std::cout << "  " << loss.record << "  (key " << loss.store_key << "): " << loss.field << " " << loss.value
+      std::cout << "  " << loss.record << "  (key " << loss.store_key << "): " << loss.field << " = " << loss.value
                 << '\n';
     }
   }
