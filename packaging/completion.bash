@@ -1,0 +1,26 @@
+# bash completion for vrrpconvert
+_vrrpconvert() {
+  local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} options
+  if [ "$COMP_CWORD" -eq 1 ]; then
+    COMPREPLY=($(compgen -W "import export show check diff convert restore --help" -- "$word"))
+    return
+  fi
+  if [ "$previous" = --kind ]; then
+    COMPREPLY=($(compgen -W "vr ip_assoc global_info track other" -- "$word"))
+    return
+  fi
+  case ${COMP_WORDS[1]} in
+    import) options="--force --json --help" ;;
+    export) options="--raw --help" ;;
+    show) options="--kind --reveal --json --help" ;;
+    check) options="--release --json --help" ;;
+    diff) options="--reveal --json --help" ;;
+    convert) options="--from --to --vdc --startup --dry-run --allow-loss --no-backup --trace --root --reveal --json --help" ;;
+    restore) options="--json --help" ;;
+  esac
+  case $word in
+    -*) COMPREPLY=($(compgen -W "$options" -- "$word")) ;;
+    *) COMPREPLY=($(compgen -f -- "$word")) ;;
+  esac
+}
+complete -o filenames -F _vrrpconvert vrrpconvert

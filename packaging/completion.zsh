@@ -1,0 +1,31 @@
+#compdef vrrpconvert
+# zsh completion for vrrpconvert
+local -a verbs
+verbs=(
+  'import:create a store from lines of JSON'
+  'export:write the records of a store as lines of JSON'
+  'show:show the records of a store as tables'
+  'check:tell whether a store is sound'
+  'diff:tell what differs between two stores'
+  'convert:convert the store in a folder'
+  'restore:put a copy of a store back'
+)
+if (( CURRENT == 2 )); then
+  _describe verb verbs
+  return
+fi
+local json='--json[print one JSON object]' reveal='--reveal[show authentication keys]'
+case $words[2] in
+  import) _arguments '--force[replace a store that is there]' $json '*:file:_files' ;;
+  export) _arguments '--raw[write hexadecimal digits]' '*:store:_files' ;;
+  show) _arguments '--kind[only this kind]:kind:(vr ip_assoc global_info track other)' $reveal $json '*:store:_files' ;;
+  check) _arguments '--release[the release that is to read it]:release:' $json '*:store:_files' ;;
+  diff) _arguments $reveal $json '*:store:_files' ;;
+  convert)
+    _arguments '--from[the release that wrote the store]:release:' '--to[the release that will read it]:release:' \
+      '--vdc[number of the VDC]:number:' '--startup[inspect the saved startup store]' '--dry-run[change nothing]' \
+      '--allow-loss[convert although something is lost]' '--no-backup[keep no copy]' \
+      '--trace[append trace lines]:file:_files' '--root[folder that stands for /]:folder:_directories' \
+      $reveal $json '*:folder:_directories' ;;
+  restore) _arguments $json '*:store:_files' ;;
+esac
