@@ -15,7 +15,7 @@
  *     so in its status and returns a datum of size 0, because callers take null for the end without a look at the
  *     status.
  *  4. Storing or deleting between two moves makes the cursor neither skip nor repeat a record.
- *  5. A handle is used by one thread at a time. */
+ *  5. The operations are called by one thread at a time. */
 #ifndef PLATFORM_PSS_H
 #define PLATFORM_PSS_H
 
@@ -28,7 +28,7 @@ extern "C" {
 /* Handle of an open store; 0 is no store. */
 typedef uint32 pss_service_t;
 
-/* `siz` bytes at `ptr`. */
+/* `siz` bytes at `ptr`. Both are set in every datum that an operation returns. */
 typedef struct {
   void* ptr;
   uint32 siz;
@@ -62,7 +62,8 @@ syserr_t pss_close(pss_service_t table);
 const pss_datum_t* pss_move2key(pss_service_t table, const pss_datum_t* key, syserr_t* status);
 
 /* Moves the cursor to `location` and returns the key under it with status 0, or null with status SYSERR_PSS_NOKEY when
- * no record lies there; the cursor is then off the store. */
+ * no record lies there; the cursor is then off the store, but for PSS_CURRENT_KEY, which keeps the place of a record
+ * that was deleted. */
 const pss_datum_t* pss_move2location(pss_service_t table, pss_location_t location, syserr_t* status);
 
 /* Returns the value of the record under the cursor with status 0, or null with a status that tells why not. */

@@ -1,7 +1,10 @@
-// Byte strings in tests: written and shown as hexadecimal digits.
+// Byte strings in tests, written and shown as hexadecimal digits, and texts that a reader can check by eye.
 #ifndef TESTS_BYTES_H
 #define TESTS_BYTES_H
 
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
 #include <string>
 
 #include "platform/pss.h"
@@ -38,6 +41,15 @@ inline Bytes bytes_of(const pss_datum_t& datum) { return Bytes(static_cast<const
 template <typename Record>
 Bytes bytes_of_record(const Record& record) {
   return Bytes(reinterpret_cast<const char*>(&record), sizeof record);
+}
+
+// The text of a file in tests/golden; a missing one fails the test.
+inline std::string golden(const std::string& name) {
+  std::ifstream file(GOLDEN "/" + name);
+  if (!file) throw std::runtime_error("the golden file " + name + " is missing");
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
 }
 
 #endif

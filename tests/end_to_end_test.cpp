@@ -93,15 +93,6 @@ TEST_F(EndToEndTest, ConvertsAStoreDownAndUpAgain) {
   EXPECT_EQ(lines.size(), 2 * (14u + 2 + 2 * 256 + 1) + 12 + 3 + 3 + 4 * 256 + 2);
 }
 
-TEST_F(EndToEndTest, SnapshotsAnotherVdcBesideTheFirst) {
-  create(running, configuration(true));
-  set_releases("4.1(2)", "4.2(1)");
-  setenv("SYSMGR_VDC_ID", "2", 1);
-  gsync();
-  EXPECT_EQ(records("tmp/vrrp-pss2"), configuration(true));
-  EXPECT_FALSE(std::filesystem::exists(file("tmp/vrrp-pss")));
-}
-
 TEST_F(EndToEndTest, ChangesNoByteWhereNothingIsToBeConverted) {
   create(running, configuration(true));
   create(startup, configuration(true));
@@ -134,15 +125,6 @@ TEST_F(EndToEndTest, LeavesWhatItCannotOpen) {
   EXPECT_EQ(gsync(), 0u);
   EXPECT_THAT(log.lines().back(), HasSubstr("the store is damaged"));
   EXPECT_EQ(content(running), damaged) << "a store that would lose a record does not even start to be converted";
-}
-
-TEST_F(EndToEndTest, RemovesThoughNoSnapshotCanBeTaken) {
-  create(running, configuration(true));
-  set_releases("4.1(2)", "4.2(1)");
-  std::filesystem::remove(file("tmp"));
-  EXPECT_EQ(gsync(), 0u);
-  EXPECT_THAT(log.lines(), Contains(HasSubstr("Error in taking snapshot of Mgr's PSS: no such store or folder")));
-  EXPECT_EQ(records(running).size(), 2u);
 }
 
 TEST_F(EndToEndTest, LeaksNoDescriptor) {

@@ -1,12 +1,14 @@
 #include "tests/scripted_platform.h"
 
 #include <arpa/inet.h>
+#include <gtest/gtest.h>
 
 #include <cstring>
 
 #include "platform/if_index.h"
 #include "platform/srg_sw_ver.h"
 #include "platform/syserr.h"
+#include "tests/trace_log.h"
 
 ScriptedPlatform& ScriptedPlatform::get() {
   static ScriptedPlatform platform;
@@ -16,6 +18,7 @@ ScriptedPlatform& ScriptedPlatform::get() {
 std::optional<Failure> ScriptedPlatform::enter(const std::string& operation, const std::string& arguments) {
   const int nth = ++counts[operation];
   calls.push_back(operation + (arguments.empty() ? "" : " " + arguments));
+  TraceLog::events.push_back(calls.back());
   before_call(operation, nth);
   for (const Failure& failure : failures) {
     if (failure.operation != operation) continue;
@@ -39,6 +42,8 @@ namespace {
 
 ScriptedPlatform& platform() { return ScriptedPlatform::get(); }
 
+std::string handle(pss_service_t table) { return std::to_string(table) + " "; }
+
 const pss_datum_t* place_cursor(std::map<Bytes, Bytes>::iterator at) {
   ScriptedPlatform& p = platform();
   p.cursor.reset();
@@ -54,9 +59,8 @@ const pss_datum_t* place_cursor(std::map<Bytes, Bytes>::iterator at) {
 pss_service_t pss_open(const char* url, syserr_t* status) {
   const auto failure = platform().enter("pss_open", url);
   *status = failure ? failure->status : 0;
-  if (failure && failure->null) return 0;
-  ++platform().stores_open;
-  return 7;
+  if (*status == 0 && !failure) ++platform().stores_open;
+  return failure && failure->null ? 0 : 7;
 }
 
 syserr_t pss_close(pss_service_t table) {
@@ -65,8 +69,8 @@ syserr_t pss_close(pss_service_t table) {
   return failure ? failure->status : 0;
 }
 
-const pss_datum_t* pss_move2key(pss_service_t, const pss_datum_t* key, syserr_t* status) {
-  const auto failure = platform().enter("pss_move2key", to_hex(bytes_of(*key)));
+const pss_datum_t* pss_move2key(pss_service_t table, const pss_datum_t* key, syserr_t* status) {
+  const auto failure = platform().enter("pss_move2key", handle(table) + to_hex(bytes_of(*key)));
   const auto at = platform().records.lower_bound(bytes_of(*key));
   const bool stored = at != platform().records.end() && at->first == bytes_of(*key);
   *status = failure ? failure->status : stored ? 0 : SYSERR_PSS_NOKEY;
@@ -74,19 +78,20 @@ const pss_datum_t* pss_move2key(pss_service_t, const pss_datum_t* key, syserr_t*
   return failure && failure->null ? nullptr : found;
 }
 
-const pss_datum_t* pss_move2location(pss_service_t, pss_location_t location, syserr_t* status) {
+const pss_datum_t* pss_move2location(pss_service_t table, pss_location_t location, syserr_t* status) {
   ScriptedPlatform& p = platform();
-  const auto failure = p.enter("pss_move2location", std::to_string(location));
+  const auto failure = p.enter("pss_move2location", handle(table) + std::to_string(location));
   auto at = p.records.begin();
-  if (location == PSS_NEXT_KEY) at = p.cursor ? p.records.upper_bound(*p.cursor) : p.records.end();
+  if (location != PSS_FIRST_KEY)
+    at = location == PSS_NEXT_KEY && p.cursor ? p.records.upper_bound(*p.cursor) : p.records.end();
   const pss_datum_t* found = place_cursor(at);
   *status = failure ? failure->status : found != nullptr ? 0 : SYSERR_PSS_NOKEY;
   return failure && failure->null ? nullptr : found;
 }
 
-const pss_datum_t* pss_getvalue(pss_service_t, syserr_t* status) {
+const pss_datum_t* pss_getvalue(pss_service_t table, syserr_t* status) {
   ScriptedPlatform& p = platform();
-  const auto failure = p.enter("pss_getvalue", "");
+  const auto failure = p.enter("pss_getvalue", std::to_string(table));
   *status = failure ? failure->status : 0;
   if (failure && failure->null) return nullptr;
   p.value_data = p.records.at(*p.cursor);
@@ -95,21 +100,23 @@ const pss_datum_t* pss_getvalue(pss_service_t, syserr_t* status) {
 }
 
 syserr_t pss_store(pss_service_t table, uint32 mode, const pss_datum_t* key, const pss_datum_t* value) {
-  const auto failure = platform().enter("pss_store", std::to_string(table) + " " + std::to_string(mode) + " " +
+  const auto failure = platform().enter("pss_store", handle(table) + std::to_string(mode) + " " +
                                                          to_hex(bytes_of(*key)) + " " + to_hex(bytes_of(*value)));
   if (failure) return failure->status;
   platform().records[bytes_of(*key)] = bytes_of(*value);
   return 0;
 }
 
-syserr_t pss_delete(pss_service_t, const pss_datum_t* key) {
-  const auto failure = platform().enter("pss_delete", to_hex(bytes_of(*key)));
+syserr_t pss_delete(pss_service_t table, const pss_datum_t* key) {
+  const auto failure = platform().enter("pss_delete", handle(table) + to_hex(bytes_of(*key)));
   if (failure) return failure->status;
   return platform().records.erase(bytes_of(*key)) == 1 ? 0 : SYSERR_PSS_NOKEY;
 }
 
-syserr_t pss_snapshot(pss_service_t, uint32 flags, const char* url) {
-  const auto failure = platform().enter("pss_snapshot", std::to_string(flags) + " " + url);
+syserr_t pss_snapshot(pss_service_t table, uint32 flags, const char* url) {
+  // The whole buffer is the library's own, zero behind the text.
+  for (const char* byte = url + strlen(url); byte < url + 256; ++byte) EXPECT_EQ(*byte, '\0');
+  const auto failure = platform().enter("pss_snapshot", handle(table) + std::to_string(flags) + " " + url);
   if (failure) return failure->status;
   platform().snapshot = platform().records;
   return 0;

@@ -15,11 +15,22 @@
 
 int TraceLog::opens, TraceLog::open_flags, TraceLog::writes, TraceLog::syncs;
 bool TraceLog::broken;
+std::vector<std::string> TraceLog::events;
 
 namespace {
 
 std::string log_file;  // where the library's log is led to
 int log_fd = -1;
+
+bool line_is_to_be_synced;
+
+// A trace line without its time stamp and line number.
+std::string short_line(const std::string& line) {
+  static const std::regex prefix(R"(^<\w{3} \w{3} [ \d]\d \d\d:\d\d:\d\d \d{4}> (\w+):[1-9]\d* (.*)$)");
+  std::smatch match;
+  EXPECT_TRUE(std::regex_match(line, match, prefix)) << line;
+  return match[1].str() + " " + match[2].str();
+}
 
 template <typename Function>
 Function real(const char* name) {
@@ -45,6 +56,9 @@ extern "C" ssize_t write(int fd, const void* bytes, size_t size) {
   static const auto real_write = real<ssize_t (*)(int, const void*, size_t)>("write");
   if (fd != log_fd || fd == -1) return real_write(fd, bytes, size);
   ++TraceLog::writes;
+  const std::string line(static_cast<const char*>(bytes), size);
+  if (line.find('\n') == size - 1) TraceLog::events.push_back(short_line(line.substr(0, size - 1)));
+  line_is_to_be_synced = true;
   if (!TraceLog::broken) return real_write(fd, bytes, size);
   errno = EIO;
   return -1;
@@ -54,6 +68,8 @@ extern "C" int fsync(int fd) {
   static const auto real_fsync = real<int (*)(int)>("fsync");
   if (fd != log_fd || fd == -1) return real_fsync(fd);
   ++TraceLog::syncs;
+  if (!line_is_to_be_synced) TraceLog::events.push_back("a sync without a line");
+  line_is_to_be_synced = false;
   if (!TraceLog::broken) return real_fsync(fd);
   errno = EIO;
   return -1;
@@ -64,7 +80,8 @@ TraceLog::TraceLog() {
   folder_ = mkdtemp(name.data());
   log_file = folder_ + "/trace.log";
   opens = open_flags = writes = syncs = 0;
-  broken = false;
+  broken = line_is_to_be_synced = false;
+  events.clear();
 }
 
 TraceLog::~TraceLog() {
@@ -86,14 +103,8 @@ std::string TraceLog::text() const {
 }
 
 std::vector<std::string> TraceLog::lines() const {
-  static const std::regex prefix(R"(^<\w{3} \w{3} [ \d]\d \d\d:\d\d:\d\d \d{4}> (\w+):\d+ (.*)$)");
   std::vector<std::string> lines;
   std::istringstream stream(text());
-  std::string line;
-  while (std::getline(stream, line)) {
-    std::smatch match;
-    EXPECT_TRUE(std::regex_match(line, match, prefix)) << line;
-    lines.push_back(match[1].str() + " " + match[2].str());
-  }
+  for (std::string line; std::getline(stream, line);) lines.push_back(short_line(line));
   return lines;
 }

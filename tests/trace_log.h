@@ -21,6 +21,10 @@ class TraceLog {
 
   // What was done since the test began: calls of open for the log, and of write and fsync on it.
   static int opens, open_flags, writes, syncs;
+
+  // Trace lines as lines() gives them and whatever else a test adds, in the order in which they happened. A line that
+  // is not synced at once, or a sync without a line, shows as an event of its own.
+  static std::vector<std::string> events;
   // While true, write and fsync on the log fail.
   static bool broken;
 

@@ -1,6 +1,7 @@
 // The trace log: when it is opened, what a line looks like, and that it never gets in the way.
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <cstring>
 #include <regex>
@@ -38,13 +39,23 @@ TEST_F(TraceTest, OpensOnceWithoutCreating) {
   EXPECT_EQ(log.lines().front(), "convert_running Convert running called");
 }
 
-TEST_F(TraceTest, OnlyEntryPointsOpen) {
-  vrrp_mgr_handle_generic_convert("/d", "p", "", "", VRRP_CONVERT_GSYNC);
-  EXPECT_EQ(TraceLog::opens, 0);
-  EXPECT_EQ(log.text(), "");
+TEST_F(TraceTest, TakesDescriptor0ForAnOpenLog) {
+  const int standard_input = dup(0);
+  log.create();
+  convert_running("", "", "");
+  dup2(trace_fd, 0);
+  trace_fd = 0;
+  convert_running("", "", "");
+  dup2(standard_input, 0);
+  close(standard_input);
+  EXPECT_EQ(TraceLog::opens, 1);
+  EXPECT_THAT(log.lines(),
+              ElementsAre("convert_running Convert running called", "convert_running Convert running called"));
 }
 
 TEST_F(TraceTest, WritesAndSyncsEachLineAsOne) {
+  setenv("TZ", "XYZ-5:30", 1);  // so that local time is not UTC
+  tzset();
   const time_t before = time(nullptr);
   convert_running("", "", "");
   EXPECT_TRUE(std::regex_match(

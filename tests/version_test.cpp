@@ -27,13 +27,13 @@ TEST_F(VersionTest, IsBroughtToItsNormalForm) {
                {"4.2(1) [build 7]\n", "4.2(1)"},
                {" 4.2(1)", "4.2(1)"},
                {"-1.0(0)", "-1.0(0)"},
-               // A number that is not there, or is no 32-bit number, counts as later than any release.
+               // A number that is not there counts as later than any release, one that does not fit as the nearest.
                {"4.1", "4.1(2147483647)"},
                {"4.2(", "4.2(2147483647)"},
                {"", "2147483647.2147483647(2147483647)"},
                {"release 4.1(2)", "2147483647.2147483647(2147483647)"},
                {"4294967300.1(1)", "2147483647.1(1)"},
-               {"-9999999999.1(1)", "2147483647.1(1)"}};
+               {"-9999999999.1(1)", "-2147483648.1(1)"}};
   for (const auto& [text, expected] : cases) EXPECT_EQ(corrected(text), expected) << text;
 }
 

@@ -10,46 +10,46 @@
 namespace vrrpconvert {
 namespace {
 
-#define FIELD(record, name, type) \
-  { #name, offsetof(record, name), sizeof(record::name), Type::type }
+#define FIELD(record, name, heading, type) \
+  { #name, heading, offsetof(record, name), sizeof(record::name), Type::type }
 
 constexpr Field vr_fields[] = {
-    FIELD(vrrp_config_record_t, ifindex, interface),
-    FIELD(vrrp_config_record_t, vr_id, number),
-    FIELD(vrrp_config_record_t, addr_type, address_type),
-    FIELD(vrrp_config_record_t, admin, admin),
-    FIELD(vrrp_config_record_t, prio, number),
-    FIELD(vrrp_config_record_t, primary_ip, address),
-    FIELD(vrrp_config_record_t, auth, auth),
-    FIELD(vrrp_config_record_t, key, secret),
-    FIELD(vrrp_config_record_t, adv, number),
-    FIELD(vrrp_config_record_t, preempt, boolean),
-    FIELD(vrrp_config_record_t, track_prio, number),
-    FIELD(vrrp_config_record_t, track_intf, interface),
-    FIELD(vrrp_config_record_t, spi, number),
-    FIELD(vrrp_config_record_t, row_status, number),
-    FIELD(vrrp_config_record_t, owner, boolean),
-    FIELD(vrrp_config_record_t, lower_threshold_prio, number),
-    FIELD(vrrp_config_record_t, upper_threshold_prio, number),
-    FIELD(vrrp_config_record_t, forwarding_state, boolean),
-    FIELD(vrrp_config_record_t, bfd_peer_ip, address),
-    FIELD(vrrp_config_record_t, reserved, bytes),
+    FIELD(vrrp_config_record_t, ifindex, "interface", interface),
+    FIELD(vrrp_config_record_t, vr_id, "vr", number),
+    FIELD(vrrp_config_record_t, addr_type, "family", address_type),
+    FIELD(vrrp_config_record_t, admin, "admin", admin),
+    FIELD(vrrp_config_record_t, prio, "prio", number),
+    FIELD(vrrp_config_record_t, primary_ip, "primary ip", address),
+    FIELD(vrrp_config_record_t, auth, "auth", auth),
+    FIELD(vrrp_config_record_t, key, "key", secret),
+    FIELD(vrrp_config_record_t, adv, "adv", number),
+    FIELD(vrrp_config_record_t, preempt, "preempt", boolean),
+    FIELD(vrrp_config_record_t, track_prio, "track prio", number),
+    FIELD(vrrp_config_record_t, track_intf, "tracked", interface),
+    FIELD(vrrp_config_record_t, spi, "spi", number),
+    FIELD(vrrp_config_record_t, row_status, "row", number),
+    FIELD(vrrp_config_record_t, owner, "owner", boolean),
+    FIELD(vrrp_config_record_t, lower_threshold_prio, "lower", number),
+    FIELD(vrrp_config_record_t, upper_threshold_prio, "upper", number),
+    FIELD(vrrp_config_record_t, forwarding_state, "fwd", boolean),
+    FIELD(vrrp_config_record_t, bfd_peer_ip, "bfd peer", address),
+    FIELD(vrrp_config_record_t, reserved, "reserved", bytes),
 };
 
 constexpr Field ip_assoc_fields[] = {
-    FIELD(vrrp_ip_assoc_record_t, ifindex, interface),
-    FIELD(vrrp_ip_assoc_record_t, vr_id, number),
-    FIELD(vrrp_ip_assoc_record_t, inet_addr, address),
-    {"virtual", offsetof(vrrp_ip_assoc_record_t, virtual_), 4, Type::boolean},
-    FIELD(vrrp_ip_assoc_record_t, row_status, number),
-    FIELD(vrrp_ip_assoc_record_t, reserved, bytes),
+    FIELD(vrrp_ip_assoc_record_t, ifindex, "interface", interface),
+    FIELD(vrrp_ip_assoc_record_t, vr_id, "vr", number),
+    FIELD(vrrp_ip_assoc_record_t, inet_addr, "address", address),
+    {"virtual", "virtual", offsetof(vrrp_ip_assoc_record_t, virtual_), 4, Type::boolean},
+    FIELD(vrrp_ip_assoc_record_t, row_status, "row", number),
+    FIELD(vrrp_ip_assoc_record_t, reserved, "reserved", bytes),
 };
 
 constexpr Field global_info_fields[] = {
-    FIELD(vrrp_pss_global_info_t, vrrp_enabled, boolean),
-    {"is_bfd_enabled_on_any_group", 1, 1, Type::low_bit},
-    {"temp_rsrv", 1, 1, Type::high_bits},
-    FIELD(vrrp_pss_global_info_t, reserved, bytes),
+    FIELD(vrrp_pss_global_info_t, vrrp_enabled, "enabled", boolean),
+    {"is_bfd_enabled_on_any_group", "bfd", 1, 1, Type::low_bit},
+    {"temp_rsrv", "temp_rsrv", 1, 1, Type::high_bits},
+    FIELD(vrrp_pss_global_info_t, reserved, "reserved", bytes),
 };
 
 #undef FIELD
@@ -87,6 +87,13 @@ const char* kind_of(const Bytes& key) {
     default:
       return "other";
   }
+}
+
+const char* title_of(const std::string& kind) {
+  if (kind == "vr") return "VR configuration";
+  if (kind == "ip_assoc") return "IP association";
+  if (kind == "global_info") return "Global info";
+  return kind == "track" ? "Track" : "Other kinds";
 }
 
 const Layout* layout_of(const StoredRecord& record) {

@@ -13,6 +13,7 @@ enum class Type { number, interface, boolean, address_type, admin, auth, address
 
 struct Field {
   const char* name;
+  const char* heading;  // of its column in a table for people
   size_t offset;
   size_t size;
   Type type;
@@ -31,6 +32,9 @@ std::span<const Layout> layouts();
 
 // The kind that a key tells: that of a layout, "track", or "other".
 const char* kind_of(const Bytes& key);
+
+// A kind for people: "VR configuration", "IP association", ...
+const char* title_of(const std::string& kind);
 
 // The layout of a record by its kind and its value's length, or null.
 const Layout* layout_of(const StoredRecord& record);

@@ -29,7 +29,7 @@ class Table {
   }
 
   void print_header(const StoredRecord& record) const {
-    std::cout << styled(Style::bold, kind_of(record.key)) << '\n';
+    std::cout << styled(Style::bold, title_of(kind_of(record.key))) << '\n';
     print(header(record));
   }
 
@@ -54,7 +54,7 @@ class Table {
   static Row header(const StoredRecord& record) {
     if (!has_fields(record)) return {"key", "value"};
     Row cells = {"layout"};
-    for (const Field& field : fields(record)) cells.push_back(field.name);
+    for (const Field& field : fields(record)) cells.push_back(field.heading);
     return cells;
   }
 

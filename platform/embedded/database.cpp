@@ -5,14 +5,25 @@
 
 namespace pss_embedded {
 
+namespace {
+
 constexpr int busy_timeout_ms = 5000;
+
+// "Cannot open" has its reason in the errno of the call that failed.
+syserr_t status_of_opening(sqlite3* database, int result) {
+  const bool has_reason = result != SQLITE_CANTOPEN_SYMLINK && (result & 0xff) == SQLITE_CANTOPEN;
+  const int error = has_reason ? sqlite3_system_errno(database) : 0;
+  return error != 0 ? status_of_errno(error) : status_of_sqlite(result);
+}
+
+}  // namespace
 
 syserr_t open_database(const char* file, int flags, Database* database) {
   sqlite3* opened = nullptr;
   const int result = sqlite3_open_v2(
       file, &opened, flags | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE, nullptr);
   database->reset(opened);  // there is one to close even when the opening failed
-  if (result != SQLITE_OK) return status_of_sqlite(result);
+  if (result != SQLITE_OK) return status_of_opening(opened, result);
 
   sqlite3_busy_timeout(opened, busy_timeout_ms);
   sqlite3_limit(opened, SQLITE_LIMIT_LENGTH, PSS_EMBEDDED_VALUE_MAX + PSS_EMBEDDED_KEY_MAX + 64);

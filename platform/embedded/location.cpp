@@ -25,6 +25,20 @@ bool has_dot_part(const char* path) {
 
 bool fits(int length) { return length >= 0 && length < PATH_MAX; }
 
+// Room is kept for "-journal" behind the name, and for a working folder in the place of the name.
+constexpr size_t file_length_max = 480;  // SQLite opens no path of more than 511 characters
+constexpr size_t name_length_max = NAME_MAX - 15;
+
+// The names of files that SQLite keeps beside a store.
+bool is_companion(const char* name) {
+  static constexpr const char* suffixes[] = {"-journal", "-wal", "-shm"};
+  for (const char* suffix : suffixes) {
+    const size_t length = strlen(name), suffix_length = strlen(suffix);
+    if (length >= suffix_length && strcmp(name + length - suffix_length, suffix) == 0) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 syserr_t locate(const char* url, Location* location) {
@@ -39,10 +53,9 @@ syserr_t locate(const char* url, Location* location) {
   char* name = strrchr(joined, '/') + 1;
   name[-1] = '\0';
   if (realpath(*joined != '\0' ? joined : "/", location->folder) == nullptr) return status_of_errno(errno);
-  if (!fits(snprintf(location->file, sizeof location->file, "%s/%s", location->folder, name))) {
-    return SYSERR_PSS_BAD_URL;
-  }
-  return 0;
+  if (strlen(name) > name_length_max || is_companion(name)) return SYSERR_PSS_BAD_URL;
+  const int length = snprintf(location->file, sizeof location->file, "%s/%s", location->folder, name);
+  return fits(length) && static_cast<size_t>(length) <= file_length_max ? 0 : SYSERR_PSS_BAD_URL;
 }
 
 }  // namespace pss_embedded

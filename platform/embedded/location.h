@@ -16,7 +16,7 @@ struct Location {
 };
 
 // Finds the location of `url`, which may be null. Returns 0, SYSERR_PSS_BAD_URL for a text that names no place below
-// the root, or the status that tells why its folder cannot be reached.
+// the root where a store can be, or the status that tells why its folder cannot be reached.
 syserr_t locate(const char* url, Location* location);
 
 }  // namespace pss_embedded

@@ -6,18 +6,23 @@
  *
  * Guarantees
  *  1. From pss_open to pss_close there is one transaction, begun with the write lock: nobody else changes the store
- *     meanwhile. pss_open waits up to 5 seconds for the lock.
+ *     meanwhile. pss_open waits up to 5 seconds for the lock. A snapshot to the store's place is no change to it but
+ *     takes its place: snapshots go where no store is in use.
  *  2. A process that dies before pss_close leaves the store as it was. pss_close makes all changes durable at once;
  * when it fails, the store is wholly old or wholly new.
  *  3. pss_open reads every record and answers SYSERR_PSS_DAMAGED for a store that lost one, gained one, or holds one
  *     that is not byte for byte what was stored. Each record is checked again whenever it is read.
- *  4. A handle that met damage, an I/O error, a full disk or a lack of memory answers every later operation with that
- *     status, and its pss_close keeps nothing: a store is never left with part of its changes.
+ *  4. A handle that met damage, an I/O error, a full disk or a lack of memory in its own store answers every later
+ *     operation with that status, and its pss_close keeps nothing: a store is never left with part of its changes.
  *  5. A store that cannot be written, or whose folder cannot, is opened for reading; storing and deleting then answer
  *     SYSERR_PSS_READ_ONLY.
- *  6. pss_snapshot and pss_embedded_create bring a file to its place whole or not at all, with mode 0600. A symbolic
- *     link at that place is replaced or refused, never followed.
- *  7. Handles are used by one thread at a time. Nothing process-wide of SQLite is configured. */
+ *  6. pss_snapshot and pss_embedded_create bring a file to its place whole or not at all, with mode 0600; after
+ *     SYSERR_PSS_IO it may be in place, whole. A symbolic link at that place is replaced or refused, never followed.
+ *     They work in a folder of mode 0700 named .pss-XXXXXX beside the place; a process that is killed leaves it behind.
+ *  7. All operations are called by one thread at a time, and a handle is used by the process that opened it, not by a
+ *     child of it. Nothing process-wide of SQLite is configured.
+ *
+ * Whoever can write a folder on the way to a store is trusted: folders may be symbolic links. */
 #ifndef PLATFORM_EMBEDDED_PSS_EMBEDDED_H
 #define PLATFORM_EMBEDDED_PSS_EMBEDDED_H
 
@@ -31,7 +36,7 @@ extern "C" {
 /* Statuses beside SYSERR_PSS_NOKEY; syserr2str has their texts. */
 #define SYSERR_PSS_NO_STORE ((syserr_t)0x40488001u)     /* nothing there, or no such folder */
 #define SYSERR_PSS_NOT_A_STORE ((syserr_t)0x40488002u)  /* something else than a store of this format */
-#define SYSERR_PSS_DAMAGED ((syserr_t)0x40488003u)      /* not what was stored */
+#define SYSERR_PSS_DAMAGED ((syserr_t)0x40488003u)      /* not what was stored, or it cannot be read */
 #define SYSERR_PSS_BUSY ((syserr_t)0x40488004u)         /* another process or handle holds it */
 #define SYSERR_PSS_READ_ONLY ((syserr_t)0x40488005u)    /* the file or its folder cannot be written */
 #define SYSERR_PSS_NO_SPACE ((syserr_t)0x40488006u)     /* disk or quota full */

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include "platform/embedded/status.h"
@@ -24,7 +25,8 @@ syserr_t pragma_answers(sqlite3* database, const char* sql, const char* expected
   const int step = sqlite3_step(statement.get());
   if (step != SQLITE_ROW) return status_of_sqlite(step);
   const auto* answer = reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), 0));
-  *does = answer != nullptr && strcmp(answer, expected) == 0;
+  if (answer == nullptr) return SYSERR_PSS_NO_MEMORY;
+  *does = strcmp(answer, expected) == 0;
   return 0;
 }
 
@@ -56,6 +58,10 @@ syserr_t Store::open(const Location& location) {
   if (!S_ISREG(status.st_mode)) return SYSERR_PSS_NOT_A_STORE;
   static_assert(sizeof file_ == sizeof location.file);
   memcpy(file_, location.file, sizeof file_);
+  // SQLite would open whatever stands in the journal's place, and a FIFO would hold the caller for ever.
+  char journal[sizeof file_ + 8];
+  snprintf(journal, sizeof journal, "%s-journal", file_);
+  if (lstat(journal, &status) == 0 && !S_ISREG(status.st_mode)) return SYSERR_PSS_NOT_A_STORE;
 
   const syserr_t begun = begin(location);
   if (begun != 0) return begun;
@@ -77,6 +83,7 @@ syserr_t Store::begin(const Location& location) {
 
   // The write lock before the first read: a reader that wants to become a writer later is refused at once.
   writable_ = sqlite3_db_readonly(database_.get(), "main") == 0;
+  if (permitted && !writable_) return SYSERR_PSS_IO;  // SQLite fell back to reading: the store could not be opened
   status = run(database_.get(), writable_ ? "BEGIN IMMEDIATE" : "BEGIN");
   return status != 0 ? status : check_format(database_.get());
 }
@@ -272,14 +279,18 @@ syserr_t Store::write(sqlite3_stmt* statement, syserr_t status_if_unchanged) {
   return 0;
 }
 
-syserr_t Store::snapshot(const Location& target) const {
+syserr_t Store::snapshot(const Location& target) {
   // A snapshot over its own store would take the store's place under the open transaction.
   struct stat own, there;
   if (stat(file_, &own) == 0 && lstat(target.file, &there) == 0 && own.st_dev == there.st_dev &&
       own.st_ino == there.st_ino) {
     return SYSERR_PSS_BAD_ARGUMENT;
   }
-  return create_store_file(target, Existing::replace, database_.get());
+  const syserr_t status = create_store_file(target, Existing::replace, database_.get());
+  // A target that cannot be written is no fault of this store; but reading it may have cost the transaction.
+  const bool lost_transaction = sqlite3_get_autocommit(database_.get()) != 0;
+  if (status != 0 && lost_transaction) failure_ = status;
+  return status;
 }
 
 }  // namespace pss_embedded

@@ -37,7 +37,7 @@ class Store {
 
   syserr_t store(uint32 mode, const pss_datum_t& key, const pss_datum_t& value);
   syserr_t remove(const pss_datum_t& key);
-  syserr_t snapshot(const Location& target) const;
+  syserr_t snapshot(const Location& target);
 
  private:
   // SQLite does not say what a statement reads from a table that is written meanwhile. So the cursor stands on the row

@@ -59,29 +59,30 @@ class PrivateFolder {
   ~PrivateFolder() {
     if (folder_[0] == '\0') return;
     unlink(file_);  // gone already when it was brought to its place
+    unlink(leftover_);
     rmdir(folder_);
   }
 
   syserr_t make(const char* parent) {
-    if (snprintf(folder_, sizeof folder_, "%s/.pss-XXXXXX", parent) >= static_cast<int>(sizeof folder_) ||
-        snprintf(file_, sizeof file_, "%s/.pss-XXXXXX/store", parent) >= static_cast<int>(sizeof file_)) {
-      folder_[0] = '\0';
+    char folder[PATH_MAX];
+    if (snprintf(folder, sizeof folder, "%s/.pss-XXXXXX", parent) >= static_cast<int>(sizeof folder)) {
       return SYSERR_PSS_BAD_URL;
     }
-    if (mkdtemp(folder_) == nullptr) {
-      const int error = errno;
-      folder_[0] = '\0';
-      return status_of_errno(error);
-    }
-    memcpy(file_, folder_, strlen(folder_));
-    return 0;
+    if (mkdtemp(folder) == nullptr) return status_of_errno(errno);
+    memcpy(folder_, folder, sizeof folder_);
+    snprintf(file_, sizeof file_, "%s/store", folder_);
+    snprintf(leftover_, sizeof leftover_, "%s/leftover", folder_);
+    // A umask may have taken the owner's bits.
+    return chmod(folder_, 0700) == 0 ? 0 : status_of_errno(errno);
   }
 
   const char* file() const { return file_; }
+  const char* leftover() const { return leftover_; }
 
  private:
   char folder_[PATH_MAX] = "";
-  char file_[PATH_MAX];
+  char file_[PATH_MAX + 16];
+  char leftover_[PATH_MAX + 16];
 };
 
 class FileDescriptor {
@@ -143,28 +144,30 @@ syserr_t build_store(const char* file, sqlite3* source) {
   return status;
 }
 
-// A journal that a dead writer left beside a store would be played back into its successor. The store goes first: alone
-// it would be damaged, and absent is better.
-syserr_t remove_leftovers(const char* file) {
+// A journal that a dead writer left beside a store would be played back into its successor. It may be the only way to
+// recover what it belongs to, so a store is not created beside one.
+syserr_t clear_leftovers(const Location& location, Existing existing, const PrivateFolder& workplace) {
   for (const char* suffix : {"-journal", "-wal", "-shm"}) {
-    char leftover[PATH_MAX];
-    if (snprintf(leftover, sizeof leftover, "%s%s", file, suffix) >= static_cast<int>(sizeof leftover)) {
-      return SYSERR_PSS_BAD_URL;
-    }
+    char leftover[PATH_MAX + 16];
+    snprintf(leftover, sizeof leftover, "%s%s", location.file, suffix);
     struct stat status;
     if (lstat(leftover, &status) != 0) continue;
-    if (unlink(file) != 0 && errno != ENOENT) return status_of_errno(errno);
-    if (unlink(leftover) != 0) return status_of_errno(errno);
+    if (existing == Existing::refuse) return SYSERR_PSS_EXISTS;
+    if (S_ISDIR(status.st_mode)) return SYSERR_PSS_BAD_URL;
+    // Moved aside before the store goes: where it may not be moved, the store is still there.
+    if (rename(leftover, workplace.leftover()) != 0) return status_of_errno(errno);
+    if (unlink(location.file) != 0 && errno != ENOENT) return status_of_errno(errno);
   }
   return 0;
 }
 
 syserr_t move_to(const Location& location, Existing existing, const char* file) {
+  // Opened first, so that a folder that cannot be synced is found while nothing is done yet.
+  const FileDescriptor folder(open(location.folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder.get() < 0) return status_of_errno(errno);
   const unsigned flags = existing == Existing::refuse ? RENAME_NOREPLACE : 0;
   if (renameat2(AT_FDCWD, file, AT_FDCWD, location.file, flags) != 0) return status_of_errno(errno);
-  const FileDescriptor folder(open(location.folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (folder.get() < 0 || fsync(folder.get()) != 0) return status_of_errno(errno);
-  return 0;
+  return fsync(folder.get()) == 0 ? 0 : status_of_errno(errno);
 }
 
 }  // namespace
@@ -183,13 +186,12 @@ syserr_t create_store_file(const Location& location, Existing existing, sqlite3*
   syserr_t status = workplace.make(location.folder);
   if (status != 0) return status;
   const FileDescriptor file(open(workplace.file(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-  // The mode is set again because a umask may have taken the owner's bits.
   if (file.get() < 0 || fchmod(file.get(), 0600) != 0) return status_of_errno(errno);
 
   status = build_store(workplace.file(), source);
   if (status != 0) return status;
   if (fsync(file.get()) != 0) return status_of_errno(errno);
-  if (existing == Existing::replace) status = remove_leftovers(location.file);
+  status = clear_leftovers(location, existing, workplace);
   if (status != 0) return status;
   return move_to(location, existing, workplace.file());
 }

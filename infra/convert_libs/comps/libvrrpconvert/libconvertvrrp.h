@@ -26,7 +26,8 @@
  *  6. Integers are in host byte order unless a layout says otherwise (records/record_formats.h, records/record_keys.h).
  *  7. One call at a time: the trace state and the version globals are shared by all functions, without a lock.
  *  8. Store handles are lent for the length of a call; only the driver opens and closes stores.
- *  9. Nothing here prints, exits, throws, changes signal handlers, the umask or the working folder. */
+ *  9. Nothing here prints, exits, throws, changes signal handlers, the umask or the working folder.
+ * 10. The header serves C11 and C++11 and later. */
 #ifndef LIBCONVERTVRRP_H
 #define LIBCONVERTVRRP_H
 
@@ -87,8 +88,8 @@ extern int32 to_major, to_minor, to_patch;
  * [0..VRRP_CNV_VERSION_TEXT_MAX-1]. `pkg_ver` is not used. */
 void vrrp_mgr_get_corrected_pkg_ver(const char* pkg_ver, const char* srg_file, char* corrected_pkg_ver);
 
-/* Reads the three numbers of `version`. Returns how many were read, 0 to 3, or -1 when the text ends before the first
- * one; a number that is not reached keeps its value, one that does not fit in 32 bits becomes 2147483647. */
+/* Reads the three numbers of `version`. Returns how many were read, 0 to 3, or -1 when the text is null or ends before
+ * the first one; a number that is not reached keeps its value, one of more than 32 bits becomes the nearest that fits. */
 int32 vrrp_mgr_split_version(const char* version, int32* major, int32* minor, int32* patch);
 
 /* Returns 1 when the source release (`upgrade` is 1) or the target release (`upgrade` is anything else) is older than

@@ -1,5 +1,6 @@
 // Entry points, driver and version decision.
 
+#include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -31,14 +32,12 @@ constexpr uint32 downgrade_test = 0, upgrade_test = 1;
 // A number that could not be read: later than that of any release.
 constexpr int32 unreadable = INT_MAX;
 
-// Scans with more width than a release number has, so that a number that does not fit is told from one that does, in
-// both word sizes alike.
+// Scans with more width than a release number has, and brings a number that does not fit to the nearest one that does,
+// in both word sizes alike.
 struct ReleaseScan {
   long long major = unreadable, minor = unreadable, patch = unreadable;
 
-  static int32 narrow(long long number) {
-    return number >= INT_MIN && number <= INT_MAX ? static_cast<int32>(number) : unreadable;
-  }
+  static int32 narrow(long long number) { return static_cast<int32>(std::clamp<long long>(number, INT_MIN, INT_MAX)); }
 };
 
 bool older(int32 major, int32 minor, int32 patch, int32 reqd_major, int32 reqd_minor, int32 reqd_patch) {

@@ -57,6 +57,7 @@ class ValueArray {
 // Positioning on a key that is not stored still places the cursor.
 bool placed(syserr_t error_ret) { return error_ret == 0 || error_ret == SYSERR_PSS_NOKEY; }
 
+// A key that is too short does not match: nothing is read past its end.
 bool begins_with(const pss_datum_t& key, size_t offset, const void* bytes, size_t size) {
   return key.siz >= offset + size && memcmp(static_cast<const uint8*>(key.ptr) + offset, bytes, size) == 0;
 }

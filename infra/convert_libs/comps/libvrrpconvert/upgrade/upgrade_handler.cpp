@@ -15,7 +15,7 @@ syserr_t vrrp_mgr_handle_upgrade_to_4_2_1(pss_service_t mgr_rc_pss_table, uint32
   const char* prefix =
       conversion_type == VRRP_CONVERT_STARTUP ? "nonvolatile:/tmp/vrrp-startup-pss" : "nonvolatile:/tmp/vrrp-pss";
   const bool is_default_vdc = vdc_string == nullptr || strcmp(vdc_string, "1") == 0;
-  char temp_pss_url[256];
+  char temp_pss_url[256] = {};
   snprintf(temp_pss_url, sizeof temp_pss_url, "%s%s", prefix, is_default_vdc ? "" : vdc_string);
 
   const syserr_t snapshot_status = pss_snapshot(mgr_rc_pss_table, 0, temp_pss_url);
