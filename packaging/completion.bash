@@ -11,7 +11,7 @@ _vrrpconvert() {
   fi
   case ${COMP_WORDS[1]} in
     import) options="--force --json --help" ;;
-    export) options="--raw --help" ;;
+    export) options="--raw --output --help" ;;
     show) options="--kind --reveal --json --help" ;;
     check) options="--release --json --help" ;;
     diff) options="--reveal --json --help" ;;

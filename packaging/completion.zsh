@@ -17,7 +17,7 @@ fi
 local json='--json[print one JSON object]' reveal='--reveal[show authentication keys]'
 case $words[2] in
   import) _arguments '--force[replace a store that is there]' $json '*:file:_files' ;;
-  export) _arguments '--raw[write hexadecimal digits]' '*:store:_files' ;;
+  export) _arguments '--raw[write hexadecimal digits]' '--output[write to a new file]:file:_files' '*:store:_files' ;;
   show) _arguments '--kind[only this kind]:kind:(vr ip_assoc global_info track other)' $reveal $json '*:store:_files' ;;
   check) _arguments '--release[the release that is to read it]:release:' $json '*:store:_files' ;;
   diff) _arguments $reveal $json '*:store:_files' ;;

@@ -3,10 +3,12 @@
 //     FAIL_STORE, FAIL_DELETE   which call of pss_store or pss_delete fails, from 1
 //     DIE_AT_STORE              the call of pss_store at which the process is killed
 //     STALL_AT_STORE            the call of pss_store that waits until the process is ended
+//     ONLY_BELOW                the nonvolatile root under which all this holds, so that a rehearsal goes well
 
 #include <dlfcn.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <string.h>
 #include <unistd.h>
 
 #include "platform/pss.h"
@@ -14,7 +16,8 @@
 namespace {
 
 bool is_due(const char* variable, int call) {
-  const char* value = getenv(variable);
+  const char *value = getenv(variable), *below = getenv("ONLY_BELOW"), *root = getenv("PSS_NONVOLATILE_ROOT");
+  if (below != nullptr && (root == nullptr || strcmp(below, root) != 0)) return false;
   return value != nullptr && atoi(value) == call;
 }
 

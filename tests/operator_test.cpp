@@ -22,7 +22,7 @@ class OperatorTest : public ToolTest {
     EXPECT_EQ(run("import " + std::string(store), example()).exit_code, 0);
   }
   ~OperatorTest() override {
-    for (const char* name : {"LD_PRELOAD", "FAIL_STORE", "FAIL_DELETE", "DIE_AT_STORE", "STALL_AT_STORE"})
+    for (const char* name : {"LD_PRELOAD", "FAIL_STORE", "FAIL_DELETE", "DIE_AT_STORE", "STALL_AT_STORE", "ONLY_BELOW"})
       unsetenv(name);
   }
 
@@ -209,17 +209,23 @@ TEST_F(OperatorTest, NeverReportsAnIncompleteUpgradeAsSuccess) {
 }
 
 TEST_F(OperatorTest, EndsWithTheStoreAsItWas) {
-  const std::string before = raw(store);
-  fail_at("DIE_AT_STORE", 5);
-  EXPECT_EQ(run(std::string(down) + "--allow-loss").exit_code, 6) << "the library died in the rehearsal";
-  unsetenv("DIE_AT_STORE");
-
+  const std::string before = raw(store), interrupt = "--allow-loss & pid=$!; sleep 0.7; kill -INT $pid; wait $pid";
   fail_at("STALL_AT_STORE", 5);
-  const Outcome interrupted = run(std::string(down) + "--allow-loss & pid=$!; sleep 0.5; kill -INT $pid; wait $pid");
-  EXPECT_EQ(interrupted.exit_code, 130);
-  EXPECT_THAT(interrupted.err, HasSubstr("interrupted; nothing was changed"));
+  const Outcome early = run(down + interrupt);
+  EXPECT_EQ(early.exit_code, 130) << "interrupted in the rehearsal";
+  EXPECT_THAT(early.err, HasSubstr("interrupted; nothing was changed"));
+  setenv("ONLY_BELOW", std::filesystem::canonical(root).c_str(), 1);
+  const Outcome late = run(down + interrupt);
+  EXPECT_EQ(late.exit_code, 130) << "interrupted in the conversion itself";
+  EXPECT_THAT(late.err, HasSubstr("interrupted; the store is as it was"));
+  fail_at("DIE_AT_STORE", 4);
+  const Outcome died = run(std::string(down) + "--allow-loss");
+  EXPECT_EQ(died.exit_code, 6);
+  EXPECT_THAT(died.err, HasSubstr("the library died; the store is as it was"));
+
   unsetenv("LD_PRELOAD");
   EXPECT_EQ(raw(store), before);
+  EXPECT_EQ(run(std::string("restore ") + store + ".from-4.2-1 " + store).exit_code, 0);
   EXPECT_EQ(run(std::string(down) + "--allow-loss").exit_code, 0) << "and nothing is left that is in the way";
 }
 

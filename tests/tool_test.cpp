@@ -16,6 +16,11 @@ TEST_F(ToolTest, ExportsWhatItImported) {
   EXPECT_EQ(sorted_lines(run("export s").out), sorted_lines(example()));
   EXPECT_EQ(run("import raw", raw("s")).exit_code, 0);
   EXPECT_EQ(raw("raw"), raw("s"));
+  EXPECT_EQ(run("export -o file s").exit_code, 0);
+  EXPECT_EQ(content("file"), run("export s").out);
+  ASSERT_EQ(stat(file("file").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0600u);
+  EXPECT_EQ(run("export -o file s").exit_code, 2) << "what is there is not overwritten";
 }
 
 // Records that the readable form cannot carry come out raw, and every record comes back byte for byte.

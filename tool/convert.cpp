@@ -11,6 +11,7 @@
 #include "tool/census.h"
 #include "tool/conversion.h"
 #include "tool/difference.h"
+#include "tool/interrupt.h"
 #include "tool/private_folder.h"
 #include "tool/verbs.h"
 #include "tool/verdict.h"
@@ -257,6 +258,7 @@ void judge_run(const Run& run, const Rehearsal& rehearsal, Report& report) {
   const Change change = report.conversion.change();
   const fs::path file = report.conversion.store();
   set_nonvolatile_root("/");
+  forget_interrupt();
   const Store before(rehearsal.before()), after(file);
   bool is_as_it_was = true;
   for_each_difference(before, after, [&is_as_it_was](const Difference&) { is_as_it_was = false; });

@@ -20,6 +20,8 @@ void note_interrupts() {
 
 bool was_interrupted() { return interrupted != 0; }
 
+void forget_interrupt() { interrupted = 0; }
+
 void end_if_interrupted() {
   if (was_interrupted()) throw Error(exit_interrupted, "interrupted; nothing was changed");
 }

@@ -9,6 +9,9 @@ void note_interrupts();
 
 bool was_interrupted();
 
+// For work that has to be done although an interrupt was noted: telling what became of a store.
+void forget_interrupt();
+
 // Throws Error when an interrupt was noted.
 void end_if_interrupted();
 

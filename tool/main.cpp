@@ -52,8 +52,9 @@ void add_export(CLI::App& app) {
   static ExportOptions options;
   CLI::App* verb =
       add_verb(app, "export", "Write the records of a store as lines of JSON, authentication keys included", options,
-               export_store, "vrrpconvert export vrrp-cfg_runtime_config > records.jsonl");
+               export_store, "vrrpconvert export -o records.jsonl vrrp-cfg_runtime_config");
   verb->add_option("STORE", options.store, "The store to read")->required();
+  verb->add_option("-o,--output", options.output, "Write to this new file, which only you can read");
   verb->add_flag("--raw", options.raw, "Write every record as the hexadecimal digits of its key and value");
 }
 

@@ -19,6 +19,7 @@ Exit import_store(const ImportOptions& options);
 
 struct ExportOptions {
   std::string store;
+  std::string output;  // empty: standard output
   bool raw = false;
 };
 Exit export_store(const ExportOptions& options);
