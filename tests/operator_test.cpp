@@ -77,7 +77,7 @@ TEST_F(OperatorTest, ChecksSoundness) {
             "VR 1 ipv4 on 0x100000a  (key 0100000001010100000a): the record under 01ff is of the same router\n"
             "vr: layouts are mixed: 2 in the new layout and 1 in the old one\n"
             "bad: 4 vr (2 new, 1 old, 1 unknown)\n"
-            "4 problems.\n");
+            "Problems: 4.\n");
 }
 
 TEST_F(OperatorTest, TellsDifferences) {
@@ -114,7 +114,7 @@ TEST_F(OperatorTest, RehearsesAndRefusesWithoutChangingAByte) {
                                        "    lower_threshold_prio: 1 -> (dropped)\n"
                                        "    upper_threshold_prio: 100 -> (dropped)\n"));
   EXPECT_THAT(rehearsed.out,
-              HasSubstr("Would change 13 records. Nothing was changed.\nWould be lost:\n"
+              HasSubstr("Records that would change: 13. Nothing was changed.\nWould be lost:\n"
                         "  VR 1 ipv4 on 0x100000a  (key 0100000001010100000a): lower_threshold_prio = 80\n"));
   EXPECT_THAT(rehearsed.out, HasSubstr("global info  (key 04000000): is_bfd_enabled_on_any_group = yes\n"));
   EXPECT_EQ(run(std::string(down) + "--dry-run --allow-loss").exit_code, 0);
@@ -188,7 +188,7 @@ TEST_F(OperatorTest, NamesEachRecordThatFailed) {
   EXPECT_THAT(failed.out, HasSubstr("  converted        12\n"));
   EXPECT_THAT(failed.out, HasSubstr("failed: VR 20 ipv4 on 0x901000a  (key 0100000001140901000a): "
                                     "Error storing record in PSS: Ret_val = 119, unknown status 0x77\n"));
-  EXPECT_THAT(failed.err, HasSubstr("1 records are not in the state that they should be in"));
+  EXPECT_THAT(failed.err, HasSubstr("not every record is in the state that it should be in; failed: 1"));
   EXPECT_THAT(failed.out, HasSubstr("to go back: vrrpconvert restore"));
 }
 

@@ -118,9 +118,10 @@ void print_text(const CheckOptions& options, const Check& check) {
   }
   std::cout << options.store << ": " << check.census().text() << '\n';
   if (check.left_alone() > 0) {
-    std::cout << "A conversion leaves " << check.left_alone() << " of them alone: track and other kinds.\n";
+    std::cout << "Left alone by a conversion: " << check.left_alone() << " (track and other kinds).\n";
   }
-  std::cout << (check.findings().empty() ? "No problems." : std::to_string(check.findings().size()) + " problems.")
+  std::cout << (check.findings().empty() ? "No problems."
+                                         : "Problems: " + std::to_string(check.findings().size()) + ".")
             << '\n';
 }
 

@@ -58,9 +58,10 @@ class TraceTap {
     ssize_t size;
     while ((size = pread(fd_, chunk, sizeof chunk, read_to_)) > 0) {
       text_.append(chunk, static_cast<size_t>(size));
+      lines_ += static_cast<size_t>(std::count(chunk, chunk + size, '\n'));
       read_to_ += size;
     }
-    return static_cast<size_t>(std::count(text_.begin(), text_.end(), '\n'));
+    return lines_;
   }
 
   std::vector<std::string> messages() {
@@ -79,6 +80,7 @@ class TraceTap {
  private:
   int fd_ = -1;
   off_t read_to_ = 0;
+  size_t lines_ = 0;
   std::string text_;
 };
 

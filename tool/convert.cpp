@@ -229,7 +229,7 @@ void print_text(const Report& report) {
             << '\n';
   if (report.options.dry_run) {
     for (const Difference& change : report.plan.changes) print_difference(change, report.options.reveal);
-    std::cout << "Would change " << report.plan.changes.size() << " records. Nothing was changed.\n";
+    std::cout << "Records that would change: " << report.plan.changes.size() << ". Nothing was changed.\n";
   }
   if ((report.options.dry_run || report.refused) && !report.plan.losses.empty()) {
     std::cout << "Would be lost:\n";
@@ -282,8 +282,8 @@ void judge_run(const Run& run, const Rehearsal& rehearsal, Report& report) {
     report.problem = "nothing was changed: " + report.verdict->failed.front().reason;
   } else if (!report.verdict->failed.empty()) {
     report.exit = exit_some_failed;
-    report.problem =
-        std::to_string(report.verdict->failed.size()) + " records are not in the state that they should be in";
+    report.problem = "not every record is in the state that it should be in; failed: " +
+                     std::to_string(report.verdict->failed.size());
     report.next = go_back;
   } else if (change == Change::upgrade && report.snapshot.empty() && !is_as_it_was) {
     report.exit = exit_some_failed;
