@@ -166,19 +166,6 @@ class ManagerReaderTest : public LibraryTest {
   int32 read(void** array, int32* count) { return pss_get_table(7, VRRP_PSS_KEY_VR, array, count, 5); }
 };
 
-TEST_F(ManagerReaderTest, WalksAsTheStoreIsOrdered) {
-  platform.records = manager_records;
-  void* array = nullptr;
-  int32 count;
-  ASSERT_EQ(read(&array, &count), 0);
-  free(array);
-  EXPECT_THAT(platform.calls, ElementsAre("pss_move2key 7 01", "pss_move2location 7 3", "pss_move2location 7 3",
-                                          "pss_move2location 7 3", "pss_move2key 7 01", "pss_getvalue 7",
-                                          "pss_move2location 7 3", "pss_getvalue 7", "pss_move2location 7 3",
-                                          "pss_getvalue 7", "pss_move2location 7 3", "pss_move2location 7 3"))
-      << "the counting pass stops behind the type, the fill pass at the end of the store";
-}
-
 // The first positioning looks at its status before its key, the second one the other way round.
 TEST_F(ManagerReaderTest, JudgesItsTwoPositioningsDifferently) {
   platform.records = manager_records;

@@ -17,27 +17,12 @@ class DumpTest : public LibraryTest {
                               "<$1>");
   }
 
+  // A record whose byte at offset n is n - 1, but for what is set here.
   static vrrp_config_record_t record() {
-    vrrp_config_record_t r = {};
-    r.ifindex = 0x80000010;
-    r.vr_id = 255;
-    r.addr_type = INET_ADDR_TYPE_IPV4;
-    r.admin = STATE_DOWN;
-    r.prio = 100;
+    vrrp_config_record_t r = vr_record(0x80000010, 255);
     r.primary_ip.addr_type = INET_ADDR_TYPE_IPV4;
     r.primary_ip.a.ipv4_addr.s_addr = htonl(0xC0000201);
-    r.auth = AUTH_TEXT;
-    memcpy(r.key, "k\xff", 2);
-    r.adv = 1;
-    r.preempt = 1;
-    r.track_prio = 2;
-    r.track_intf = 3;
-    r.spi = 4;
-    r.row_status = 5;
-    r.owner = 6;
-    r.lower_threshold_prio = 7;
-    r.upper_threshold_prio = 8;
-    r.forwarding_state = 9;
+    r.key[15] = 0;
     return r;
   }
 };
