@@ -1,0 +1,18 @@
+// The copy of a store that is kept beside it before it is changed.
+#ifndef TOOL_KEPT_COPY_H
+#define TOOL_KEPT_COPY_H
+
+#include <filesystem>
+
+#include "tool/release.h"
+
+namespace vrrpconvert {
+
+// Copies `original` to a name beside `store` that carries the source release and that nothing has yet. Returns the
+// name. The copy is durable. Throws Error.
+std::filesystem::path keep_copy(const std::filesystem::path& original, const std::filesystem::path& store,
+                                const Release& from);
+
+}  // namespace vrrpconvert
+
+#endif

@@ -1,0 +1,45 @@
+#include "tool/rehearsal.h"
+
+#include "tool/error.h"
+#include "tool/store.h"
+
+namespace vrrpconvert {
+
+namespace fs = std::filesystem;
+
+Rehearsal::Rehearsal(const Conversion& real) : workplace_(fs::temp_directory_path()), rehearsed_(real) {
+  rehearsed_.root = workplace_.path() / "root";
+  {
+    const Store store(real.store());
+    fs::create_directories(rehearsed_.store().parent_path());
+    fs::create_directories(rehearsed_.root / "tmp");
+    // From here on the private folder is below what the platform takes for its root.
+    set_nonvolatile_root("/");
+    store.write_copy(before());
+    store.write_copy(after());
+    records_ = store.count();
+  }
+  const Run run = run_conversion(rehearsed_, Trace::kept_private, "", 0);
+  if (run.interrupted) throw Error(exit_interrupted, "interrupted; nothing was changed");
+  if (!run.answered) throw Error(exit_unknown, "the library died on a copy of the store; nothing was changed");
+}
+
+Plan plan_of(const Rehearsal& rehearsal, bool reveal) {
+  Plan plan;
+  const Store before(rehearsal.before()), after(rehearsal.after());
+  for_each_difference(before, after, [&](const Difference& difference) {
+    plan.changes.push_back(difference);
+    if (!difference.before) return;
+    const std::string key = hex_of(difference.before->key), name = name_of(*difference.before);
+    if (!difference.after) {
+      plan.losses.push_back({key, name, "", ""});
+      return;
+    }
+    for (const FieldChange& change : field_changes(difference, reveal)) {
+      if (change.loses_value) plan.losses.push_back({key, name, change.field, change.before});
+    }
+  });
+  return plan;
+}
+
+}  // namespace vrrpconvert

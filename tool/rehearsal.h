@@ -1,0 +1,43 @@
+// The same conversion, by the same library, on a private copy: what would change, and what would be lost.
+#ifndef TOOL_REHEARSAL_H
+#define TOOL_REHEARSAL_H
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tool/conversion.h"
+#include "tool/difference.h"
+#include "tool/private_folder.h"
+
+namespace vrrpconvert {
+
+class Rehearsal {
+ public:
+  // Runs it. Throws Error when the store cannot be read, the operator interrupts, or the library dies.
+  explicit Rehearsal(const Conversion& real);
+
+  std::filesystem::path before() const { return workplace_.path() / "before"; }  // the store as it is
+  std::filesystem::path after() const { return rehearsed_.store(); }             // as it would be
+  size_t records() const { return records_; }
+
+ private:
+  PrivateFolder workplace_;
+  Conversion rehearsed_;
+  size_t records_ = 0;
+};
+
+struct Loss {
+  std::string store_key, record, field, value;  // `field` is empty where the whole record goes
+};
+
+struct Plan {
+  std::vector<Difference> changes;
+  std::vector<Loss> losses;
+};
+
+Plan plan_of(const Rehearsal& rehearsal, bool reveal);
+
+}  // namespace vrrpconvert
+
+#endif
