@@ -76,8 +76,9 @@ syserr_t Store::begin(const Location& location) {
   // Looked at before the journal is set, which would change a file that is not ours.
   if (status == 0) status = check_format(database_.get());
   bool has_rollback_journal = false;
-  if (status == 0)
+  if (status == 0) {
     status = pragma_answers(database_.get(), "PRAGMA journal_mode=DELETE", "delete", &has_rollback_journal);
+  }
   if (status == 0 && !has_rollback_journal) status = SYSERR_PSS_READ_ONLY;
   if (status != 0) return status;
 
