@@ -122,7 +122,7 @@ TEST_F(OperatorTest, RehearsesAndRefusesWithoutChangingAByte) {
   const Outcome refused = run(down);
   EXPECT_EQ(refused.exit_code, 1);
   EXPECT_THAT(refused.out, HasSubstr("bfd_peer_ip = 192.0.2.3\n"));
-  EXPECT_THAT(refused.err, HasSubstr("refused, because this would be lost; nothing was changed"));
+  EXPECT_THAT(refused.err, HasSubstr("refused; nothing was changed"));
   const Json json = parsed(run(std::string(up) + "--dry-run --json"));
   EXPECT_EQ(json["losses"].size(), 13u) << "every record that an upgrade deletes";
   EXPECT_EQ(content(store), before);
@@ -229,6 +229,30 @@ TEST_F(OperatorTest, EndsWithTheStoreAsItWas) {
   EXPECT_EQ(run(std::string(down) + "--allow-loss").exit_code, 0) << "and nothing is left that is in the way";
 }
 
+TEST_F(OperatorTest, TellsBeforehandWhatWouldFail) {
+  ASSERT_EQ(run("import --force " + std::string(store), "{\"store_key\":\"0101\",\"value\":\"aabb\"}").exit_code, 0);
+  const Outcome rehearsed = run(std::string(up) + "--dry-run");
+  EXPECT_EQ(rehearsed.exit_code, 1);
+  EXPECT_THAT(rehearsed.out,
+              HasSubstr("would fail: vr record 0101  (key 0101): its value of 2 bytes is of no known layout"));
+  EXPECT_EQ(run(up).exit_code, 1);
+  EXPECT_EQ(run(std::string(up) + "--allow-loss").exit_code, 7);
+}
+
+TEST_F(OperatorTest, KeepsTheWayBackAndTellsAnInterruptFromAnEnd) {
+  ASSERT_EQ(run(std::string(up) + "--allow-loss --no-backup").exit_code, 0);
+  const std::string snapshot = content("tmp/vrrp-pss");
+  EXPECT_EQ(run(up).exit_code, 0) << "nothing is left to upgrade";
+  EXPECT_EQ(content("tmp/vrrp-pss"), snapshot) << "the snapshot is the only way back";
+  ASSERT_EQ(run("restore tmp/vrrp-pss " + std::string(store)).exit_code, 0);
+  EXPECT_EQ(run(std::string(down) + "--allow-loss >/dev/full").exit_code, 6) << "the store is converted all the same";
+
+  mkfifo(file("pipe").c_str(), 0600);
+  const Outcome interrupted = run("import new pipe & pid=$!; exec 9<>pipe; sleep 0.3; kill -INT $pid; wait $pid");
+  EXPECT_EQ(interrupted.exit_code, 130);
+  EXPECT_FALSE(exists("new"));
+}
+
 // As README.md shows it: a pre-flight of many stores at once.
 TEST_F(OperatorTest, PreflightsAFolderOfStores) {
   for (const char* device : {"d1", "d2", "d3"}) {
@@ -236,10 +260,12 @@ TEST_F(OperatorTest, PreflightsAFolderOfStores) {
     std::filesystem::copy(file(store), file("fleet/") + device + "/vrrp-cfg_runtime_config");
   }
   write("fleet/d2/vrrp-cfg_runtime_config", "damaged");
-  const Outcome found =
-      run("--help >/dev/null; ls -d fleet/* | xargs -P 2 -I {} sh -c '" VRRPCONVERT
-          " convert {} --from \"4.2(1)\" --to \"4.1(2)\" --dry-run --json >{}/report.json; echo $? >{}/exit'");
+  const Outcome found = run(
+      "--help >/dev/null; find fleet -mindepth 1 -maxdepth 1 -type d -print0 | xargs -0 -P 2 -n 1 sh -c '" VRRPCONVERT
+      " convert \"$1\" --from \"4.2(1)\" --to \"4.1(2)\" --dry-run --json >\"$1/report.json\"; echo $? >\"$1/exit\"' "
+      "-");
   EXPECT_EQ(content("fleet/d1/exit") + content("fleet/d2/exit") + content("fleet/d3/exit"), "1\n3\n1\n") << found.err;
+  EXPECT_EQ(Json::parse(content("fleet/d2/report.json"))["exit"], 3);
   EXPECT_EQ(Json::parse(content("fleet/d3/report.json"))["losses"].size(), 16u);
 }
 

@@ -132,6 +132,10 @@ TEST_F(ToolTest, AnswersWhatItCannotDo) {
     std::string reason;
   } cases[] = {
       {"", 2, "subcommand is required"},
+      {"import s <.", 3, "standard input: cannot be read"},
+      {"convert down --from '4.2(1<" + std::string(100000, 'a') + ")' --to '4.1(2)'", 2, "is not a release"},
+      {"convert down --allow-loss --trace /dev/full" + versions, 2, "is no regular file"},
+      {"convert down --allow-loss --trace down/vrrp-cfg_runtime_config" + versions, 2, "is a store"},
       {"exprot s", 2, "exprot: there is no such verb; did you mean export?"},
       {"export", 2, "STORE is required"},
       {"export none", 3, "none: no such store or folder"},

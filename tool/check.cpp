@@ -100,14 +100,13 @@ void print_json(const CheckOptions& options, const Check& check) {
   for (const Finding& finding : check.findings()) {
     problems.push_back({{"store_key", finding.store_key}, {"record", finding.record}, {"problem", finding.problem}});
   }
-  std::cout << Json({{"schema", 1},
-                     {"store", options.store},
-                     {"sound", check.findings().empty()},
-                     {"layout", check.layout()},
-                     {"problems", problems},
-                     {"left_alone", check.left_alone()},
-                     {"summary", check.census().json()}})
-                   .dump()
+  std::cout << dumped({{"schema", 1},
+                       {"store", options.store},
+                       {"sound", check.findings().empty()},
+                       {"layout", check.layout()},
+                       {"problems", problems},
+                       {"left_alone", check.left_alone()},
+                       {"summary", check.census().json()}})
             << '\n';
 }
 

@@ -31,16 +31,19 @@ namespace {
 
 constexpr char own_log[] = "/bootflash/libconvertvrrpmgr.log";
 
+int open_trace_file(const std::string& file) {
+  // Mode 0600: a dump of a record shows its authentication key. O_NONBLOCK: a FIFO would hold the tool.
+  const int fd = open(file.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0600);
+  if (fd == -1) throw Error(exit_io, file + ": cannot be opened for the trace: " + strerror(errno));
+  return fd;
+}
+
 // The log of one run: a descriptor to lend to the library, and what was written through it.
 class TraceTap {
  public:
   TraceTap(Trace trace, const std::string& file) {
     if (trace == Trace::as_always) fd_ = open(own_log, O_RDWR | O_APPEND | O_CLOEXEC);
-    if (trace == Trace::to_file) {
-      // Mode 0600: a dump of a record shows its authentication key.
-      fd_ = open(file.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
-      if (fd_ == -1) throw Error(exit_io, file + ": cannot be opened for the trace: " + strerror(errno));
-    }
+    if (trace == Trace::to_file) fd_ = open_trace_file(file);
     // Without a log of its own the library would be silent: what it says is kept to tell the reasons of failures.
     if (fd_ == -1) fd_ = memfd_create("trace", MFD_CLOEXEC);
     if (fd_ == -1) throw Error(exit_io, std::string("no trace can be kept: ") + strerror(errno));
@@ -95,6 +98,7 @@ void write_version_file(const fs::path& file, const std::string& version) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   signal(SIGINT, SIG_DFL);
   signal(SIGTERM, SIG_DFL);
+  signal(SIGHUP, SIG_DFL);
   set_nonvolatile_root(conversion.root);
   setenv("SYSMGR_FROM_SRG_PATH", (versions / "from").c_str(), 1);
   setenv("SYSMGR_TO_SRG_PATH", (versions / "to").c_str(), 1);
@@ -105,6 +109,15 @@ void write_version_file(const fs::path& file, const std::string& version) {
       entry_point(conversion.path.c_str(), "vrrpconvert", conversion.to.text.c_str(), conversion.from.text.c_str());
   const bool told = write(answer, &result, sizeof result) == sizeof result;
   _exit(told ? 0 : 1);
+}
+
+// A process that was killed while it took its snapshot leaves its working folder, which carries its number.
+void remove_working_folders(pid_t process, const fs::path& parent) {
+  std::error_code ignored;  // what cannot be removed does no harm
+  const std::string start = ".pss-" + std::to_string(process) + "-";
+  for (const auto& entry : fs::directory_iterator(parent, ignored)) {
+    if (entry.path().filename().string().rfind(start, 0) == 0) fs::remove_all(entry.path(), ignored);
+  }
 }
 
 // Waits for the process and shows how far it is. Returns whether the operator interrupted it.
@@ -136,8 +149,21 @@ fs::path Conversion::snapshot() const {
   return root / "tmp" / ("vrrp-pss" + (vdc == 1 ? std::string() : std::to_string(vdc)));
 }
 
+void check_trace_file(const Conversion& conversion, const std::string& file) {
+  struct stat trace, other;
+  const int fd = open_trace_file(file);
+  const bool is_file = fstat(fd, &trace) == 0 && S_ISREG(trace.st_mode);
+  close(fd);  // nothing was written
+  if (!is_file) throw Error(exit_usage, file + ": is no regular file; name one that the trace can be appended to");
+  for (const fs::path& store : {conversion.store(), conversion.snapshot()}) {
+    if (stat(store.c_str(), &other) == 0 && other.st_dev == trace.st_dev && other.st_ino == trace.st_ino) {
+      throw Error(exit_usage, file + ": is a store; name another file for the trace");
+    }
+  }
+}
+
 Run run_conversion(const Conversion& conversion, Trace trace, const std::string& trace_file, size_t expected_lines) {
-  const PrivateFolder versions(fs::temp_directory_path());
+  const PrivateFolder versions(temporary_folder());
   write_version_file(versions.path() / "from", conversion.from.text);
   write_version_file(versions.path() / "to", conversion.to.text);
   TraceTap tap(trace, trace_file);
@@ -152,6 +178,7 @@ Run run_conversion(const Conversion& conversion, Trace trace, const std::string&
     run.interrupted = wait_for(process, tap, expected_lines);
     run.answered = read(answer[0], &run.result, sizeof run.result) == sizeof run.result;
     run.messages = tap.messages();
+    if (!run.answered) remove_working_folders(process, conversion.snapshot().parent_path());
   }
   close(answer[0]);
   if (process < 0) throw Error(exit_io, std::string("no process for the conversion: ") + strerror(errno));

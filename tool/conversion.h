@@ -42,6 +42,9 @@ enum class Trace {
   kept_private  // nowhere that lasts
 };
 
+// Makes sure that the trace can go to `file`, and is no store. Throws Error.
+void check_trace_file(const Conversion& conversion, const std::string& file);
+
 // Runs the conversion in a process of its own, so that an interrupt ends it at once and the store stays as it was.
 // `expected_lines` is for the progress bar. Throws Error when the run cannot be prepared.
 Run run_conversion(const Conversion& conversion, Trace trace, const std::string& trace_file, size_t expected_lines);

@@ -24,21 +24,21 @@ void print_json(const Report& report) {
                       {"field", json_or_null(loss.field)},
                       {"value", json_or_null(loss.value)}});
   }
-  std::cout << Json({{"schema", 1},
-                     {"store", report.conversion.store().string()},
-                     {"from", report.conversion.from.text},
-                     {"to", report.conversion.to.text},
-                     {"change", name_of(report.conversion.change())},
-                     {"dry_run", report.options.dry_run},
-                     {"refused", report.refused},
-                     {"changes", changes},
-                     {"losses", losses},
-                     {"outcome", report.verdict ? report.verdict->json() : Json()},
-                     {"snapshot", json_or_null(report.snapshot.string())},
-                     {"copy", json_or_null(report.copy.string())},
-                     {"problem", json_or_null(report.problem)},
-                     {"next", json_or_null(report.next)}})
-                   .dump()
+  std::cout << dumped({{"schema", 1},
+                       {"store", report.conversion.store().string()},
+                       {"from", report.conversion.from.text},
+                       {"to", report.conversion.to.text},
+                       {"change", name_of(report.conversion.change())},
+                       {"dry_run", report.options.dry_run},
+                       {"refused", report.refused},
+                       {"changes", changes},
+                       {"losses", losses},
+                       {"failures", json_of(report.plan.failures)},
+                       {"outcome", report.verdict ? report.verdict->json() : Json()},
+                       {"snapshot", json_or_null(report.snapshot.string())},
+                       {"copy", json_or_null(report.copy.string())},
+                       {"problem", json_or_null(report.problem)},
+                       {"next", json_or_null(report.next)}})
             << '\n';
 }
 
@@ -50,6 +50,12 @@ void print_losses(const Plan& plan) {
       std::cout << "  " << loss.record << "  (key " << loss.store_key << "): " << loss.field << " = " << loss.value
                 << '\n';
     }
+  }
+}
+
+void print_failures(const char* label, const std::vector<FailedRecord>& failures) {
+  for (const FailedRecord& record : failures) {
+    std::cout << label << ": " << record.record << "  (key " << record.store_key << "): " << record.reason << '\n';
   }
 }
 
@@ -65,9 +71,7 @@ void print_verdict(const Verdict& verdict) {
   for (const auto& row : rows) {
     std::cout << "  " << std::left << std::setw(11) << row.label << std::right << std::setw(8) << row.count << '\n';
   }
-  for (const FailedRecord& record : verdict.failed) {
-    std::cout << "failed: " << record.record << "  (key " << record.store_key << "): " << record.reason << '\n';
-  }
+  print_failures("failed", verdict.failed);
 }
 
 void print_text(const Report& report) {
@@ -84,6 +88,7 @@ void print_text(const Report& report) {
     std::cout << "Would be lost:\n";
     print_losses(report.plan);
   }
+  if (report.options.dry_run || report.refused) print_failures("would fail", report.plan.failures);
   if (report.verdict) print_verdict(*report.verdict);
   if (!report.snapshot.empty()) std::cout << "Snapshot of the library: " << report.snapshot.string() << '\n';
   if (!report.copy.empty()) std::cout << "Copy of the store as it was: " << report.copy.string() << '\n';

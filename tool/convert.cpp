@@ -54,22 +54,27 @@ size_t expected_lines(Change change, size_t records) {
   return change == Change::none ? 0 : change == Change::upgrade ? 2 * records : records;
 }
 
-// Looks at the store after the run, and says what became of it and what to do.
-void judge_run(const Run& run, const Rehearsal& rehearsal, Report& report) {
-  const Change change = report.conversion.change();
-  const fs::path file = report.conversion.store();
-  set_nonvolatile_root("/");
-  forget_interrupt();
-  const Store before(rehearsal.before()), after(file);
-  bool is_as_it_was = true;
-  for_each_difference(before, after, [&is_as_it_was](const Difference&) { is_as_it_was = false; });
-  if (run.interrupted && is_as_it_was) throw Error(exit_interrupted, "interrupted; the store is as it was");
+// A path as a shell takes it.
+std::string quoted(const fs::path& path) {
+  const std::string text = path.string();
+  if (text.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+:,@%") ==
+      std::string::npos) {
+    return text;
+  }
+  std::string quoted = "'";
+  for (const char letter : text) quoted += letter == '\'' ? "'\\''" : std::string(1, letter);
+  return quoted + "'";
+}
 
-  report.verdict = judge(change, before, after, run.messages);
-  const std::string go_back =
-      "to go back: vrrpconvert restore " +
-      (report.copy.empty() ? report.snapshot.empty() ? "COPY" : report.snapshot.string() : report.copy.string()) + " " +
-      file.string();
+std::string way_back(const Report& report) {
+  const fs::path& source = report.copy.empty() ? report.snapshot : report.copy;
+  if (source.empty()) return "";
+  return "to go back: vrrpconvert restore " + quoted(source) + " " + quoted(report.conversion.store());
+}
+
+// Says what was not as it should be, and with which exit code. `is_as_it_was`: the store holds what it held before.
+void find_problem(const Run& run, bool is_as_it_was, Report& report) {
+  const auto& failed = report.verdict->failed;
   if (!run.answered && is_as_it_was) {
     report.exit = exit_unknown;
     report.problem = "the library died; the store is as it was";
@@ -78,40 +83,68 @@ void judge_run(const Run& run, const Rehearsal& rehearsal, Report& report) {
     char status[16];
     snprintf(status, sizeof status, "0x%x", run.result);
     report.problem = std::string("the library answered ") + status + " (" + syserr2str(run.result) + ")";
-  } else if (!report.verdict->failed.empty() && is_as_it_was) {
-    report.exit = exit_io;
-    report.problem = "nothing was changed: " + report.verdict->failed.front().reason;
-  } else if (!report.verdict->failed.empty()) {
+  } else if (!failed.empty() && is_as_it_was && !report.plan.changes.empty()) {
+    report.exit = exit_io;  // the rehearsal of the same conversion did change the copy
+    report.problem = "nothing was changed: " + failed.front().reason;
+  } else if (!failed.empty()) {
     report.exit = exit_some_failed;
-    report.problem = "not every record is in the state that it should be in; failed: " +
-                     std::to_string(report.verdict->failed.size());
-    report.next = go_back;
-  } else if (change == Change::upgrade && report.snapshot.empty() && !is_as_it_was) {
+    report.problem = "not every record is in the state that it should be in; failed: " + std::to_string(failed.size());
+  } else if (report.conversion.change() == Change::upgrade && report.snapshot.empty()) {
     report.exit = exit_some_failed;
     report.problem = report.conversion.snapshot().string() + ": the library could not take its snapshot";
-    report.next = go_back;
-  } else if (!is_as_it_was) {
-    report.next = (change == Change::upgrade ? "configure VRRP anew under " : "start ") + report.conversion.to.text +
-                  "; or " + go_back;
   }
+}
+
+// Looks at the store after the run, and says what became of it and what to do.
+void judge_run(const Run& run, const Rehearsal& rehearsal, Report& report) {
+  const Change change = report.conversion.change();
+  set_nonvolatile_root("/");
+  forget_interrupt();
+  const Store before(rehearsal.before()), after(report.conversion.store());
+  bool is_as_it_was = true;
+  for_each_difference(before, after, [&is_as_it_was](const Difference&) { is_as_it_was = false; });
+  if (run.interrupted && is_as_it_was) {
+    std::error_code ignored;  // the copy is the same as the store
+    fs::remove(report.copy, ignored);
+    throw Error(exit_interrupted, "interrupted; the store is as it was");
+  }
+  report.verdict = judge(change, before, after, run.messages);
+  find_problem(run, is_as_it_was, report);
+  if (is_as_it_was) return;
+  report.next = way_back(report);
+  if (report.exit != exit_done) return;
+  const std::string start = change == Change::upgrade ? "configure VRRP anew under " : "start ";
+  report.next = start + report.conversion.to.text + (report.next.empty() ? "" : "; or " + report.next);
+}
+
+void make_snapshot_folder(const Conversion& conversion) {
+  if (conversion.change() != Change::upgrade || conversion.root == "/") return;
+  std::error_code error;
+  fs::create_directory(conversion.root / "tmp", error);  // where a device has one
+  if (error) throw Error(exit_io, (conversion.root / "tmp").string() + ": cannot be created: " + error.message());
 }
 
 }  // namespace
 
 Exit convert(const ConvertOptions& options) {
   const Conversion conversion = conversion_for(options);
+  if (!options.trace.empty()) check_trace_file(conversion, options.trace);
   const Rehearsal rehearsal(conversion);
-  const Plan plan = plan_of(rehearsal, options.reveal);
+  const Plan plan = plan_of(rehearsal, conversion.change(), options.reveal);
   Report report = {options, conversion, plan, exit_done, false, std::nullopt, {}, {}, {}, {}};
-  report.refused = !plan.losses.empty() && !options.allow_loss;
+  report.refused = !plan.is_harmless() && !options.allow_loss;
   if (report.refused) report.exit = exit_found;
   if (options.dry_run) return print(report);
   if (report.refused) {
-    report.problem = "refused, because this would be lost; nothing was changed. To convert all the same: --allow-loss";
+    report.problem = "refused; nothing was changed. To convert although this would be lost or fail: --allow-loss";
+    return print(report);
+  }
+  if (conversion.change() == Change::upgrade && plan.changes.empty() && plan.failures.empty()) {
+    report.next = "nothing to upgrade: the library was not run, so that an earlier snapshot stays";
     return print(report);
   }
 
-  if (conversion.root != "/") fs::create_directory(conversion.root / "tmp");  // where a device has one
+  make_snapshot_folder(conversion);
   if (options.backup && !plan.changes.empty()) {
     report.copy = keep_copy(rehearsal.before(), conversion.store(), conversion.from);
   }

@@ -33,7 +33,7 @@ Exit diff(const DiffOptions& options) {
   if (options.json) {
     Json whole = {{"schema", 1}, {"a", options.a}, {"b", options.b}};
     whole.update(lists);
-    std::cout << whole.dump() << '\n';
+    std::cout << dumped(whole) << '\n';
   } else if (differences == 0) {
     std::cout << "No difference.\n";
   }

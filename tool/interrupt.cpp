@@ -16,6 +16,8 @@ void note_interrupts() {
   action.sa_handler = [](int) { interrupted = 1; };
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
+  sigaction(SIGHUP, &action, nullptr);
+  signal(SIGPIPE, SIG_IGN);
 }
 
 bool was_interrupted() { return interrupted != 0; }

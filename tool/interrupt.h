@@ -1,10 +1,11 @@
-// The operator's Ctrl-C: work ends at the next safe point, with everything as it was.
+// The operator's Ctrl-C, or a terminal that went away: work ends at the next safe point, with everything as it was.
 #ifndef TOOL_INTERRUPT_H
 #define TOOL_INTERRUPT_H
 
 namespace vrrpconvert {
 
-// From here on SIGINT and SIGTERM are noted instead of ending the process.
+// From here on SIGINT, SIGTERM and SIGHUP are noted instead of ending the process, and a reader of the output that went
+// away shows as a write that fails.
 void note_interrupts();
 
 bool was_interrupted();

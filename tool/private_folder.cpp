@@ -10,6 +10,13 @@
 
 namespace vrrpconvert {
 
+std::filesystem::path temporary_folder() {
+  std::error_code error;
+  const auto folder = std::filesystem::temp_directory_path(error);
+  if (error) throw Error(exit_usage, "TMPDIR names no folder: " + error.message() + "; name one that can be written");
+  return folder;
+}
+
 PrivateFolder::PrivateFolder(const std::filesystem::path& parent) {
   std::string name = parent / ".vrrpconvert-XXXXXX";
   if (mkdtemp(name.data()) == nullptr) {

@@ -6,6 +6,9 @@
 
 namespace vrrpconvert {
 
+// Where this machine keeps temporary files. Throws Error when TMPDIR names no folder.
+std::filesystem::path temporary_folder();
+
 // A new folder of mode 0700 inside `parent`, removed with all that it holds when the object ends.
 class PrivateFolder {
  public:

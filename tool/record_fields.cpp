@@ -150,7 +150,10 @@ std::string name_of(const StoredRecord& record) {
   if (layout == nullptr) return kind + " record " + hex_of(record.key);
   const std::string vr = "VR " + std::to_string(record.value[4]);
   const std::string interface = interface_text(number_in(std::span(record.value).first(4)));
-  if (kind == "ip_assoc") return address_text(layout->fields[2].in(record.value)) + " of " + vr + " on " + interface;
+  if (kind == "ip_assoc") {
+    const std::string address = address_text(layout->fields[2].in(record.value));
+    return (address.empty() ? "address without text" : address) + " of " + vr + " on " + interface;
+  }
   const char* family = word_of(Type::address_type, number_in(layout->fields[2].in(record.value)));
   return vr + " " + (family != nullptr ? family : "of no family") + " on " + interface;
 }

@@ -226,6 +226,8 @@ Json raw(const StoredRecord& record) { return {{"store_key", hex_of(record.key)}
 
 }  // namespace
 
+std::string dumped(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
+
 Json json_of_field(const Field& field, std::span<const uint8> bytes) {
   switch (field.type) {
     case Type::number:
@@ -273,9 +275,9 @@ Json json_of(const StoredRecord& record) {
   return raw(record);
 }
 
-std::string raw_line_of(const StoredRecord& record) { return raw(record).dump(); }
+std::string raw_line_of(const StoredRecord& record) { return dumped(raw(record)); }
 
-std::string line_of(const StoredRecord& record) { return json_of(record).dump(); }
+std::string line_of(const StoredRecord& record) { return dumped(json_of(record)); }
 
 StoredRecord record_of_line(const std::string& line) {
   const Json json = parse(line);

@@ -26,6 +26,9 @@ namespace vrrpconvert {
 
 using Json = nlohmann::ordered_json;
 
+// JSON as text; bytes that are no UTF-8, as in a path, are replaced.
+std::string dumped(const Json& json);
+
 // Why a line is no record. The message names the field.
 struct BadRecord : std::runtime_error {
   using std::runtime_error::runtime_error;

@@ -7,7 +7,7 @@ namespace vrrpconvert {
 
 namespace fs = std::filesystem;
 
-Rehearsal::Rehearsal(const Conversion& real) : workplace_(fs::temp_directory_path()), rehearsed_(real) {
+Rehearsal::Rehearsal(const Conversion& real) : workplace_(temporary_folder()), rehearsed_(real) {
   rehearsed_.root = workplace_.path() / "root";
   {
     const Store store(real.store());
@@ -22,9 +22,10 @@ Rehearsal::Rehearsal(const Conversion& real) : workplace_(fs::temp_directory_pat
   const Run run = run_conversion(rehearsed_, Trace::kept_private, "", 0);
   if (run.interrupted) throw Error(exit_interrupted, "interrupted; nothing was changed");
   if (!run.answered) throw Error(exit_unknown, "the library died on a copy of the store; nothing was changed");
+  messages_ = run.messages;
 }
 
-Plan plan_of(const Rehearsal& rehearsal, bool reveal) {
+Plan plan_of(const Rehearsal& rehearsal, Change change, bool reveal) {
   Plan plan;
   const Store before(rehearsal.before()), after(rehearsal.after());
   for_each_difference(before, after, [&](const Difference& difference) {
@@ -35,10 +36,11 @@ Plan plan_of(const Rehearsal& rehearsal, bool reveal) {
       plan.losses.push_back({key, name, "", ""});
       return;
     }
-    for (const FieldChange& change : field_changes(difference, reveal)) {
-      if (change.loses_value) plan.losses.push_back({key, name, change.field, change.before});
+    for (const FieldChange& field : field_changes(difference, reveal)) {
+      if (field.loses_value) plan.losses.push_back({key, name, field.field, field.before});
     }
   });
+  plan.failures = judge(change, before, after, rehearsal.messages()).failed;
   return plan;
 }
 

@@ -9,6 +9,7 @@
 #include "tool/conversion.h"
 #include "tool/difference.h"
 #include "tool/private_folder.h"
+#include "tool/verdict.h"
 
 namespace vrrpconvert {
 
@@ -20,11 +21,13 @@ class Rehearsal {
   std::filesystem::path before() const { return workplace_.path() / "before"; }  // the store as it is
   std::filesystem::path after() const { return rehearsed_.store(); }             // as it would be
   size_t records() const { return records_; }
+  const std::vector<std::string>& messages() const { return messages_; }
 
  private:
   PrivateFolder workplace_;
   Conversion rehearsed_;
   size_t records_ = 0;
+  std::vector<std::string> messages_;
 };
 
 struct Loss {
@@ -34,9 +37,12 @@ struct Loss {
 struct Plan {
   std::vector<Difference> changes;
   std::vector<Loss> losses;
+  std::vector<FailedRecord> failures;  // records that would not be in the state that they should be in
+
+  bool is_harmless() const { return losses.empty() && failures.empty(); }
 };
 
-Plan plan_of(const Rehearsal& rehearsal, bool reveal);
+Plan plan_of(const Rehearsal& rehearsal, Change change, bool reveal);
 
 }  // namespace vrrpconvert
 

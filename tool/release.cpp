@@ -8,8 +8,9 @@
 namespace vrrpconvert {
 
 Release parse_release(const std::string& option, const std::string& text) {
-  static const std::regex form(R"(\d{1,9}\.\d{1,9}\(\d{1,9}[^()\s]*\))");
-  if (!std::regex_match(text, form)) {
+  static const std::regex form(R"(\d{1,9}\.\d{1,9}\(\d{1,9}[0-9A-Za-z.]*\))");
+  // The length is bounded first: the matching of a regular expression takes stack for every character.
+  if (text.size() > 40 || !std::regex_match(text, form)) {
     throw Error(exit_usage, option + ": \"" + text + "\" is not a release; expected one like 4.2(1), in quotes");
   }
   int32 major = 0, minor = 0, patch = 0;

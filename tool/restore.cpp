@@ -16,9 +16,8 @@ Exit restore(const RestoreOptions& options) {
   const Census census = take_census(copy);
   copy.write_copy(options.store);
   if (options.json) {
-    std::cout
-        << Json({{"schema", 1}, {"store", options.store}, {"copy", options.copy}, {"summary", census.json()}}).dump()
-        << '\n';
+    std::cout << dumped({{"schema", 1}, {"store", options.store}, {"copy", options.copy}, {"summary", census.json()}})
+              << '\n';
   } else {
     std::cout << options.store << ": restored from " << options.copy << ": " << census.text() << '\n';
   }

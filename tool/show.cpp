@@ -23,7 +23,7 @@ class Table {
     const Row cells = row(record);
     widths_.resize(std::max(widths_.size(), cells.size()), 0);
     for (size_t i = 0; i < cells.size(); ++i) {
-      if (i < 2 || !means_nothing(cells[i]))
+      if (i < 3 || !means_nothing(cells[i]))
         widths_[i] = std::max({widths_[i], cells[i].size(), header(record)[i].size()});
     }
   }
@@ -62,9 +62,10 @@ class Table {
     const Layout* layout = layout_of(record);
     if (!has_fields(record)) return {hex_of(record.key), hex_of(record.value)};
     if (layout == nullptr) {
-      return {"?", "key " + hex_of(record.key) + ", value of " + std::to_string(record.value.size()) + " bytes"};
+      return {"of " + std::to_string(record.value.size()) + " bytes under key " + hex_of(record.key)};
     }
     Row cells = {layout->layout != nullptr ? layout->layout : "-"};
+    if (own_key(*layout, record.value) != record.key) cells[0] += " under key " + hex_of(record.key);
     for (const Field& field : layout->fields) cells.push_back(text_of_field(field, field.in(record.value), reveal_));
     // Fields that the old layout does not have.
     cells.resize(fields(record).size() + 1, "-");
@@ -111,14 +112,14 @@ void show_tables(const Store& store, const ShowOptions& options) {
 }
 
 void show_json(const Store& store, const ShowOptions& options, const Census& census) {
-  std::cout << "{\"schema\":1,\"store\":" << Json(options.store).dump() << ",\"records\":[";
+  std::cout << "{\"schema\":1,\"store\":" << dumped(options.store) << ",\"records\":[";
   bool is_first = true;
   store.for_each([&](const StoredRecord& record) {
     if (!is_selected(record, options)) return;
-    std::cout << (is_first ? "\n" : ",\n") << shown_json_of(record, options.reveal).dump();
+    std::cout << (is_first ? "\n" : ",\n") << dumped(shown_json_of(record, options.reveal));
     is_first = false;
   });
-  std::cout << "\n],\"summary\":" << census.json().dump() << "}\n";
+  std::cout << "\n],\"summary\":" << dumped(census.json()) << "}\n";
 }
 
 }  // namespace

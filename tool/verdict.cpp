@@ -32,8 +32,8 @@ class TracedOutcomes {
   std::string next(const std::string& kind) {
     const auto& list = outcomes_[kind];
     size_t& position = positions_[kind];
-    if (position < list.size()) return list[position++];
-    return general_;
+    const std::string own = position < list.size() ? list[position++] : "";
+    return own.empty() ? general_ : own;
   }
 
  private:
@@ -72,12 +72,16 @@ Fate fate_of(Change change, const Difference& pair) {
 }
 
 std::string reason_for(const Difference& pair, const std::string& traced) {
-  if (!traced.empty()) return traced;
   const Layout* layout = pair.before ? layout_of(*pair.before) : nullptr;
   if (layout != nullptr && own_key(*layout, pair.before->value) != pair.before->key) {
     return "it is stored under a key not its own, and the library finds a record only under its own";
   }
-  return pair.before == pair.after ? "it is as it was" : "its content is not what the conversion makes of it";
+  if (pair.before && layout == nullptr && is_converted_kind(*pair.before)) {
+    return "its value of " + std::to_string(pair.before->value.size()) + " bytes is of no known layout";
+  }
+  if (!traced.empty()) return traced;
+  return pair.before == pair.after ? "its change was not kept, without a word why: the device may be full or failing"
+                                   : "its content is not what the conversion makes of it";
 }
 
 }  // namespace
@@ -107,13 +111,20 @@ Verdict judge(Change change, const Store& before, const Store& after, const std:
   return verdict;
 }
 
-Json Verdict::json() const {
+Json json_of(const std::vector<FailedRecord>& failed) {
   Json list = Json::array();
   for (const FailedRecord& record : failed) {
     list.push_back({{"store_key", record.store_key}, {"record", record.record}, {"reason", record.reason}});
   }
-  return {
-      {"converted", converted}, {"deleted", deleted}, {"added", added}, {"left_alone", left_alone}, {"failed", list}};
+  return list;
+}
+
+Json Verdict::json() const {
+  return {{"converted", converted},
+          {"deleted", deleted},
+          {"added", added},
+          {"left_alone", left_alone},
+          {"failed", json_of(failed)}};
 }
 
 }  // namespace vrrpconvert

@@ -15,6 +15,8 @@ struct FailedRecord {
   std::string store_key, record, reason;
 };
 
+Json json_of(const std::vector<FailedRecord>& failed);
+
 struct Verdict {
   size_t converted = 0, deleted = 0, added = 0, left_alone = 0;
   std::vector<FailedRecord> failed;  // records that are not in the state that they should be in

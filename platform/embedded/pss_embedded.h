@@ -18,7 +18,7 @@
  *     SYSERR_PSS_READ_ONLY.
  *  6. pss_snapshot and pss_embedded_create bring a file to its place whole or not at all, with mode 0600; after
  *     SYSERR_PSS_IO it may be in place, whole. A symbolic link at that place is replaced or refused, never followed.
- *     They work in a folder of mode 0700 named .pss-XXXXXX beside the place; a process that is killed leaves it behind.
+ *     They work in a folder of mode 0700 named .pss-PID-XXXXXX beside the place, which a killed process leaves.
  *  7. All operations are called by one thread at a time, and a handle is used by the process that opened it, not by a
  *     child of it. Nothing process-wide of SQLite is configured.
  *

@@ -65,7 +65,8 @@ class PrivateFolder {
 
   syserr_t make(const char* parent) {
     char folder[PATH_MAX];
-    if (snprintf(folder, sizeof folder, "%s/.pss-XXXXXX", parent) >= static_cast<int>(sizeof folder)) {
+    if (snprintf(folder, sizeof folder, "%s/.pss-%ld-XXXXXX", parent, static_cast<long>(getpid())) >=
+        static_cast<int>(sizeof folder)) {
       return SYSERR_PSS_BAD_URL;
     }
     if (mkdtemp(folder) == nullptr) return status_of_errno(errno);
