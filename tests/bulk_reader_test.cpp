@@ -1,6 +1,5 @@
-// The bulk readers: what they read, and what becomes of each failure. Both readers stand the same tests.
-
-#include <set>
+// The bulk readers: what they read, and what they hand over. Both readers stand the same tests; what becomes of each
+// failure is in fault_test.cpp.
 
 #include "tests/library_test.h"
 
@@ -20,8 +19,7 @@ struct Result {
 
 struct Reader {
   const char* name;
-  const char* first_move;                 // what each of its passes starts with
-  std::set<int> moves_that_find_nothing;  // which calls of pss_move2location, on its sample store
+  const char* first_move;  // what each of its passes starts with
   std::function<int32(void**, int32*, int32)> read;
 };
 
@@ -94,25 +92,6 @@ TEST_P(BulkReaderTest, NeverWritesPastTheCountedNumber) {
   EXPECT_EQ(platform.counts["pss_getvalue"], 5);
 }
 
-TEST_P(BulkReaderTest, AnswersEveryFailingValue) {
-  const struct {
-    syserr_t status;
-    bool null;
-    int32 result;
-  } cases[] = {{0x99, true, 0x99}, {0x99, false, 0x99}, {SYSERR_PSS_NOKEY, false, 1078460419}, {0, true, 2}};
-  for (const auto& c : cases) {
-    for (int nth = 1; nth <= 3; ++nth) {
-      platform.counts.clear();
-      platform.failures = {{"pss_getvalue", nth, c.status, c.null}};
-      const Result failed = read(5);
-      EXPECT_EQ(failed.result, c.result);
-      EXPECT_EQ(failed.count, 3);
-      EXPECT_FALSE(failed.handed_over);
-      EXPECT_EQ(platform.counts["pss_getvalue"], nth) << "nothing is retried, nothing read after the failure";
-    }
-  }
-}
-
 TEST_P(BulkReaderTest, AnswersAnAllocationThatFails) {
   const Result failed = read(-1);  // no allocation of elements of 2^32 - 1 bytes or more can succeed
   EXPECT_EQ(failed.result, VRRP_CNV_ERR_NO_MEMORY);
@@ -120,68 +99,18 @@ TEST_P(BulkReaderTest, AnswersAnAllocationThatFails) {
   EXPECT_FALSE(failed.handed_over);
 }
 
-// A move that gives a key with a bad status ends the read; one that gives none ends its pass, whatever the status.
-TEST_P(BulkReaderTest, AnswersEveryFailingMove) {
-  read(5);
-  const int moves = platform.counts["pss_move2location"];
-  for (int nth = 1; nth <= moves; ++nth) {
-    SCOPED_TRACE(nth);
-    const bool finds_nothing = GetParam().moves_that_find_nothing.count(nth) == 1;
-    platform.counts.clear();
-    platform.failures = {{"pss_move2location", nth, 0x99, false}};
-    const Result failed = read(5);
-    EXPECT_EQ(failed.result, finds_nothing ? 0 : 0x99);
-    EXPECT_EQ(failed.elements.size(), finds_nothing ? 3u : 0u);
-    const bool is_counted = nth > moves / 2;
-    EXPECT_EQ(failed.count, finds_nothing || is_counted ? 3 : 0);
-
-    platform.counts.clear();
-    platform.failures = {{"pss_move2location", nth, 0x99, true}};
-    const Result ended = read(5);
-    EXPECT_EQ(ended.result, 0);
-    EXPECT_EQ(ended.elements.size(), static_cast<size_t>(ended.count));
-  }
-  EXPECT_EQ(platform.failures_fired, 2 * moves);
-}
-
 void PrintTo(const Reader& reader, std::ostream* stream) { *stream << reader.name; }
 
 INSTANTIATE_TEST_SUITE_P(Readers, BulkReaderTest,
-                         testing::Values(Reader{"pss_get_table",
-                                                "pss_move2key",
-                                                {7},
+                         testing::Values(Reader{"pss_get_table", "pss_move2key",
                                                 [](void** array, int32* count, int32 size) {
                                                   return pss_get_table(7, VRRP_PSS_KEY_VR, array, count, size);
                                                 }},
-                                         Reader{"pss_eng_get_table",
-                                                "pss_move2location",
-                                                {7, 14},
+                                         Reader{"pss_eng_get_table", "pss_move2location",
                                                 [](void** array, int32* count, int32 size) {
                                                   return pss_eng_get_table(7, array, count, size, VRRP_RI_PSS_KEY_VR);
                                                 }}),
                          [](const auto& reader) { return reader.param.name; });
-
-class ManagerReaderTest : public LibraryTest {
- protected:
-  int32 read(void** array, int32* count) { return pss_get_table(7, VRRP_PSS_KEY_VR, array, count, 5); }
-};
-
-// The first positioning looks at its status before its key, the second one the other way round.
-TEST_F(ManagerReaderTest, JudgesItsTwoPositioningsDifferently) {
-  platform.records = manager_records;
-  void* array = nullptr;
-  int32 count;
-  platform.failures = {{"pss_move2key", 1, 0x99, true}};
-  EXPECT_EQ(read(&array, &count), 0x99);
-  EXPECT_EQ(array, nullptr);
-
-  platform.counts.clear();
-  platform.failures = {{"pss_move2key", 2, 0x99, true}};
-  EXPECT_EQ(read(&array, &count), 0);
-  ASSERT_NE(array, nullptr);
-  EXPECT_EQ(Bytes(static_cast<char*>(array), 15), Bytes(15, '\0')) << "handed over unfilled";
-  free(array);
-}
 
 class EngineReaderTest : public LibraryTest {};
 

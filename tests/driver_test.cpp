@@ -126,30 +126,6 @@ TEST_F(DriverTest, TakesAGsyncVdcFromTheSystemManager) {
   }
 }
 
-TEST_F(DriverTest, EndsWhenTheStoreCannotBeOpened) {
-  const Failure failures[] = {{"pss_open", 1, 5, true}, {"pss_open", 1, 0, true}, {"pss_open", 1, 5, false}};
-  for (const Failure& failure : failures) {
-    for (const bool startup : {false, true}) {
-      ScriptedPlatform::reset();
-      platform.failures = {failure};
-      open_log();
-      EXPECT_EQ((startup ? convert_startup : convert_gsync)("/d", "p", "", ""), 0u);
-      const std::string url =
-          startup ? "nonvolatile:/d/bin/vrrp-cfg_config_sav" : "nonvolatile:/d/vrrp-cfg_runtime_config";
-      const std::string text = failure.status != 0 ? "text of 0x5" : "text of 0x0";
-      EXPECT_EQ(lines().back(), "vrrp_mgr_handle_generic_convert Failed to open " + url + ": " + text);
-      EXPECT_THAT(platform.calls, ElementsAre("pss_open " + url, "syserr2str"));
-    }
-  }
-}
-
-TEST_F(DriverTest, ReportsACloseThatFailsAfterAnUpgrade) {
-  platform.failures = {{"pss_close", 1, 0x99}};
-  EXPECT_EQ(convert_gsync("/d", "p", "", ""), 0u);
-  EXPECT_THAT(events(), testing::EndsWith("pss_close 7\nsyserr2str\nD Error closing RC PSS file in Mgr : "
-                                          "0x99(text of 0x99)\nD Done with conversion in Mgr\n"));
-}
-
 TEST_F(DriverTest, BoundsPathsAndUrls) {
   const std::string fits(251, 'p'), too_long(252, 'p');
   open_log();

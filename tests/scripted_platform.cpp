@@ -133,7 +133,7 @@ const char* syserr2str(syserr_t status) {
 uint32 hton_if_index(if_index_t ifindex) { return htonl(ifindex ^ 0x80000000); }
 
 const char* srg_sw_ver_file_get(const char* path) {
-  platform().enter("srg_sw_ver_file_get", path != nullptr ? path : "null");
+  if (platform().enter("srg_sw_ver_file_get", path != nullptr ? path : "null")) return nullptr;
   const auto file = platform().version_files.find(path != nullptr ? path : "");
   return file != platform().version_files.end() ? file->second.c_str() : nullptr;
 }
