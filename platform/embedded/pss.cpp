@@ -21,13 +21,13 @@ using pss_embedded::Store;
 struct DestroyStore {
   void operator()(Store* store) const {
     store->~Store();
-    free(store);
+    sqlite3_free(store);
   }
 };
 using OwnedStore = std::unique_ptr<Store, DestroyStore>;
 
 OwnedStore new_store() {
-  void* memory = malloc(sizeof(Store));
+  void* memory = sqlite3_malloc(sizeof(Store));
   return OwnedStore(memory != nullptr ? new (memory) Store : nullptr);
 }
 

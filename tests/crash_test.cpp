@@ -1,0 +1,186 @@
+// A process that converts a store ends, or meets a device that fails, a full disk or a lack of memory, at its first,
+// second, third ... call: the store is wholly old or wholly new, its snapshot whole or absent, and converting it again
+// ends right. CRASH_RECORDS sets how many VR configuration records the store has, and as many IP associations;
+// CRASH_STEP tries every so many calls only.
+
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "libconvertvrrp.h"
+#include "tests/configuration.h"
+#include "tests/embedded_store.h"
+#include "tests/system_calls.h"
+
+namespace {
+
+const bool sqlite_is_configured = (SystemCalls::configure_sqlite(), true);
+syserr_t last_status;  // of pss_open or pss_close
+bool committed;
+
+}  // namespace
+
+// These two stand before the platform's own.
+pss_service_t pss_open(const char* url, syserr_t* status) {
+  static const auto real_open = reinterpret_cast<decltype(&pss_open)>(dlsym(RTLD_NEXT, "pss_open"));
+  const pss_service_t table = real_open(url, status);
+  last_status = *status;
+  return table;
+}
+syserr_t pss_close(pss_service_t table) {
+  static const auto real_close = reinterpret_cast<decltype(&pss_close)>(dlsym(RTLD_NEXT, "pss_close"));
+  last_status = real_close(table);
+  committed = last_status == 0;
+  return last_status;
+}
+
+namespace {
+
+struct Trouble {
+  const char* name;
+  SystemCalls::Kind kind;
+  int error;
+  bool for_good;
+  syserr_t status;  // that tells it
+};
+
+// How a conversion went, as the exit code of its process.
+enum : int { was_committed = 1, met_trouble = 2, leaked = 4, told_wrongly = 8 };
+
+struct Conversion {
+  const char *name, *from, *to;
+  bool is_upgrade;
+};
+
+int open_files() {
+  DIR* folder = opendir("/proc/self/fd");
+  int count = 0;
+  while (readdir(folder) != nullptr) ++count;
+  closedir(folder);
+  return count;
+}
+
+class CrashTest : public EmbeddedStoreTest, public testing::WithParamInterface<Conversion> {
+ protected:
+  static constexpr char store[] = "d/vrrp-cfg_runtime_config", snapshot[] = "tmp/vrrp-pss";
+
+  CrashTest() : old_(configuration(setting("CRASH_RECORDS", 5), GetParam().is_upgrade)) {
+    umask(077);
+    for (const char* folder : {"d", "tmp"}) std::filesystem::create_directory(file(folder));
+    write("from", GetParam().from);
+    write("to", GetParam().to);
+    write("log", "");
+    setenv("SYSMGR_TO_SRG_PATH", file("to").c_str(), 1);
+    setenv("SYSMGR_FROM_SRG_PATH", file("from").c_str(), 1);
+    setenv("SYSMGR_VDC_ID", "1", 1);
+    create("store", old_);
+    new_ = GetParam().is_upgrade ? left_by_upgrade(old_) : configuration(setting("CRASH_RECORDS", 5), true);
+  }
+
+  static int setting(const char* name, int otherwise) {
+    const char* text = getenv(name);
+    return text != nullptr ? atoi(text) : otherwise;
+  }
+
+  // Converts the store in a process of its own. Returns its exit code, or -1 when it was killed.
+  int convert(const Trouble& trouble, bool log_is_open, int due) {
+    const pid_t child = fork();
+    if (child == 0) {
+      umask(0);
+      committed = false;
+      trace_fd = log_is_open ? ::open(file("log").c_str(), O_RDWR | O_APPEND) : -1;
+      const int files = open_files();
+      SystemCalls::kind = trouble.kind;
+      SystemCalls::error = trouble.error;
+      SystemCalls::for_good = trouble.for_good;
+      SystemCalls::made = 0;
+      SystemCalls::due = due;
+      vrrp_mgr_handle_generic_convert("/d", "", "", "", VRRP_CONVERT_GSYNC);
+      SystemCalls::due = 0;
+      const bool is_clean = open_files() == files && sqlite3_memory_used() == 0;
+      const bool is_told = committed || last_status == trouble.status || last_status == SYSERR_PSS_IO;
+      _exit((committed ? was_committed : 0) | (SystemCalls::made >= due ? met_trouble : 0) | (is_clean ? 0 : leaked) |
+            (is_told ? 0 : told_wrongly));
+    }
+    int status;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+  void examine(int outcome, bool could_clean_up) {
+    EXPECT_TRUE(outcome == -1 || (outcome & leaked) == 0) << "no memory and no descriptor stays";
+    EXPECT_TRUE(outcome == -1 || (outcome & told_wrongly) == 0) << "the status says what it was";
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
+      struct stat status;
+      ASSERT_EQ(lstat(entry.path().c_str(), &status), 0);
+      EXPECT_EQ(status.st_mode & 077, 0u) << entry.path() << " can be read by others";
+      const bool is_workplace = entry.path().native().find("/.pss-") != std::string::npos;
+      EXPECT_FALSE(is_workplace && could_clean_up) << entry.path() << " is left though the process lived";
+    }
+    const Records found = records(store);
+    if (outcome != -1 && (outcome & was_committed) != 0) {
+      EXPECT_TRUE(found == new_) << "what pss_close called done is done";
+    } else {
+      EXPECT_TRUE(found == old_ || found == new_) << "neither old nor new";
+    }
+    if (std::filesystem::exists(file(snapshot))) {
+      EXPECT_TRUE(records(snapshot) == old_);
+    }
+  }
+
+  // Returns at how many calls there was trouble.
+  int sweep(const Trouble& trouble, bool log_is_open) {
+    const int step = setting("CRASH_STEP", 1);
+    for (int due = 1;; due += step) {
+      SCOPED_TRACE(std::string(trouble.name) + " at call " + std::to_string(due) + (log_is_open ? ", traced" : ""));
+      for (const char* folder : {"d", "tmp"}) {
+        std::filesystem::remove_all(file(folder));
+        std::filesystem::create_directory(file(folder));
+      }
+      std::filesystem::copy_file(file("store"), file(store));
+      const int outcome = convert(trouble, log_is_open, due);
+      examine(outcome, outcome != -1 && !trouble.for_good);
+      EXPECT_EQ(convert({"none", SystemCalls::file, 0, false, 0}, false, 0), was_committed | met_trouble);
+      EXPECT_TRUE(records(store) == new_) << "converted again";
+      if (HasFailure() || (outcome != -1 && (outcome & met_trouble) == 0)) return due / step;
+    }
+  }
+
+  const Records old_;
+  Records new_;
+};
+
+TEST_P(CrashTest, LeavesTheStoreOldOrNew) {
+  const Trouble troubles[] = {{"killed", SystemCalls::file, 0, false, 0},
+                              {"EIO once", SystemCalls::file, EIO, false, SYSERR_PSS_IO},
+                              {"EIO for good", SystemCalls::file, EIO, true, SYSERR_PSS_IO},
+                              {"ENOSPC once", SystemCalls::file, ENOSPC, false, SYSERR_PSS_NO_SPACE},
+                              {"ENOSPC for good", SystemCalls::file, ENOSPC, true, SYSERR_PSS_NO_SPACE},
+                              {"no memory once", SystemCalls::memory, 0, false, SYSERR_PSS_NO_MEMORY},
+                              {"no memory for good", SystemCalls::memory, 0, true, SYSERR_PSS_NO_MEMORY}};
+  for (const Trouble& trouble : troubles) {
+    for (const bool log_is_open : {false, true}) {
+      if (trouble.kind == SystemCalls::memory && log_is_open) continue;  // the log takes none
+      const int points = sweep(trouble, log_is_open);
+      EXPECT_GT(points, 0);
+      std::cout << GetParam().name << ", " << trouble.name << (log_is_open ? ", traced: " : ": ") << points << " points"
+                << std::endl;
+      if (HasFailure()) return;
+    }
+  }
+}
+
+void PrintTo(const Conversion& conversion, std::ostream* stream) { *stream << conversion.name; }
+
+INSTANTIATE_TEST_SUITE_P(Conversions, CrashTest,
+                         testing::Values(Conversion{"Upgrade", "4.1(2)", "4.2(1)", true},
+                                         Conversion{"Downgrade", "4.2(1)", "4.1(2)", false}),
+                         [](const auto& conversion) { return conversion.param.name; });
+
+}  // namespace

@@ -1,0 +1,62 @@
+#include "tests/system_calls.h"
+
+#include <dlfcn.h>
+#include <signal.h>
+#include <sqlite3.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+SystemCalls::Kind SystemCalls::kind;
+int SystemCalls::made, SystemCalls::due, SystemCalls::error;
+bool SystemCalls::for_good;
+
+bool SystemCalls::fails(Kind of_kind) {
+  if (of_kind != kind) return false;
+  ++made;
+  if (due == 0 || made < due || (made > due && !for_good)) return false;
+  if (kind == file && error == 0) kill(getpid(), SIGKILL);
+  errno = error;
+  return true;
+}
+
+template <typename Function>
+Function* real(Function*, const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+#define FILE_CALL(name, parameters, arguments)                               \
+  int name parameters {                                                      \
+    static const auto real_call = real(&name, #name);                        \
+    return SystemCalls::fails(SystemCalls::file) ? -1 : real_call arguments; \
+  }
+#define SYNC_CALL(name) \
+  int name(int) { return SystemCalls::fails(SystemCalls::file) ? -1 : 0; }
+
+extern "C" {
+ssize_t write(int fd, const void* bytes, size_t size) {
+  static const auto real_call = real(&write, "write");
+  return SystemCalls::fails(SystemCalls::file) ? -1 : real_call(fd, bytes, size);
+}
+ssize_t pwrite64(int fd, const void* bytes, size_t size, off64_t offset) {
+  static const auto real_call = real(&pwrite64, "pwrite64");
+  return SystemCalls::fails(SystemCalls::file) ? -1 : real_call(fd, bytes, size, offset);
+}
+SYNC_CALL(fsync)
+SYNC_CALL(fdatasync)
+FILE_CALL(ftruncate64, (int fd, off64_t size), (fd, size))
+FILE_CALL(rename, (const char* from, const char* to), (from, to))
+FILE_CALL(renameat2, (int from_fd, const char* from, int to_fd, const char* to, unsigned flags),
+          (from_fd, from, to_fd, to, flags))
+FILE_CALL(unlink, (const char* path), (path))
+}
+
+void SystemCalls::configure_sqlite() {
+  static sqlite3_mem_methods real_methods;
+  sqlite3_config(SQLITE_CONFIG_GETMALLOC, &real_methods);
+  sqlite3_mem_methods methods = real_methods;
+  methods.xMalloc = [](int size) { return fails(memory) ? nullptr : real_methods.xMalloc(size); };
+  methods.xRealloc = [](void* old, int size) { return fails(memory) ? nullptr : real_methods.xRealloc(old, size); };
+  sqlite3_config(SQLITE_CONFIG_MALLOC, &methods);
+}
