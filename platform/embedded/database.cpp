@@ -24,6 +24,9 @@ syserr_t open_database(const char* file, int flags, Database* database) {
       file, &opened, flags | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE, nullptr);
   database->reset(opened);  // there is one to close even when the opening failed
   if (result != SQLITE_OK) return status_of_opening(opened, result);
+  // SQLite falls back to reading where a file that can be written cannot be opened for it.
+  const bool is_to_be_written = (flags & SQLITE_OPEN_READWRITE) != 0;
+  if (is_to_be_written && sqlite3_db_readonly(opened, "main") != 0) return SYSERR_PSS_IO;
 
   sqlite3_busy_timeout(opened, busy_timeout_ms);
   sqlite3_limit(opened, SQLITE_LIMIT_LENGTH, PSS_EMBEDDED_VALUE_MAX + PSS_EMBEDDED_KEY_MAX + 64);

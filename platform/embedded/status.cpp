@@ -63,7 +63,8 @@ syserr_t status_of_sqlite(int result) {
     case SQLITE_NOMEM:
       return SYSERR_PSS_NO_MEMORY;
     case SQLITE_CORRUPT:
-    case SQLITE_ERROR:  // the statements are sound, so it is the file that they meet
+    case SQLITE_ERROR:   // the statements are sound, so it is the file that they meet,
+    case SQLITE_TOOBIG:  // and nothing too big was ever stored
       return SYSERR_PSS_DAMAGED;
     case SQLITE_NOTADB:
       return SYSERR_PSS_NOT_A_STORE;

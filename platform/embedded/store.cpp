@@ -84,7 +84,7 @@ syserr_t Store::begin(const Location& location) {
 
   // The write lock before the first read: a reader that wants to become a writer later is refused at once.
   writable_ = sqlite3_db_readonly(database_.get(), "main") == 0;
-  if (permitted && !writable_) return SYSERR_PSS_IO;  // SQLite fell back to reading: the store could not be opened
+  if (permitted && !writable_) return SYSERR_PSS_NOT_A_STORE;  // the header names a format that SQLite does not write
   status = run(database_.get(), writable_ ? "BEGIN IMMEDIATE" : "BEGIN");
   return status != 0 ? status : check_format(database_.get());
 }
