@@ -124,16 +124,4 @@ TEST_F(EngineReaderTest, TellsTracksByTheirKeys) {
   free(array);
 }
 
-TEST_F(EngineReaderTest, TracesEachRecordOfAnUnknownKind) {
-  platform.records = engine_records;
-  open_log();
-  void* array = nullptr;
-  int32 count;
-  EXPECT_EQ(pss_eng_get_table(7, &array, &count, 5, 3), 0);
-  EXPECT_EQ(count, 0);
-  EXPECT_EQ(array, nullptr);
-  EXPECT_THAT(lines(), testing::Each("pss_eng_get_table Unrecognized PSS record type"));
-  EXPECT_EQ(lines().size(), 4u);
-}
-
 }  // namespace

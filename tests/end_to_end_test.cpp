@@ -2,6 +2,12 @@
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>
+#include <signal.h>
+#include <sqlite3.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <functional>
 
 #include "libconvertvrrp.h"
 #include "tests/configuration.h"
@@ -107,6 +113,134 @@ TEST_F(EndToEndTest, LeavesWhatItCannotOpen) {
   EXPECT_EQ(gsync(), 0u);
   EXPECT_THAT(log.lines().back(), HasSubstr("the store is damaged"));
   EXPECT_EQ(content(running), damaged) << "a store that would lose a record does not even start to be converted";
+}
+
+TEST_F(EndToEndTest, TakesEnvironmentsOfAnyLength) {
+  create(running, configuration(1, true));
+  const std::string before = content(running);
+  for (const char* name : {"SYSMGR_VDC_ID", "SYSMGR_TO_SRG_PATH", "SYSMGR_FROM_SRG_PATH", "PSS_NONVOLATILE_ROOT"}) {
+    const std::string sound = getenv(name);
+    for (const size_t length : {0, 1, 6, 7, 8, 255, 256, 257, 999, 1000, 4095, 4096, 100000}) {
+      for (const char character : {'1', '/', '%', '\n'}) {
+        setenv(name, std::string(length, character).c_str(), 1);
+        set_releases("", "");
+        EXPECT_EQ(gsync(), 0u);
+      }
+    }
+    setenv(name, sound.c_str(), 1);
+  }
+  EXPECT_EQ(content(running), before);
+}
+
+// ---- Two at once ----
+
+// A process that holds the store in its way, says so, and lets go after some milliseconds or when it is ended.
+class Other {
+ public:
+  template <typename Hold>
+  Other(Hold hold, int milliseconds) {
+    int ready[2];
+    EXPECT_EQ(pipe(ready), 0);
+    process_ = fork();
+    if (process_ == 0) {
+      auto let_go = hold();
+      EXPECT_EQ(::write(ready[1], "", 1), 1);
+      usleep(static_cast<useconds_t>(1000 * milliseconds));
+      let_go();
+      _exit(0);
+    }
+    char byte;
+    EXPECT_EQ(::read(ready[0], &byte, 1), 1);
+    close(ready[0]), close(ready[1]);
+  }
+  ~Other() {
+    kill(process_, SIGKILL);
+    waitpid(process_, nullptr, 0);
+  }
+  // Until it has ended by itself.
+  void wait() const {
+    siginfo_t ended;
+    waitid(P_PID, static_cast<id_t>(process_), &ended, WEXITED | WNOWAIT);
+  }
+
+ private:
+  pid_t process_;
+};
+
+class TwoAtOnceTest : public EndToEndTest {
+ protected:
+  TwoAtOnceTest() {
+    create(running, configuration(20, true));
+    set_releases("4.1(2)", "4.2(1)");
+  }
+
+  // Somebody who adds a record.
+  std::function<void()> writer() {
+    const pss_service_t table = open(running);
+    put(table, hex("05 02"), "track");
+    return [table] { pss_close(table); };
+  }
+
+  // Somebody who reads the file with SQLite's own tools.
+  std::function<void()> reader() {
+    sqlite3* database;
+    sqlite3_open(file(running).c_str(), &database);
+    sqlite3_exec(database, "BEGIN; SELECT * FROM digest", nullptr, nullptr, nullptr);
+    return [database] { sqlite3_close(database); };
+  }
+};
+
+TEST_F(TwoAtOnceTest, AConversionWaitsAndGetsTheStore) {
+  Records expected = left_by_upgrade(configuration(20, true));
+  {
+    const Other other([this] { return reader(); }, 300);
+    gsync();
+    EXPECT_EQ(records(running), expected);
+  }
+  expected[hex("05 02")] = "track";
+  const Other other([this] { return writer(); }, 300);
+  gsync();
+  EXPECT_EQ(records(running), expected) << "what the other wrote is there";
+}
+
+TEST_F(TwoAtOnceTest, AConversionWaitsItsTimeAndNamesTheCause) {
+  const std::string before = content(running);
+  for (const bool is_writer : {true, false}) {
+    const Other other([&] { return is_writer ? writer() : reader(); }, 60000);
+    const time_t start = time(nullptr);
+    gsync();
+    EXPECT_LE(time(nullptr) - start, 20);
+    const auto lines = log.lines();
+    EXPECT_THAT(
+        lines[lines.size() - (is_writer ? 1 : 2)],
+        testing::AllOf(HasSubstr(is_writer ? "Failed to open" : "Error closing"), HasSubstr("in use by another")));
+    EXPECT_EQ(content(running), before);
+  }
+}
+
+TEST_F(TwoAtOnceTest, TwoConversionsEndOneAfterTheOther) {
+  for (int round = 0; round < 20; ++round) {
+    std::filesystem::remove(file(running));
+    create(running, configuration(20, false));
+    write("up", "4.1(2)");
+    write("down", "4.2(1)");
+    {
+      const auto convert = [this](const char* from, const char* to) {
+        return [=, this] {
+          setenv("SYSMGR_FROM_SRG_PATH", file(from).c_str(), 1);
+          setenv("SYSMGR_TO_SRG_PATH", file(to).c_str(), 1);
+          return [this] { gsync(); };
+        };
+      };
+      const Other one(convert("up", "down"), 0);
+      const Other two(convert("down", "up"), 0);
+      one.wait(), two.wait();
+    }
+    Records up_then_down = left_by_upgrade(configuration(20, true)), down_then_up = up_then_down;
+    up_then_down[hex("04000000")] = Bytes(1, '\1') + Bytes(20, '\0');
+    const Records found = records(running);
+    EXPECT_TRUE(found == up_then_down || found == down_then_up);
+  }
 }
 
 TEST_F(EndToEndTest, LeaksNoDescriptor) {

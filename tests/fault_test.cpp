@@ -83,6 +83,9 @@ const Scenario scenarios[] = {
     {"engine reader", false,
      [] { read_with_library([](void** array, int32* n) { return pss_eng_get_table(7, array, n, 5, 1); }, 5); },
      [] { add_read(model::pss_eng_get_table(7, 5, 1)); }},
+    {"engine reader, unknown kind", false,
+     [] { read_with_library([](void** array, int32* n) { return pss_eng_get_table(7, array, n, 5, 3); }, 5); },
+     [] { add_read(model::pss_eng_get_table(7, 5, 3)); }},
 };
 
 class FaultTest : public LibraryTest {
@@ -98,7 +101,7 @@ class FaultTest : public LibraryTest {
     trace_fd = log_is_open ? log_fd_ : -1;
     set_releases(scenario.old_layout ? "4.1(2)" : "4.2(1)", scenario.old_layout ? "4.2(1)" : "4.1(2)");
     platform.records = sample_store(scenario.old_layout);
-    platform.records.insert({{"AFKa", "one"}, {"AFKTrack", "two"}, {"AFKz", "three"}});
+    platform.records.insert({{"AFKa", "one"}, {"AFKTrack", "two"}, {"AFKz", ""}});
     platform.failures = {failure};
     TraceLog::events.clear();
     work();

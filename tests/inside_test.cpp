@@ -42,6 +42,12 @@ TEST_F(InsideTest, AHandlerThatFailsDoesNotStopTheDriver) {
   EXPECT_THAT(std::vector(TraceLog::events.end() - 3, TraceLog::events.end()),
               testing::ElementsAre(driver + "Error handling downgrade changes : Ret -2147483645", "pss_close 7",
                                    driver + "Done with conversion in Mgr"));
+  log.remove();
+  trace_fd = -1;
+  EXPECT_EQ(convert_gsync("/d", "p", "", ""), 0u);
+  set_releases("4.1(2)", "4.2(1)");
+  EXPECT_EQ(convert_gsync("/d", "p", "", ""), 0u);
+  EXPECT_EQ(platform.counts["pss_close"], 4);
 }
 
 TEST_F(InsideTest, MakeAfkKeyAnswersALackOfMemory) {

@@ -26,7 +26,8 @@ __attribute__((format(printf, 2, 3))) void say(const char* operation, const char
   va_start(arguments, format);
   vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
-  if (trace_fd != -1) TraceLog::events.push_back(std::string(operation) + " " + text);
+  // A message that holds a line break is not one line, and is left out of the events.
+  if (trace_fd != -1 && strchr(text, '\n') == nullptr) TraceLog::events.push_back(std::string(operation) + " " + text);
 }
 
 const char* text_of(syserr_t status) { return trace_fd != -1 ? syserr2str(status) : ""; }

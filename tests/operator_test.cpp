@@ -78,6 +78,10 @@ TEST_F(OperatorTest, ChecksSoundness) {
             "vr: layouts are mixed: 2 in the new layout and 1 in the old one\n"
             "bad: 4 vr (2 new, 1 old, 1 unknown)\n"
             "Problems: 4.\n");
+  chmod(file("flash").c_str(), 01777);
+  const Outcome open_folder = run("check " + std::string(store));
+  EXPECT_EQ(open_folder.exit_code, 1);
+  EXPECT_THAT(open_folder.out, StartsWith("the folder " + file("flash") + ": other users can write it"));
 }
 
 TEST_F(OperatorTest, TellsDifferences) {

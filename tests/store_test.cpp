@@ -234,15 +234,19 @@ TEST_F(StoreTest, SnapshotsItsUncommittedState) {
   create("outside", {});
   const std::string outside = content("outside");
   write("file", "text");
+  write("theirs", "another user's file");
+  chmod(file("theirs").c_str(), 0666);
+  (void)!chown(file("theirs").c_str(), 65534, 65534);  // as far as this user may
   write("stale-journal", "a journal of an earlier store");
   std::filesystem::create_symlink(file("outside"), file("link"));
   mkfifo(file("fifo").c_str(), 0600);
   const Records expected = {{"a", "1"}, {"ab", "2"}, {"new", "x"}};
-  for (const char* target : {"fresh", "file", "stale", "link", "fifo"}) {
+  for (const char* target : {"fresh", "file", "theirs", "stale", "link", "fifo"}) {
     EXPECT_EQ(pss_snapshot(table, 0, url(target).c_str()), 0u) << target;
     struct stat status;
     ASSERT_EQ(lstat(file(target).c_str(), &status), 0);
     EXPECT_EQ(status.st_mode, S_IFREG | 0600u) << target;
+    EXPECT_EQ(status.st_uid, geteuid()) << target;
     EXPECT_EQ(records(target), expected) << target;
   }
   EXPECT_EQ(content("outside"), outside);
@@ -291,6 +295,9 @@ TEST_F(StoreTest, TellsForeignFiles) {
   EXPECT_EQ(records("s"), three) << "a store that a tool left in another journal mode is one all the same";
   mkfifo(file("s-journal").c_str(), 0600);
   open("s", SYSERR_PSS_NOT_A_STORE);
+  std::filesystem::remove(file("s-journal"));
+  write("s-journal", "a journal that somebody else planted");
+  if (chown(file("s-journal").c_str(), 65534, 65534) == 0) open("s", SYSERR_PSS_NOT_A_STORE);
 }
 
 // Rows that a tool took away, added, doubled or changed, each with a checksum that fits the row.

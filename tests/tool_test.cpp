@@ -74,6 +74,7 @@ TEST_F(ToolTest, RefusesBadLinesAndLeavesNoStore) {
   } cases[] = {
       {"{", "not JSON"},
       {"[]", "expected a JSON object"},
+      {"{\"kind\":1e999}", "a number in it is too large"},
       {"{\"kind\":\"x\"}", "field \"kind\": expected \"vr\""},
       {with(vr, "\"layout\":\"new\"", "\"layout\":\"newer\""), "field \"layout\": expected \"old\" or \"new\""},
       {with(vr, "\"layout\":\"new\"", "\"layout\":\"old\""), "field \"lower_threshold_prio\": there is no such field"},

@@ -19,7 +19,9 @@ TEST_F(TraceTest, StaysClosedWithoutALogAndChangesNoResult) {
   EXPECT_EQ(convert_running("p", "4.1(2)", "4.2(1)"), 0u);
   EXPECT_EQ(convert_gsync("/d", "p", "4.2(1)", "4.1(2)"), 0u);
   EXPECT_EQ(convert_startup("/vdc_0", "p", "4.2(1)", "4.1(2)"), SYSERR_SYSMGR_VDC_UNKNOWN_VDC_ID);
-  EXPECT_EQ(TraceLog::opens, 3) << "each entry point tries";
+  EXPECT_EQ(convert_startup("/d", "p", "", ""), 0u);
+  EXPECT_EQ(convert_startup(std::string(300, 'p').c_str(), "p", "", ""), 0u);
+  EXPECT_EQ(TraceLog::opens, 5) << "each entry point tries";
   EXPECT_EQ(trace_fd, -1);
   EXPECT_FALSE(log.exists());
   EXPECT_EQ(platform.counts["syserr2str"], 0) << "arguments are not evaluated while the log is closed";

@@ -1,3 +1,6 @@
+#include <sys/stat.h>
+
+#include <filesystem>
 #include <iostream>
 #include <map>
 #include <optional>
@@ -36,19 +39,41 @@ std::vector<std::string> problems_of(const StoredRecord& record, const std::opti
   return problems;
 }
 
+// The folder on the way to the store where somebody else could plant a journal that is played back into it, or put
+// another store in its place; empty when there is none.
+std::filesystem::path folder_open_to_others(const std::filesystem::path& store) {
+  const std::filesystem::path own = existing_folder(store.parent_path());
+  for (std::filesystem::path folder = own;; folder = folder.parent_path()) {
+    struct stat status;
+    // In a folder with the sticky bit others cannot move what is there, but they can add to it.
+    const bool is_open = stat(folder.c_str(), &status) == 0 && (status.st_mode & S_IWOTH) != 0;
+    if (is_open && (folder == own || (status.st_mode & S_ISVTX) == 0)) return folder;
+    if (folder == folder.parent_path()) return {};
+  }
+}
+
 class Check {
  public:
-  Check(const Store& store, const std::optional<Release>& release) : release_(release) {
+  Check(const Store& store, const std::filesystem::path& file, const std::optional<Release>& release)
+      : release_(release) {
+    const std::filesystem::path folder = folder_open_to_others(file);
+    if (!folder.empty()) {
+      findings_.push_back({"the folder " + folder.string(), "",
+                           "other users can write it, and so change the store; take that from them with chmod o-w"});
+    }
     store.for_each([this](const StoredRecord& record) { look_at(record); });
     if (!foreign_.empty()) store.for_each([this](const StoredRecord& record) { find_second(record); });
+    bool has_mixed_kind = false;
     for (const char* kind : {"vr", "ip_assoc"}) {
       const size_t new_ones = census_.of(kind, "new"), old_ones = census_.of(kind, "old");
-      if (new_ones > 0 && old_ones > 0) add_mix(kind, new_ones, old_ones);
+      if (new_ones == 0 || old_ones == 0) continue;
+      add_mix(kind, new_ones, old_ones);
+      has_mixed_kind = true;
     }
     const bool has_new = census_.of("vr", "new") + census_.of("ip_assoc", "new") > 0;
     const bool has_old = census_.of("vr", "old") + census_.of("ip_assoc", "old") > 0;
     layout_ = has_new && has_old ? "mixed" : has_new ? "new" : has_old ? "old" : "none";
-    if (layout_ == "mixed" && findings_.empty()) add_mix("the store", 0, 0);
+    if (layout_ == "mixed" && !has_mixed_kind) add_mix("the store", 0, 0);
   }
 
   const std::vector<Finding>& findings() const { return findings_; }
@@ -130,7 +155,7 @@ Exit check(const CheckOptions& options) {
   std::optional<Release> release;
   if (!options.release.empty()) release = parse_release("--release", options.release);
   set_nonvolatile_root("/");
-  const Check result(Store(options.store), release);
+  const Check result(Store(options.store), options.store, release);
   options.json ? print_json(options, result) : print_text(options, result);
   return result.findings().empty() ? exit_done : exit_found;
 }

@@ -56,7 +56,7 @@ size_t expected_lines(Change change, size_t records) {
 
 // A path as a shell takes it.
 std::string quoted(const fs::path& path) {
-  const std::string text = path.string();
+  std::string text = path.string();
   if (text.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+:,@%") ==
       std::string::npos) {
     return text;

@@ -115,8 +115,7 @@ void add_convert(CLI::App& app) {
   CLI::Option* dry_run =
       verb->add_flag("--dry-run", options.dry_run, "Change nothing: show what would change and what would be lost");
   verb->add_flag("--allow-loss", options.allow_loss, "Convert although something is lost or would fail");
-  verb->add_flag_callback(
-      "--no-backup", [] { options.backup = false; }, "Keep no copy of the store beside it");
+  verb->add_flag_callback("--no-backup", [] { options.backup = false; }, "Keep no copy of the store beside it");
   verb->add_option("--trace", options.trace, "Append the library's trace lines to this file")->excludes(dry_run);
   verb->add_option("--root", options.root, "The folder that stands for a device's /; its tmp takes the snapshot");
   add_reveal(verb, options.reveal);
@@ -190,8 +189,9 @@ int run(int argc, char** argv) {
 // Errors go to standard error, and to scripts that asked for JSON as an object too.
 int report(const std::string& problem, Exit code, bool as_json) {
   std::cerr << "vrrpconvert: " << problem << '\n';
-  if (as_json)
-    std::cout << dumped({{"schema", 1}, {"problem", problem}, {"exit", static_cast<int>(code)}}) << std::endl;
+  if (as_json) {
+    std::cout << dumped({{"schema", 1}, {"problem", problem}, {"exit", static_cast<int>(code)}}) << '\n' << std::flush;
+  }
   return code;
 }
 

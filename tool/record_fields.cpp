@@ -10,8 +10,7 @@
 namespace vrrpconvert {
 namespace {
 
-#define FIELD(record, name, heading, type) \
-  { #name, heading, offsetof(record, name), sizeof(record::name), Type::type }
+#define FIELD(record, name, heading, type) {#name, heading, offsetof(record, name), sizeof(record::name), Type::type}
 
 constexpr Field vr_fields[] = {
     FIELD(vrrp_config_record_t, ifindex, "interface", interface),

@@ -210,6 +210,8 @@ Json parse(const std::string& line) {
     return Json::parse(line, refuse_twice);
   } catch (const Json::parse_error& error) {
     throw BadRecord("not JSON, at column " + std::to_string(error.byte) + "; expected one record a line");
+  } catch (const Json::out_of_range&) {
+    throw BadRecord("a number in it is too large; expected one record a line");
   }
 }
 
@@ -258,7 +260,7 @@ std::string text_of_field(const Field& field, std::span<const uint8> bytes, bool
     return text;
   }
   if (json.is_boolean()) return json.get<bool>() ? "yes" : "no";
-  if (json.is_null() || json == "") return "-";
+  if (json.is_null() || json == Json("")) return "-";
   if (json.is_object()) return "hex " + json["hex"].get<std::string>();
   return json.is_string() ? json.get<std::string>() : json.dump();
 }
@@ -269,10 +271,10 @@ Json json_of(const StoredRecord& record) {
   Json json = readable(*layout, record.value);
   // The readable form counts only when it gives back the very same bytes.
   try {
-    if (record_of_readable(json) == record) return json;
+    return record_of_readable(json) == record ? json : raw(record);
   } catch (const BadRecord&) {
+    return raw(record);
   }
-  return raw(record);
 }
 
 std::string raw_line_of(const StoredRecord& record) { return dumped(raw(record)); }

@@ -9,7 +9,7 @@
  *     meanwhile. pss_open waits up to 5 seconds for the lock. A snapshot to the store's place is no change to it but
  *     takes its place: snapshots go where no store is in use.
  *  2. A process that dies before pss_close leaves the store as it was. pss_close makes all changes durable at once;
- * when it fails, the store is wholly old or wholly new.
+ *     when it fails, the store is wholly old or wholly new.
  *  3. pss_open reads every record and answers SYSERR_PSS_DAMAGED for a store that lost one, gained one, or holds one
  *     that is not byte for byte what was stored. Each record is checked again whenever it is read.
  *  4. A handle that met damage, an I/O error, a full disk or a lack of memory in its own store answers every later
@@ -22,7 +22,8 @@
  *  7. All operations are called by one thread at a time, and a handle is used by the process that opened it, not by a
  *     child of it. Nothing process-wide of SQLite is configured.
  *
- * Whoever can write a folder on the way to a store is trusted: folders may be symbolic links. */
+ * Whoever can write a folder on the way to a store is trusted: folders may be symbolic links. A journal of another
+ * user beside a store is refused. */
 #ifndef PLATFORM_EMBEDDED_PSS_EMBEDDED_H
 #define PLATFORM_EMBEDDED_PSS_EMBEDDED_H
 

@@ -48,7 +48,11 @@ syserr_t read_row(sqlite3_stmt* statement, Row* row) {
   if ((row->key == nullptr || row->value == nullptr) && sqlite3_errcode(sqlite3_db_handle(statement)) == SQLITE_NOMEM) {
     return SYSERR_PSS_NO_MEMORY;
   }
-  if (row->key_size == 0 || row->key_size > PSS_EMBEDDED_KEY_MAX) return SYSERR_PSS_DAMAGED;
+  if (row->key == nullptr || row->key_size > PSS_EMBEDDED_KEY_MAX) return SYSERR_PSS_DAMAGED;
+  if (row->value == nullptr) {
+    row->value = "";
+    row->value_size = 0;
+  }
   const uint64_t expected = row_checksum(row->key, row->key_size, row->value, row->value_size);
   return row->checksum == expected ? 0 : SYSERR_PSS_DAMAGED;
 }

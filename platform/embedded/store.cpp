@@ -42,6 +42,16 @@ syserr_t check_records(sqlite3* database) {
   return found == kept ? 0 : SYSERR_PSS_DAMAGED;
 }
 
+// SQLite plays back whatever stands in the journal's place: a FIFO there would hold the caller for ever, and what
+// another user planted there would change the store.
+bool can_trust_journal(const char* file, uid_t owner) {
+  char journal[PATH_MAX + 8];
+  snprintf(journal, sizeof journal, "%s-journal", file);
+  struct stat status;
+  if (lstat(journal, &status) != 0) return true;
+  return S_ISREG(status.st_mode) && (status.st_uid == owner || status.st_uid == geteuid());
+}
+
 // Bound as a copy: the datum may be one that this very handle returned, and which ends with the cursor's row.
 int bind(sqlite3_stmt* statement, int parameter, const pss_datum_t& datum) {
   if (datum.siz == 0) return sqlite3_bind_zeroblob(statement, parameter, 0);
@@ -53,15 +63,12 @@ int bind(sqlite3_stmt* statement, int parameter, const pss_datum_t& datum) {
 // ---- Transaction ----
 
 syserr_t Store::open(const Location& location) {
-  struct stat status;
-  if (lstat(location.file, &status) != 0) return status_of_errno(errno);
-  if (!S_ISREG(status.st_mode)) return SYSERR_PSS_NOT_A_STORE;
+  struct stat own;
+  if (lstat(location.file, &own) != 0) return status_of_errno(errno);
+  if (!S_ISREG(own.st_mode)) return SYSERR_PSS_NOT_A_STORE;
   static_assert(sizeof file_ == sizeof location.file);
   memcpy(file_, location.file, sizeof file_);
-  // SQLite would open whatever stands in the journal's place, and a FIFO would hold the caller for ever.
-  char journal[sizeof file_ + 8];
-  snprintf(journal, sizeof journal, "%s-journal", file_);
-  if (lstat(journal, &status) == 0 && !S_ISREG(status.st_mode)) return SYSERR_PSS_NOT_A_STORE;
+  if (!can_trust_journal(file_, own.st_uid)) return SYSERR_PSS_NOT_A_STORE;
 
   const syserr_t begun = begin(location);
   if (begun != 0) return begun;
@@ -130,13 +137,10 @@ syserr_t Store::commit() {
 
 // Every status of the transaction's work passes here.
 syserr_t Store::judge(syserr_t status) {
-  switch (status) {
-    case SYSERR_PSS_DAMAGED:
-    case SYSERR_PSS_IO:
-    case SYSERR_PSS_NO_SPACE:
-    case SYSERR_PSS_NO_MEMORY:
-      // After these SQLite may have undone the transaction, and would commit whatever follows piece by piece.
-      failure_ = status;
+  // After these SQLite may have undone the transaction, and would commit whatever follows piece by piece.
+  if (status == SYSERR_PSS_DAMAGED || status == SYSERR_PSS_IO || status == SYSERR_PSS_NO_SPACE ||
+      status == SYSERR_PSS_NO_MEMORY) {
+    failure_ = status;
   }
   return status;
 }

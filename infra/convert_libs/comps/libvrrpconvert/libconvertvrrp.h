@@ -89,7 +89,8 @@ extern int32 to_major, to_minor, to_patch;
 void vrrp_mgr_get_corrected_pkg_ver(const char* pkg_ver, const char* srg_file, char* corrected_pkg_ver);
 
 /* Reads the three numbers of `version`. Returns how many were read, 0 to 3, or -1 when the text is null or ends before
- * the first one; a number that is not reached keeps its value, one of more than 32 bits becomes the nearest that fits. */
+ * the first one; a number that is not reached keeps its value, one of more than 32 bits becomes the nearest that fits.
+ */
 int32 vrrp_mgr_split_version(const char* version, int32* major, int32* minor, int32* patch);
 
 /* Returns 1 when the source release (`upgrade` is 1) or the target release (`upgrade` is anything else) is older than

@@ -30,11 +30,8 @@ uint32 vrrp_hton_addr_type(inet_addr_type_t addr_type) { return htonl(addr_type)
 
 void vrrp_make_vr_key(uint8* key, vrrp_pss_key_type_t key_type, if_index_t ifindex, uint8 vr_id,
                       inet_addr_type_t addr_type) {
-  switch (key_type) {
-    case VRRP_PSS_KEY_VR:
-    case VRRP_PSS_KEY_IP_ASSOC:
-    case VRRP_PSS_KEY_TRACK:
-      put_vr(key, key_type, ifindex, vr_id, addr_type);
+  if (key_type == VRRP_PSS_KEY_VR || key_type == VRRP_PSS_KEY_IP_ASSOC || key_type == VRRP_PSS_KEY_TRACK) {
+    put_vr(key, key_type, ifindex, vr_id, addr_type);
   }
 }
 

@@ -1,0 +1,20 @@
+// The text of a version file, as it is brought to its normal form and read again.
+
+#include "fuzz/same.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  const std::string text(std::string(reinterpret_cast<const char*>(data), size).c_str());
+  ScriptedPlatform::reset();
+  ScriptedPlatform::get().version_files["file"] = text;
+  char found[VRRP_CNV_VERSION_TEXT_MAX];
+  vrrp_mgr_get_corrected_pkg_ver("", "file", found);
+  EXPECT_EQ(found, model::normal_release(text));
+
+  int32 numbers[3];
+  EXPECT_EQ(vrrp_mgr_split_version(found, &numbers[0], &numbers[1], &numbers[2]), 3);
+  char again[VRRP_CNV_VERSION_TEXT_MAX];
+  snprintf(again, sizeof again, "%d.%d(%d)", numbers[0], numbers[1], numbers[2]);
+  EXPECT_STREQ(again, found);
+  ScriptedPlatform::reset();  // memory that is kept from one input to the next looks like a leak
+  return 0;
+}
