@@ -86,9 +86,7 @@ const Damage damages[] = {
      }},
     {"another format", refused,
      [](Random& random, std::string* file, const std::string&, const std::string&) {
-       static const char* heads[] = {"", "SQLite format 3", "\x1f\x8b", "{\"kind\":\"vr\"}\n",
-                                     "\x7f"
-                                     "ELF"};
+       static const char* heads[] = {"", "SQLite format 3", "\x1f\x8b", "{\"kind\":\"vr\"}\n", "\177ELF"};
        *file = heads[below(random, 5)] + noise(random, below(random, 3 * page));
      }},
     {"empty", refused, [](Random&, std::string* file, const std::string&, const std::string&) { file->clear(); }},
