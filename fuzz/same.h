@@ -16,6 +16,12 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   return 0;
 }
 
+// Ends an input: memory that is kept from one to the next looks like a leak.
+inline void forget() {
+  ScriptedPlatform::reset();
+  std::vector<std::string>().swap(TraceLog::events);
+}
+
 // Drives a conversion of `prepared` by both.
 inline void expect_same(const ScriptedPlatform& prepared, const std::string& path, uint32 type, bool log_is_open) {
   static TraceLog log;
@@ -42,9 +48,7 @@ inline void expect_same(const ScriptedPlatform& prepared, const std::string& pat
   EXPECT_EQ(events, expected_events);
   EXPECT_EQ(records, ScriptedPlatform::get().records);
   EXPECT_EQ(snapshot, ScriptedPlatform::get().snapshot);
-  // Memory that is kept from one input to the next looks like a leak.
-  ScriptedPlatform::reset();
-  std::vector<std::string>().swap(TraceLog::events);
+  forget();
 }
 
 #endif

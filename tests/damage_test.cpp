@@ -2,12 +2,13 @@
 // exactly as the sound one. DAMAGED_STORES sets how many there are.
 
 #include <sqlite3.h>
+#include <sys/wait.h>
 
 #include <random>
 
 #include "libconvertvrrp.h"
 #include "tests/configuration.h"
-#include "tests/tool_process.h"
+#include "tests/embedded_store.h"
 
 namespace {
 
@@ -92,10 +93,9 @@ const Damage damages[] = {
     {"empty", refused, [](Random&, std::string* file, const std::string&, const std::string&) { file->clear(); }},
 };
 
-class DamageTest : public ToolTest {
+class DamageTest : public EmbeddedStoreTest {
  protected:
   DamageTest() : original_(configuration(100, false)) {
-    setenv("PSS_NONVOLATILE_ROOT", root.c_str(), 1);
     std::filesystem::create_directory(file("d"));
     write("from", "4.2(1)");
     write("to", "4.1(2)");
@@ -148,18 +148,18 @@ class DamageTest : public ToolTest {
   // Returns whether the store is refused.
   bool is_refused(const std::string& damaged) {
     write(store, damaged);
-    const Outcome checked = run("check " + std::string(store));
+    const int checked = system((VRRPCONVERT " check " + file(store) + " >/dev/null 2>&1").c_str());
     syserr_t status;
     const pss_service_t table = pss_open(url(store).c_str(), &status);
     if (table != 0) expect_sound(table);
     EXPECT_EQ(vrrp_mgr_handle_generic_convert("/d", "", "", "", VRRP_CONVERT_GSYNC), 0u);
     if (table != 0) {
-      EXPECT_EQ(checked.exit_code, 0) << checked.err;
+      EXPECT_EQ(WEXITSTATUS(checked), 0);
       EXPECT_TRUE(records(store) == configuration(100, true));
       return false;
     }
     EXPECT_TRUE(status == SYSERR_PSS_DAMAGED || status == SYSERR_PSS_NOT_A_STORE);
-    EXPECT_EQ(checked.exit_code, 3) << checked.err;
+    EXPECT_EQ(WEXITSTATUS(checked), 3);
     EXPECT_TRUE(content(store) == damaged) << "what is refused is not touched";
     return true;
   }
