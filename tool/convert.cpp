@@ -108,7 +108,7 @@ void judge_run(const Run& run, const Rehearsal& rehearsal, Report& report) {
     fs::remove(report.copy, ignored);
     throw Error(exit_interrupted, "interrupted; the store is as it was");
   }
-  report.verdict = judge(change, before, after, run.messages);
+  report.verdict = judge(change, before, after, run);
   find_problem(run, is_as_it_was, report);
   if (is_as_it_was) return;
   report.next = way_back(report);

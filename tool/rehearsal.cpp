@@ -19,10 +19,9 @@ Rehearsal::Rehearsal(const Conversion& real) : workplace_(temporary_folder()), r
     store.write_copy(after());
     records_ = store.count();
   }
-  const Run run = run_conversion(rehearsed_, Trace::kept_private, "", 0);
-  if (run.interrupted) throw Error(exit_interrupted, "interrupted; nothing was changed");
-  if (!run.answered) throw Error(exit_unknown, "the library died on a copy of the store; nothing was changed");
-  messages_ = run.messages;
+  run_ = run_conversion(rehearsed_, Trace::kept_private, "", 0);
+  if (run_.interrupted) throw Error(exit_interrupted, "interrupted; nothing was changed");
+  if (!run_.answered) throw Error(exit_unknown, "the library died on a copy of the store; nothing was changed");
 }
 
 Plan plan_of(const Rehearsal& rehearsal, Change change, bool reveal) {
@@ -40,7 +39,7 @@ Plan plan_of(const Rehearsal& rehearsal, Change change, bool reveal) {
       if (field.loses_value) plan.losses.push_back({key, name, field.field, field.before});
     }
   });
-  plan.failures = judge(change, before, after, rehearsal.messages()).failed;
+  plan.failures = judge(change, before, after, rehearsal.run()).failed;
   return plan;
 }
 

@@ -21,13 +21,13 @@ class Rehearsal {
   std::filesystem::path before() const { return workplace_.path() / "before"; }  // the store as it is
   std::filesystem::path after() const { return rehearsed_.store(); }             // as it would be
   size_t records() const { return records_; }
-  const std::vector<std::string>& messages() const { return messages_; }
+  const Run& run() const { return run_; }
 
  private:
   PrivateFolder workplace_;
   Conversion rehearsed_;
   size_t records_ = 0;
-  std::vector<std::string> messages_;
+  Run run_;
 };
 
 struct Loss {

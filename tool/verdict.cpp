@@ -71,7 +71,7 @@ Fate fate_of(Change change, const Difference& pair) {
   return pair.before == pair.after ? Fate::left_alone : Fate::converted;
 }
 
-std::string reason_for(const Difference& pair, const std::string& traced) {
+std::string reason_for(const Difference& pair, const std::string& traced, const Run& run) {
   const Layout* layout = pair.before ? layout_of(*pair.before) : nullptr;
   if (layout != nullptr && own_key(*layout, pair.before->value) != pair.before->key) {
     return "it is stored under a key not its own, and the library finds a record only under its own";
@@ -80,15 +80,16 @@ std::string reason_for(const Difference& pair, const std::string& traced) {
     return "its value of " + std::to_string(pair.before->value.size()) + " bytes is of no known layout";
   }
   if (!traced.empty()) return traced;
+  if (!run.answered) return "the library died before its change was kept";
   return pair.before == pair.after ? "its change was not kept, without a word why: the device may be full or failing"
                                    : "its content is not what the conversion makes of it";
 }
 
 }  // namespace
 
-Verdict judge(Change change, const Store& before, const Store& after, const std::vector<std::string>& messages) {
+Verdict judge(Change change, const Store& before, const Store& after, const Run& run) {
   Verdict verdict;
-  TracedOutcomes outcomes(messages);
+  TracedOutcomes outcomes(run.messages);
   for_each_pair(before, after, [&](const Difference& pair) {
     const std::string traced = pair.before ? outcomes.next(kind_of(pair.before->key)) : "";
     switch (fate_of(change, pair)) {
@@ -105,7 +106,7 @@ Verdict judge(Change change, const Store& before, const Store& after, const std:
         ++verdict.left_alone;
         break;
       case Fate::failed:
-        verdict.failed.push_back({hex_of(pair.either().key), name_of(pair.either()), reason_for(pair, traced)});
+        verdict.failed.push_back({hex_of(pair.either().key), name_of(pair.either()), reason_for(pair, traced, run)});
     }
   });
   return verdict;

@@ -24,8 +24,8 @@ struct Verdict {
   Json json() const;
 };
 
-// Judges the store `after` a conversion by what it was `before`. The trace `messages` only serve to tell reasons.
-Verdict judge(Change change, const Store& before, const Store& after, const std::vector<std::string>& messages);
+// Judges the store `after` a conversion by what it was `before`. The `run` only serves to tell reasons.
+Verdict judge(Change change, const Store& before, const Store& after, const Run& run);
 
 }  // namespace vrrpconvert
 
