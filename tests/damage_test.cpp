@@ -15,83 +15,60 @@ namespace {
 constexpr size_t page = 4096;
 constexpr char store[] = "d/vrrp-cfg_runtime_config";
 
-using Random = std::mt19937;
+// A store file on its way to be damaged, by a seed of its own.
+struct File {
+  std::string bytes;         // of the sound store at first
+  const std::string& other;  // another state of the same store
+  const std::string& twin;   // a database with the same tables, but not of the same schema
+  std::mt19937 random;
 
-size_t below(Random& random, size_t bound) { return std::uniform_int_distribution<size_t>(0, bound - 1)(random); }
-
-std::string noise(Random& random, size_t size) {
-  std::string bytes;
-  while (bytes.size() < size) bytes += static_cast<char>(random());
-  return bytes;
-}
-
-size_t page_start(Random& random, const std::string& file) { return below(random, file.size() / page) * page; }
-
-void flip(Random& random, std::string* file) {
-  file->at(below(random, file->size())) ^= static_cast<char>(1 << below(random, 8));
-}
+  size_t below(size_t bound) { return std::uniform_int_distribution<size_t>(0, bound - 1)(random); }
+  size_t any_page() { return below(bytes.size() / page) * page; }
+  void flip() { bytes.at(below(bytes.size())) ^= static_cast<char>(1 << below(8)); }
+  void flip(size_t bits) {
+    for (; bits > 0; --bits) flip();
+  }
+  std::string noise(size_t size) {
+    std::string noise(size, '\0');
+    for (char& byte : noise) byte = static_cast<char>(random());
+    return noise;
+  }
+  void swap_pages() {
+    const size_t one = any_page(), another = any_page();
+    const std::string kept = bytes.substr(one, page);
+    bytes.replace(one, page, bytes, another, page).replace(another, page, kept);
+  }
+  void take_page_of_other() {
+    const size_t start = below(other.size() / page) * page;
+    bytes.replace(start, page, other, start, page);
+  }
+  void take_another_format() {
+    static const std::string heads[] = {"", "SQLite format 3", "\x1f\x8b", "{\"kind\":\"vr\"}\n", "\177ELF"};
+    bytes = heads[below(5)] + noise(below(3 * page));
+  }
+};
 
 enum Expected { harmless, refused, either };
 
-struct Damage {
+const struct {
   const char* name;
   Expected expected;
-  // Damages `file`; `other` is another state of the same store, `twin` a database with its tables but not of its
-  // schema.
-  void (*apply)(Random& random, std::string* file, const std::string& other, const std::string& twin);
-};
-
-const Damage damages[] = {
-    {"untouched", harmless, [](Random&, std::string*, const std::string&, const std::string&) {}},
-    {"one bit", either,
-     [](Random& random, std::string* file, const std::string&, const std::string&) { flip(random, file); }},
-    {"many bits", either,
-     [](Random& random, std::string* file, const std::string&, const std::string&) {
-       for (size_t bits = 2 + below(random, 100); bits > 0; --bits) flip(random, file);
-     }},
-    {"cut tail", refused,
-     [](Random& random, std::string* file, const std::string&, const std::string&) {
-       file->resize(below(random, file->size()));
-     }},
-    {"noise behind the end", harmless,
-     [](Random& random, std::string* file, const std::string&, const std::string&) {
-       *file += noise(random, 1 + below(random, 2 * page));
-     }},
-    {"zeroed page", either,
-     [](Random& random, std::string* file, const std::string&, const std::string&) {
-       file->replace(page_start(random, *file), page, page, '\0');
-     }},
-    {"swapped pages", either,
-     [](Random& random, std::string* file, const std::string&, const std::string&) {
-       const size_t one = page_start(random, *file), other = page_start(random, *file);
-       const std::string kept = file->substr(one, page);
-       file->replace(one, page, *file, other, page).replace(other, page, kept);
-     }},
-    {"stale page", either,
-     [](Random& random, std::string* file, const std::string& other, const std::string&) {
-       const size_t start = page_start(random, other);
-       file->replace(start, page, other, start, page);
-     }},
-    {"page of noise", either,
-     [](Random& random, std::string* file, const std::string&, const std::string&) {
-       file->replace(page_start(random, *file), page, noise(random, page));
-     }},
-    {"half a block of noise", either,
-     [](Random& random, std::string* file, const std::string&, const std::string&) {
-       file->replace(below(random, file->size() / 256) * 256, 256, noise(random, 256));
-     }},
-    {"foreign database", refused,
-     [](Random& random, std::string* file, const std::string&, const std::string& twin) {
-       *file = twin;
-       for (size_t bits = below(random, 3); bits > 0; --bits) flip(random, file);
-     }},
-    {"another format", refused,
-     [](Random& random, std::string* file, const std::string&, const std::string&) {
-       static const char* heads[] = {"", "SQLite format 3", "\x1f\x8b", "{\"kind\":\"vr\"}\n", "\177ELF"};
-       *file = heads[below(random, 5)] + noise(random, below(random, 3 * page));
-     }},
-    {"empty", refused, [](Random&, std::string* file, const std::string&, const std::string&) { file->clear(); }},
-};
+  void (*apply)(File& file);
+} damages[] = {
+    {"untouched", harmless, [](File&) {}},
+    {"one bit", either, [](File& file) { file.flip(); }},
+    {"many bits", either, [](File& file) { file.flip(2 + file.below(100)); }},
+    {"cut tail", refused, [](File& file) { file.bytes.resize(file.below(file.bytes.size())); }},
+    {"noise behind the end", harmless, [](File& file) { file.bytes += file.noise(1 + file.below(2 * page)); }},
+    {"zeroed page", either, [](File& file) { file.bytes.replace(file.any_page(), page, page, '\0'); }},
+    {"swapped pages", either, [](File& file) { file.swap_pages(); }},
+    {"stale page", either, [](File& file) { file.take_page_of_other(); }},
+    {"page of noise", either, [](File& file) { file.bytes.replace(file.any_page(), page, file.noise(page)); }},
+    {"small block of noise", either,
+     [](File& file) { file.bytes.replace(file.below(file.bytes.size() / 256) * 256, 256, file.noise(256)); }},
+    {"foreign database", refused, [](File& file) { (file.bytes = file.twin), file.flip(file.below(3)); }},
+    {"another format", refused, [](File& file) { file.take_another_format(); }},
+    {"empty", refused, [](File& file) { file.bytes.clear(); }}};
 
 class DamageTest : public EmbeddedStoreTest {
  protected:
@@ -171,14 +148,13 @@ class DamageTest : public EmbeddedStoreTest {
 TEST_F(DamageTest, IsToldOrHarmless) {
   const char* setting = getenv("DAMAGED_STORES");
   const int of_each_kind = (setting != nullptr ? atoi(setting) : 260) / static_cast<int>(std::size(damages));
-  for (const Damage& damage : damages) {
+  for (const auto& damage : damages) {
     int count = 0;
     for (int seed = 0; seed < of_each_kind; ++seed) {
       SCOPED_TRACE(std::string(damage.name) + ", seed " + std::to_string(seed));
-      Random random(static_cast<unsigned>(seed));
-      std::string damaged = sound_;
-      damage.apply(random, &damaged, other_, twin_);
-      count += is_refused(damaged) ? 1 : 0;
+      File damaged = {sound_, other_, twin_, std::mt19937(static_cast<unsigned>(seed))};
+      damage.apply(damaged);
+      count += is_refused(damaged.bytes) ? 1 : 0;
       if (HasFailure()) return;
     }
     std::cout << damage.name << ": " << count << " of " << of_each_kind << " refused, the others harmless" << std::endl;

@@ -42,16 +42,6 @@ TEST_F(DriverTest, DowngradesStepByStep) {
   EXPECT_EQ(events(), golden("downgrade.events"));
 }
 
-TEST_F(DriverTest, InspectsAStartupStore) {
-  EXPECT_EQ(convert_startup("/d/vdc_3", "pkg", "to-arg", "from-arg"), 0u);
-  EXPECT_THAT(events(),
-              testing::StartsWith("convert_startup Convert startup called\nD Entering upgrade/downgrade code path "
-                                  "in Mgr\npss_open nonvolatile:/d/vdc_3/bin/vrrp-cfg_config_sav\n"));
-  EXPECT_THAT(events(), testing::HasSubstr("Info: args: to_pkg_version to-arg from_pkg_version from-arg\n"));
-  EXPECT_THAT(events(), testing::EndsWith("D from_patch = 2, to_patch = 1\nD VDC string = 3\npss_close 7\n"
-                                          "D No conversion as it's startup\n"));
-}
-
 TEST_F(DriverTest, ChoosesTheHandlerByTheReleasesAndTheType) {
   const struct {
     const char *from, *to, *first_call_of_handler;

@@ -100,19 +100,6 @@ TEST_F(EndToEndTest, LeavesWhatItCannotOpen) {
   gsync("/none");
   EXPECT_THAT(log.lines(),
               Contains(HasSubstr("Failed to open nonvolatile:/none/vrrp-cfg_runtime_config: no such store")));
-
-  create(running, configuration(256, false));
-  const pss_service_t other = open(running);
-  gsync();
-  EXPECT_THAT(log.lines().back(), HasSubstr("in use"));
-  EXPECT_EQ(pss_close(other), 0u);
-
-  std::string damaged = content(running);
-  damaged[damaged.find(std::string(76, 'o'))] ^= 1;
-  write(running, damaged);
-  EXPECT_EQ(gsync(), 0u);
-  EXPECT_THAT(log.lines().back(), HasSubstr("the store is damaged"));
-  EXPECT_EQ(content(running), damaged) << "a store that would lose a record does not even start to be converted";
 }
 
 TEST_F(EndToEndTest, TakesEnvironmentsOfAnyLength) {
@@ -241,20 +228,6 @@ TEST_F(TwoAtOnceTest, TwoConversionsEndOneAfterTheOther) {
     const Records found = records(running);
     EXPECT_TRUE(found == up_then_down || found == down_then_up);
   }
-}
-
-TEST_F(EndToEndTest, LeaksNoDescriptor) {
-  const auto open_files = [] {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
-  };
-  create(running, configuration(256, false));
-  gsync();
-  const auto before = open_files();
-  for (int round = 0; round < 20; ++round) {
-    set_releases(round % 2 == 0 ? "4.1(2)" : "4.2(1)", round % 2 == 0 ? "4.2(1)" : "4.1(2)");
-    gsync(round % 5 == 0 ? "/none" : "/d");
-  }
-  EXPECT_EQ(open_files(), before);
 }
 
 }  // namespace

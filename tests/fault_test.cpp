@@ -70,6 +70,8 @@ const Scenario scenarios[] = {
      [] { add_event("result", model::drive("/d", "t", "f", 2)); }},
     {"downgrade", false, [] { add_event("result", vrrp_mgr_handle_generic_convert("/d", "", "t", "f", 2)); },
      [] { add_event("result", model::drive("/d", "t", "f", 2)); }},
+    {"startup", true, [] { add_event("result", vrrp_mgr_handle_generic_convert("/vdc_3/bin", "", "t", "f", 1)); },
+     [] { add_event("result", model::drive("/vdc_3/bin", "t", "f", 1)); }},
     {"removal", true, [] { add_event("result", vrrp_delete_rc_pss_recs_for_upgrade(7)); },
      [] { add_event("result", model::remove_records(7)); }},
     {"copy", false, [] { add_event("result", vrrp_mgr_copy_and_convert_rc_pss_recs_for_downgrade(8, 9)); },

@@ -133,15 +133,11 @@ void handle_upgrade(pss_service_t table, const std::string& vdc) {
   char url[256] = {};
   ("nonvolatile:/tmp/vrrp-pss" + (vdc == "1" ? "" : vdc)).copy(url, 255);
   const syserr_t snapshot = pss_snapshot(table, 0, url);
-  if (snapshot != 0)
-    say(upgrade, "Error in taking snapshot of Mgr's PSS: %s", text_of(snapshot));
-  else
-    say(upgrade, "Taken snapshot of Mgr PSS to temp file %s", url);
+  snapshot != 0 ? say(upgrade, "Error in taking snapshot of Mgr's PSS: %s", text_of(snapshot))
+                : say(upgrade, "Taken snapshot of Mgr PSS to temp file %s", url);
   const syserr_t removed = remove_records(table);
-  if (removed != 0)
-    say(upgrade, "Error deleting PSS recs in upgrade : 0x%x", removed);
-  else
-    say(upgrade, "Deleted RC recs in Mgr for upgrade");
+  removed != 0 ? say(upgrade, "Error deleting PSS recs in upgrade : 0x%x", removed)
+               : say(upgrade, "Deleted RC recs in Mgr for upgrade");
 }
 
 // The three numbers at the start of "MAJOR.MINOR(PATCH", as far as they are there.

@@ -1,0 +1,178 @@
+#include "bench/bare_loop.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <stdexcept>
+#include <vector>
+
+#include "libconvertvrrp.h"
+#include "platform/embedded/row.h"
+#include "platform/syserr.h"
+
+namespace fs = std::filesystem;
+
+namespace bench {
+namespace {
+
+using pss_embedded::Database;
+using pss_embedded::Digest;
+using pss_embedded::Row;
+using pss_embedded::Statement;
+
+void require(syserr_t status) {
+  if (status != 0) throw std::runtime_error("a bare loop failed");
+}
+
+Database open(const fs::path& file) {
+  Database database;
+  require(pss_embedded::open_database(file.c_str(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, &database));
+  return database;
+}
+
+Statement prepare(const Database& database, const char* sql) {
+  Statement statement;
+  require(pss_embedded::prepare(database.get(), sql, &statement));
+  return statement;
+}
+
+void begin(const Database& database) {
+  require(pss_embedded::run(database.get(), "BEGIN IMMEDIATE"));
+  Statement check = prepare(database, "PRAGMA quick_check(1)");
+  require(sqlite3_step(check.get()) == SQLITE_ROW ? 0 : 1);
+  check.reset();
+  Digest digest;
+  require(pss_embedded::compute_digest(database.get(), &digest));
+}
+
+void commit(const Database& database) {
+  Digest digest;
+  require(pss_embedded::compute_digest(database.get(), &digest));
+  require(pss_embedded::write_digest(database.get(), digest));
+  require(pss_embedded::run(database.get(), "COMMIT"));
+}
+
+// Calls `take` with each checked row from the first key of `type` on, until it returns false.
+template <typename Take>
+void walk(const Statement& select, uint8 type, Take take) {
+  sqlite3_bind_blob(select.get(), 1, &type, 1, SQLITE_STATIC);
+  Row row;
+  while (sqlite3_step(select.get()) == SQLITE_ROW) {
+    require(pss_embedded::read_row(select.get(), &row));
+    if (!take(row)) break;
+  }
+  sqlite3_reset(select.get());
+}
+
+// Both passes of a bulk reader.
+template <typename Record>
+std::vector<Record> read(const Statement& select, uint8 type) {
+  size_t count = 0;
+  const auto is_wanted = [type](const Row& row) { return *static_cast<const uint8*>(row.key) == type; };
+  walk(select, type, [&](const Row& row) { return is_wanted(row) && ++count > 0; });
+  std::vector<Record> records(count);
+  size_t taken = 0;
+  walk(select, type, [&](const Row& row) {
+    if (is_wanted(row)) memcpy(&records[taken++], row.value, std::min<size_t>(row.value_size, sizeof(Record)));
+    return true;
+  });
+  return records;
+}
+
+void store(const Statement& replace, const void* key, uint32 key_size, const void* value, uint32 value_size) {
+  sqlite3_bind_blob(replace.get(), 1, key, static_cast<int>(key_size), SQLITE_STATIC);
+  sqlite3_bind_blob(replace.get(), 2, value, static_cast<int>(value_size), SQLITE_STATIC);
+  sqlite3_bind_int64(replace.get(), 3,
+                     static_cast<sqlite3_int64>(pss_embedded::row_checksum(key, key_size, value, value_size)));
+  sqlite3_step(replace.get());
+  require(sqlite3_reset(replace.get()) == SQLITE_OK ? 0 : 1);
+}
+
+void remove(const Statement& statement, const void* key, uint32 key_size) {
+  sqlite3_bind_blob(statement.get(), 1, key, static_cast<int>(key_size), SQLITE_STATIC);
+  sqlite3_step(statement.get());
+  require(sqlite3_reset(statement.get()) == SQLITE_OK ? 0 : 1);
+}
+
+void copy_all(const Database& source, const fs::path& target) {
+  {
+    const Database copy = open(target);
+    require(
+        pss_embedded::run(copy.get(),
+                          "PRAGMA page_size=8192; PRAGMA journal_mode=OFF; BEGIN;"
+                          "CREATE TABLE record(key BLOB PRIMARY KEY NOT NULL, value BLOB NOT NULL, checksum INTEGER "
+                          "NOT NULL) STRICT, WITHOUT ROWID"));
+    const Statement insert = prepare(copy, "INSERT INTO record VALUES(?1, ?2, ?3)");
+    const Statement select = prepare(source, "SELECT key, value, checksum FROM record WHERE key >= ?1 ORDER BY key");
+    walk(select, 0, [&](const Row& row) {
+      sqlite3_bind_blob(insert.get(), 1, row.key, static_cast<int>(row.key_size), SQLITE_STATIC);
+      sqlite3_bind_blob(insert.get(), 2, row.value, static_cast<int>(row.value_size), SQLITE_STATIC);
+      sqlite3_bind_int64(insert.get(), 3, static_cast<sqlite3_int64>(row.checksum));
+      sqlite3_step(insert.get());
+      require(sqlite3_reset(insert.get()) == SQLITE_OK ? 0 : 1);
+      return true;
+    });
+    require(pss_embedded::run(copy.get(), "COMMIT"));
+  }
+  const int file = ::open(target.c_str(), O_RDONLY);
+  require(fsync(file) == 0 ? 0 : 1);
+  close(file);
+}
+
+uint32 global_info_key = VRRP_PSS_GLOBAL_INFO_KEY;
+constexpr char from_key[] = "SELECT key, value, checksum FROM record WHERE key >= ?1 ORDER BY key";
+
+}  // namespace
+
+void bare_downgrade(const fs::path& file) {
+  const Database database = open(file);
+  begin(database);
+  const Statement select = prepare(database, from_key);
+  const Statement replace = prepare(database,
+                                    "INSERT INTO record VALUES(?1, ?2, ?3) ON CONFLICT(key) DO UPDATE SET value = "
+                                    "excluded.value, checksum = excluded.checksum");
+  const vrrp_pss_global_info_t info = {};
+  store(replace, &global_info_key, sizeof global_info_key, &info, sizeof info);
+  for (const auto& record : read<vrrp_config_record_t>(select, VRRP_PSS_KEY_VR)) {
+    uint8 key[VRRP_VR_KEY_SIZE];
+    vrrp_make_vr_key(key, VRRP_PSS_KEY_VR, record.ifindex, record.vr_id, record.addr_type);
+    store(replace, key, sizeof key, &record, sizeof(vrrp_old_config_record_t));
+  }
+  for (const auto& record : read<vrrp_ip_assoc_record_t>(select, VRRP_PSS_KEY_IP_ASSOC)) {
+    uint8 key[VRRP_ASSOC_KEY_SIZE];
+    vrrp_make_assoc_key(key, record.ifindex, record.vr_id, record.inet_addr);
+    store(replace, key, sizeof key, &record, sizeof(vrrp_old_ip_assoc_record_t));
+  }
+  commit(database);
+}
+
+void bare_upgrade(const fs::path& file, const fs::path& snapshot) {
+  const Database database = open(file);
+  begin(database);
+  copy_all(database, snapshot);
+  const Statement select = prepare(database, from_key);
+  const Statement erase = prepare(database, "DELETE FROM record WHERE key = ?1");
+  remove(erase, &global_info_key, sizeof global_info_key);
+  for (const auto& record : read<vrrp_old_config_record_t>(select, VRRP_PSS_KEY_VR)) {
+    uint8 key[VRRP_VR_KEY_SIZE];
+    vrrp_make_vr_key(key, VRRP_PSS_KEY_VR, record.ifindex, record.vr_id, record.addr_type);
+    remove(erase, key, sizeof key);
+  }
+  for (const auto& record : read<vrrp_ip_assoc_record_t>(select, VRRP_PSS_KEY_IP_ASSOC)) {
+    uint8 key[VRRP_ASSOC_KEY_SIZE];
+    vrrp_make_assoc_key(key, record.ifindex, record.vr_id, record.inet_addr);
+    remove(erase, key, sizeof key);
+  }
+  commit(database);
+}
+
+void change_by_statement(const fs::path& table, bool is_upgrade) {
+  const Database database = open(table);
+  require(pss_embedded::run(database.get(), is_upgrade
+                                                ? "DELETE FROM kv WHERE key >= x'01' AND key < x'03'"
+                                                : "UPDATE kv SET value = substr(value, 1, CASE length(value) WHEN 137 "
+                                                  "THEN 85 ELSE 33 END) WHERE length(value) IN (137, 53)"));
+}
+
+}  // namespace bench

@@ -1,0 +1,19 @@
+// The least that a conversion of an embedded store can do: the statements that the platform runs for it, prepared once,
+// over the same file format with the same checks of every row, and nothing of handles, cursors, keys or traces.
+#ifndef BENCH_BARE_LOOP_H
+#define BENCH_BARE_LOOP_H
+
+#include <filesystem>
+
+namespace bench {
+
+// Throws std::runtime_error.
+void bare_downgrade(const std::filesystem::path& store);
+void bare_upgrade(const std::filesystem::path& store, const std::filesystem::path& snapshot);
+
+// The same change in a plain table, as one statement and a durable commit.
+void change_by_statement(const std::filesystem::path& table, bool is_upgrade);
+
+}  // namespace bench
+
+#endif
