@@ -111,9 +111,13 @@ void Device::prepare(int routers, bool is_upgrade) {
   fs::copy_file(original, store(), fs::copy_options::overwrite_existing);
   fs::copy_file(original.string() + "-table", table(), fs::copy_options::overwrite_existing);
   fs::remove(snapshot());
+  use(is_upgrade);
+  sync();  // what is still to be written of the copies is no part of what is measured
+}
+
+void Device::use(bool is_upgrade) {
   setenv("SYSMGR_FROM_SRG_PATH", (root_ / (is_upgrade ? "old" : "new")).c_str(), 1);
   setenv("SYSMGR_TO_SRG_PATH", (root_ / (is_upgrade ? "new" : "old")).c_str(), 1);
-  sync();  // what is still to be written of the copies is no part of what is measured
 }
 
 double seconds(const std::function<void()>& work) {

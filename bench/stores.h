@@ -22,8 +22,11 @@ class Device {
   std::filesystem::path table() const { return root_ / "table"; }  // the same records, key and value in a plain table
 
   // Puts a store and a table with `routers` VR configuration and as many IP association records in place, in the layout
-  // that the direction converts, and sets the environment for it. They are made once, and copied from then on.
+  // that the direction converts, and the environment for it. They are made once, and copied from then on.
   void prepare(int routers, bool is_upgrade);
+
+  // Sets the environment for a direction.
+  void use(bool is_upgrade);
 
  private:
   void make(int routers, bool old_layout, const std::filesystem::path& original);
