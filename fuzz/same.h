@@ -10,7 +10,7 @@
 #include "tests/trace_log.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  GTEST_FLAG_SET(break_on_failure, true);
+  GTEST_FLAG_SET(throw_on_failure, true);  // which the fuzzer takes for a crash, and keeps the input
   setenv("SYSMGR_TO_SRG_PATH", "to", 1);
   setenv("SYSMGR_FROM_SRG_PATH", "from", 1);
   return 0;

@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   for (size_t at = 1; at + 2 <= size;) {
     const uint8 key_size = data[at], value_size = data[at + 1];
     const Bytes key = input.substr(at + 2, key_size);
-    // A stored key has at least a byte, and a record's own fields must be there.
+    // A stored key has at least a byte.
     if (!key.empty())
       prepared.records[key] = at + 2 + key_size < size ? input.substr(at + 2 + key_size, value_size) : "";
     at += 2u + key_size + value_size;

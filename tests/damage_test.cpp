@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr size_t page = 4096;
+constexpr size_t page = 8192;  // as the platform makes them; DamageTest looks
 constexpr char store[] = "d/vrrp-cfg_runtime_config";
 
 // A store file on its way to be damaged, by a seed of its own.
@@ -80,6 +80,7 @@ class DamageTest : public EmbeddedStoreTest {
     setenv("SYSMGR_FROM_SRG_PATH", file("from").c_str(), 1);
     create(store, original_);
     sound_ = content(store);
+    EXPECT_EQ(sound_.substr(16, 2), hex("2000")) << "the page size in the header";
     const pss_service_t table = open(store);
     for (const auto& [key, value] : original_) EXPECT_EQ(put(table, key, value + "later"), 0u);
     for (const auto& [key, value] : original_) EXPECT_EQ(put(table, key, value), 0u);
@@ -148,6 +149,7 @@ class DamageTest : public EmbeddedStoreTest {
 TEST_F(DamageTest, IsToldOrHarmless) {
   const char* setting = getenv("DAMAGED_STORES");
   const int of_each_kind = (setting != nullptr ? atoi(setting) : 260) / static_cast<int>(std::size(damages));
+  ASSERT_GT(of_each_kind, 0);
   for (const auto& damage : damages) {
     int count = 0;
     for (int seed = 0; seed < of_each_kind; ++seed) {

@@ -3,9 +3,11 @@
 //     FAIL_STORE, FAIL_DELETE   which call of pss_store or pss_delete fails, from 1
 //     DIE_AT_STORE              the call of pss_store at which the process is killed
 //     STALL_AT_STORE            the call of pss_store that waits until the process is ended
+//     STALL_MARK                the file that it makes before
 //     ONLY_BELOW                the nonvolatile root under which all this holds, so that a rehearsal goes well
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <string.h>
@@ -26,13 +28,19 @@ Function real(const char* name) {
   return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
 }
 
+void stall() {
+  const char* mark = getenv("STALL_MARK");
+  if (mark != nullptr) close(open(mark, O_CREAT | O_WRONLY, 0600));
+  for (;;) pause();
+}
+
 }  // namespace
 
 syserr_t pss_store(pss_service_t table, uint32 mode, const pss_datum_t* key, const pss_datum_t* value) {
   static int call = 0;
   ++call;
   if (is_due("DIE_AT_STORE", call)) kill(getpid(), SIGKILL);
-  while (is_due("STALL_AT_STORE", call)) pause();
+  if (is_due("STALL_AT_STORE", call)) stall();
   return is_due("FAIL_STORE", call) ? 0x77 : real<decltype(&pss_store)>("pss_store")(table, mode, key, value);
 }
 

@@ -48,14 +48,13 @@ void add_event(const std::string& name, int64_t result) {
 
 void add_read(const model::Read& read) {
   add_event("result", read.result);
-  // After a failure the count means nothing to a caller.
-  if (read.result == 0) add_event("count", read.count);
+  add_event("count", read.count);
   for (const Bytes& element : read.elements) TraceLog::events.push_back(to_hex(element));
 }
 
 void read_with_library(const std::function<int32(void**, int32*)>& reader, size_t size) {
   void* array = nullptr;
-  model::Read read = {};
+  model::Read read = {0, -1, {}};
   read.result = reader(&array, &read.count);
   EXPECT_TRUE(array == nullptr || (read.result == 0 && read.count > 0));
   for (int32 i = 0; array != nullptr && i < read.count; ++i) {

@@ -293,11 +293,15 @@ TEST_F(StoreTest, TellsForeignFiles) {
   for (const char* name : {"empty", "text", "fifo", "link"}) open(name, SYSERR_PSS_NOT_A_STORE);
   run_sql("s", "PRAGMA journal_mode=WAL");
   EXPECT_EQ(records("s"), three) << "a store that a tool left in another journal mode is one all the same";
-  mkfifo(file("s-journal").c_str(), 0600);
-  open("s", SYSERR_PSS_NOT_A_STORE);
-  std::filesystem::remove(file("s-journal"));
-  write("s-journal", "a journal that somebody else planted");
-  if (chown(file("s-journal").c_str(), 65534, 65534) == 0) open("s", SYSERR_PSS_NOT_A_STORE);
+  for (const char* planted : {"s-journal", "s-wal", "s-shm"}) {
+    mkfifo(file(planted).c_str(), 0600);
+    open("s", SYSERR_PSS_UNTRUSTED);
+    std::filesystem::remove(file(planted));
+    write(planted, "planted by somebody else");
+    if (chown(file(planted).c_str(), 65534, 65534) == 0) open("s", SYSERR_PSS_UNTRUSTED);
+    std::filesystem::remove(file(planted));
+  }
+  EXPECT_EQ(records("s"), three);
 }
 
 // Rows that a tool took away, added, doubled or changed, each with a checksum that fits the row.

@@ -39,16 +39,29 @@ std::vector<std::string> problems_of(const StoredRecord& record, const std::opti
   return problems;
 }
 
-// The folder on the way to the store where somebody else could plant a journal that is played back into it, or put
-// another store in its place; empty when there is none.
-std::filesystem::path folder_open_to_others(const std::filesystem::path& store) {
+// Whether somebody but root and the owner of the store can change a folder on the way to it, and so plant a journal
+// that is played back into the store, or put another store in its place. Says which folder, and what to do.
+std::optional<Finding> folder_open_to_others(const std::filesystem::path& store) {
   const std::filesystem::path own = existing_folder(store.parent_path());
+  struct stat owner;
+  if (stat(store.c_str(), &owner) != 0) return std::nullopt;
   for (std::filesystem::path folder = own;; folder = folder.parent_path()) {
     struct stat status;
-    // In a folder with the sticky bit others cannot move what is there, but they can add to it.
-    const bool is_open = stat(folder.c_str(), &status) == 0 && (status.st_mode & S_IWOTH) != 0;
-    if (is_open && (folder == own || (status.st_mode & S_ISVTX) == 0)) return folder;
-    if (folder == folder.parent_path()) return {};
+    if (stat(folder.c_str(), &status) != 0) return std::nullopt;
+    const bool is_for_all = (status.st_mode & S_IWOTH) != 0, is_sticky = (status.st_mode & S_ISVTX) != 0;
+    const std::string name = "the folder " + folder.string();
+    if (status.st_uid != 0 && status.st_uid != owner.st_uid) {
+      return Finding{name, "",
+                     "another user owns it, and can change the store; move the store to a folder of its owner"};
+    }
+    if (is_for_all && !is_sticky) {
+      return Finding{name, "", "everybody can write it, and so change the store; take that away with chmod o-w"};
+    }
+    // Others cannot move what is in a sticky folder, but they can add to it.
+    if (is_for_all && folder == own) {
+      return Finding{name, "", "everybody can put a journal beside the store; move the store to a folder of its owner"};
+    }
+    if (folder == folder.parent_path()) return std::nullopt;
   }
 }
 
@@ -56,11 +69,7 @@ class Check {
  public:
   Check(const Store& store, const std::filesystem::path& file, const std::optional<Release>& release)
       : release_(release) {
-    const std::filesystem::path folder = folder_open_to_others(file);
-    if (!folder.empty()) {
-      findings_.push_back({"the folder " + folder.string(), "",
-                           "other users can write it, and so change the store; take that from them with chmod o-w"});
-    }
+    if (const auto finding = folder_open_to_others(file)) findings_.push_back(*finding);
     store.for_each([this](const StoredRecord& record) { look_at(record); });
     if (!foreign_.empty()) store.for_each([this](const StoredRecord& record) { find_second(record); });
     bool has_mixed_kind = false;

@@ -46,6 +46,8 @@ const char* advice_for(syserr_t status) {
       return "; expected a store that vrrpconvert import or the store's manager wrote";
     case SYSERR_PSS_DAMAGED:
       return "; nothing was changed: put a copy or snapshot of it back";
+    case SYSERR_PSS_UNTRUSTED:
+      return "; look at the files beside it that end in -journal, -wal and -shm, and remove what is not the store's";
     case SYSERR_PSS_BUSY:
       return "; try again when it is done";
     case SYSERR_PSS_NO_SPACE:

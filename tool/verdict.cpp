@@ -80,9 +80,9 @@ std::string reason_for(const Difference& pair, const std::string& traced, const 
     return "its value of " + std::to_string(pair.before->value.size()) + " bytes is of no known layout";
   }
   if (!traced.empty()) return traced;
-  if (!run.answered) return "the library died before its change was kept";
-  return pair.before == pair.after ? "its change was not kept, without a word why: the device may be full or failing"
-                                   : "its content is not what the conversion makes of it";
+  if (pair.before != pair.after) return "its content is not what the conversion makes of it";
+  return run.answered ? "its change was not kept, without a word why: the device may be full or failing"
+                      : "the library died before its change was kept";
 }
 
 }  // namespace

@@ -22,8 +22,8 @@
  *  7. All operations are called by one thread at a time, and a handle is used by the process that opened it, not by a
  *     child of it. Nothing process-wide of SQLite is configured.
  *
- * Whoever can write a folder on the way to a store is trusted: folders may be symbolic links. A journal of another
- * user beside a store is refused. */
+ * Whoever can write a folder on the way to a store is trusted: folders may be symbolic links. A store with a
+ * journal of another user beside it is refused. */
 #ifndef PLATFORM_EMBEDDED_PSS_EMBEDDED_H
 #define PLATFORM_EMBEDDED_PSS_EMBEDDED_H
 
@@ -47,6 +47,7 @@ extern "C" {
 #define SYSERR_PSS_NO_MEMORY ((syserr_t)0x4048800Au)    /* no memory, or no handle left */
 #define SYSERR_PSS_IO ((syserr_t)0x4048800Bu)           /* the device failed */
 #define SYSERR_PSS_EXISTS ((syserr_t)0x4048800Cu)       /* store, or key stored with PSS_NEW_ONLY */
+#define SYSERR_PSS_UNTRUSTED ((syserr_t)0x4048800Du)    /* a journal beside the store is another user's, or no file */
 
 /* Sizes in bytes of what can be stored: keys of 1 byte or more, values of 0 bytes or more. */
 enum { PSS_EMBEDDED_KEY_MAX = 1024, PSS_EMBEDDED_VALUE_MAX = 1024 * 1024 };

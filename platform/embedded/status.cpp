@@ -29,6 +29,7 @@ constexpr struct {
     {SYSERR_PSS_NO_MEMORY, "out of memory"},
     {SYSERR_PSS_IO, "input/output error"},
     {SYSERR_PSS_EXISTS, "the store or key exists already"},
+    {SYSERR_PSS_UNTRUSTED, "a journal beside the store belongs to another user or is no file"},
 };
 
 }  // namespace

@@ -42,14 +42,17 @@ syserr_t check_records(sqlite3* database) {
   return found == kept ? 0 : SYSERR_PSS_DAMAGED;
 }
 
-// SQLite plays back whatever stands in the journal's place: a FIFO there would hold the caller for ever, and what
-// another user planted there would change the store.
-bool can_trust_journal(const char* file, uid_t owner) {
-  char journal[PATH_MAX + 8];
-  snprintf(journal, sizeof journal, "%s-journal", file);
-  struct stat status;
-  if (lstat(journal, &status) != 0) return true;
-  return S_ISREG(status.st_mode) && (status.st_uid == owner || status.st_uid == geteuid());
+// SQLite plays back whatever stands in a journal's place: a FIFO there would hold the caller for ever, and what another
+// user planted there would change the store.
+bool can_trust_companions(const char* file, uid_t owner) {
+  for (const char* suffix : {"-journal", "-wal", "-shm"}) {
+    char companion[PATH_MAX + 16];
+    snprintf(companion, sizeof companion, "%s%s", file, suffix);
+    struct stat status;
+    if (lstat(companion, &status) != 0) continue;
+    if (!S_ISREG(status.st_mode) || (status.st_uid != owner && status.st_uid != geteuid())) return false;
+  }
+  return true;
 }
 
 // Bound as a copy: the datum may be one that this very handle returned, and which ends with the cursor's row.
@@ -68,7 +71,7 @@ syserr_t Store::open(const Location& location) {
   if (!S_ISREG(own.st_mode)) return SYSERR_PSS_NOT_A_STORE;
   static_assert(sizeof file_ == sizeof location.file);
   memcpy(file_, location.file, sizeof file_);
-  if (!can_trust_journal(file_, own.st_uid)) return SYSERR_PSS_NOT_A_STORE;
+  if (!can_trust_companions(file_, own.st_uid)) return SYSERR_PSS_UNTRUSTED;
 
   const syserr_t begun = begin(location);
   if (begun != 0) return begun;
