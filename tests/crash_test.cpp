@@ -73,13 +73,8 @@ class CrashTest : public EmbeddedStoreTest, public testing::WithParamInterface<C
 
   CrashTest() : old_(configuration(routers_, GetParam().is_upgrade)) {
     umask(077);
-    for (const char* folder : {"d", "tmp"}) std::filesystem::create_directory(file(folder));
-    write("from", GetParam().from);
-    write("to", GetParam().to);
+    set_up_device(GetParam().from, GetParam().to);
     write("log", "");
-    setenv("SYSMGR_TO_SRG_PATH", file("to").c_str(), 1);
-    setenv("SYSMGR_FROM_SRG_PATH", file("from").c_str(), 1);
-    setenv("SYSMGR_VDC_ID", "1", 1);
     create("store", old_);
     new_ = GetParam().is_upgrade ? left_by_upgrade(old_) : configuration(routers_, true);
   }

@@ -73,11 +73,7 @@ const struct {
 class DamageTest : public EmbeddedStoreTest {
  protected:
   DamageTest() : original_(configuration(100, false)) {
-    std::filesystem::create_directory(file("d"));
-    write("from", "4.2(1)");
-    write("to", "4.1(2)");
-    setenv("SYSMGR_TO_SRG_PATH", file("to").c_str(), 1);
-    setenv("SYSMGR_FROM_SRG_PATH", file("from").c_str(), 1);
+    set_up_device("4.2(1)", "4.1(2)");
     create(store, original_);
     sound_ = content(store);
     EXPECT_EQ(sound_.substr(16, 2), hex("2000")) << "the page size in the header";

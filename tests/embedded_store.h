@@ -93,6 +93,19 @@ class EmbeddedStoreTest : public testing::Test {
     EXPECT_EQ(pss_close(table), 0u);
   }
 
+  // What the system manager sets up for a conversion: folders, VDC 1, and both version files.
+  void set_up_device(const std::string& from, const std::string& to) const {
+    for (const char* folder : {"d/bin", "tmp"}) std::filesystem::create_directories(file(folder));
+    setenv("SYSMGR_VDC_ID", "1", 1);
+    setenv("SYSMGR_TO_SRG_PATH", file("to").c_str(), 1);
+    setenv("SYSMGR_FROM_SRG_PATH", file("from").c_str(), 1);
+    set_releases(from, to);
+  }
+  void set_releases(const std::string& from, const std::string& to) const {
+    write("from", from);
+    write("to", to);
+  }
+
   std::string root;
 };
 

@@ -31,12 +31,7 @@ class EndToEndTest : public EmbeddedStoreTest {
   EndToEndTest() : library_(dlopen(CONVERTVRRP_LIBRARY, RTLD_NOW | RTLD_LOCAL)) {
     EXPECT_NE(library_, nullptr) << dlerror();
     log.create();
-    std::filesystem::create_directories(file("d/bin"));
-    std::filesystem::create_directories(file("tmp"));
-    set_releases("4.2(1)", "4.1(2)");
-    setenv("SYSMGR_VDC_ID", "1", 1);
-    setenv("SYSMGR_TO_SRG_PATH", file("to").c_str(), 1);
-    setenv("SYSMGR_FROM_SRG_PATH", file("from").c_str(), 1);
+    set_up_device("4.2(1)", "4.1(2)");
   }
   ~EndToEndTest() override {
     *symbol<int32*>("trace_fd") = -1;
@@ -48,11 +43,6 @@ class EndToEndTest : public EmbeddedStoreTest {
     void* found = dlsym(library_, name);
     EXPECT_NE(found, nullptr) << name;
     return reinterpret_cast<Symbol>(found);
-  }
-
-  void set_releases(const std::string& from, const std::string& to) {
-    write("from", from);
-    write("to", to);
   }
 
   syserr_t gsync(const char* path = "/d") {
