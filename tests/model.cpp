@@ -52,10 +52,9 @@ Read read(pss_service_t table, size_t size, bool is_engine, const std::function<
   int32 count = 0;
   while (key != nullptr) {
     if (!placed(status)) return {static_cast<int32>(status), 0, {}};
-    if (matches(key))
-      ++count;
-    else if (!is_engine)
-      break;
+    const bool is_wanted = matches(key);
+    if (!is_wanted && !is_engine) break;
+    count += is_wanted ? 1 : 0;
     key = pss_move2location(table, PSS_NEXT_KEY, &status);
   }
   if (count == 0) return {0, 0, {}};
@@ -104,10 +103,8 @@ void delete_array(pss_service_t table, const Read& read, bool is_vr) {
       say(removal, "Deleting PSS VR record : VR %d , intf 0x%x", id, ifindex);
     }
     const syserr_t status = delete_record(table, is_vr ? vr_key(value) : ip_key(value));
-    if (status != 0)
-      say(removal, "Error deleting PSS VR record; Ret_val = 0x%x, %s", status, text_of(status));
-    else
-      say(removal, "Deleted PSS %s record : VR %d, interface 0x%x", is_vr ? "VR" : "VIP", id, ifindex);
+    status != 0 ? say(removal, "Error deleting PSS VR record; Ret_val = 0x%x, %s", status, text_of(status))
+                : say(removal, "Deleted PSS %s record : VR %d, interface 0x%x", is_vr ? "VR" : "VIP", id, ifindex);
   }
 }
 
@@ -193,19 +190,14 @@ syserr_t remove_records(pss_service_t table) {
   if (vr.result != 0) return say(removal, "Error getting PSS records in bulk; Ret = %d", vr.result), 0;
   delete_array(table, vr, true);
   const Read ip = pss_get_table(table, 2, 53);
-  if (ip.result != 0)
-    say(removal, "Error getting PSS records in bulk; Ret = %d", ip.result);
-  else
-    delete_array(table, ip, false);
+  ip.result != 0 ? say(removal, "Error getting PSS records in bulk; Ret = %d", ip.result)
+                 : delete_array(table, ip, false);
   return static_cast<syserr_t>(ip.result);
 }
 
 syserr_t copy_records(pss_service_t read_table, pss_service_t written_table) {
   const syserr_t status = store_record(written_table, hex("04000000"), Bytes(1, '\1') + Bytes(20, '\0'));
-  if (status != 0)
-    say(copy, "Failed to store global info : Ret_val 0x%x", status);
-  else
-    say(copy, "Stored global info");
+  status != 0 ? say(copy, "Failed to store global info : Ret_val 0x%x", status) : say(copy, "Stored global info");
   for (const bool is_vr : {true, false}) {
     const Read array = is_vr ? pss_get_table(read_table, 1, 137) : pss_get_table(read_table, 2, 53);
     if (array.result != 0) {

@@ -55,10 +55,10 @@ bool can_trust_companions(const char* file, uid_t owner) {
   return true;
 }
 
-// Bound as a copy: the datum may be one that this very handle returned, and which ends with the cursor's row.
-int bind(sqlite3_stmt* statement, int parameter, const pss_datum_t& datum) {
+// `lifetime` is SQLITE_STATIC where the datum stays as it is until the statement was stepped, else SQLITE_TRANSIENT.
+int bind(sqlite3_stmt* statement, int parameter, const pss_datum_t& datum, sqlite3_destructor_type lifetime) {
   if (datum.siz == 0) return sqlite3_bind_zeroblob(statement, parameter, 0);
-  return sqlite3_bind_blob64(statement, parameter, datum.ptr, datum.siz, SQLITE_TRANSIENT);
+  return sqlite3_bind_blob64(statement, parameter, datum.ptr, datum.siz, lifetime);
 }
 
 }  // namespace
@@ -197,7 +197,7 @@ const pss_datum_t* Store::value() {
 // is left here.
 syserr_t Store::seek(sqlite3_stmt* statement, const pss_datum_t* key) {
   leave();
-  const int bound = key != nullptr ? bind(statement, 1, *key) : SQLITE_OK;
+  const int bound = key != nullptr ? bind(statement, 1, *key, SQLITE_TRANSIENT) : SQLITE_OK;
   if (bound != SQLITE_OK) return judge(status_of_sqlite(bound));
   running_ = statement;
   return step();
@@ -230,7 +230,7 @@ syserr_t Store::advance(const Statement& statement, const Statement& same_direct
 
 syserr_t Store::read_kept_key() {
   sqlite3_reset(exact_.get());
-  const int bound = bind(exact_.get(), 1, {kept_key_, kept_key_size_});
+  const int bound = bind(exact_.get(), 1, {kept_key_, kept_key_size_}, SQLITE_STATIC);
   const int result = bound == SQLITE_OK ? sqlite3_step(exact_.get()) : bound;
   if (result == SQLITE_DONE) return SYSERR_PSS_NOKEY;
   return judge(result == SQLITE_ROW ? read_row(exact_.get(), &row_) : status_of_sqlite(result));
@@ -256,11 +256,17 @@ void Store::keep_key() {
 
 // ---- Changes ----
 
+// A datum that this very handle returned ends with the cursor's row, which is left before a change is made. Without a
+// row there is none: then no copy is needed.
+sqlite3_destructor_type Store::lifetime_of_arguments() const {
+  return cursor_ == Cursor::off ? SQLITE_STATIC : SQLITE_TRANSIENT;
+}
+
 syserr_t Store::store(uint32 mode, const pss_datum_t& key, const pss_datum_t& value) {
   if (!writable_) return SYSERR_PSS_READ_ONLY;
   sqlite3_stmt* statement = mode == PSS_REPLACE ? replace_.get() : insert_.get();
-  int bound = bind(statement, 1, key);
-  if (bound == SQLITE_OK) bound = bind(statement, 2, value);
+  int bound = bind(statement, 1, key, lifetime_of_arguments());
+  if (bound == SQLITE_OK) bound = bind(statement, 2, value, lifetime_of_arguments());
   if (bound == SQLITE_OK) {
     const uint64_t checksum = row_checksum(key.ptr, key.siz, value.ptr, value.siz);
     bound = sqlite3_bind_int64(statement, 3, static_cast<sqlite3_int64>(checksum));
@@ -271,7 +277,7 @@ syserr_t Store::store(uint32 mode, const pss_datum_t& key, const pss_datum_t& va
 
 syserr_t Store::remove(const pss_datum_t& key) {
   if (!writable_) return SYSERR_PSS_READ_ONLY;
-  const int bound = bind(delete_.get(), 1, key);
+  const int bound = bind(delete_.get(), 1, key, lifetime_of_arguments());
   if (bound != SQLITE_OK) return judge(status_of_sqlite(bound));
   return write(delete_.get(), SYSERR_PSS_NOKEY);
 }

@@ -55,6 +55,7 @@ class Store {
   syserr_t read_kept_key();
   void leave();
   void keep_key();
+  sqlite3_destructor_type lifetime_of_arguments() const;
   syserr_t write(sqlite3_stmt* statement, syserr_t status_if_unchanged);
 
   syserr_t failure_ = 0;
