@@ -5,7 +5,7 @@
 #include <map>
 #include <string>
 
-#include "tool/record_text.h"
+#include "tool/json.h"
 #include "tool/store.h"
 
 namespace vrrpconvert {

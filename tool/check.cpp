@@ -1,12 +1,15 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <functional>
 #include <iostream>
 #include <map>
 #include <optional>
 
 #include "tool/census.h"
-#include "tool/record_text.h"
+#include "tool/digits.h"
+#include "tool/json_report.h"
+#include "tool/record_fields.h"
 #include "tool/release.h"
 #include "tool/style.h"
 #include "tool/verbs.h"
@@ -67,9 +70,11 @@ std::optional<Finding> folder_open_to_others(const std::filesystem::path& store)
 
 class Check {
  public:
-  Check(const Store& store, const std::filesystem::path& file, const std::optional<Release>& release)
-      : release_(release) {
-    if (const auto finding = folder_open_to_others(file)) findings_.push_back(*finding);
+  // Calls `tell` with each finding as it is made: there may be as many as records.
+  Check(const Store& store, const std::filesystem::path& file, const std::optional<Release>& release,
+        const std::function<void(const Finding&)>& tell)
+      : release_(release), tell_(tell) {
+    if (const auto finding = folder_open_to_others(file)) add(*finding);
     store.for_each([this](const StoredRecord& record) { look_at(record); });
     if (!foreign_.empty()) store.for_each([this](const StoredRecord& record) { find_second(record); });
     bool has_mixed_kind = false;
@@ -85,7 +90,7 @@ class Check {
     if (layout_ == "mixed" && !has_mixed_kind) add_mix("the store", 0, 0);
   }
 
-  const std::vector<Finding>& findings() const { return findings_; }
+  size_t findings() const { return findings_; }
   const Census& census() const { return census_; }
   const std::string& layout() const { return layout_; }
   size_t left_alone() const { return census_.of("track") + census_.of("other"); }
@@ -94,7 +99,7 @@ class Check {
   void look_at(const StoredRecord& record) {
     census_.add(record);
     for (const std::string& problem : problems_of(record, release_)) {
-      findings_.push_back({name_of(record), hex_of(record.key), problem});
+      add({name_of(record), hex_of(record.key), problem});
     }
     const Layout* layout = layout_of(record);
     if (layout == nullptr) return;
@@ -110,52 +115,59 @@ class Check {
     if (found != foreign_.end()) add_second(record, found->second);
   }
 
+  void add(const Finding& finding) {
+    ++findings_;
+    tell_(finding);
+  }
+
   void add_second(const StoredRecord& record, const std::string& other_key) {
-    findings_.push_back(
-        {name_of(record), hex_of(record.key), "the record under " + other_key + " is of the same router"});
+    add({name_of(record), hex_of(record.key), "the record under " + other_key + " is of the same router"});
   }
 
   void add_mix(const std::string& what, size_t new_ones, size_t old_ones) {
     const std::string counts = new_ones > 0 ? std::to_string(new_ones) + " in the new layout and " +
                                                   std::to_string(old_ones) + " in the old one"
                                             : "VR configuration and IP association records in different layouts";
-    findings_.push_back({what, "", "layouts are mixed: " + counts});
+    add({what, "", "layouts are mixed: " + counts});
   }
 
   std::optional<Release> release_;
   Census census_;
   std::string layout_;
   std::map<Bytes, std::string> foreign_;  // own keys of records under foreign ones
-  std::vector<Finding> findings_;
+  std::function<void(const Finding&)> tell_;
+  size_t findings_ = 0;
 };
 
-void print_json(const CheckOptions& options, const Check& check) {
-  Json problems = Json::array();
-  for (const Finding& finding : check.findings()) {
-    problems.push_back({{"store_key", finding.store_key}, {"record", finding.record}, {"problem", finding.problem}});
-  }
-  std::cout << dumped({{"schema", 1},
-                       {"store", options.store},
-                       {"sound", check.findings().empty()},
-                       {"layout", check.layout()},
-                       {"problems", problems},
-                       {"left_alone", check.left_alone()},
-                       {"summary", check.census().json()}})
-            << '\n';
+Exit check_as_json(const CheckOptions& options, const std::optional<Release>& release) {
+  const Store store(options.store);
+  JsonReport report;
+  report.add("store", options.store);
+  report.begin_list("problems");
+  const Check check(store, options.store, release, [&report](const Finding& finding) {
+    report.add_item(
+        dumped({{"store_key", finding.store_key}, {"record", finding.record}, {"problem", finding.problem}}));
+  });
+  report.end_list();
+  report.add("sound", check.findings() == 0);
+  report.add("layout", check.layout());
+  report.add("left_alone", check.left_alone());
+  report.add("summary", check.census().json());
+  report.end();
+  return check.findings() == 0 ? exit_done : exit_found;
 }
 
-void print_text(const CheckOptions& options, const Check& check) {
-  for (const Finding& finding : check.findings()) {
+Exit check_as_text(const CheckOptions& options, const std::optional<Release>& release) {
+  const Check check(Store(options.store), options.store, release, [](const Finding& finding) {
     const std::string key = finding.store_key.empty() ? "" : "  (key " + finding.store_key + ")";
     std::cout << styled(Style::red, finding.record + key) << ": " << finding.problem << '\n';
-  }
+  });
   std::cout << options.store << ": " << check.census().text() << '\n';
   if (check.left_alone() > 0) {
     std::cout << "Left alone by a conversion: " << check.left_alone() << " (track and other kinds).\n";
   }
-  std::cout << (check.findings().empty() ? "No problems."
-                                         : "Problems: " + std::to_string(check.findings().size()) + ".")
-            << '\n';
+  std::cout << (check.findings() == 0 ? "No problems." : "Problems: " + std::to_string(check.findings()) + ".") << '\n';
+  return check.findings() == 0 ? exit_done : exit_found;
 }
 
 }  // namespace
@@ -164,9 +176,7 @@ Exit check(const CheckOptions& options) {
   std::optional<Release> release;
   if (!options.release.empty()) release = parse_release("--release", options.release);
   set_nonvolatile_root("/");
-  const Check result(Store(options.store), options.store, release);
-  options.json ? print_json(options, result) : print_text(options, result);
-  return result.findings().empty() ? exit_done : exit_found;
+  return options.json ? check_as_json(options, release) : check_as_text(options, release);
 }
 
 }  // namespace vrrpconvert

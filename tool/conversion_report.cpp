@@ -14,9 +14,8 @@ Json json_or_null(const std::string& text) { return text.empty() ? Json() : Json
 
 void print_json(const Report& report) {
   Json changes = Json::array(), losses = Json::array();
-  for (const Difference& change : report.plan.changes) {
-    changes.push_back(json_of_difference(change, report.options.reveal));
-    changes.back()["change"] = change.is_change() ? "changed" : change.before ? "removed" : "added";
+  for (const PlannedChange& change : report.plan.changes) {
+    changes.push_back(Json::parse(json_of_difference(change.difference(), report.options.reveal)));
   }
   for (const Loss& loss : report.plan.losses) {
     losses.push_back({{"store_key", loss.store_key},
@@ -81,7 +80,9 @@ void print_text(const Report& report) {
                                                            : name_of(report.conversion.change()))
             << '\n';
   if (report.options.dry_run) {
-    for (const Difference& change : report.plan.changes) print_difference(change, report.options.reveal);
+    for (const PlannedChange& change : report.plan.changes) {
+      print_difference(change.difference(), report.options.reveal);
+    }
     std::cout << "Records that would change: " << report.plan.changes.size() << ". Nothing was changed.\n";
   }
   if ((report.options.dry_run || report.refused) && !report.plan.losses.empty()) {

@@ -1,14 +1,39 @@
 #include <iostream>
-#include <optional>
 
 #include "tool/difference.h"
+#include "tool/json_report.h"
 #include "tool/verbs.h"
 
 namespace vrrpconvert {
 namespace {
 
-const char* list_of(const Difference& difference) {
-  return difference.is_change() ? "changed" : difference.before ? "removed" : "added";
+// One walk for each list, so that none is kept.
+bool differ_as_json(const Store& a, const Store& b, const DiffOptions& options) {
+  bool differ = false;
+  JsonReport report;
+  report.add("a", options.a);
+  report.add("b", options.b);
+  for (const std::string list : {"added", "removed", "changed"}) {
+    report.begin_list(list.c_str());
+    for_each_difference(a, b, [&](const Difference& difference) {
+      if (name_of(difference) != list) return;
+      report.add_item(json_of_difference(difference, options.reveal));
+      differ = true;
+    });
+    report.end_list();
+  }
+  report.end();
+  return differ;
+}
+
+bool differ_as_text(const Store& a, const Store& b, const DiffOptions& options) {
+  bool differ = false;
+  for_each_difference(a, b, [&](const Difference& difference) {
+    print_difference(difference, options.reveal);
+    differ = true;
+  });
+  if (!differ) std::cout << "No difference.\n";
+  return differ;
 }
 
 }  // namespace
@@ -20,24 +45,8 @@ Exit diff(const DiffOptions& options) {
     throw Error(exit_usage, options.a + " and " + options.b + " are the same file; name two stores");
   }
   const Store a(options.a), b(options.b);
-  Json lists = {{"added", Json::array()}, {"removed", Json::array()}, {"changed", Json::array()}};
-  size_t differences = 0;
-  for_each_difference(a, b, [&](const Difference& difference) {
-    ++differences;
-    if (options.json) {
-      lists[list_of(difference)].push_back(json_of_difference(difference, options.reveal));
-    } else {
-      print_difference(difference, options.reveal);
-    }
-  });
-  if (options.json) {
-    Json whole = {{"schema", 1}, {"a", options.a}, {"b", options.b}};
-    whole.update(lists);
-    std::cout << dumped(whole) << '\n';
-  } else if (differences == 0) {
-    std::cout << "No difference.\n";
-  }
-  return differences == 0 ? exit_done : exit_found;
+  const bool differ = options.json ? differ_as_json(a, b, options) : differ_as_text(a, b, options);
+  return differ ? exit_found : exit_done;
 }
 
 }  // namespace vrrpconvert

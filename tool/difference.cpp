@@ -1,53 +1,98 @@
 #include "tool/difference.h"
 
-#include <cstring>
+#include <algorithm>
 #include <iostream>
 
+#include "tool/digits.h"
+#include "tool/field_value.h"
+#include "tool/record_text.h"
 #include "tool/style.h"
 
 namespace vrrpconvert {
 namespace {
 
 // A record of a layout that the tool does not know has one field, its whole value.
-std::vector<FieldChange> value_change(const Difference& difference) {
+FieldChange value_change(const Difference& difference) {
   const std::string before = hex_of(difference.before->value), after = hex_of(difference.after->value);
-  return {{"value", before, after, before, after, false}};
+  return {"value", before, after, '"' + before + '"', '"' + after + '"', false};
 }
 
-const Field* field_named(const Layout& layout, const char* name) {
-  for (const Field& field : layout.fields) {
-    if (strcmp(field.name, name) == 0) return &field;
+FieldChange layout_change(const Layout& before, const Layout& after) {
+  const std::string quote = "\"";
+  return {"layout", before.layout, after.layout, quote + before.layout + quote, quote + after.layout + quote, false};
+}
+
+// Compares the fields of two values. The longer layout has all fields of the shorter one.
+class FieldComparison {
+ public:
+  FieldComparison(const Field& field, const Bytes& before, const Bytes& after)
+      : field_(field),
+        before_(before),
+        after_(after),
+        was_there_(field.offset < before.size()),
+        is_there_(field.offset < after.size()) {}
+
+  bool is_change() const {
+    if (!has_value(was_there_, before_) && !has_value(is_there_, after_)) return false;
+    if (!was_there_ || !is_there_) return true;
+    const auto before = field_.in(before_), after = field_.in(after_);
+    if (std::equal(before.begin(), before.end(), after.begin())) return false;
+    return json(true, before_) != json(true, after_);  // bits of one byte are fields of their own
   }
-  return nullptr;
-}
 
-struct Shown {
-  std::string text;
-  Json json;
+  FieldChange change(bool reveal) const {
+    return {field_.name,
+            text(was_there_, before_, reveal),
+            text(is_there_, after_, reveal),
+            shown_json(was_there_, before_, reveal),
+            shown_json(is_there_, after_, reveal),
+            has_value(was_there_, before_) && !has_value(is_there_, after_)};
+  }
+
+ private:
+  bool has_value(bool there, const Bytes& value) const { return there && !is_unset(field_, value); }
+
+  std::string text(bool there, const Bytes& value, bool reveal) const {
+    std::string text;
+    if (there) append_text(field_, field_.in(value), reveal, text);
+    return text;
+  }
+
+  std::string json(bool there, const Bytes& value) const {
+    std::string json;
+    if (!there) return "null";
+    append_json(value_of(field_, field_.in(value)), json);
+    return json;
+  }
+
+  std::string shown_json(bool there, const Bytes& value, bool reveal) const {
+    const bool is_hidden = !reveal && field_.type == Type::secret && has_value(there, value);
+    return is_hidden ? "\"(hidden)\"" : json(there, value);
+  }
+
+  const Field& field_;
+  const Bytes &before_, &after_;
+  bool was_there_, is_there_;
 };
-
-Shown shown(const Field* field, const Bytes& value, bool reveal) {
-  if (field == nullptr) return {"", nullptr};
-  const std::string text = text_of_field(*field, field->in(value), reveal);
-  return {text, text == "(hidden)" ? Json(text) : json_of_field(*field, field->in(value))};
-}
 
 }  // namespace
 
 void for_each_pair(const Store& before, const Store& after, const std::function<void(const Difference&)>& take) {
-  auto left = before.first(), right = after.first();
-  while (left || right) {
-    const bool has_left = left && (!right || left->key <= right->key);
-    const bool has_right = right && (!left || right->key <= left->key);
-    take({has_left ? left : std::nullopt, has_right ? right : std::nullopt});
-    if (has_left) left = before.next();
-    if (has_right) right = after.next();
+  StoredRecord left, right;
+  bool is_left = before.first(left), is_right = after.first(right);
+  while (is_left || is_right) {
+    const auto order = !is_left    ? std::strong_ordering::greater
+                       : !is_right ? std::strong_ordering::less
+                                   : left.key <=> right.key;
+    take({order <= 0 ? &left : nullptr, order >= 0 ? &right : nullptr});
+    if (order <= 0) is_left = before.next(left);
+    if (order >= 0) is_right = after.next(right);
   }
 }
 
 void for_each_difference(const Store& before, const Store& after, const std::function<void(const Difference&)>& take) {
   for_each_pair(before, after, [&take](const Difference& pair) {
-    if (pair.before != pair.after) take(pair);
+    if (!pair.is_none()) take(pair);
   });
 }
 
@@ -55,36 +100,23 @@ std::vector<FieldChange> field_changes(const Difference& difference, bool reveal
   const Bytes &before = difference.before->value, &after = difference.after->value;
   const Layout* old_layout = layout_of(*difference.before);
   const Layout* new_layout = layout_of(*difference.after);
-  if (old_layout == nullptr || new_layout == nullptr) return value_change(difference);
+  if (old_layout == nullptr || new_layout == nullptr) return {value_change(difference)};
   std::vector<FieldChange> changes;
-  if (old_layout != new_layout) {
-    changes.push_back(
-        {"layout", old_layout->layout, new_layout->layout, old_layout->layout, new_layout->layout, false});
-  }
-  // The longer layout has all fields of the shorter one.
+  if (old_layout != new_layout) changes.push_back(layout_change(*old_layout, *new_layout));
   for (const Field& field : (before.size() > after.size() ? old_layout : new_layout)->fields) {
-    const bool was_there = field_named(*old_layout, field.name) != nullptr;
-    const bool is_there = field_named(*new_layout, field.name) != nullptr;
-    const bool had_value = was_there && !is_unset(field, before);
-    const bool has_value = is_there && !is_unset(field, after);
-    if (!had_value && !has_value) continue;
-    if (was_there && is_there && json_of_field(field, field.in(before)) == json_of_field(field, field.in(after)))
-      continue;
-    const Shown old_shown = shown(was_there ? &field : nullptr, before, reveal);
-    const Shown new_shown = shown(is_there ? &field : nullptr, after, reveal);
-    changes.push_back(
-        {field.name, old_shown.text, new_shown.text, old_shown.json, new_shown.json, had_value && !has_value});
+    const FieldComparison comparison(field, before, after);
+    if (comparison.is_change()) changes.push_back(comparison.change(reveal));
   }
   return changes;
 }
 
 void print_difference(const Difference& difference, bool reveal) {
   const std::string name = name_of(difference.either()) + "  (key " + hex_of(difference.either().key) + ")";
-  if (!difference.before) {
+  if (difference.before == nullptr) {
     std::cout << styled(Style::green, "+ " + name) << '\n';
     return;
   }
-  if (!difference.after) {
+  if (difference.after == nullptr) {
     std::cout << styled(Style::red, "- " + name) << '\n';
     return;
   }
@@ -95,32 +127,22 @@ void print_difference(const Difference& difference, bool reveal) {
   }
 }
 
-Json json_of_difference(const Difference& difference, bool reveal) {
-  Json json = {{"store_key", hex_of(difference.either().key)}, {"record", name_of(difference.either())}};
-  if (!difference.is_change()) {
-    json["content"] = shown_json_of(difference.either(), reveal);
-    return json;
-  }
-  json["fields"] = Json::array();
+std::string json_of_difference(const Difference& difference, bool reveal) {
+  std::string json = "{\"store_key\":\"" + hex_of(difference.either().key) + "\",\"record\":\"" +
+                     name_of(difference.either()) + "\",\"change\":\"" + name_of(difference) + '"';
+  if (!difference.is_change()) return json + ",\"content\":" + line_of(difference.either(), reveal) + '}';
+  json += ",\"fields\":[";
+  bool is_first = true;
   for (const FieldChange& change : field_changes(difference, reveal)) {
-    json["fields"].push_back({{"field", change.field}, {"before", change.json_before}, {"after", change.json_after}});
+    json += std::string(is_first ? "" : ",") + "{\"field\":\"" + change.field + "\",\"before\":" + change.json_before +
+            ",\"after\":" + change.json_after + '}';
+    is_first = false;
   }
-  return json;
+  return json + "]}";
 }
 
-Json shown_json_of(const StoredRecord& record, bool reveal) {
-  Json json = json_of(record);
-  const Layout* layout = layout_of(record);
-  if (reveal || layout == nullptr) return json;
-  for (const Field& field : layout->fields) {
-    if (field.type != Type::secret || is_unset(field, record.value)) continue;
-    if (json.contains(field.name)) {
-      json[field.name] = "(hidden)";
-    } else {
-      json["value"] = "(hidden)";  // the raw form would show it among the other bytes
-    }
-  }
-  return json;
+const char* name_of(const Difference& difference) {
+  return difference.is_change() ? "changed" : difference.before != nullptr ? "removed" : "added";
 }
 
 }  // namespace vrrpconvert

@@ -46,7 +46,7 @@ class NewFile {
 
 void write_records(const Store& store, bool raw, std::ostream& stream) {
   size_t done = 0;
-  Progress progress("Exporting", store.count());
+  Progress progress("Exporting", Progress::is_wanted() ? store.count() : 0);
   store.for_each([&](const StoredRecord& record) {
     stream << (raw ? raw_line_of(record) : line_of(record)) << '\n';
     progress.show(++done);

@@ -2,6 +2,7 @@
 
 #include "platform/embedded/pss_embedded.h"
 #include "tool/interrupt.h"
+#include "tool/json.h"
 #include "tool/line_reader.h"
 #include "tool/private_folder.h"
 #include "tool/progress.h"

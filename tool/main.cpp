@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "tool/interrupt.h"
-#include "tool/record_text.h"
+#include "tool/json.h"
 #include "tool/verbs.h"
 
 using namespace vrrpconvert;
@@ -198,6 +198,7 @@ int report(const std::string& problem, Exit code, bool as_json) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  std::ios::sync_with_stdio(false);  // reports are long, and nothing here uses stdio
   note_interrupts();
   const bool as_json = std::find(argv, argv + argc, std::string("--json")) != argv + argc;
   try {

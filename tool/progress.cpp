@@ -8,17 +8,16 @@
 namespace vrrpconvert {
 
 Progress::Progress(std::string label, size_t total)
-    : label_(std::move(label)),
-      total_(total),
-      on_terminal_(isatty(STDERR_FILENO) == 1),
-      next_(Clock::now() + std::chrono::seconds(1)) {}
+    : label_(std::move(label)), total_(total), next_(Clock::now() + std::chrono::seconds(1)) {}
 
 Progress::~Progress() {
   if (shown_) std::cerr << "\r\033[K" << std::flush;
 }
 
+bool Progress::is_wanted() { return isatty(STDERR_FILENO) == 1; }
+
 void Progress::show(size_t done) {
-  if (!on_terminal_ || Clock::now() < next_) return;
+  if (!is_wanted_ || Clock::now() < next_) return;
   next_ = Clock::now() + std::chrono::milliseconds(100);
   shown_ = true;
   constexpr size_t width = 40;

@@ -18,11 +18,14 @@ class Progress {
 
   void show(size_t done);
 
+  // Whether there is anybody to show it to: only then a total is worth a walk.
+  static bool is_wanted();
+
  private:
   using Clock = std::chrono::steady_clock;
   std::string label_;
   size_t total_;
-  bool on_terminal_;
+  bool is_wanted_ = is_wanted();
   bool shown_ = false;
   Clock::time_point next_;
 };

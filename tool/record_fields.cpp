@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "libconvertvrrp.h"
+#include "tool/digits.h"
 
 namespace vrrpconvert {
 namespace {
@@ -63,13 +64,9 @@ const Layout all_layouts[] = {
 
 bool is_kind(const Layout& layout, const char* kind) { return strcmp(layout.kind, kind) == 0; }
 
-std::string interface_text(uint32 ifindex) {
-  char text[16];
-  snprintf(text, sizeof text, "0x%x", ifindex);
-  return text;
-}
-
 }  // namespace
+
+bool Field::may_be_left_out() const { return type == Type::high_bits || strcmp(name, "reserved") == 0; }
 
 std::span<const Layout> layouts() { return all_layouts; }
 
@@ -96,8 +93,9 @@ const char* title_of(const std::string& kind) {
 }
 
 const Layout* layout_of(const StoredRecord& record) {
+  const char* kind = kind_of(record.key);
   for (const Layout& layout : all_layouts) {
-    if (record.value.size() == layout.size && is_kind(layout, kind_of(record.key))) return &layout;
+    if (record.value.size() == layout.size && is_kind(layout, kind)) return &layout;
   }
   return nullptr;
 }
@@ -130,16 +128,6 @@ bool is_unset(const Field& field, const Bytes& value) {
   if (field.type == Type::low_bit) return (value[field.offset] & 1) == 0;
   if (field.type == Type::high_bits) return value[field.offset] >> 1 == 0;
   return is_zero(field.in(value));
-}
-
-std::string hex_of(std::span<const uint8> bytes) {
-  static constexpr char digits[] = "0123456789abcdef";
-  std::string hex;
-  for (const uint8 byte : bytes) {
-    hex += digits[byte >> 4];
-    hex += digits[byte & 15];
-  }
-  return hex;
 }
 
 std::string name_of(const StoredRecord& record) {
@@ -183,9 +171,16 @@ const char* word_of(Type type, uint32 value) {
 
 std::string address_text(std::span<const uint8> bytes) {
   const uint32 type = number_in(bytes.first(4));
-  char text[INET6_ADDRSTRLEN] = "";
-  if (type == INET_ADDR_TYPE_IPV4) inet_ntop(AF_INET, bytes.data() + 4, text, sizeof text);
-  if (type == INET_ADDR_TYPE_IPV6) inet_ntop(AF_INET6, bytes.data() + 4, text, sizeof text);
+  std::string text;
+  if (type == INET_ADDR_TYPE_IPV4) {
+    for (const uint8 byte : bytes.subspan(4, 4)) {
+      if (!text.empty()) text += '.';
+      append_number(byte, text);
+    }
+  } else if (type == INET_ADDR_TYPE_IPV6) {
+    char buffer[INET6_ADDRSTRLEN] = "";
+    text = inet_ntop(AF_INET6, bytes.data() + 4, buffer, sizeof buffer);
+  }
   return text;
 }
 

@@ -19,6 +19,9 @@ struct Field {
   Type type;
 
   std::span<const uint8> in(const Bytes& value) const { return std::span(value).subspan(offset, size); }
+
+  // Whether a zero value needs no mention in a readable line.
+  bool may_be_left_out() const;
 };
 
 struct Layout {
@@ -46,8 +49,6 @@ bool is_zero(std::span<const uint8> bytes);
 
 // Whether the field is zero in `value`; a bit field is only its bits.
 bool is_unset(const Field& field, const Bytes& value);
-
-std::string hex_of(std::span<const uint8> bytes);
 
 // A record in words: "VR 7 ipv4 on 0x10", "192.0.2.1 of VR 7 on 0x10", "global info", "track record 05...".
 std::string name_of(const StoredRecord& record);

@@ -14,8 +14,6 @@
 #ifndef TOOL_RECORD_TEXT_H
 #define TOOL_RECORD_TEXT_H
 
-#include <nlohmann/json.hpp>
-#include <span>
 #include <stdexcept>
 #include <string>
 
@@ -24,28 +22,16 @@
 
 namespace vrrpconvert {
 
-using Json = nlohmann::ordered_json;
-
-// JSON as text; bytes that are no UTF-8, as in a path, are replaced.
-std::string dumped(const Json& json);
-
 // Why a line is no record. The message names the field.
 struct BadRecord : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// `record` in its readable form where that is exact, else in its raw form.
-Json json_of(const StoredRecord& record);
-
-// The same as a line, without a line break.
-std::string line_of(const StoredRecord& record);
+// `record` as a line without a line break: in its readable form where that is exact, else in its raw form. With
+// `reveal` it is the very record; else a secret is "(hidden)".
+std::string line_of(const StoredRecord& record, bool reveal = true);
 
 std::string raw_line_of(const StoredRecord& record);
-
-Json json_of_field(const Field& field, std::span<const uint8> bytes);
-
-// A field for people: "-" when it is unset, "(hidden)" for a secret that is not to be revealed.
-std::string text_of_field(const Field& field, std::span<const uint8> bytes, bool reveal);
 
 // Throws BadRecord.
 StoredRecord record_of_line(const std::string& line);

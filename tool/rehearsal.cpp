@@ -1,5 +1,6 @@
 #include "tool/rehearsal.h"
 
+#include "tool/digits.h"
 #include "tool/error.h"
 #include "tool/store.h"
 
@@ -28,10 +29,12 @@ Plan plan_of(const Rehearsal& rehearsal, Change change, bool reveal) {
   Plan plan;
   const Store before(rehearsal.before()), after(rehearsal.after());
   for_each_difference(before, after, [&](const Difference& difference) {
-    plan.changes.push_back(difference);
-    if (!difference.before) return;
+    plan.changes.emplace_back();
+    if (difference.before != nullptr) plan.changes.back().before = *difference.before;
+    if (difference.after != nullptr) plan.changes.back().after = *difference.after;
+    if (difference.before == nullptr) return;
     const std::string key = hex_of(difference.before->key), name = name_of(*difference.before);
-    if (!difference.after) {
+    if (difference.after == nullptr) {
       plan.losses.push_back({key, name, "", ""});
       return;
     }

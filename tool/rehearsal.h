@@ -3,6 +3,7 @@
 #define TOOL_REHEARSAL_H
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,8 +35,15 @@ struct Loss {
   std::string store_key, record, field, value;  // `field` is empty where the whole record goes
 };
 
+// A difference that is kept.
+struct PlannedChange {
+  std::optional<StoredRecord> before, after;
+
+  Difference difference() const { return {before ? &*before : nullptr, after ? &*after : nullptr}; }
+};
+
 struct Plan {
-  std::vector<Difference> changes;
+  std::vector<PlannedChange> changes;
   std::vector<Loss> losses;
   std::vector<FailedRecord> failures;  // records that would not be in the state that they should be in
 

@@ -21,9 +21,9 @@ pss_datum_t datum_of(const Bytes& bytes) {
   return {const_cast<uint8*>(bytes.data()), static_cast<uint32>(bytes.size())};
 }
 
-Bytes bytes_of(const pss_datum_t& datum) {
-  const auto* bytes = static_cast<const uint8*>(datum.ptr);
-  return Bytes(bytes, bytes + datum.siz);
+void assign(const pss_datum_t& datum, Bytes& bytes) {
+  const auto* start = static_cast<const uint8*>(datum.ptr);
+  bytes.assign(start, start + datum.siz);
 }
 
 Exit exit_code_for(syserr_t status) {
@@ -114,27 +114,28 @@ void Store::check_replaceable(const fs::path& file) {
   }
 }
 
-std::optional<StoredRecord> Store::read(pss_location_t location) const {
+bool Store::read(pss_location_t location, StoredRecord& record) const {
   syserr_t status = 0;
   const pss_datum_t* key = pss_move2location(handle_, location, &status);
-  if (key == nullptr) return std::nullopt;
+  if (key == nullptr) return false;
   if (status != 0) fail(status);
-  StoredRecord record = {bytes_of(*key), {}};
+  assign(*key, record.key);
   const pss_datum_t* value = pss_getvalue(handle_, &status);
   if (value == nullptr) fail(status);
-  record.value = bytes_of(*value);
-  return record;
+  assign(*value, record.value);
+  return true;
 }
 
-std::optional<StoredRecord> Store::first() const { return read(PSS_FIRST_KEY); }
+bool Store::first(StoredRecord& record) const { return read(PSS_FIRST_KEY, record); }
 
-std::optional<StoredRecord> Store::next() const {
+bool Store::next(StoredRecord& record) const {
   end_if_interrupted();
-  return read(PSS_NEXT_KEY);
+  return read(PSS_NEXT_KEY, record);
 }
 
 void Store::for_each(const std::function<void(const StoredRecord&)>& take) const {
-  for (auto record = first(); record; record = next()) take(*record);
+  StoredRecord record;
+  for (bool is_there = first(record); is_there; is_there = next(record)) take(record);
 }
 
 size_t Store::count() const {

@@ -4,7 +4,6 @@
 
 #include <filesystem>
 #include <functional>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -46,9 +45,9 @@ class Store {
   Store& operator=(const Store&) = delete;
   ~Store();
 
-  // The first record in key order, and the one behind the record that was read last; none at the end.
-  std::optional<StoredRecord> first() const;
-  std::optional<StoredRecord> next() const;
+  // Read the first record in key order, and the one behind the record that was read last. Return false at the end.
+  bool first(StoredRecord& record) const;
+  bool next(StoredRecord& record) const;
 
   // Calls `take` with every record in key order. Ends with Error when the operator interrupts.
   void for_each(const std::function<void(const StoredRecord&)>& take) const;
@@ -62,7 +61,7 @@ class Store {
   void write_copy(const std::filesystem::path& file) const;
 
  private:
-  std::optional<StoredRecord> read(pss_location_t location) const;
+  bool read(pss_location_t location, StoredRecord& record) const;
   [[noreturn]] void fail(syserr_t status) const;
 
   std::filesystem::path file_;

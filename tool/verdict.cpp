@@ -3,6 +3,8 @@
 #include <cstring>
 #include <map>
 
+#include "tool/digits.h"
+
 namespace vrrpconvert {
 namespace {
 
@@ -62,25 +64,25 @@ enum class Fate { converted, deleted, added, left_alone, failed };
 
 Fate fate_of(Change change, const Difference& pair) {
   if (change == Change::none || !is_converted_kind(pair.either())) {
-    return pair.before == pair.after ? Fate::left_alone : Fate::failed;
+    return pair.is_none() ? Fate::left_alone : Fate::failed;
   }
-  if (change == Change::upgrade) return pair.after ? Fate::failed : Fate::deleted;
-  if (!pair.after) return Fate::failed;
+  if (change == Change::upgrade) return pair.after != nullptr ? Fate::failed : Fate::deleted;
+  if (pair.after == nullptr) return Fate::failed;
   if (pair.after->value != old_form(pair.either())) return Fate::failed;
-  if (!pair.before) return Fate::added;
-  return pair.before == pair.after ? Fate::left_alone : Fate::converted;
+  if (pair.before == nullptr) return Fate::added;
+  return pair.is_none() ? Fate::left_alone : Fate::converted;
 }
 
 std::string reason_for(const Difference& pair, const std::string& traced, const Run& run) {
-  const Layout* layout = pair.before ? layout_of(*pair.before) : nullptr;
+  const Layout* layout = pair.before != nullptr ? layout_of(*pair.before) : nullptr;
   if (layout != nullptr && own_key(*layout, pair.before->value) != pair.before->key) {
     return "it is stored under a key not its own, and the library finds a record only under its own";
   }
-  if (pair.before && layout == nullptr && is_converted_kind(*pair.before)) {
+  if (pair.before != nullptr && layout == nullptr && is_converted_kind(*pair.before)) {
     return "its value of " + std::to_string(pair.before->value.size()) + " bytes is of no known layout";
   }
   if (!traced.empty()) return traced;
-  if (pair.before != pair.after) return "its content is not what the conversion makes of it";
+  if (!pair.is_none()) return "its content is not what the conversion makes of it";
   return run.answered ? "its change was not kept, without a word why: the device may be full or failing"
                       : "the library died before its change was kept";
 }
@@ -91,7 +93,7 @@ Verdict judge(Change change, const Store& before, const Store& after, const Run&
   Verdict verdict;
   TracedOutcomes outcomes(run.messages);
   for_each_pair(before, after, [&](const Difference& pair) {
-    const std::string traced = pair.before ? outcomes.next(kind_of(pair.before->key)) : "";
+    const std::string traced = pair.before != nullptr ? outcomes.next(kind_of(pair.before->key)) : "";
     switch (fate_of(change, pair)) {
       case Fate::converted:
         ++verdict.converted;

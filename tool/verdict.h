@@ -7,6 +7,7 @@
 
 #include "tool/conversion.h"
 #include "tool/difference.h"
+#include "tool/json.h"
 #include "tool/store.h"
 
 namespace vrrpconvert {

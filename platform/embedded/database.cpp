@@ -20,8 +20,10 @@ syserr_t status_of_opening(sqlite3* database, int result) {
 
 syserr_t open_database(const char* file, int flags, Database* database) {
   sqlite3* opened = nullptr;
-  const int result = sqlite3_open_v2(
-      file, &opened, flags | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE, nullptr);
+  // Without SQLite's lock of a connection: the platform is called by one thread at a time.
+  const int whole_flags =
+      flags | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE;
+  const int result = sqlite3_open_v2(file, &opened, whole_flags, nullptr);
   database->reset(opened);  // there is one to close even when the opening failed
   if (result != SQLITE_OK) return status_of_opening(opened, result);
   // SQLite falls back to reading where a file that can be written cannot be opened for it.

@@ -1,4 +1,4 @@
-#include "bench/bare_loop.h"
+#include "benchmarks/bare_loop.h"
 
 #include <fcntl.h>
 #include <unistd.h>

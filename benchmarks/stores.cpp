@@ -1,11 +1,12 @@
-#include "bench/stores.h"
+#include "benchmarks/stores.h"
 
+#include <arpa/inet.h>
 #include <sqlite3.h>
 #include <stdlib.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <cstring>
+#include <cstdio>
 #include <fstream>
 #include <stdexcept>
 #include <string>
@@ -26,21 +27,39 @@ void require(bool is_well, const char* what) {
 if_index_t interface_of(int router) { return 0x01000000u + static_cast<if_index_t>(router / 255); }
 uint8 vr_id_of(int router) { return static_cast<uint8>(1 + router % 255); }
 
+inet_addr_t address_of(int router) {
+  inet_addr_t address = {};
+  address.addr_type = INET_ADDR_TYPE_IPV4;
+  address.a.ipv4_addr.s_addr = htonl(0x0a000001u + static_cast<uint32>(router));
+  return address;
+}
+
 vrrp_config_record_t vr_record(int router) {
-  vrrp_config_record_t record;
-  memset(&record, 1, sizeof record);
+  vrrp_config_record_t record = {};
   record.ifindex = interface_of(router);
   record.vr_id = vr_id_of(router);
   record.addr_type = INET_ADDR_TYPE_IPV4;
+  record.admin = STATE_UP;
+  record.prio = 100 + static_cast<uint32>(router % 2);
+  record.primary_ip = address_of(router);
+  record.auth = AUTH_TEXT;
+  snprintf(reinterpret_cast<char*>(record.key), sizeof record.key, "key-%d", router);
+  record.adv = 100;
+  record.preempt = 1;
+  record.row_status = 1;
+  record.lower_threshold_prio = 80;
+  record.upper_threshold_prio = 150;
+  record.forwarding_state = 1;
   return record;
 }
 
 vrrp_ip_assoc_record_t ip_record(int router) {
-  vrrp_ip_assoc_record_t record;
-  memset(&record, 1, sizeof record);
+  vrrp_ip_assoc_record_t record = {};
   record.ifindex = interface_of(router);
   record.vr_id = vr_id_of(router);
-  record.inet_addr.addr_type = INET_ADDR_TYPE_IPV4;
+  record.inet_addr = address_of(router);
+  record.virtual_ = 1;
+  record.row_status = 1;
   return record;
 }
 

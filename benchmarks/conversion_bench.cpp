@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "bench/bare_loop.h"
-#include "bench/stores.h"
+#include "benchmarks/bare_loop.h"
+#include "benchmarks/stores.h"
 #include "libconvertvrrp.h"
 
 namespace {

@@ -12,7 +12,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "bench/stores.h"
+#include "benchmarks/stores.h"
 #include "libconvertvrrp.h"
 
 namespace {
