@@ -1,6 +1,7 @@
 // convert_once up|down ROUTERS: converts one store and prints the largest amount of memory that the process had, in
-// bytes, beside that of the larger array of records. Setting up the store is left to a process of its own.
-// convert_once make ROUTERS FILE: makes a store in the new layout.
+// bytes, beside that of the larger array of records.
+// convert_once make ROUTERS FILE: makes a store in the new layout, and beside it FILE-table with the same records.
+// convert_once at ROOT: downgrades the store in ROOT/d.
 
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -9,11 +10,13 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
+#include <string>
 
 #include "benchmarks/stores.h"
 #include "libconvertvrrp.h"
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -22,18 +25,9 @@ size_t largest_array(size_t routers, bool is_upgrade) {
   return routers * std::max(vr, sizeof(vrrp_ip_assoc_record_t));
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  if (argc < 3) return fprintf(stderr, "usage: convert_once up|down ROUTERS, or make ROUTERS FILE\n"), 2;
-  const bool is_upgrade = strcmp(argv[1], "up") == 0;
-  const int routers = atoi(argv[2]);
-  bench::Device device;
-  if (strcmp(argv[1], "make") == 0) {
-    device.prepare(routers, false);
-    std::filesystem::copy_file(device.store(), argv[3]);
-    return 0;
-  }
+// Prints the largest amount of memory that this process has during a conversion. Setting up the store is left to a
+// process of its own.
+int measure_memory(bench::Device& device, int routers, bool is_upgrade) {
   const pid_t preparation = fork();
   if (preparation == 0) {
     device.prepare(routers, is_upgrade);
@@ -49,7 +43,31 @@ int main(int argc, char** argv) {
   getrusage(RUSAGE_SELF, &usage);
   const size_t peak = static_cast<size_t>(usage.ru_maxrss) * 1024,
                array = largest_array(static_cast<size_t>(routers), is_upgrade);
-  printf("%s %d: peak %zu, larger array %zu, beyond it %.1f MiB\n", argv[1], routers, peak, array,
+  printf("%s %d: peak %zu, larger array %zu, beyond it %.1f MiB\n", is_upgrade ? "up" : "down", routers, peak, array,
          (static_cast<double>(peak) - static_cast<double>(array)) / (1 << 20));
   return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 3) {
+    fprintf(stderr, "usage: convert_once up|down ROUTERS, convert_once make ROUTERS FILE, or convert_once at ROOT\n");
+    return 2;
+  }
+  bench::Device device;
+  const std::string work = argv[1];
+  if (work == "at") {
+    device.use(false);
+    setenv("PSS_NONVOLATILE_ROOT", argv[2], 1);
+    return static_cast<int>(convert_gsync("/d", "", "", ""));
+  }
+  const int routers = atoi(argv[2]);
+  if (work == "make" && argc == 4) {
+    device.prepare(routers, false);
+    fs::copy_file(device.store(), argv[3]);
+    fs::copy_file(device.table(), std::string(argv[3]) + "-table");
+    return 0;
+  }
+  return measure_memory(device, routers, work == "up");
 }

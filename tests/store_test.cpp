@@ -140,6 +140,7 @@ TEST_F(StoreTest, RefusesBadArguments) {
 
   for (const pss_service_t bad : {table, 0u, 12345u}) {
     EXPECT_EQ(pss_close(bad), SYSERR_PSS_BAD_HANDLE);
+    EXPECT_EQ(pss_embedded_discard(bad), SYSERR_PSS_BAD_HANDLE);
     EXPECT_EQ(put(bad, "a", "x"), SYSERR_PSS_BAD_HANDLE);
     EXPECT_EQ(remove(bad, "a"), SYSERR_PSS_BAD_HANDLE);
     EXPECT_EQ(at(bad, PSS_FIRST_KEY), "(failed)");
@@ -221,6 +222,21 @@ TEST_F(StoreTest, KeepsNothingOfAProcessThatDies) {
     return std::filesystem::file_size(file("s")) > 1000000;
   });
   EXPECT_EQ(records("s"), three);
+}
+
+TEST_F(StoreTest, KeepsNothingOfAHandleThatIsDiscarded) {
+  create("s", three);
+  const std::string before = content("s");
+  const pss_service_t table = open("s");
+  EXPECT_EQ(at(table, PSS_FIRST_KEY), "a");
+  EXPECT_EQ(put(table, "d", Bytes(100000, 'x')), 0u);
+  EXPECT_EQ(remove(table, "a"), 0u);
+  EXPECT_EQ(pss_snapshot(table, 0, url("t").c_str()), 0u);
+  EXPECT_EQ(pss_embedded_discard(table), 0u);
+  EXPECT_EQ(pss_close(table), SYSERR_PSS_BAD_HANDLE);
+  EXPECT_EQ(content("s"), before);
+  EXPECT_EQ(records("t").count("d"), 1u);
+  EXPECT_EQ(records("s"), three) << "the lock is gone as well";
 }
 
 TEST_F(StoreTest, SnapshotsItsUncommittedState) {

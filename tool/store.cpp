@@ -98,17 +98,15 @@ Store Store::create(const fs::path& file) {
   return Store(file);
 }
 
-Store::~Store() {
-  // The tool changes stores only through copies: what is in doubt here is nothing but a working file.
-  (void)pss_close(handle_);
-}
+// What the tool changes comes to its place as a copy: through a handle of its own nothing is ever kept.
+Store::~Store() { (void)pss_embedded_discard(handle_); }
 
 void Store::check_replaceable(const fs::path& file) {
   if (!fs::exists(fs::symlink_status(file))) return;
   syserr_t status = 0;
   const pss_service_t handle = pss_open(url_of(file).c_str(), &status);
   if (handle != 0) {
-    (void)pss_close(handle);  // nothing was changed
+    (void)pss_embedded_discard(handle);
   } else if (status != SYSERR_PSS_DAMAGED) {
     throw_store_error(file, status);
   }

@@ -54,6 +54,15 @@ pss_service_t next_number() {
   return last_number;
 }
 
+// Ends a handle: its store, or null where there is no such handle.
+OwnedStore take_store(pss_service_t table) {
+  Handle* handle = table != 0 ? find(table) : nullptr;
+  if (handle == nullptr) return nullptr;
+  OwnedStore store(handle->store);
+  *handle = {};
+  return store;
+}
+
 // The store behind a handle, or null with the status that says why it is of no use.
 Store* usable_store(pss_service_t table, syserr_t* status) {
   Handle* handle = table != 0 ? find(table) : nullptr;
@@ -100,11 +109,8 @@ pss_service_t pss_open(const char* url, syserr_t* status) {
 }
 
 syserr_t pss_close(pss_service_t table) {
-  Handle* handle = table != 0 ? find(table) : nullptr;
-  if (handle == nullptr) return SYSERR_PSS_BAD_HANDLE;
-  const OwnedStore store(handle->store);
-  *handle = {};
-  return store->close();
+  const OwnedStore store = take_store(table);
+  return store != nullptr ? store->close() : SYSERR_PSS_BAD_HANDLE;
 }
 
 const pss_datum_t* pss_move2key(pss_service_t table, const pss_datum_t* key, syserr_t* status) {
@@ -166,4 +172,9 @@ syserr_t pss_embedded_create(const char* url) {
   Location location;
   const syserr_t status = pss_embedded::locate(url, &location);
   return status != 0 ? status : pss_embedded::create_store_file(location, pss_embedded::Existing::refuse, nullptr);
+}
+
+syserr_t pss_embedded_discard(pss_service_t table) {
+  // Not closed, its transaction is undone when its database goes.
+  return take_store(table) != nullptr ? 0 : SYSERR_PSS_BAD_HANDLE;
 }

@@ -1,5 +1,5 @@
-/* What the embedded platform offers beyond the platform declarations: statuses of its own, limits, and the creation of
- * stores.
+/* What the embedded platform offers beyond the platform declarations: statuses of its own, limits, the creation of
+ * stores, and an end of their use that keeps nothing.
  *
  * A store is one SQLite file. "nonvolatile:" and a path name the file at that path below the folder in the environment
  * variable PSS_NONVOLATILE_ROOT, "/" when it is not set.
@@ -57,6 +57,10 @@ enum { PSS_EMBEDDED_HANDLES_MAX = 16 };
 
 /* Creates an empty store at `url`. Returns 0, or SYSERR_PSS_EXISTS when anything is there already. */
 syserr_t pss_embedded_create(const char* url);
+
+/* Ends the use of a handle like pss_close, but undoes every change that was made through it; snapshots stay. Returns 0,
+ * or SYSERR_PSS_BAD_HANDLE. */
+syserr_t pss_embedded_discard(pss_service_t table);
 
 #ifdef __cplusplus
 }

@@ -1,0 +1,235 @@
+#!/usr/bin/python3
+"""rivals.py PROGRAMS ROUTERS: the same records changed the same way, cut to the old layout, with what people would use
+instead of a conversion. Everything is run as its command line says, in turns with the library, and checked afterwards.
+PROGRAMS is the folder of the built benchmarks."""
+import hashlib
+import json
+import os
+import shutil
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+import uuid
+
+ROUNDS = 3
+OLD_SIZE = {137: 85, 53: 33}
+ONLY_NEW = {"lower_threshold_prio", "upper_threshold_prio", "forwarding_state", "bfd_peer_ip"}
+
+
+def run(command, stdin=None):
+    return subprocess.run(["bash", "-e", "-o", "pipefail", "-c", command], input=stdin, check=True,
+                          stdout=subprocess.PIPE, stderr=subprocess.PIPE).stdout
+
+
+def records():
+    """The key and the value of every record."""
+    with open("raw", encoding="ascii") as lines:
+        for line in lines:
+            record = json.loads(line)
+            yield bytes.fromhex(record["store_key"]), bytes.fromhex(record["value"])
+
+
+class Rival:
+    """Something that makes the change. `command` is what is measured; prepare() puts the records in their place before
+    it, converted() tells afterwards how many of them are in the old layout."""
+    package = None
+
+    def start(self):
+        """Once, before everything else."""
+
+    def end(self):
+        """Once, after everything else."""
+
+
+class Library(Rival):
+    name = "the library, as the system manager calls it"
+    program = "convert_once"
+    command = "convert_once at ."
+    durability = "one synced transaction"
+
+    def prepare(self):
+        for folder in ("d", "tmp"):
+            os.makedirs(folder, exist_ok=True)
+        shutil.copy("original", "d/vrrp-cfg_runtime_config")
+
+    def converted(self):
+        summary = json.loads(run("vrrpconvert check --json d/vrrp-cfg_runtime_config || true"))["summary"]
+        return summary["vr"]["old"] + summary["ip_assoc"]["old"]
+
+
+class Tool(Library):
+    name = "vrrpconvert"
+    program = "vrrpconvert"
+    command = "vrrpconvert convert d --root . --from '4.2(1)' --to '4.1(2)' --allow-loss --no-backup"
+    durability = "one synced transaction, rehearsed on a copy before, every record looked at afterwards"
+
+
+class Shell(Rival):
+    name = "sqlite3 shell"
+    program = package = "sqlite3"
+    command = ('sqlite3 table "UPDATE kv SET value = substr(value, 1, CASE length(value) WHEN 137 THEN 85 ELSE 33 END)'
+               ' WHERE length(value) IN (137, 53)"')
+    durability = "one synced transaction; no row is checked"
+
+    def prepare(self):
+        shutil.copy("original-table", "table")
+
+    def converted(self):
+        return int(run("sqlite3 table 'SELECT count(*) FROM kv WHERE length(value) IN (85, 33)'"))
+
+
+class Ovsdb(Rival):
+    """A table a kind and a column a field; the old schema lacks the columns of the new layout."""
+    name = "ovsdb-tool"
+    program = "ovsdb-tool"
+    package = "openvswitch-common"
+    command = "ovsdb-tool convert ovsdb old.ovsschema"
+    durability = "a new file, synced, renamed over the old one"
+
+    def start(self):
+        rows = {}
+        with open("lines", encoding="ascii") as lines:
+            for number, line in enumerate(lines):
+                fields = {name: "" if value is None else value for name, value in json.loads(line).items()}
+                del fields["layout"]
+                rows.setdefault(fields.pop("kind"), {})[str(uuid.UUID(int=number + 1))] = fields
+        columns = {kind: next(iter(table.values())) for kind, table in rows.items()}
+        with open("original-ovsdb", "wb") as database:
+            self.write_entry(database, self.schema(columns, set(), "2.0.0"))
+            self.write_entry(database, {**rows, "_date": 0})
+        with open("old.ovsschema", "w", encoding="ascii") as old_schema:
+            json.dump(self.schema(columns, ONLY_NEW, "1.0.0"), old_schema)
+
+    @staticmethod
+    def schema(columns, left_out, version):
+        types = {bool: "boolean", int: "integer", str: "string"}
+        tables = {kind: {"columns": {name: {"type": types[type(value)]} for name, value in fields.items()
+                                     if name not in left_out}} for kind, fields in columns.items()}
+        return {"name": "vrrp", "version": version, "tables": tables}
+
+    @staticmethod
+    def write_entry(database, entry):
+        text = (json.dumps(entry, separators=(",", ":")) + "\n").encode()
+        database.write(b"OVSDB JSON %d %s\n" % (len(text), hashlib.sha1(text).hexdigest().encode()) + text)
+
+    def prepare(self):
+        shutil.copy("original-ovsdb", "ovsdb")
+
+    def converted(self):
+        if b"1.0.0" not in run("ovsdb-tool db-version ovsdb"):
+            return 0
+        with open("ovsdb", "rb") as database:
+            lines = database.read().splitlines()
+        return sum(len(table) for name, table in json.loads(lines[3]).items() if not name.startswith("_"))
+
+
+class Lmdb(Rival):
+    name = "dump, awk, load on LMDB"
+    program = "mdb_load"
+    package = "lmdb-utils"
+    command = "mdb_dump -n lmdb | awk -f cut.awk | mdb_load -n new && sync new && mv new lmdb"
+    durability = "a new file, synced, renamed over the old one; nothing stops a writer in between"
+
+    def start(self):
+        with open("lmdb-dump", "w", encoding="ascii") as dump:
+            dump.write("VERSION=3\nformat=bytevalue\ntype=btree\nmapsize=4294967296\nHEADER=END\n")
+            for key, value in records():
+                dump.write(f" {key.hex()}\n {value.hex()}\n")
+            dump.write("DATA=END\n")
+        with open("cut.awk", "w", encoding="ascii") as program:  # every second line is a value, in hexadecimal digits
+            cuts = "".join(f"length == {1 + 2 * new} {{ $0 = substr($0, 1, {1 + 2 * old}) }} "
+                           for new, old in OLD_SIZE.items())
+            program.write(cuts + "1\n")
+
+    def prepare(self):
+        run("rm -f lmdb lmdb-lock new new-lock; mdb_load -n lmdb <lmdb-dump")
+
+    def converted(self):
+        return int(run("mdb_dump -n lmdb | awk 'length == 171 || length == 67 { n++ } END { print n }'"))
+
+
+class Redis(Rival):
+    name = "Redis, key by key from Python"
+    program = "redis-server"
+    package = "redis-server python3-redis"
+    command = "rivals.py redis"
+    durability = "a synced file at the end; before it nothing, and other clients see what is half done"
+
+    def start(self):
+        self.server = subprocess.Popen(["redis-server", "--port", "0", "--unixsocket", "socket", "--save", ""],
+                                       stdout=subprocess.DEVNULL)
+
+    def end(self):
+        self.server.terminate()
+        self.server.wait()
+
+    @staticmethod
+    def connect():
+        import redis  # pylint: disable=import-outside-toplevel
+        return redis.Redis(unix_socket_path="socket", retry=redis.retry.Retry(redis.backoff.ConstantBackoff(0.1), 50),
+                           retry_on_error=[redis.ConnectionError])
+
+    def prepare(self):
+        server = self.connect()
+        server.flushall()
+        with server.pipeline(transaction=False) as pipeline:
+            for key, value in records():
+                pipeline.set(key, value)
+            pipeline.execute()
+        server.save()
+
+    @classmethod
+    def convert(cls):
+        server = cls.connect()
+        for key in server.scan_iter(count=1000):
+            value = server.get(key)
+            if len(value) in OLD_SIZE:
+                server.set(key, value[:OLD_SIZE[len(value)]])
+        server.save()
+
+    def converted(self):
+        server = self.connect()
+        return sum(server.strlen(key) in OLD_SIZE.values() for key in server.scan_iter(count=1000))
+
+
+def measure(rival, routers):
+    rival.prepare()
+    os.sync()
+    start = time.monotonic()
+    run(rival.command)
+    seconds = time.monotonic() - start
+    if rival.converted() != 2 * routers:
+        raise SystemExit(f"{rival.name}: {rival.converted()} records converted; expected {2 * routers}")
+    return seconds
+
+
+def compare(routers):
+    run(f"convert_once make {routers} original")
+    run("vrrpconvert export original >lines; vrrpconvert export --raw original >raw")
+    present = []
+    for rival in (Library(), Tool(), Shell(), Ovsdb(), Lmdb(), Redis()):
+        if shutil.which(rival.program) is None:
+            print(f"{rival.name}: skipped, {rival.program} is not installed (Debian: {rival.package})")
+            continue
+        rival.start()
+        present.append(rival)
+    try:
+        rounds = [[measure(rival, routers) for rival in present] for _ in range(ROUNDS)]
+    finally:
+        for rival in present:
+            rival.end()
+    for index, rival in enumerate(present):
+        ratio = statistics.median(seconds[index] / seconds[0] for seconds in rounds)
+        print(f"{ratio:6.1f} x  {rival.name}\n          $ {rival.command}\n          {rival.durability}")
+
+
+if sys.argv[1] == "redis":
+    Redis.convert()
+else:
+    folders = (sys.argv[1], sys.argv[1] + "/../tool", os.path.dirname(__file__))
+    os.environ["PATH"] = ":".join([os.path.realpath(folder) for folder in folders] + [os.environ["PATH"]])
+    with tempfile.TemporaryDirectory() as scratch:
+        os.chdir(scratch)
+        compare(int(sys.argv[2]))

@@ -1,0 +1,75 @@
+#!/usr/bin/python3
+"""tool.py PROGRAMS ROUTERS: time and peak memory of the tool's verbs, beside the sqlite3 shell's .import and .dump of the
+same rows, in turns. PROGRAMS is the folder of the built benchmarks."""
+import os
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+ROUNDS = 3
+IMPORT = ["sqlite3", "theirs", ".read schema", ".mode csv", ".import rows rows"]
+DUMP = ["sqlite3", "store", ".dump"]
+# Name, command, and what the shell does instead: diff reads two stores, so it is compared with two dumps.
+VERBS = [
+    ("import", ["vrrpconvert", "import", "ours", "lines"], [IMPORT]),
+    ("import of raw lines", ["vrrpconvert", "import", "ours", "raw"], [IMPORT]),
+    ("export", ["vrrpconvert", "export", "store"], [DUMP]),
+    ("export --raw", ["vrrpconvert", "export", "--raw", "store"], [DUMP]),
+    ("show", ["vrrpconvert", "show", "store"], [DUMP]),
+    ("show --json", ["vrrpconvert", "show", "--json", "store"], [DUMP]),
+    ("check", ["vrrpconvert", "check", "store"], [DUMP]),
+    ("diff, no difference", ["vrrpconvert", "diff", "store", "same"], [DUMP, DUMP]),
+    ("diff, every record", ["vrrpconvert", "diff", "store", "old"], [DUMP, DUMP]),
+]
+
+
+def measure(command):
+    """Runs the command with its output in a file. Returns seconds and peak memory in MiB."""
+    for made in ("ours", "theirs"):
+        if os.path.exists(made):
+            os.remove(made)
+    os.sync()
+    with open("output", "wb") as output:
+        start = time.monotonic()
+        with subprocess.Popen(command, stdout=output) as process:
+            _, status, usage = os.wait4(process.pid, 0)
+            process.returncode = os.waitstatus_to_exitcode(status)
+    if process.returncode not in (0, 1):  # 1: diff found something
+        raise SystemExit(f"{command}: exit code {process.returncode}")
+    return time.monotonic() - start, usage.ru_maxrss / 1024
+
+
+def prepare(routers):
+    script = f"""
+      convert_once make {routers} store
+      vrrpconvert export store >lines
+      vrrpconvert export --raw store >raw
+      sqlite3 -separator , store 'SELECT hex(key), hex(value) FROM record' >rows
+      echo 'CREATE TABLE rows(key TEXT PRIMARY KEY, value TEXT) WITHOUT ROWID;' >schema
+      cp store same
+      mkdir -p d tmp
+      cp store d/vrrp-cfg_runtime_config
+      convert_once at .
+      mv d/vrrp-cfg_runtime_config old
+    """
+    subprocess.run(["bash", "-ec", script], check=True)
+
+
+def compare(routers):
+    prepare(routers)
+    for name, command, theirs in VERBS:
+        ratios, peaks = [], []
+        for _ in range(ROUNDS):
+            seconds, peak = measure(command)
+            ratios.append(seconds / sum(measure(other)[0] for other in theirs))
+            peaks.append(peak)
+        print(f"{statistics.median(ratios):6.1f} x  {max(peaks):5.1f} MiB  {name}", flush=True)
+
+
+folders = (sys.argv[1], sys.argv[1] + "/../tool")
+os.environ["PATH"] = ":".join([os.path.realpath(folder) for folder in folders] + [os.environ["PATH"]])
+with tempfile.TemporaryDirectory() as scratch:
+    os.chdir(scratch)
+    compare(int(sys.argv[2]))
