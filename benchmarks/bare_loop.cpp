@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <stdexcept>
 #include <vector>
@@ -37,6 +39,19 @@ Statement prepare(const Database& database, const char* sql) {
   return statement;
 }
 
+// Adds the seconds since the lap before to a phase.
+class Laps {
+ public:
+  void end(double& phase) {
+    const auto now = std::chrono::steady_clock::now();
+    phase += std::chrono::duration<double>(now - start_).count();
+    start_ = now;
+  }
+
+ private:
+  std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
 void begin(const Database& database) {
   require(pss_embedded::run(database.get(), "BEGIN IMMEDIATE"));
   Statement check = prepare(database, "PRAGMA quick_check(1)");
@@ -46,11 +61,13 @@ void begin(const Database& database) {
   require(pss_embedded::compute_digest(database.get(), &digest));
 }
 
-void commit(const Database& database) {
+void commit(const Database& database, Laps& laps, Phases& phases) {
   Digest digest;
   require(pss_embedded::compute_digest(database.get(), &digest));
   require(pss_embedded::write_digest(database.get(), digest));
+  laps.end(phases.digest);
   require(pss_embedded::run(database.get(), "COMMIT"));
+  laps.end(phases.commit);
 }
 
 // Calls `take` with each checked row from the first key of `type` on, until it returns false.
@@ -78,6 +95,15 @@ std::vector<Record> read(const Statement& select, uint8 type) {
     return true;
   });
   return records;
+}
+
+// Reads every record of a kind, then calls `change` with each.
+template <typename Record, typename Change>
+void for_each_read(const Statement& select, uint8 type, Laps& laps, Phases& phases, Change change) {
+  const std::vector<Record> records = read<Record>(select, type);
+  laps.end(phases.read);
+  for (const Record& record : records) change(record);
+  laps.end(phases.write);
 }
 
 void store(const Statement& replace, const void* key, uint32 key_size, const void* value, uint32 value_size) {
@@ -125,46 +151,53 @@ constexpr char from_key[] = "SELECT key, value, checksum FROM record WHERE key >
 
 }  // namespace
 
-void bare_downgrade(const fs::path& file) {
+Phases bare_downgrade(const fs::path& file) {
+  Laps laps;
+  Phases phases;
   const Database database = open(file);
   begin(database);
+  laps.end(phases.check);
   const Statement select = prepare(database, from_key);
-  const Statement replace = prepare(database,
-                                    "INSERT INTO record VALUES(?1, ?2, ?3) ON CONFLICT(key) DO UPDATE SET value = "
-                                    "excluded.value, checksum = excluded.checksum");
+  const Statement replace = prepare(database, "REPLACE INTO record VALUES(?1, ?2, ?3)");
   const vrrp_pss_global_info_t info = {};
   store(replace, &global_info_key, sizeof global_info_key, &info, sizeof info);
-  for (const auto& record : read<vrrp_config_record_t>(select, VRRP_PSS_KEY_VR)) {
+  for_each_read<vrrp_config_record_t>(select, VRRP_PSS_KEY_VR, laps, phases, [&](const auto& record) {
     uint8 key[VRRP_VR_KEY_SIZE];
     vrrp_make_vr_key(key, VRRP_PSS_KEY_VR, record.ifindex, record.vr_id, record.addr_type);
     store(replace, key, sizeof key, &record, sizeof(vrrp_old_config_record_t));
-  }
-  for (const auto& record : read<vrrp_ip_assoc_record_t>(select, VRRP_PSS_KEY_IP_ASSOC)) {
+  });
+  for_each_read<vrrp_ip_assoc_record_t>(select, VRRP_PSS_KEY_IP_ASSOC, laps, phases, [&](const auto& record) {
     uint8 key[VRRP_ASSOC_KEY_SIZE];
     vrrp_make_assoc_key(key, record.ifindex, record.vr_id, record.inet_addr);
     store(replace, key, sizeof key, &record, sizeof(vrrp_old_ip_assoc_record_t));
-  }
-  commit(database);
+  });
+  commit(database, laps, phases);
+  return phases;
 }
 
-void bare_upgrade(const fs::path& file, const fs::path& snapshot) {
+Phases bare_upgrade(const fs::path& file, const fs::path& snapshot) {
+  Laps laps;
+  Phases phases;
   const Database database = open(file);
   begin(database);
+  laps.end(phases.check);
   copy_all(database, snapshot);
+  laps.end(phases.snapshot);
   const Statement select = prepare(database, from_key);
   const Statement erase = prepare(database, "DELETE FROM record WHERE key = ?1");
   remove(erase, &global_info_key, sizeof global_info_key);
-  for (const auto& record : read<vrrp_old_config_record_t>(select, VRRP_PSS_KEY_VR)) {
+  for_each_read<vrrp_old_config_record_t>(select, VRRP_PSS_KEY_VR, laps, phases, [&](const auto& record) {
     uint8 key[VRRP_VR_KEY_SIZE];
     vrrp_make_vr_key(key, VRRP_PSS_KEY_VR, record.ifindex, record.vr_id, record.addr_type);
     remove(erase, key, sizeof key);
-  }
-  for (const auto& record : read<vrrp_ip_assoc_record_t>(select, VRRP_PSS_KEY_IP_ASSOC)) {
+  });
+  for_each_read<vrrp_ip_assoc_record_t>(select, VRRP_PSS_KEY_IP_ASSOC, laps, phases, [&](const auto& record) {
     uint8 key[VRRP_ASSOC_KEY_SIZE];
     vrrp_make_assoc_key(key, record.ifindex, record.vr_id, record.inet_addr);
     remove(erase, key, sizeof key);
-  }
-  commit(database);
+  });
+  commit(database, laps, phases);
+  return phases;
 }
 
 void change_by_statement(const fs::path& table, bool is_upgrade) {

@@ -7,9 +7,19 @@
 
 namespace bench {
 
-// Throws std::runtime_error.
-void bare_downgrade(const std::filesystem::path& store);
-void bare_upgrade(const std::filesystem::path& store, const std::filesystem::path& snapshot);
+// Where the time goes, in seconds.
+struct Phases {
+  double check = 0;     // of the whole store, when it is opened
+  double snapshot = 0;  // none in a downgrade
+  double read = 0;      // in bulk, each kind twice
+  double write = 0;
+  double digest = 0;  // of the whole store anew
+  double commit = 0;
+};
+
+// Throw std::runtime_error.
+Phases bare_downgrade(const std::filesystem::path& store);
+Phases bare_upgrade(const std::filesystem::path& store, const std::filesystem::path& snapshot);
 
 // The same change in a plain table, as one statement and a durable commit.
 void change_by_statement(const std::filesystem::path& table, bool is_upgrade);

@@ -129,7 +129,7 @@ class Lmdb(Rival):
     name = "dump, awk, load on LMDB"
     program = "mdb_load"
     package = "lmdb-utils"
-    command = "mdb_dump -n lmdb | awk -f cut.awk | mdb_load -n new && sync new && mv new lmdb"
+    command = "mdb_dump -n lmdb | awk -f cut.awk | mdb_load -n new && sync new && mv new lmdb && sync ."
     durability = "a new file, synced, renamed over the old one; nothing stops a writer in between"
 
     def start(self):

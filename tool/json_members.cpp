@@ -69,7 +69,8 @@ class JsonMembers::Reader : public nlohmann::json_sax<Json> {
   [[noreturn]] static void refuse_other_than_object() { throw BadRecord("expected a JSON object"); }
 
   [[noreturn]] void refuse_nesting() const {
-    throw BadRecord("field \"" + members_.back().name + "\": expected no list, and no object in an object");
+    throw BadRecord("field \"" + members_.back().name +
+                    "\": expected one value; neither a list nor a nested object can stand here");
   }
 
   std::vector<Member>& members_;

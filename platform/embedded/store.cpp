@@ -109,9 +109,7 @@ syserr_t Store::prepare_statements() {
       {&at_end_, "SELECT key, value, checksum FROM record ORDER BY key DESC"},
       {&before_, "SELECT key, value, checksum FROM record WHERE key < ?1 ORDER BY key DESC"},
       {&exact_, "SELECT key, value, checksum FROM record WHERE key = ?1"},
-      {&replace_,
-       "INSERT INTO record VALUES(?1, ?2, ?3) "
-       "ON CONFLICT(key) DO UPDATE SET value = excluded.value, checksum = excluded.checksum"},
+      {&replace_, "REPLACE INTO record VALUES(?1, ?2, ?3)"},
       {&insert_, "INSERT INTO record VALUES(?1, ?2, ?3) ON CONFLICT(key) DO NOTHING"},
       {&delete_, "DELETE FROM record WHERE key = ?1"},
   };

@@ -100,6 +100,14 @@ class FileDescriptor {
   int fd_;
 };
 
+// Without a copy: the row stays as it is until its statement is stepped.
+int bind_row(sqlite3_stmt* insert, const Row& row) {
+  int bound = sqlite3_bind_blob64(insert, 1, row.key, row.key_size, SQLITE_STATIC);
+  if (bound == SQLITE_OK) bound = sqlite3_bind_blob64(insert, 2, row.value, row.value_size, SQLITE_STATIC);
+  if (bound == SQLITE_OK) bound = sqlite3_bind_int64(insert, 3, static_cast<sqlite3_int64>(row.checksum));
+  return bound;
+}
+
 syserr_t copy_records(sqlite3* source, sqlite3* target, Digest* digest) {
   Statement select, insert;
   syserr_t status = prepare(source, "SELECT key, value, checksum FROM record ORDER BY key", &select);
@@ -111,10 +119,8 @@ syserr_t copy_records(sqlite3* source, sqlite3* target, Digest* digest) {
     Row row;
     status = read_row(select.get(), &row);
     if (status != 0) return status;
-    for (int column = 0; column < 3; ++column) {
-      const int bound = sqlite3_bind_value(insert.get(), column + 1, sqlite3_column_value(select.get(), column));
-      if (bound != SQLITE_OK) return status_of_sqlite(bound);
-    }
+    const int bound = bind_row(insert.get(), row);
+    if (bound != SQLITE_OK) return status_of_sqlite(bound);
     sqlite3_step(insert.get());
     const int inserted = sqlite3_reset(insert.get());
     if (inserted != SQLITE_OK) return status_of_sqlite(inserted);
