@@ -14,7 +14,6 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
-#include <sstream>
 
 #include "libconvertvrrp.h"
 #include "tool/error.h"
@@ -55,36 +54,36 @@ class TraceTap {
 
   int fd() const { return fd_; }
 
-  // How many lines there are by now.
-  size_t count_lines() {
+  // Reads on to where the log ends by now. Returns how many lines there were altogether.
+  size_t read_on() {
     char chunk[65536];
     ssize_t size;
     while ((size = pread(fd_, chunk, sizeof chunk, read_to_)) > 0) {
-      text_.append(chunk, static_cast<size_t>(size));
-      lines_ += static_cast<size_t>(std::count(chunk, chunk + size, '\n'));
       read_to_ += size;
+      rest_.append(chunk, static_cast<size_t>(size));
+      size_t start = 0;
+      for (size_t end; (end = rest_.find('\n', start)) != std::string::npos; start = end + 1) {
+        outcomes_.add_line(rest_.substr(start, end - start));
+        ++lines_;
+      }
+      rest_.erase(0, start);
     }
     return lines_;
   }
 
-  std::vector<std::string> messages() {
-    count_lines();
-    std::vector<std::string> found;
-    std::istringstream stream(text_);
-    for (std::string line; std::getline(stream, line);) {
-      // "<time> operation:line message"
-      const size_t operation = line.find("> ");
-      const size_t message = operation != std::string::npos ? line.find(' ', operation + 2) : operation;
-      if (message != std::string::npos) found.push_back(line.substr(message + 1));
-    }
-    return found;
+  // What the whole log told; a killed process leaves its last line without an end.
+  TracedOutcomes outcomes() {
+    read_on();
+    outcomes_.add_line(rest_);
+    return outcomes_;
   }
 
  private:
   int fd_ = -1;
   off_t read_to_ = 0;
   size_t lines_ = 0;
-  std::string text_;
+  std::string rest_;
+  TracedOutcomes outcomes_;
 };
 
 void write_version_file(const fs::path& file, const std::string& version) {
@@ -132,7 +131,7 @@ bool wait_for(pid_t process, TraceTap& tap, size_t expected_lines) {
     }
     usleep(pause);
     pause = std::min<useconds_t>(pause * 2, 50000);
-    if (pause == 50000) progress.show(tap.count_lines());
+    if (pause == 50000) progress.show(tap.read_on());
   }
   return interrupted || was_interrupted();
 }
@@ -177,7 +176,7 @@ Run run_conversion(const Conversion& conversion, Trace trace, const std::string&
   if (process > 0) {
     run.interrupted = wait_for(process, tap, expected_lines);
     run.answered = read(answer[0], &run.result, sizeof run.result) == sizeof run.result;
-    run.messages = tap.messages();
+    run.outcomes = tap.outcomes();
     if (!run.answered) remove_working_folders(process, conversion.snapshot().parent_path());
   }
   close(answer[0]);

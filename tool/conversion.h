@@ -4,10 +4,10 @@
 
 #include <filesystem>
 #include <string>
-#include <vector>
 
 #include "platform/types.h"
 #include "tool/release.h"
+#include "tool/traced_outcomes.h"
 
 namespace vrrpconvert {
 
@@ -32,7 +32,7 @@ struct Run {
   bool answered = false;  // false: the process that ran the library died before it answered
   bool interrupted = false;
   syserr_t result = 0;
-  std::vector<std::string> messages;  // the trace lines without time, operation and line number
+  TracedOutcomes outcomes;
 };
 
 // Where the library traces to.

@@ -3,6 +3,8 @@
 #include <iomanip>
 #include <iostream>
 
+#include "tool/json_report.h"
+
 namespace vrrpconvert {
 namespace {
 
@@ -13,42 +15,41 @@ const char* name_of(Change change) {
 Json json_or_null(const std::string& text) { return text.empty() ? Json() : Json(text); }
 
 void print_json(const Report& report) {
-  Json changes = Json::array(), losses = Json::array();
-  for (const PlannedChange& change : report.plan.changes) {
-    changes.push_back(Json::parse(json_of_difference(change.difference(), report.options.reveal)));
-  }
-  for (const Loss& loss : report.plan.losses) {
-    losses.push_back({{"store_key", loss.store_key},
-                      {"record", loss.record},
-                      {"field", json_or_null(loss.field)},
-                      {"value", json_or_null(loss.value)}});
-  }
-  std::cout << dumped({{"schema", 1},
-                       {"store", report.conversion.store().string()},
-                       {"from", report.conversion.from.text},
-                       {"to", report.conversion.to.text},
-                       {"change", name_of(report.conversion.change())},
-                       {"dry_run", report.options.dry_run},
-                       {"refused", report.refused},
-                       {"changes", changes},
-                       {"losses", losses},
-                       {"failures", json_of(report.plan.failures)},
-                       {"outcome", report.verdict ? report.verdict->json() : Json()},
-                       {"snapshot", json_or_null(report.snapshot.string())},
-                       {"copy", json_or_null(report.copy.string())},
-                       {"problem", json_or_null(report.problem)},
-                       {"next", json_or_null(report.next)}})
-            << '\n';
+  const bool reveal = report.options.reveal;
+  JsonReport json;
+  json.add("store", report.conversion.store().string());
+  json.add("from", report.conversion.from.text);
+  json.add("to", report.conversion.to.text);
+  json.add("change", name_of(report.conversion.change()));
+  json.add("dry_run", report.options.dry_run);
+  json.add("refused", report.refused);
+  json.begin_list("changes");
+  for_each_difference(report.rehearsal.before(), report.rehearsal.after(),
+                      [&](const Difference& difference) { json.add_item(json_of_difference(difference, reveal)); });
+  json.end_list();
+  json.begin_list("losses");
+  for_each_loss(report.rehearsal, reveal, [&](const Loss& loss) {
+    json.add_item(dumped({{"store_key", loss.store_key},
+                          {"record", loss.record},
+                          {"field", json_or_null(loss.field)},
+                          {"value", json_or_null(loss.value)}}));
+  });
+  json.end_list();
+  json.add("failures", json_of(report.plan.failures));
+  json.add("outcome", report.verdict ? report.verdict->json() : Json());
+  json.add("snapshot", json_or_null(report.snapshot.string()));
+  json.add("copy", json_or_null(report.copy.string()));
+  json.add("problem", json_or_null(report.problem));
+  json.add("next", json_or_null(report.next));
+  json.end();
 }
 
-void print_losses(const Plan& plan) {
-  for (const Loss& loss : plan.losses) {
-    if (loss.field.empty()) {
-      std::cout << "  " << loss.record << "  (key " << loss.store_key << "): the whole record\n";
-    } else {
-      std::cout << "  " << loss.record << "  (key " << loss.store_key << "): " << loss.field << " = " << loss.value
-                << '\n';
-    }
+void print_loss(const Loss& loss) {
+  std::cout << "  " << loss.record << "  (key " << loss.store_key << "): ";
+  if (loss.field.empty()) {
+    std::cout << "the whole record\n";
+  } else {
+    std::cout << loss.field << " = " << loss.value << '\n';
   }
 }
 
@@ -80,14 +81,13 @@ void print_text(const Report& report) {
                                                            : name_of(report.conversion.change()))
             << '\n';
   if (report.options.dry_run) {
-    for (const PlannedChange& change : report.plan.changes) {
-      print_difference(change.difference(), report.options.reveal);
-    }
-    std::cout << "Records that would change: " << report.plan.changes.size() << ". Nothing was changed.\n";
+    for_each_difference(report.rehearsal.before(), report.rehearsal.after(),
+                        [&](const Difference& difference) { print_difference(difference, report.options.reveal); });
+    std::cout << "Records that would change: " << report.plan.changes << ". Nothing was changed.\n";
   }
-  if ((report.options.dry_run || report.refused) && !report.plan.losses.empty()) {
+  if ((report.options.dry_run || report.refused) && report.plan.losses > 0) {
     std::cout << "Would be lost:\n";
-    print_losses(report.plan);
+    for_each_loss(report.rehearsal, report.options.reveal, print_loss);
   }
   if (report.options.dry_run || report.refused) print_failures("would fail", report.plan.failures);
   if (report.verdict) print_verdict(*report.verdict);

@@ -17,6 +17,7 @@ namespace vrrpconvert {
 struct Report {
   const ConvertOptions& options;
   const Conversion& conversion;
+  const Rehearsal& rehearsal;
   const Plan& plan;
   Exit exit = exit_done;
   bool refused = false;

@@ -83,7 +83,7 @@ void find_problem(const Run& run, bool is_as_it_was, Report& report) {
     char status[16];
     snprintf(status, sizeof status, "0x%x", run.result);
     report.problem = std::string("the library answered ") + status + " (" + syserr2str(run.result) + ")";
-  } else if (!failed.empty() && is_as_it_was && !report.plan.changes.empty()) {
+  } else if (!failed.empty() && is_as_it_was && report.plan.changes > 0) {
     report.exit = exit_io;  // the rehearsal of the same conversion did change the copy
     report.problem = "nothing was changed: " + failed.front().reason;
   } else if (!failed.empty()) {
@@ -96,11 +96,10 @@ void find_problem(const Run& run, bool is_as_it_was, Report& report) {
 }
 
 // Looks at the store after the run, and says what became of it and what to do.
-void judge_run(const Run& run, const Rehearsal& rehearsal, Report& report) {
+void judge_run(const Run& run, Report& report) {
   const Change change = report.conversion.change();
-  set_nonvolatile_root("/");
-  forget_interrupt();
-  const Store before(rehearsal.before()), after(report.conversion.store());
+  const Store& before = report.rehearsal.before();
+  const Store after(report.conversion.store());
   bool is_as_it_was = true;
   for_each_difference(before, after, [&is_as_it_was](const Difference&) { is_as_it_was = false; });
   if (run.interrupted && is_as_it_was) {
@@ -124,14 +123,44 @@ void make_snapshot_folder(const Conversion& conversion) {
   if (error) throw Error(exit_io, (conversion.root / "tmp").string() + ": cannot be created: " + error.message());
 }
 
+// Runs the library on the store itself, and finds out what became of it.
+Exit convert_for_real(Report& report) {
+  const ConvertOptions& options = report.options;
+  const Conversion& conversion = report.conversion;
+  make_snapshot_folder(conversion);
+  if (options.backup && report.plan.changes > 0) {
+    report.copy = keep_copy(report.rehearsal.before(), conversion.store(), conversion.from);
+  }
+  const ino_t earlier_snapshot = file_number(conversion.snapshot());
+  const Run run = run_conversion(conversion, options.trace.empty() ? Trace::as_always : Trace::to_file, options.trace,
+                                 expected_lines(conversion.change(), report.rehearsal.records()));
+  if (conversion.change() == Change::upgrade && file_number(conversion.snapshot()) != earlier_snapshot) {
+    report.snapshot = conversion.snapshot();
+  }
+  ignore_interrupts();  // from here on the outcome has to be told
+  try {
+    judge_run(run, report);
+  } catch (const Error& error) {
+    if (error.exit_code == exit_interrupted) throw;
+    report.exit = exit_unknown;
+    report.problem = std::string("the outcome is not known, because the store cannot be read: ") + error.what();
+  }
+  try {
+    return print(report);
+  } catch (const Error& error) {
+    throw Error(exit_unknown,
+                std::string("the report is cut short; see with check what is in the store: ") + error.what());
+  }
+}
+
 }  // namespace
 
 Exit convert(const ConvertOptions& options) {
   const Conversion conversion = conversion_for(options);
   if (!options.trace.empty()) check_trace_file(conversion, options.trace);
   const Rehearsal rehearsal(conversion);
-  const Plan plan = plan_of(rehearsal, conversion.change(), options.reveal);
-  Report report = {options, conversion, plan, exit_done, false, std::nullopt, {}, {}, {}, {}};
+  const Plan plan = plan_of(rehearsal, conversion.change());
+  Report report = {options, conversion, rehearsal, plan, exit_done, false, std::nullopt, {}, {}, {}, {}};
   report.refused = !plan.is_harmless() && !options.allow_loss;
   if (report.refused) report.exit = exit_found;
   if (options.dry_run) return print(report);
@@ -139,29 +168,11 @@ Exit convert(const ConvertOptions& options) {
     report.problem = "refused; nothing was changed. To convert although this would be lost or fail: --allow-loss";
     return print(report);
   }
-  if (conversion.change() == Change::upgrade && plan.changes.empty() && plan.failures.empty()) {
+  if (conversion.change() == Change::upgrade && plan.changes == 0 && plan.failures.empty()) {
     report.next = "nothing to upgrade: the library was not run, so that an earlier snapshot stays";
     return print(report);
   }
-
-  make_snapshot_folder(conversion);
-  if (options.backup && !plan.changes.empty()) {
-    report.copy = keep_copy(rehearsal.before(), conversion.store(), conversion.from);
-  }
-  const ino_t earlier_snapshot = file_number(conversion.snapshot());
-  const Run run = run_conversion(conversion, options.trace.empty() ? Trace::as_always : Trace::to_file, options.trace,
-                                 expected_lines(conversion.change(), rehearsal.records()));
-  if (conversion.change() == Change::upgrade && file_number(conversion.snapshot()) != earlier_snapshot) {
-    report.snapshot = conversion.snapshot();
-  }
-  try {
-    judge_run(run, rehearsal, report);
-  } catch (const Error& error) {
-    if (error.exit_code == exit_interrupted) throw;
-    report.exit = exit_unknown;
-    report.problem = std::string("the outcome is not known, because the store cannot be read: ") + error.what();
-  }
-  return print(report);
+  return convert_for_real(report);
 }
 
 }  // namespace vrrpconvert

@@ -22,7 +22,10 @@ void note_interrupts() {
 
 bool was_interrupted() { return interrupted != 0; }
 
-void forget_interrupt() { interrupted = 0; }
+void ignore_interrupts() {
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) signal(number, SIG_IGN);
+  interrupted = 0;
+}
 
 void end_if_interrupted() {
   if (was_interrupted()) throw Error(exit_interrupted, "interrupted; nothing was changed");

@@ -10,8 +10,9 @@ void note_interrupts();
 
 bool was_interrupted();
 
-// For work that has to be done although an interrupt was noted: telling what became of a store.
-void forget_interrupt();
+// For work that has to be done whatever comes, telling what became of a store: forgets an interrupt that was noted, and
+// those signals do nothing any more.
+void ignore_interrupts();
 
 // Throws Error when an interrupt was noted.
 void end_if_interrupted();

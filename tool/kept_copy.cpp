@@ -10,7 +10,6 @@
 
 #include "tool/error.h"
 #include "tool/private_folder.h"
-#include "tool/store.h"
 
 namespace vrrpconvert {
 
@@ -34,10 +33,10 @@ bool sync_folder(const fs::path& folder) {
 
 }  // namespace
 
-fs::path keep_copy(const fs::path& original, const fs::path& store, const Release& from) {
+fs::path keep_copy(const Store& original, const fs::path& store, const Release& from) {
   const PrivateFolder workplace(store.parent_path());
   const fs::path made = workplace.path() / "copy";
-  Store(original).write_copy(made);
+  original.write_copy(made);
   unsigned attempt = 1;
   while (renameat2(AT_FDCWD, made.c_str(), AT_FDCWD, copy_name(store, from, attempt).c_str(), RENAME_NOREPLACE) != 0) {
     if (errno != EEXIST) {

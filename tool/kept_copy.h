@@ -5,13 +5,13 @@
 #include <filesystem>
 
 #include "tool/release.h"
+#include "tool/store.h"
 
 namespace vrrpconvert {
 
 // Copies `original` to a name beside `store` that carries the source release and that nothing has yet. Returns the
 // name. The copy is durable. Throws Error.
-std::filesystem::path keep_copy(const std::filesystem::path& original, const std::filesystem::path& store,
-                                const Release& from);
+std::filesystem::path keep_copy(const Store& original, const std::filesystem::path& store, const Release& from);
 
 }  // namespace vrrpconvert
 

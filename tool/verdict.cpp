@@ -8,42 +8,6 @@
 namespace vrrpconvert {
 namespace {
 
-bool begins(const std::string& text, const char* start) { return text.rfind(start, 0) == 0; }
-
-// The outcomes that the library traced, in the order in which it took the records, which is the order of their keys.
-class TracedOutcomes {
- public:
-  explicit TracedOutcomes(const std::vector<std::string>& messages) {
-    std::string kind;
-    for (const std::string& message : messages) {
-      if (begins(message, "Number of VR records")) kind = "vr";
-      if (begins(message, "Number of VIP records")) kind = "ip_assoc";
-      if (begins(message, "Added new") || begins(message, "Deleted PSS")) {
-        outcomes_[kind].push_back("");
-      } else if (begins(message, "Error storing record in PSS") || begins(message, "Error deleting PSS VR record")) {
-        outcomes_[kind].push_back(message);
-      } else if (begins(message, "Failed to delete global info") || begins(message, "Failed to store global info")) {
-        outcomes_["global_info"].push_back(message);
-      } else if (begins(message, "Error") || begins(message, "Failed")) {
-        general_ = message;
-      }
-    }
-  }
-
-  // Why the next record of `kind` failed; to be asked once for every record of the kind, in key order.
-  std::string next(const std::string& kind) {
-    const auto& list = outcomes_[kind];
-    size_t& position = positions_[kind];
-    const std::string own = position < list.size() ? list[position++] : "";
-    return own.empty() ? general_ : own;
-  }
-
- private:
-  std::map<std::string, std::vector<std::string>> outcomes_;
-  std::map<std::string, size_t> positions_;
-  std::string general_;  // the latest failure that was not about one record
-};
-
 // What a downgrade makes of a value.
 Bytes old_form(const StoredRecord& record) {
   const std::string kind = kind_of(record.key);
@@ -91,9 +55,10 @@ std::string reason_for(const Difference& pair, const std::string& traced, const 
 
 Verdict judge(Change change, const Store& before, const Store& after, const Run& run) {
   Verdict verdict;
-  TracedOutcomes outcomes(run.messages);
+  std::map<std::string, size_t> position;
   for_each_pair(before, after, [&](const Difference& pair) {
-    const std::string traced = pair.before != nullptr ? outcomes.next(kind_of(pair.before->key)) : "";
+    const std::string kind = kind_of(pair.either().key);
+    const std::string traced = pair.before != nullptr ? run.outcomes.failure_of(kind, position[kind]++) : "";
     switch (fate_of(change, pair)) {
       case Fate::converted:
         ++verdict.converted;
