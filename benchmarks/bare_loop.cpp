@@ -121,12 +121,21 @@ void remove(const Statement& statement, const void* key, uint32 key_size) {
   require(sqlite3_reset(statement.get()) == SQLITE_OK ? 0 : 1);
 }
 
+void sync_path(const fs::path& path) {
+  const int fd = ::open(path.c_str(), O_RDONLY);
+  require(fsync(fd) == 0 ? 0 : 1);
+  close(fd);
+}
+
+// Like the platform's snapshot: a file without a journal, synced, then brought to its place, and its folder synced.
 void copy_all(const Database& source, const fs::path& target) {
+  const fs::path made = target.string() + ".made";
   {
-    const Database copy = open(target);
+    const Database copy = open(made);
+    sqlite3_db_config(copy.get(), SQLITE_DBCONFIG_DEFENSIVE, 0, nullptr);
     require(
         pss_embedded::run(copy.get(),
-                          "PRAGMA page_size=8192; PRAGMA journal_mode=OFF; BEGIN;"
+                          "PRAGMA page_size=8192; PRAGMA cache_size=-512; PRAGMA journal_mode=OFF; BEGIN;"
                           "CREATE TABLE record(key BLOB PRIMARY KEY NOT NULL, value BLOB NOT NULL, checksum INTEGER "
                           "NOT NULL) STRICT, WITHOUT ROWID"));
     const Statement insert = prepare(copy, "INSERT INTO record VALUES(?1, ?2, ?3)");
@@ -141,9 +150,9 @@ void copy_all(const Database& source, const fs::path& target) {
     });
     require(pss_embedded::run(copy.get(), "COMMIT"));
   }
-  const int file = ::open(target.c_str(), O_RDONLY);
-  require(fsync(file) == 0 ? 0 : 1);
-  close(file);
+  sync_path(made);
+  fs::rename(made, target);
+  sync_path(target.parent_path());
 }
 
 uint32 global_info_key = VRRP_PSS_GLOBAL_INFO_KEY;

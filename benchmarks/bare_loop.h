@@ -1,5 +1,5 @@
 // The least that a conversion of an embedded store can do: the statements that the platform runs for it, prepared once,
-// over the same file format with the same checks of every row, and nothing of handles, cursors, keys or traces.
+// over the same file format with the same checks of every row, and nothing of handles, cursors or traces.
 #ifndef BENCH_BARE_LOOP_H
 #define BENCH_BARE_LOOP_H
 

@@ -32,15 +32,19 @@ double median(std::vector<double> values) {
 
 double convert_by_library(int routers, bool is_upgrade) {
   device().prepare(routers, is_upgrade);
-  return bench::seconds(convert);
+  const double time = bench::seconds(convert);
+  device().require_converted(routers, is_upgrade);
+  return time;
 }
 
 double convert_by_bare_loop(int routers, bool is_upgrade, bench::Phases& phases) {
   device().prepare(routers, is_upgrade);
-  return bench::seconds([&] {
+  const double time = bench::seconds([&] {
     phases = is_upgrade ? bench::bare_upgrade(device().store(), device().snapshot())
                         : bench::bare_downgrade(device().store());
   });
+  device().require_converted(routers, is_upgrade);
+  return time;
 }
 
 // Counters: microseconds a record, and how many times as long as the bare loop and as one SQL statement it takes; then
@@ -84,6 +88,7 @@ double convert_traced_by_library(int routers, bool is_upgrade, const std::string
   const double library = bench::seconds(convert);
   close(trace_fd);
   trace_fd = -1;
+  device().require_converted(routers, is_upgrade);
   return library;
 }
 

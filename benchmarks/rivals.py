@@ -5,6 +5,7 @@ PROGRAMS is the folder of the built benchmarks."""
 import hashlib
 import json
 import os
+import random
 import shutil
 import statistics
 import subprocess
@@ -18,8 +19,8 @@ OLD_SIZE = {137: 85, 53: 33}
 ONLY_NEW = {"lower_threshold_prio", "upper_threshold_prio", "forwarding_state", "bfd_peer_ip"}
 
 
-def run(command, stdin=None):
-    return subprocess.run(["bash", "-e", "-o", "pipefail", "-c", command], input=stdin, check=True,
+def run(command):
+    return subprocess.run(["bash", "-e", "-o", "pipefail", "-c", command], check=True,
                           stdout=subprocess.PIPE, stderr=subprocess.PIPE).stdout
 
 
@@ -89,12 +90,12 @@ class Ovsdb(Rival):
     durability = "a new file, synced, renamed over the old one"
 
     def start(self):
-        rows = {}
+        rows, numbers = {}, random.Random(1)
         with open("lines", encoding="ascii") as lines:
-            for number, line in enumerate(lines):
+            for line in lines:
                 fields = {name: "" if value is None else value for name, value in json.loads(line).items()}
                 del fields["layout"]
-                rows.setdefault(fields.pop("kind"), {})[str(uuid.UUID(int=number + 1))] = fields
+                rows.setdefault(fields.pop("kind"), {})[str(uuid.UUID(int=numbers.getrandbits(128), version=4))] = fields
         columns = {kind: next(iter(table.values())) for kind, table in rows.items()}
         with open("original-ovsdb", "wb") as database:
             self.write_entry(database, self.schema(columns, set(), "2.0.0"))
@@ -130,7 +131,7 @@ class Lmdb(Rival):
     program = "mdb_load"
     package = "lmdb-utils"
     command = "mdb_dump -n lmdb | awk -f cut.awk | mdb_load -n new && sync new && mv new lmdb && sync ."
-    durability = "a new file, synced, renamed over the old one; nothing stops a writer in between"
+    durability = "a new file, synced every 100 records, renamed over the old one; nothing stops a writer in between"
 
     def start(self):
         with open("lmdb-dump", "w", encoding="ascii") as dump:
@@ -189,9 +190,33 @@ class Redis(Rival):
                 server.set(key, value[:OLD_SIZE[len(value)]])
         server.save()
 
+    @classmethod
+    def convert_pipelined(cls):
+        server = cls.connect()
+        cursor = None
+        while cursor != 0:
+            cursor, keys = server.scan(cursor or 0, count=1000)
+            with server.pipeline(transaction=False) as pipeline:
+                for key, value in zip(keys, server.mget(keys)):
+                    if len(value) in OLD_SIZE:
+                        pipeline.set(key, value[:OLD_SIZE[len(value)]])
+                pipeline.execute()
+        server.save()
+
     def converted(self):
         server = self.connect()
         return sum(server.strlen(key) in OLD_SIZE.values() for key in server.scan_iter(count=1000))
+
+
+class RedisPipelined(Redis):
+    name = "Redis, a thousand keys at a time from Python"
+    command = "rivals.py redis-pipelined"
+
+    def start(self):
+        """The server of the other one."""
+
+    def end(self):
+        """It ends with the other one."""
 
 
 def measure(rival, routers):
@@ -209,7 +234,7 @@ def compare(routers):
     run(f"convert_once make {routers} original")
     run("vrrpconvert export original >lines; vrrpconvert export --raw original >raw")
     present = []
-    for rival in (Library(), Tool(), Shell(), Ovsdb(), Lmdb(), Redis()):
+    for rival in (Library(), Tool(), Shell(), Ovsdb(), Lmdb(), Redis(), RedisPipelined()):
         if shutil.which(rival.program) is None:
             print(f"{rival.name}: skipped, {rival.program} is not installed (Debian: {rival.package})")
             continue
@@ -227,6 +252,8 @@ def compare(routers):
 
 if sys.argv[1] == "redis":
     Redis.convert()
+elif sys.argv[1] == "redis-pipelined":
+    Redis.convert_pipelined()
 else:
     folders = (sys.argv[1], sys.argv[1] + "/../tool", os.path.dirname(__file__))
     os.environ["PATH"] = ":".join([os.path.realpath(folder) for folder in folders] + [os.environ["PATH"]])

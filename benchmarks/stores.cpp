@@ -134,6 +134,20 @@ void Device::prepare(int routers, bool is_upgrade) {
   sync();  // what is still to be written of the copies is no part of what is measured
 }
 
+void Device::require_converted(int routers, bool is_upgrade) const {
+  sqlite3* database;
+  sqlite3_stmt* count;
+  require(sqlite3_open(store().c_str(), &database) == SQLITE_OK, "a converted store cannot be opened");
+  sqlite3_prepare_v2(database, "SELECT count(*), coalesce(sum(length(value) IN (85, 33)), 0) FROM record", -1, &count,
+                     nullptr);
+  require(sqlite3_step(count) == SQLITE_ROW, "a converted store cannot be read");
+  const int all = sqlite3_column_int(count, 0), old_ones = sqlite3_column_int(count, 1);
+  sqlite3_finalize(count);
+  sqlite3_close(database);
+  require(is_upgrade ? all == 0 && fs::exists(snapshot()) : all == 2 * routers + 1 && old_ones == 2 * routers,
+          "a store was not converted");
+}
+
 void Device::use(bool is_upgrade) {
   setenv("SYSMGR_FROM_SRG_PATH", (root_ / (is_upgrade ? "old" : "new")).c_str(), 1);
   setenv("SYSMGR_TO_SRG_PATH", (root_ / (is_upgrade ? "new" : "old")).c_str(), 1);

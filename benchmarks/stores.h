@@ -25,6 +25,10 @@ class Device {
   // that the direction converts, and the environment for it. They are made once, and copied from then on.
   void prepare(int routers, bool is_upgrade);
 
+  // Throws std::runtime_error unless every record of the store has been converted, and there is a snapshot of an
+  // upgrade.
+  void require_converted(int routers, bool is_upgrade) const;
+
   // Sets the environment for a direction.
   void use(bool is_upgrade);
 

@@ -10,7 +10,7 @@ import time
 
 ROUNDS = 3
 IMPORT = ["sqlite3", "theirs", ".read schema", ".mode csv", ".import rows rows"]
-DUMP = ["sqlite3", "store", ".dump"]
+DUMP, DUMP_SAME, DUMP_OLD = (["sqlite3", store, ".dump"] for store in ("store", "same", "old"))
 # Name, command, and what the shell does instead: diff reads two stores, so it is compared with two dumps.
 VERBS = [
     ("import", ["vrrpconvert", "import", "ours", "lines"], [IMPORT]),
@@ -20,8 +20,8 @@ VERBS = [
     ("show", ["vrrpconvert", "show", "store"], [DUMP]),
     ("show --json", ["vrrpconvert", "show", "--json", "store"], [DUMP]),
     ("check", ["vrrpconvert", "check", "store"], [DUMP]),
-    ("diff, no difference", ["vrrpconvert", "diff", "store", "same"], [DUMP, DUMP]),
-    ("diff, every record", ["vrrpconvert", "diff", "store", "old"], [DUMP, DUMP]),
+    ("diff, no difference", ["vrrpconvert", "diff", "store", "same"], [DUMP, DUMP_SAME]),
+    ("diff, every record", ["vrrpconvert", "diff", "store", "old"], [DUMP, DUMP_OLD]),
 ]
 
 
@@ -36,9 +36,17 @@ def measure(command):
         with subprocess.Popen(command, stdout=output) as process:
             _, status, usage = os.wait4(process.pid, 0)
             process.returncode = os.waitstatus_to_exitcode(status)
-    if process.returncode not in (0, 1):  # 1: diff found something
+        seconds = time.monotonic() - start
+    if process.returncode != (1 if command[-1] == "old" else 0):
         raise SystemExit(f"{command}: exit code {process.returncode}")
-    return time.monotonic() - start, usage.ru_maxrss / 1024
+    if "import" in command:
+        subprocess.run(["vrrpconvert", "diff", "ours", "store"], check=True, stdout=subprocess.DEVNULL)
+    if command == IMPORT:
+        both = [subprocess.check_output(["sqlite3", file, f"SELECT count(*) FROM {table}"])
+                for file, table in (("theirs", "rows"), ("store", "record"))]
+        if both[0] != both[1]:
+            raise SystemExit(f"{command}: {both[0]} rows of {both[1]}")
+    return seconds, usage.ru_maxrss / 1024
 
 
 def prepare(routers):

@@ -16,7 +16,7 @@ bool differ_as_json(const Store& a, const Store& b, const DiffOptions& options) 
   for (const std::string list : {"added", "removed", "changed"}) {
     report.begin_list(list.c_str());
     for_each_difference(a, b, [&](const Difference& difference) {
-      if (name_of(difference) != list) return;
+      if (change_of(difference) != list) return;
       report.add_item(json_of_difference(difference, options.reveal));
       differ = true;
     });

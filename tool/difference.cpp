@@ -11,15 +11,18 @@
 namespace vrrpconvert {
 namespace {
 
-// A record of a layout that the tool does not know has one field, its whole value.
-FieldChange value_change(const Difference& difference) {
-  const std::string before = hex_of(difference.before->value), after = hex_of(difference.after->value);
-  return {"value", before, after, '"' + before + '"', '"' + after + '"', false};
+std::string quoted(const std::string& text) { return '"' + text + '"'; }
+
+FieldChange text_change(const char* field, const std::string& before, const std::string& after) {
+  return {field, before, after, quoted(before), quoted(after), false};
 }
 
-FieldChange layout_change(const Layout& before, const Layout& after) {
-  const std::string quote = "\"";
-  return {"layout", before.layout, after.layout, quote + before.layout + quote, quote + after.layout + quote, false};
+// A record of a layout that the tool does not know has one field, its whole value; so has what it is compared with.
+FieldChange value_change(const Difference& difference, bool reveal) {
+  if (!reveal && (is_secret_throughout(*difference.before) || is_secret_throughout(*difference.after))) {
+    return text_change("value", "(hidden)", "(hidden)");
+  }
+  return text_change("value", hex_of(difference.before->value), hex_of(difference.after->value));
 }
 
 // Compares the fields of two values. The longer layout has all fields of the shorter one.
@@ -100,9 +103,9 @@ std::vector<FieldChange> field_changes(const Difference& difference, bool reveal
   const Bytes &before = difference.before->value, &after = difference.after->value;
   const Layout* old_layout = layout_of(*difference.before);
   const Layout* new_layout = layout_of(*difference.after);
-  if (old_layout == nullptr || new_layout == nullptr) return {value_change(difference)};
+  if (old_layout == nullptr || new_layout == nullptr) return {value_change(difference, reveal)};
   std::vector<FieldChange> changes;
-  if (old_layout != new_layout) changes.push_back(layout_change(*old_layout, *new_layout));
+  if (old_layout != new_layout) changes.push_back(text_change("layout", old_layout->layout, new_layout->layout));
   for (const Field& field : (before.size() > after.size() ? old_layout : new_layout)->fields) {
     const FieldComparison comparison(field, before, after);
     if (comparison.is_change()) changes.push_back(comparison.change(reveal));
@@ -129,7 +132,7 @@ void print_difference(const Difference& difference, bool reveal) {
 
 std::string json_of_difference(const Difference& difference, bool reveal) {
   std::string json = "{\"store_key\":\"" + hex_of(difference.either().key) + "\",\"record\":\"" +
-                     name_of(difference.either()) + "\",\"change\":\"" + name_of(difference) + '"';
+                     name_of(difference.either()) + "\",\"change\":\"" + change_of(difference) + '"';
   if (!difference.is_change()) return json + ",\"content\":" + line_of(difference.either(), reveal) + '}';
   json += ",\"fields\":[";
   bool is_first = true;
@@ -141,7 +144,7 @@ std::string json_of_difference(const Difference& difference, bool reveal) {
   return json + "]}";
 }
 
-const char* name_of(const Difference& difference) {
+const char* change_of(const Difference& difference) {
   return difference.is_change() ? "changed" : difference.before != nullptr ? "removed" : "added";
 }
 

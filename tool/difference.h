@@ -43,7 +43,7 @@ void print_difference(const Difference& difference, bool reveal);
 std::string json_of_difference(const Difference& difference, bool reveal);
 
 // "added", "removed" or "changed".
-const char* name_of(const Difference& difference);
+const char* change_of(const Difference& difference);
 
 }  // namespace vrrpconvert
 

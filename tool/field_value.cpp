@@ -27,6 +27,16 @@ FieldValue value_of_bytes(std::span<const uint8> bytes) {
   return {Form::text, 0, std::string(bytes.begin(), end)};
 }
 
+// Printable ASCII as a JSON string.
+void append_quoted(std::string_view text, std::string& line) {
+  line += '"';
+  for (const char letter : text) {
+    if (letter == '"' || letter == '\\') line += '\\';
+    line += letter;
+  }
+  line += '"';
+}
+
 }  // namespace
 
 FieldValue value_of(const Field& field, std::span<const uint8> bytes) {
@@ -95,15 +105,6 @@ void append_text(const Field& field, std::span<const uint8> bytes, bool reveal, 
     case Form::hex:
       text += "hex " + value.text;
   }
-}
-
-void append_quoted(std::string_view text, std::string& line) {
-  line += '"';
-  for (const char letter : text) {
-    if (letter == '"' || letter == '\\') line += '\\';
-    line += letter;
-  }
-  line += '"';
 }
 
 }  // namespace vrrpconvert

@@ -27,9 +27,6 @@ void append_json(const FieldValue& value, std::string& line);
 // For people: "-" when it is unset, "(hidden)" for a secret that is not to be revealed.
 void append_text(const Field& field, std::span<const uint8> bytes, bool reveal, std::string& text);
 
-// Printable ASCII as a JSON string.
-void append_quoted(std::string_view text, std::string& line);
-
 }  // namespace vrrpconvert
 
 #endif

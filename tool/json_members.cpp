@@ -5,6 +5,11 @@
 #include "tool/record_text.h"
 
 namespace vrrpconvert {
+namespace {
+
+constexpr size_t members_max = 32;  // no record has as many
+
+}  // namespace
 
 // Takes what the parser meets.
 class JsonMembers::Reader : public nlohmann::json_sax<Json> {
@@ -30,6 +35,8 @@ class JsonMembers::Reader : public nlohmann::json_sax<Json> {
         depth_ == 2 ? members_.back().value.contains(name)
                     : std::any_of(members_.begin(), members_.end(), [&](const Member& m) { return m.name == name; });
     if (is_twice) throw BadRecord("field \"" + name + "\": stands here twice");
+    if ((depth_ == 2 ? members_.back().value.size() : members_.size()) == members_max)
+      throw BadRecord("more fields than any record has");
     if (depth_ == 2) {
       inner_name_ = std::move(name);
     } else {
@@ -79,7 +86,7 @@ class JsonMembers::Reader : public nlohmann::json_sax<Json> {
 };
 
 JsonMembers::JsonMembers(const std::string& line) {
-  members_.reserve(32);
+  members_.reserve(members_max);
   Reader reader(members_);
   Json::sax_parse(line, &reader);
 }

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "tool/interrupt.h"
-#include "tool/json.h"
+#include "tool/json_report.h"
 #include "tool/verbs.h"
 
 using namespace vrrpconvert;
@@ -189,9 +189,8 @@ int run(int argc, char** argv) {
 // Errors go to standard error, and to scripts that asked for JSON as an object too.
 int report(const std::string& problem, Exit code, bool as_json) {
   std::cerr << "vrrpconvert: " << problem << '\n';
-  if (as_json) {
-    std::cout << dumped({{"schema", 1}, {"problem", problem}, {"exit", static_cast<int>(code)}}) << '\n' << std::flush;
-  }
+  if (as_json) JsonReport::fail(problem, code);
+  std::cout.flush();
   return code;
 }
 

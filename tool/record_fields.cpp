@@ -100,6 +100,10 @@ const Layout* layout_of(const StoredRecord& record) {
   return nullptr;
 }
 
+bool is_secret_throughout(const StoredRecord& record) {
+  return strcmp(kind_of(record.key), "vr") == 0 && layout_of(record) == nullptr && !is_zero(record.value);
+}
+
 Bytes own_key(const Layout& layout, const Bytes& value) {
   if (is_kind(layout, "vr")) {
     vrrp_old_config_record_t record;

@@ -42,6 +42,9 @@ const char* title_of(const std::string& kind);
 // The layout of a record by its kind and its value's length, or null.
 const Layout* layout_of(const StoredRecord& record);
 
+// Whether the whole value of a record is a secret, because it has no layout that tells where its secret is.
+bool is_secret_throughout(const StoredRecord& record);
+
 // The key that the manager keeps a value of this layout under.
 Bytes own_key(const Layout& layout, const Bytes& value);
 

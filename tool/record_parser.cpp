@@ -54,9 +54,10 @@ inet_addr_t address_of(const Json& json) {
   if (!json.is_string()) throw BadRecord("expected an IPv4 or IPv6 address, or null");
   const auto& text = json.get_ref<const std::string&>();
   uint8 a[16] = {};
-  if (inet_pton(AF_INET, text.c_str(), a) == 1) {
+  const char* start = text.find('\0') == std::string::npos ? text.c_str() : "";  // it would end the text for inet_pton
+  if (inet_pton(AF_INET, start, a) == 1) {
     address.addr_type = INET_ADDR_TYPE_IPV4;
-  } else if (inet_pton(AF_INET6, text.c_str(), a) == 1) {
+  } else if (inet_pton(AF_INET6, start, a) == 1) {
     address.addr_type = INET_ADDR_TYPE_IPV6;
   } else {
     throw BadRecord("\"" + text + "\" is neither an IPv4 nor an IPv6 address");

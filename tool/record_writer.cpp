@@ -43,7 +43,7 @@ bool append_field(const Field& field, const Bytes& bytes, bool reveal, std::stri
 
 std::string line_of(const StoredRecord& record, bool reveal) {
   const Layout* layout = layout_of(record);
-  if (layout == nullptr) return raw_line_of(record);
+  if (layout == nullptr) return raw_line(record, !reveal && is_secret_throughout(record));
   std::string line = std::string("{\"kind\":\"") + layout->kind + '"';
   if (layout->layout != nullptr) line += std::string(",\"layout\":\"") + layout->layout + '"';
   bool is_exact = own_key(*layout, record.value) == record.key;

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <deque>
 #include <iostream>
 #include <map>
 
@@ -26,7 +27,7 @@ class Row {
   const std::string& operator[](size_t index) const { return cells_[index]; }
 
  private:
-  std::vector<std::string> cells_;
+  std::deque<std::string> cells_;  // what add() gave out stays where it is
   size_t size_ = 0;
 };
 

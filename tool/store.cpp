@@ -26,6 +26,12 @@ void assign(const pss_datum_t& datum, Bytes& bytes) {
   bytes.assign(start, start + datum.siz);
 }
 
+void discard(pss_service_t handle) {
+  // Another platform, loaded before the embedded one, knows its own handles only. To close one keeps what was changed,
+  // a working file at most.
+  if (pss_embedded_discard(handle) == SYSERR_PSS_BAD_HANDLE) (void)pss_close(handle);
+}
+
 Exit exit_code_for(syserr_t status) {
   switch (status) {
     case SYSERR_PSS_BUSY:
@@ -99,14 +105,14 @@ Store Store::create(const fs::path& file) {
 }
 
 // What the tool changes comes to its place as a copy: through a handle of its own nothing is ever kept.
-Store::~Store() { (void)pss_embedded_discard(handle_); }
+Store::~Store() { discard(handle_); }
 
 void Store::check_replaceable(const fs::path& file) {
   if (!fs::exists(fs::symlink_status(file))) return;
   syserr_t status = 0;
   const pss_service_t handle = pss_open(url_of(file).c_str(), &status);
   if (handle != 0) {
-    (void)pss_embedded_discard(handle);
+    discard(handle);
   } else if (status != SYSERR_PSS_DAMAGED) {
     throw_store_error(file, status);
   }

@@ -5,9 +5,9 @@
  * variable PSS_NONVOLATILE_ROOT, "/" when it is not set.
  *
  * Guarantees
- *  1. From pss_open to pss_close there is one transaction, begun with the write lock: nobody else changes the store
- *     meanwhile. pss_open waits up to 5 seconds for the lock. A snapshot to the store's place is no change to it but
- *     takes its place: snapshots go where no store is in use.
+ *  1. From pss_open to pss_close or pss_embedded_discard there is one transaction, begun with the write lock: nobody
+ *     else changes the store meanwhile. pss_open waits up to 5 seconds for the lock. A snapshot to the store's place is
+ *     no change to it but takes its place: snapshots go where no store is in use.
  *  2. A process that dies before pss_close leaves the store as it was. pss_close makes all changes durable at once;
  *     when it fails, the store is wholly old or wholly new.
  *  3. pss_open reads every record and answers SYSERR_PSS_DAMAGED for a store that lost one, gained one, or holds one
@@ -41,7 +41,7 @@ extern "C" {
 #define SYSERR_PSS_BUSY ((syserr_t)0x40488004u)         /* another process or handle holds it */
 #define SYSERR_PSS_READ_ONLY ((syserr_t)0x40488005u)    /* the file or its folder cannot be written */
 #define SYSERR_PSS_NO_SPACE ((syserr_t)0x40488006u)     /* disk or quota full */
-#define SYSERR_PSS_BAD_HANDLE ((syserr_t)0x40488007u)   /* never given out, or closed */
+#define SYSERR_PSS_BAD_HANDLE ((syserr_t)0x40488007u)   /* never given out, or its use ended */
 #define SYSERR_PSS_BAD_URL ((syserr_t)0x40488008u)      /* names no place where a store can be */
 #define SYSERR_PSS_BAD_ARGUMENT ((syserr_t)0x40488009u) /* a key, value, mode or location out of range */
 #define SYSERR_PSS_NO_MEMORY ((syserr_t)0x4048800Au)    /* no memory, or no handle left */
