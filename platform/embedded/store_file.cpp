@@ -138,8 +138,8 @@ syserr_t build_store(const char* file, sqlite3* source) {
   // Rows that come in key order need no cache but for the pages along the edge of the tree.
   char pragmas[192];
   snprintf(pragmas, sizeof pragmas,
-           "PRAGMA page_size=8192; PRAGMA cache_size=-512; PRAGMA journal_mode=OFF; PRAGMA application_id=%d; "
-           "PRAGMA user_version=%d; BEGIN",
+           "PRAGMA page_size=8192; PRAGMA cache_size=-512; PRAGMA journal_mode=OFF; BEGIN; PRAGMA application_id=%d; "
+           "PRAGMA user_version=%d",
            store_application_id, store_format_version);
   status = run(target.get(), pragmas);
   for (const char* table : schema) {
