@@ -3,7 +3,7 @@
 #include "fuzz/same.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  if (size == 0 || size > 400) return 0;
+  if (size == 0 || size > 700) return 0;
   const std::string text(std::string(reinterpret_cast<const char*>(data) + 1, size - 1).c_str());
   setenv("SYSMGR_VDC_ID", text.c_str(), 1);
   ScriptedPlatform prepared;

@@ -50,7 +50,8 @@ TEST_F(DriverTest, ChoosesTheHandlerByTheReleasesAndTheType) {
                {"4.1", "5.0(1)", "pss_snapshot"},
                {"4.2(1)", "4.1(1)", "pss_store"},
                {"5.0(1)", "4.2(0)", "pss_store"},
-               {"garbage", "4.1(1)", "pss_store"},
+               {"3rd floor", "4.1(1)", "pss_store"},
+               {"5.0(1)", "3rd floor", ""},
                {"4.2(1)", "5.0(1)", ""},
                {"4.2(1)", "4.2(1)", ""},
                {"garbage", "garbage", ""}};
@@ -74,7 +75,7 @@ TEST_F(DriverTest, ChoosesTheHandlerByTheReleasesAndTheType) {
 
 TEST_F(DriverTest, TakesAStartupVdcFromThePath) {
   const struct {
-    const char* path;
+    std::string path;
     uint32 type;
     const char* vdc;  // null: refused
   } cases[] = {{"/d/bin", 1, ""},
@@ -89,10 +90,21 @@ TEST_F(DriverTest, TakesAStartupVdcFromThePath) {
                {"/d/vdc_65536/bin", 1, nullptr},
                {"/d/vdc_4294967296/bin", 1, nullptr},
                {"/d/vdc_65537/bin", 1, "65537"},
-               {"/d/vdc_ -1/bin", 1, " -1"}};
+               {"/d/vdc_ -1/bin", 1, " -1"},
+               {"/d/vdc_ \t\v\f\r+7x/bin", 1, " \t\v\f\r+7"},
+               {"/d/vdc_- 7/bin", 1, nullptr},
+               {"/d/vdc_:7/bin", 1, nullptr},
+               {"/d/vdc_-7bin", 0, nullptr},  // neither blanks, nor a sign, nor digits are taken from behind the text
+               {"/d/vdc_   7bin", 0, nullptr},
+               {"/d/vdc_-12", 0, "-12"},
+               // The number is that of the whole text, of any length.
+               {"/vdc_" + std::string(262, '0') + "5/bin", 1, "0000000"},
+               {"/vdc_9223372036854775808/bin", 1, nullptr},
+               {"/vdc_18446744073709551616/bin", 1, nullptr},
+               {"/vdc_-18446744073709551615/bin", 1, "-184467"}};
   for (const auto& [path, type, vdc] : cases) {
     open_log();
-    const syserr_t result = vrrp_mgr_handle_generic_convert(path, "p", "", "", type);
+    const syserr_t result = vrrp_mgr_handle_generic_convert(path.c_str(), "p", "", "", type);
     EXPECT_EQ(platform.calls.back(), "pss_close 7") << path;
     EXPECT_EQ(result, vdc != nullptr ? 0u : SYSERR_SYSMGR_VDC_UNKNOWN_VDC_ID) << path;
     const std::string line = vdc != nullptr ? std::string("VDC string = ") + vdc : "Could not get vdc from path";

@@ -1,6 +1,8 @@
 // Keys, byte for byte. On the scripted platform hton_if_index also flips the top bit, so interface index 0x01020304
 // gives the key bytes 81 02 03 04.
 
+#include <climits>
+
 #include "tests/library_test.h"
 
 namespace {
@@ -62,6 +64,14 @@ TEST(KeysTest, WithThePrefixBelongToTheCaller) {
         0);
     EXPECT_EQ(Bytes(key, rest.size() + 3), "AFK" + rest);
     free(key);
+  }
+}
+
+TEST(KeysTest, OfNegativeSizeAreNotBuilt) {
+  for (const int32 size : {-1, -3, -4, INT_MIN}) {
+    char rest[] = "k", *key = rest;
+    EXPECT_EQ(make_afk_key(&key, rest, size), VRRP_CNV_ERR_NO_MEMORY) << size;
+    EXPECT_EQ(key, rest) << "is left as it was";
   }
 }
 

@@ -154,6 +154,7 @@ std::vector<long long> numbers_of(const std::string& text) {
 
 std::vector<long long> release_of(const std::optional<std::string>& text) {
   std::vector<long long> release = numbers_of(text.value_or(""));
+  if (release.size() < 2) release.clear();
   release.resize(3, INT_MAX);
   return release;
 }
@@ -161,6 +162,16 @@ std::vector<long long> release_of(const std::optional<std::string>& text) {
 std::optional<std::string> version_file(const char* path) {
   const char* text = srg_sw_ver_file_get(path);
   return text != nullptr ? std::optional<std::string>(text) : std::nullopt;
+}
+
+// The low 16 bits of the number at the start of the text.
+unsigned vdc_number(std::string text) {
+  text.erase(0, text.find_first_not_of(" \t\n\v\f\r"));
+  const bool is_negative = text.starts_with('-');
+  if (is_negative || text.starts_with('+')) text.erase(0, 1);
+  unsigned number = 0;
+  for (const char digit : text.substr(0, text.find_first_not_of("0123456789"))) number = (number * 10 + digit - '0') % 65536;
+  return is_negative ? (65536 - number) % 65536 : number;
 }
 
 const char* shown(const char* text) { return text != nullptr ? text : "(null)"; }
@@ -241,12 +252,12 @@ syserr_t drive(const std::string& path, const std::string& to, const std::string
   const size_t mark = path.find("/vdc_");
   if (is_gsync) {
     vdc = std::string(getenv("SYSMGR_VDC_ID") != nullptr ? getenv("SYSMGR_VDC_ID") : "").substr(0, 6);
-    say(driver, "VDC ID = %u", static_cast<unsigned>(strtoll(vdc.c_str(), nullptr, 10) & 0xffff));
+    say(driver, "VDC ID = %u", vdc_number(vdc));
   } else if (mark != std::string::npos) {
     const std::string rest = path.substr(mark + 5);
-    const std::string number = rest.substr(0, std::min<size_t>(rest.size() < 4 ? rest.size() : rest.size() - 4, 255));
-    vdc = number.substr(0, 7);
-    if ((strtoll(number.c_str(), nullptr, 10) & 0xffff) == 0) {
+    const std::string text = rest.substr(0, rest.size() < 4 ? rest.size() : rest.size() - 4);
+    vdc = text.substr(0, 7);
+    if (vdc_number(text) == 0) {
       say(driver, "Could not get vdc from path");
       return pss_close(table), SYSERR_SYSMGR_VDC_UNKNOWN_VDC_ID;
     }

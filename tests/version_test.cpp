@@ -6,6 +6,8 @@
 
 namespace {
 
+constexpr char unreadable[] = "2147483647.2147483647(2147483647)";
+
 class VersionTest : public LibraryTest {
  protected:
   std::string corrected(const std::string& text) {
@@ -27,22 +29,28 @@ TEST_F(VersionTest, IsBroughtToItsNormalForm) {
                {"4.2(1) [build 7]\n", "4.2(1)"},
                {" 4.2(1)", "4.2(1)"},
                {"-1.0(0)", "-1.0(0)"},
-               // A number that is not there counts as later than any release, one that does not fit as the nearest.
+               // A patch number that is not there counts as later than any, a number that does not fit as the nearest.
                {"4.1", "4.1(2147483647)"},
-               {"4.2(", "4.2(2147483647)"},
-               {"", "2147483647.2147483647(2147483647)"},
-               {"release 4.1(2)", "2147483647.2147483647(2147483647)"},
+               {"4.1(x", "4.1(2147483647)"},
                {"4294967300.1(1)", "2147483647.1(1)"},
-               {"-9999999999.1(1)", "-2147483648.1(1)"}};
+               {"-9999999999.1(1)", "-2147483648.1(1)"},
+               // Without major and minor number nothing is a release.
+               {"3", unreadable},
+               {"3rd floor", unreadable},
+               {"3.x(1)", unreadable},
+               {"0x40.2(1)", unreadable},
+               {"-0x", unreadable},
+               {"", unreadable},
+               {"release 4.1(2)", unreadable}};
   for (const auto& [text, expected] : cases) EXPECT_EQ(corrected(text), expected) << text;
 }
 
 TEST_F(VersionTest, UnreadableFileCountsAsLaterThanAnyRelease) {
   char buffer[VRRP_CNV_VERSION_TEXT_MAX] = "";
   vrrp_mgr_get_corrected_pkg_ver("4.1(2)", "absent", buffer);
-  EXPECT_STREQ(buffer, "2147483647.2147483647(2147483647)");
+  EXPECT_STREQ(buffer, unreadable);
   vrrp_mgr_get_corrected_pkg_ver(nullptr, nullptr, buffer);
-  EXPECT_STREQ(buffer, "2147483647.2147483647(2147483647)");
+  EXPECT_STREQ(buffer, unreadable);
   EXPECT_THAT(platform.calls, testing::ElementsAre("srg_sw_ver_file_get absent", "srg_sw_ver_file_get null"));
 }
 

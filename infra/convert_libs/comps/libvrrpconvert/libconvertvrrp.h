@@ -17,8 +17,7 @@
  *  2. syserr_t results: 0 is success, any other value is a platform status (syserr2str). int32 results of the bulk
  *     readers and of make_afk_key: 0 is success, VRRP_CNV_ERR_NO_VALUE, VRRP_CNV_ERR_NO_MEMORY, or a platform status
  *     unchanged.
- *  3. What goes wrong inside a conversion is told in the trace log and nowhere else: an entry point returns 0 but for
- *     a VDC number that cannot be told from a startup path.
+ *  3. Failures appear only in the trace log: entry points return 0, except for a startup path with VDC number 0.
  *  4. Memory that a function allocates belongs to the caller, who releases it with free(). It is handed over only
  *     with result 0; after any other result there is nothing to release.
  *  5. Key buffers are the caller's and at least as long as the key; builders write the key, no terminator, and no byte
@@ -65,7 +64,9 @@ syserr_t convert_running(const char* pkg_name, const char* from_pkg_version, con
 syserr_t convert_startup(const char* path, const char* pkg_name, const char* to_pkg_version,
                          const char* from_pkg_version);
 
-/* Converts the running store in the directory `path`. Returns 0 whatever happened. */
+/* Converts the running store in the directory `path`. Every VDC opens the same URL, without a VDC in it; the VDC number
+ * in SYSMGR_VDC_ID, cut at 6 characters, only names the snapshot. Not set, it is an empty text, and the snapshot has the
+ * name of VDC 1's. Returns 0 whatever happened. */
 syserr_t convert_gsync(const char* path, const char* pkg_name, const char* to_pkg_version,
                        const char* from_pkg_version);
 
@@ -79,13 +80,15 @@ syserr_t vrrp_mgr_handle_generic_convert(const char* path, const char* pkg_name,
 /* Size in bytes of a buffer for a normalised version text, "%d.%d(%d)". */
 #define VRRP_CNV_VERSION_TEXT_MAX 512
 
-/* Releases of the latest driver call; 0 before the first. A number that could not be read is 2147483647, later than
- * any release, so that an unreadable version never starts a conversion. */
+/* Releases of the latest driver call; 0 before the first. A release whose major and minor number cannot both be read is
+ * unreadable: all three numbers are 2147483647, later than any release, so that an unreadable source never starts an
+ * upgrade and an unreadable target never starts a downgrade. A patch number that cannot be read is 2147483647. */
 extern int32 from_major, from_minor, from_patch;
 extern int32 to_major, to_minor, to_patch;
 
 /* Writes the release held in the package version file `srg_file` in its normal form to `corrected_pkg_ver`
- * [0..VRRP_CNV_VERSION_TEXT_MAX-1]. `pkg_ver` is not used. */
+ * [0..VRRP_CNV_VERSION_TEXT_MAX-1]: "4.2(1a) of May" gives "4.2(1)", an unreadable text three times 2147483647.
+ * `pkg_ver` is not used. */
 void vrrp_mgr_get_corrected_pkg_ver(const char* pkg_ver, const char* srg_file, char* corrected_pkg_ver);
 
 /* Reads the three numbers of `version`. Returns how many were read, 0 to 3, or -1 when the text is null or ends before
@@ -112,7 +115,7 @@ extern time_t tstamp;                           /* time of the latest line */
 
 /* Snapshots the store to "nonvolatile:/tmp/vrrp-pss" ("nonvolatile:/tmp/vrrp-startup-pss" for VRRP_CONVERT_STARTUP)
  * followed by `vdc_string` unless that is "1", then removes the records of the old layouts, whatever became of the
- * snapshot. Returns 0. */
+ * snapshot. The URL is cut at 255 characters, a `vdc_string` so at 230 (222). Returns 0. */
 syserr_t vrrp_mgr_handle_upgrade_to_4_2_1(pss_service_t mgr_rc_pss_table, uint32 conversion_type,
                                           const char* vdc_string);
 
@@ -134,8 +137,13 @@ syserr_t vrrp_mgr_copy_and_convert_rc_pss_recs_for_downgrade(pss_service_t pss_e
 /* ---- Bulk readers ---- */
 
 /* Reads the values of all records of `key_type` of the manager store, in key order, into one array of `*num_values`
- * elements of `value_size` bytes, each the leading bytes of a value; a shorter value leaves the rest of its element
- * zero. `*value_array` is written only with result 0 and a count above 0; `*num_values` is valid only with result 0. */
+ * elements of `value_size` bytes, each the leading bytes of a value. `*value_array` is written only with result 0 and a
+ * count above 0; `*num_values` is valid only with result 0.
+ *
+ * The `siz` of every key and value that the store returns bounds what is read of it. A value shorter than `value_size`
+ * leaves the rest of its element zero: where that cuts the fields that make its key, the conversion builds another key
+ * from them, deletes under that one, or stores the record there. Records that appear between the pass that counts and
+ * the pass that reads are not kept beyond the counted number. */
 int32 pss_get_table(pss_service_t table, vrrp_pss_key_type_t key_type, void** value_array, int32* num_values,
                     int32 value_size);
 
@@ -171,7 +179,7 @@ void vrrp_make_ri_track_key(uint8* key, uint8 vr_id, if_index_t ifindex, inet_ad
                             uint32 track_obj_id);
 
 /* Allocates `key_size` + 3 bytes, writes "AFK" and key[0..key_size-1] into them, and hands them over in `*afk_key`.
- * `key_size` is 0 or more. Returns 0, or VRRP_CNV_ERR_NO_MEMORY with `*afk_key` unchanged. */
+ * Returns 0, or VRRP_CNV_ERR_NO_MEMORY with `*afk_key` unchanged, also for a negative `key_size`. */
 int32 make_afk_key(char** afk_key, char* key, int32 key_size);
 
 /* ---- Record dump, into the trace log ---- */

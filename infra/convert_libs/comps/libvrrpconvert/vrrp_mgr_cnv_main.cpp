@@ -29,7 +29,7 @@ constexpr int32 boundary_major = 4, boundary_minor = 2, boundary_patch = 1;
 // Modes of vrrp_mgr_check_if_conversion_necessary.
 constexpr uint32 downgrade_test = 0, upgrade_test = 1;
 
-// A number that could not be read: later than that of any release.
+// A number that could not be read is later than that of any release, so that it never starts a conversion.
 constexpr int32 unreadable = INT_MAX;
 
 // Scans with more width than a release number has, and brings a number that does not fit to the nearest one that does,
@@ -80,18 +80,27 @@ void read_releases(const char* to_pkg_version, const char* from_pkg_version) {
 
 // ---- VDC ----
 
-// The low 16 bits of the number at the start of `text`.
-vdc_id_t vdc_number(const char* text) { return static_cast<vdc_id_t>(strtoll(text, nullptr, 10)); }
+// The low 16 bits of the base-10 integer at the start of text[0..length-1]: blanks, a sign, and any number of digits.
+// Summed in place, because strtol() would take digits behind the text too, and stop counting at the largest long.
+vdc_id_t vdc_number(const char* text, size_t length) {
+  const char* const end = text + length;
+  while (text < end && strchr(" \t\n\v\f\r", *text) != nullptr) ++text;
+  const bool is_negative = text < end && *text == '-';
+  if (is_negative || (text < end && *text == '+')) ++text;
+  uint32 number = 0;
+  for (; text < end && *text >= '0' && *text <= '9'; ++text) number = number * 10 + static_cast<uint32>(*text - '0');
+  return static_cast<vdc_id_t>(is_negative ? 0 - number : number);
+}
 
-// A global synchronisation is told its VDC by the system manager, and takes any number.
+// The system manager names the VDC of a global synchronisation; any number is taken.
 void read_gsync_vdc(char (&vdc_string)[vdc_string_max]) {
   const char* value = getenv("SYSMGR_VDC_ID");
   snprintf(vdc_string, sizeof vdc_string - 1, "%s", value != nullptr ? value : "");
-  VRRP_CNV_TRACE_FOR(driver, "VDC ID = %u\n", vdc_number(vdc_string));
+  VRRP_CNV_TRACE_FOR(driver, "VDC ID = %u\n", vdc_number(vdc_string, strlen(vdc_string)));
 }
 
-// A startup store's VDC is told by its path: the text between "/vdc_" and the "/bin" at the end. Returns whether the
-// path is sound: it names no VDC, or one whose number is not 0.
+// A startup store's path names its VDC: the text between "/vdc_" and the "/bin" at the end. Returns false when the
+// number of that text is 0.
 bool read_startup_vdc(const char* path, char (&vdc_string)[vdc_string_max]) {
   static constexpr char mark[] = "/vdc_";
   const char* found = strstr(path, mark);
@@ -100,13 +109,12 @@ bool read_startup_vdc(const char* path, char (&vdc_string)[vdc_string_max]) {
   const char* vdc_text = found + strlen(mark);
   size_t length = strlen(vdc_text);
   if (length >= strlen("/bin")) length -= strlen("/bin");
-  char number[path_max];
-  snprintf(number, sizeof number, "%.*s", static_cast<int>(length), vdc_text);
-  if (vdc_number(number) == 0) {
+  if (vdc_number(vdc_text, length) == 0) {
     VRRP_CNV_TRACE_FOR(driver, "Could not get vdc from path\n");
     return false;
   }
-  snprintf(vdc_string, sizeof vdc_string, "%.*s", static_cast<int>(sizeof vdc_string - 1), number);
+  const size_t copied = std::min(length, sizeof vdc_string - 1);
+  snprintf(vdc_string, sizeof vdc_string, "%.*s", static_cast<int>(copied), vdc_text);
   return true;
 }
 
@@ -203,15 +211,13 @@ syserr_t vrrp_mgr_handle_generic_convert(const char* path, const char*, const ch
   VRRP_CNV_TRACE("VDC string = %s\n", vdc_string);
 
   // The source decides first: between two releases that are both older than the boundary the upgrade runs.
-  const bool is_upgrade = crosses_boundary(upgrade_test);
-  if (is_upgrade && conversion_type == VRRP_CONVERT_GSYNC) {
+  const bool converts = conversion_type == VRRP_CONVERT_GSYNC;
+  if (converts && crosses_boundary(upgrade_test)) {
     upgrade_and_close(mgr_rc_pss_table, vdc_string);
     VRRP_CNV_TRACE("Done with conversion in Mgr\n");
     return 0;
   }
-  if (!is_upgrade && crosses_boundary(downgrade_test) && conversion_type == VRRP_CONVERT_GSYNC) {
-    downgrade(mgr_rc_pss_table);
-  }
+  if (converts && crosses_boundary(downgrade_test)) downgrade(mgr_rc_pss_table);
   close_unreported(mgr_rc_pss_table);
   if (conversion_type == VRRP_CONVERT_STARTUP) {
     VRRP_CNV_TRACE("No conversion as it's startup\n");
@@ -226,10 +232,9 @@ syserr_t vrrp_mgr_handle_generic_convert(const char* path, const char*, const ch
 void vrrp_mgr_get_corrected_pkg_ver(const char*, const char* srg_file, char* corrected_pkg_ver) {
   ReleaseScan scan;
   const char* text = srg_sw_ver_file_get(srg_file);
-  if (text != nullptr) {
-    // What the scan does not reach stays unreadable, so its count tells nothing.
-    (void)sscanf(text, "%lld.%lld(%lld%*s)", &scan.major, &scan.minor, &scan.patch);
-  }
+  const int count = text != nullptr ? sscanf(text, "%lld.%lld(%lld%*s)", &scan.major, &scan.minor, &scan.patch) : 0;
+  // A major number alone may be that of anything: "3rd floor" must not start an upgrade, which deletes records.
+  if (count < 2) scan = {};
   snprintf(corrected_pkg_ver, VRRP_CNV_VERSION_TEXT_MAX, "%d.%d(%d)", ReleaseScan::narrow(scan.major),
            ReleaseScan::narrow(scan.minor), ReleaseScan::narrow(scan.patch));
 }

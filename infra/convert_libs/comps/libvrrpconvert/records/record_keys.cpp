@@ -63,6 +63,7 @@ void vrrp_make_ri_track_key(uint8* key, uint8 vr_id, if_index_t ifindex, inet_ad
 }
 
 int32 make_afk_key(char** afk_key, char* key, int32 key_size) {
+  if (key_size < 0) return VRRP_CNV_ERR_NO_MEMORY;  // as no memory can be of that size
   const size_t size = static_cast<size_t>(key_size);
   char* whole = static_cast<char*>(malloc(size + sizeof afk));
   if (whole == nullptr) return VRRP_CNV_ERR_NO_MEMORY;
