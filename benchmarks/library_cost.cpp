@@ -26,7 +26,7 @@ std::vector<Record> records;  // in key order
 size_t cursor;
 pss_datum_t key_datum, value_datum;
 
-const pss_datum_t* key_under_cursor(syserr_t* status) {
+pss_datum_t* key_under_cursor(syserr_t* status) {
   *status = cursor < records.size() ? 0 : SYSERR_PSS_NOKEY;
   if (cursor >= records.size()) return nullptr;
   key_datum = {records[cursor].key, records[cursor].key_size};
@@ -48,13 +48,13 @@ void add_router(uint8 type, uint32 interface, uint8 vr_id) {
 
 pss_service_t pss_open(const char*, syserr_t* status) { return *status = 0, 1; }
 syserr_t pss_close(pss_service_t) { return 0; }
-const pss_datum_t* pss_move2key(pss_service_t, const pss_datum_t* key, syserr_t* status) {
+pss_datum_t* pss_move2key(pss_service_t, const pss_datum_t* key, syserr_t* status) {
   const uint8 type = *static_cast<const uint8*>(key->ptr);
   cursor = 0;
   while (cursor < records.size() && records[cursor].key[0] < type) ++cursor;
   return key_under_cursor(status);
 }
-const pss_datum_t* pss_move2location(pss_service_t, pss_location_t location, syserr_t* status) {
+pss_datum_t* pss_move2location(pss_service_t, pss_location_t location, syserr_t* status) {
   cursor = location == PSS_FIRST_KEY ? 0 : cursor + 1;
   return key_under_cursor(status);
 }

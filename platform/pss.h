@@ -14,8 +14,9 @@
  *  3. A move that returns null found no record: the end of the store, which is not a failure. A move that fails says
  *     so in its status and returns a datum of size 0, because callers take null for the end without a look at the
  *     status.
- *  4. Storing or deleting between two moves makes the cursor neither skip nor repeat a record.
- *  5. The operations are called by one thread at a time. */
+ *  4. The size of every returned key and value is right: callers read no byte beyond it.
+ *  5. Storing or deleting between two moves makes the cursor neither skip nor repeat a record.
+ *  6. The operations are called by one thread at a time. */
 #ifndef PLATFORM_PSS_H
 #define PLATFORM_PSS_H
 
@@ -59,12 +60,12 @@ syserr_t pss_close(pss_service_t table);
 
 /* Places the cursor on `key` (status 0) or, when that key is not stored, on the next key in order (status
  * SYSERR_PSS_NOKEY). Returns the key under the cursor, or null when no record lies at or behind the place. */
-const pss_datum_t* pss_move2key(pss_service_t table, const pss_datum_t* key, syserr_t* status);
+pss_datum_t* pss_move2key(pss_service_t table, const pss_datum_t* key, syserr_t* status);
 
 /* Moves the cursor to `location` and returns the key under it with status 0, or null with status SYSERR_PSS_NOKEY when
  * no record lies there; the cursor is then off the store, but for PSS_CURRENT_KEY, which keeps the place of a record
  * that was deleted. */
-const pss_datum_t* pss_move2location(pss_service_t table, pss_location_t location, syserr_t* status);
+pss_datum_t* pss_move2location(pss_service_t table, pss_location_t location, syserr_t* status);
 
 /* Returns the value of the record under the cursor with status 0, or null with a status that tells why not. */
 const pss_datum_t* pss_getvalue(pss_service_t table, syserr_t* status);
@@ -76,7 +77,10 @@ syserr_t pss_store(pss_service_t table, uint32 mode, const pss_datum_t* key, con
 syserr_t pss_delete(pss_service_t table, const pss_datum_t* key);
 
 /* Writes the store's records as they stand at this moment, changes that are not durable yet included, to the location
- * named by `url`, replacing what is there. `flags` is 0. The store stays open and its cursor stays where it is. */
+ * named by `url`. The store stays open and its cursor stays where it is. `flags` is 0 in every call of the conversion
+ * library; other values are the platform's own. What becomes of an earlier snapshot there is the platform's to say: it
+ * may hold the only copy of the records, because a second upgrade snapshots a store that is empty but for other kinds.
+ */
 syserr_t pss_snapshot(pss_service_t table, uint32 flags, const char* url);
 
 #ifdef __cplusplus

@@ -170,7 +170,8 @@ unsigned vdc_number(std::string text) {
   const bool is_negative = text.starts_with('-');
   if (is_negative || text.starts_with('+')) text.erase(0, 1);
   unsigned number = 0;
-  for (const char digit : text.substr(0, text.find_first_not_of("0123456789"))) number = (number * 10 + digit - '0') % 65536;
+  for (const char digit : text.substr(0, text.find_first_not_of("0123456789")))
+    number = (number * 10 + digit - '0') % 65536;
   return is_negative ? (65536 - number) % 65536 : number;
 }
 

@@ -44,7 +44,7 @@ ScriptedPlatform& platform() { return ScriptedPlatform::get(); }
 
 std::string handle(pss_service_t table) { return std::to_string(table) + " "; }
 
-const pss_datum_t* place_cursor(std::map<Bytes, Bytes>::iterator at) {
+pss_datum_t* place_cursor(std::map<Bytes, Bytes>::iterator at) {
   ScriptedPlatform& p = platform();
   p.cursor.reset();
   if (at == p.records.end()) return nullptr;
@@ -69,22 +69,22 @@ syserr_t pss_close(pss_service_t table) {
   return failure ? failure->status : 0;
 }
 
-const pss_datum_t* pss_move2key(pss_service_t table, const pss_datum_t* key, syserr_t* status) {
+pss_datum_t* pss_move2key(pss_service_t table, const pss_datum_t* key, syserr_t* status) {
   const auto failure = platform().enter("pss_move2key", handle(table) + to_hex(bytes_of(*key)));
   const auto at = platform().records.lower_bound(bytes_of(*key));
   const bool stored = at != platform().records.end() && at->first == bytes_of(*key);
   *status = failure ? failure->status : stored ? 0 : SYSERR_PSS_NOKEY;
-  const pss_datum_t* found = place_cursor(at);
+  pss_datum_t* found = place_cursor(at);
   return failure && failure->null ? nullptr : found;
 }
 
-const pss_datum_t* pss_move2location(pss_service_t table, pss_location_t location, syserr_t* status) {
+pss_datum_t* pss_move2location(pss_service_t table, pss_location_t location, syserr_t* status) {
   ScriptedPlatform& p = platform();
   const auto failure = p.enter("pss_move2location", handle(table) + std::to_string(location));
   auto at = p.records.begin();
   if (location != PSS_FIRST_KEY)
     at = location == PSS_NEXT_KEY && p.cursor ? p.records.upper_bound(*p.cursor) : p.records.end();
-  const pss_datum_t* found = place_cursor(at);
+  pss_datum_t* found = place_cursor(at);
   *status = failure ? failure->status : found != nullptr ? 0 : SYSERR_PSS_NOKEY;
   return failure && failure->null ? nullptr : found;
 }

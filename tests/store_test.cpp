@@ -5,6 +5,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <set>
+
 #include "tests/embedded_store.h"
 
 namespace {
@@ -134,7 +136,7 @@ TEST_F(StoreTest, RefusesBadArguments) {
   EXPECT_NE(pss_move2key(table, &null, &status), nullptr) << "null would mean the end of the store";
   EXPECT_EQ(status, SYSERR_PSS_BAD_ARGUMENT);
   EXPECT_EQ(at(table, static_cast<pss_location_t>(6)), "(failed)");
-  EXPECT_EQ(pss_snapshot(table, 1, url("t").c_str()), SYSERR_PSS_BAD_ARGUMENT);
+  EXPECT_EQ(pss_snapshot(table, 2, url("t").c_str()), SYSERR_PSS_BAD_ARGUMENT);
   EXPECT_EQ(pss_snapshot(table, 0, url("s").c_str()), SYSERR_PSS_BAD_ARGUMENT) << "over itself";
   EXPECT_EQ(pss_close(table), 0u);
 
@@ -246,7 +248,7 @@ TEST_F(StoreTest, SnapshotsItsUncommittedState) {
   EXPECT_EQ(put(table, "new", "x"), 0u);
   EXPECT_EQ(remove(table, "b"), 0u);
 
-  // Whatever stands at the target is replaced, and a symbolic link is not followed.
+  // With its flag it replaces whatever stands at the target, and does not follow a symbolic link.
   create("outside", {});
   const std::string outside = content("outside");
   write("file", "text");
@@ -258,7 +260,8 @@ TEST_F(StoreTest, SnapshotsItsUncommittedState) {
   mkfifo(file("fifo").c_str(), 0600);
   const Records expected = {{"a", "1"}, {"ab", "2"}, {"new", "x"}};
   for (const char* target : {"fresh", "file", "theirs", "stale", "link", "fifo"}) {
-    EXPECT_EQ(pss_snapshot(table, 0, url(target).c_str()), 0u) << target;
+    EXPECT_EQ(pss_snapshot(table, PSS_EMBEDDED_REPLACE, url(target).c_str()), 0u) << target;
+    EXPECT_FALSE(std::filesystem::exists(file(target) + std::string(".1")));
     struct stat status;
     ASSERT_EQ(lstat(file(target).c_str(), &status), 0);
     EXPECT_EQ(status.st_mode, S_IFREG | 0600u) << target;
@@ -268,18 +271,62 @@ TEST_F(StoreTest, SnapshotsItsUncommittedState) {
   EXPECT_EQ(content("outside"), outside);
   EXPECT_FALSE(std::filesystem::exists(file("stale-journal")));
   std::filesystem::create_directory(file("fresh-journal"));
-  EXPECT_EQ(pss_snapshot(table, 0, url("fresh").c_str()), SYSERR_PSS_BAD_URL);
+  for (const uint32 flags : {0, 1}) EXPECT_EQ(pss_snapshot(table, flags, url("fresh").c_str()), SYSERR_PSS_BAD_URL);
   std::filesystem::remove(file("fresh-journal"));
   EXPECT_EQ(records("fresh"), expected) << "a snapshot that fails leaves the earlier one";
   write("gone-journal", "the journal of a store that is gone");
   EXPECT_EQ(pss_embedded_create(url("gone").c_str()), SYSERR_PSS_EXISTS);
 
   std::filesystem::create_directory(file("folder"));
-  EXPECT_EQ(pss_snapshot(table, 0, url("folder").c_str()), SYSERR_PSS_BAD_URL);
+  for (const uint32 flags : {0, 1}) EXPECT_EQ(pss_snapshot(table, flags, url("folder").c_str()), SYSERR_PSS_BAD_URL);
   EXPECT_EQ(pss_snapshot(table, 0, url("none/s").c_str()), SYSERR_PSS_NO_STORE);
   EXPECT_EQ(at(table, PSS_NEXT_KEY), "ab") << "the cursor stays";
   EXPECT_EQ(pss_close(table), 0u);
   EXPECT_EQ(records("s"), expected);
+}
+
+// Whatever stands at a snapshot's place and is not an intact store of the same records is there afterwards, under the
+// first name that neither a file nor a sidecar file has.
+TEST_F(StoreTest, SnapshotsKeepWhatTheyDoNotHold) {
+  create("s", three);
+  const pss_service_t table = open("s");
+  const auto snapshot = [&] { return pss_snapshot(table, 0, url("t").c_str()); };
+  const auto names = [this] {
+    std::string all;
+    for (const auto& entry : std::set<std::filesystem::path>{std::filesystem::directory_iterator(root), {}}) {
+      if (entry.filename().string()[0] == 't') all += entry.filename().string() + " ";
+    }
+    return all;
+  };
+  EXPECT_EQ(snapshot(), 0u);
+  EXPECT_EQ(snapshot(), 0u);
+  EXPECT_EQ(names(), "t ") << "one of the same records is replaced";
+
+  EXPECT_EQ(put(table, "c", "4"), 0u);
+  write("t.1-journal", "of a file that is gone");
+  EXPECT_EQ(snapshot(), 0u);
+  EXPECT_EQ(names(), "t t.1-journal t.2 ");
+  EXPECT_EQ(records("t.2"), three);
+  EXPECT_EQ(records("t").count("c"), 1u);
+
+  // The same records, but for a bit that makes it no intact store; then one that nobody could look into.
+  std::string damaged = content("t");
+  damaged[damaged.size() - 1] ^= 1;
+  write("t", damaged);
+  EXPECT_EQ(snapshot(), 0u);
+  EXPECT_EQ(content("t.3"), damaged);
+  write("t-wal", "a log that may belong to it");
+  const std::string with_log = content("t");
+  EXPECT_EQ(snapshot(), 0u);
+  EXPECT_EQ(content("t.4") + content("t.4-wal"), with_log + "a log that may belong to it");
+  std::filesystem::remove(file("t"));
+  std::filesystem::create_symlink(file("s"), file("t"));
+  EXPECT_EQ(snapshot(), 0u);
+  EXPECT_TRUE(std::filesystem::is_symlink(file("t.5")));
+  std::filesystem::rename(file("t"), file("t-journal"));
+  EXPECT_EQ(snapshot(), 0u);
+  EXPECT_EQ(names(), "t t.1-journal t.2 t.3 t.4 t.4-wal t.5 t.6-journal ");
+  EXPECT_EQ(pss_embedded_discard(table), 0u);
 }
 
 // ---- Files that are no sound store ----

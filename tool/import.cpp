@@ -57,7 +57,7 @@ Exit import_store(const ImportOptions& options) {
   const PrivateFolder workplace(existing_folder(target.parent_path()));
   Store store = Store::create(workplace.path() / "store");
   const size_t records = import_lines(input, store);
-  store.write_copy(target);
+  options.force ? store.replace(target) : store.write_copy(target);
   if (options.json) {
     std::cout << dumped({{"schema", 1}, {"store", options.store}, {"records", records}}) << '\n';
   } else {

@@ -14,7 +14,7 @@ Exit restore(const RestoreOptions& options) {
   const Store copy(options.copy);  // opening checks every record
   Store::check_replaceable(options.store);
   const Census census = take_census(copy);
-  copy.write_copy(options.store);
+  copy.replace(options.store);
   if (options.json) {
     std::cout << dumped({{"schema", 1}, {"store", options.store}, {"copy", options.copy}, {"summary", census.json()}})
               << '\n';

@@ -156,8 +156,12 @@ bool Store::add(const StoredRecord& record) {
   return status == 0;
 }
 
-void Store::write_copy(const fs::path& file) const {
-  const syserr_t status = pss_snapshot(handle_, 0, url_of(file).c_str());
+void Store::write_copy(const fs::path& file) const { snapshot(file, 0); }
+
+void Store::replace(const fs::path& file) const { snapshot(file, PSS_EMBEDDED_REPLACE); }
+
+void Store::snapshot(const fs::path& file, uint32 flags) const {
+  const syserr_t status = pss_snapshot(handle_, flags, url_of(file).c_str());
   if (status != 0) throw_store_error(file, status);
 }
 

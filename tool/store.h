@@ -57,10 +57,13 @@ class Store {
   // Adds a record. Returns false when its key is stored already.
   bool add(const StoredRecord& record);
 
-  // Writes the records, added ones included, to `file`, whole or not at all, in place of what is there.
+  // Writes the records, added ones included, to `file`, atomically. An existing file of other content is kept under
+  // another name by the first, and lost by the second.
   void write_copy(const std::filesystem::path& file) const;
+  void replace(const std::filesystem::path& file) const;
 
  private:
+  void snapshot(const std::filesystem::path& file, uint32 flags) const;
   bool read(pss_location_t location, StoredRecord& record) const;
   [[noreturn]] void fail(syserr_t status) const;
 

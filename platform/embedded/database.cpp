@@ -1,5 +1,7 @@
 #include "platform/embedded/database.h"
 
+#include <cstring>
+
 #include "platform/embedded/pss_embedded.h"
 #include "platform/embedded/status.h"
 
@@ -51,6 +53,18 @@ syserr_t prepare(sqlite3* database, const char* sql, Statement* statement) {
   const int result = sqlite3_prepare_v3(database, sql, -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr);
   statement->reset(prepared);
   return status_of_sqlite(result);
+}
+
+syserr_t pragma_answers(sqlite3* database, const char* pragma, const char* expected, bool* does) {
+  Statement statement;
+  const syserr_t status = prepare(database, pragma, &statement);
+  if (status != 0) return status;
+  const int step = sqlite3_step(statement.get());
+  if (step != SQLITE_ROW) return status_of_sqlite(step);
+  const auto* answer = reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), 0));
+  if (answer == nullptr) return SYSERR_PSS_NO_MEMORY;
+  *does = strcmp(answer, expected) == 0;
+  return 0;
 }
 
 }  // namespace pss_embedded

@@ -26,6 +26,9 @@ syserr_t open_database(const char* file, int flags, Database* database);
 // Runs statements that give no rows.
 syserr_t run(sqlite3* database, const char* sql);
 
+// Reports in `*does` whether the first row that the pragma gives is the text `expected`.
+syserr_t pragma_answers(sqlite3* database, const char* pragma, const char* expected, bool* does);
+
 syserr_t prepare(sqlite3* database, const char* sql, Statement* statement);
 
 }  // namespace pss_embedded

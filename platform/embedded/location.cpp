@@ -1,11 +1,13 @@
 #include "platform/embedded/location.h"
 
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "platform/embedded/pss_embedded.h"
+#include "platform/embedded/sidecar_files.h"
 #include "platform/embedded/status.h"
 
 namespace pss_embedded {
@@ -13,7 +15,7 @@ namespace {
 
 constexpr char scheme[] = "nonvolatile:";
 
-// "." and ".." name a folder, and ".." could lead out of the root.
+// "." and ".." name a directory, and ".." could lead out of the root.
 bool has_dot_part(const char* path) {
   for (const char* part = path + strspn(path, "/"); *part != '\0'; part += strspn(part, "/")) {
     const size_t length = strcspn(part, "/");
@@ -25,19 +27,9 @@ bool has_dot_part(const char* path) {
 
 bool fits(int length) { return length >= 0 && length < PATH_MAX; }
 
-// Room is kept for "-journal" behind the name, and for a working folder in the place of the name.
-constexpr size_t file_length_max = 480;  // SQLite opens no path of more than 511 characters
+// Room is kept for what is appended to the name, and for a scratch directory in the place of the name.
+constexpr size_t file_length_max = path_size - 32;
 constexpr size_t name_length_max = NAME_MAX - 15;
-
-// The names of files that SQLite keeps beside a store.
-bool is_companion(const char* name) {
-  static constexpr const char* suffixes[] = {"-journal", "-wal", "-shm"};
-  for (const char* suffix : suffixes) {
-    const size_t length = strlen(name), suffix_length = strlen(suffix);
-    if (length >= suffix_length && strcmp(name + length - suffix_length, suffix) == 0) return true;
-  }
-  return false;
-}
 
 }  // namespace
 
@@ -52,10 +44,13 @@ syserr_t locate(const char* url, Location* location) {
 
   char* name = strrchr(joined, '/') + 1;
   name[-1] = '\0';
-  if (realpath(*joined != '\0' ? joined : "/", location->folder) == nullptr) return status_of_errno(errno);
-  if (strlen(name) > name_length_max || is_companion(name)) return SYSERR_PSS_BAD_URL;
-  const int length = snprintf(location->file, sizeof location->file, "%s/%s", location->folder, name);
-  return fits(length) && static_cast<size_t>(length) <= file_length_max ? 0 : SYSERR_PSS_BAD_URL;
+  char directory[PATH_MAX];
+  if (realpath(*joined != '\0' ? joined : "/", directory) == nullptr) return status_of_errno(errno);
+  if (strlen(name) > name_length_max || has_sidecar_name(name)) return SYSERR_PSS_BAD_URL;
+  if (strlen(directory) + 1 + strlen(name) > file_length_max) return SYSERR_PSS_BAD_URL;
+  snprintf(location->directory, sizeof location->directory, "%s", directory);
+  snprintf(location->file, sizeof location->file, "%s/%s", directory, name);
+  return 0;
 }
 
 }  // namespace pss_embedded

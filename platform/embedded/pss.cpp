@@ -15,6 +15,7 @@
 
 namespace {
 
+using pss_embedded::Existing;
 using pss_embedded::Location;
 using pss_embedded::Store;
 
@@ -78,14 +79,15 @@ bool is_value(const pss_datum_t* value) {
   return value != nullptr && value->siz <= PSS_EMBEDDED_VALUE_MAX && (value->ptr != nullptr || value->siz == 0);
 }
 
-// What a move that failed returns: null would say that the store ends here, and its status would go unread.
-const pss_datum_t* failed_move() {
+// Null means end of store, so a failed move returns an empty key.
+pss_datum_t* failed_move() {
   static char nothing;
-  static const pss_datum_t no_key = {&nothing, 0};
+  static pss_datum_t no_key;
+  no_key = {&nothing, 0};  // anew, because it is the caller's to write to
   return &no_key;
 }
 
-const pss_datum_t* key_after_move(Store* store, syserr_t status) {
+pss_datum_t* key_after_move(Store* store, syserr_t status) {
   if (status == 0) return store->key();
   return status == SYSERR_PSS_NOKEY ? nullptr : failed_move();
 }
@@ -113,7 +115,7 @@ syserr_t pss_close(pss_service_t table) {
   return store != nullptr ? store->close() : SYSERR_PSS_BAD_HANDLE;
 }
 
-const pss_datum_t* pss_move2key(pss_service_t table, const pss_datum_t* key, syserr_t* status) {
+pss_datum_t* pss_move2key(pss_service_t table, const pss_datum_t* key, syserr_t* status) {
   Store* store = usable_store(table, status);
   if (store != nullptr && !is_key(key)) *status = SYSERR_PSS_BAD_ARGUMENT;
   if (*status != 0) return failed_move();
@@ -122,12 +124,12 @@ const pss_datum_t* pss_move2key(pss_service_t table, const pss_datum_t* key, sys
   const uint32 size = key->siz;
   memcpy(wanted, key->ptr, size);
   *status = store->move_to_key({wanted, size});
-  const pss_datum_t* found = key_after_move(store, *status);
+  pss_datum_t* found = key_after_move(store, *status);
   if (*status == 0 && (found->siz != size || memcmp(found->ptr, wanted, size) != 0)) *status = SYSERR_PSS_NOKEY;
   return found;
 }
 
-const pss_datum_t* pss_move2location(pss_service_t table, pss_location_t location, syserr_t* status) {
+pss_datum_t* pss_move2location(pss_service_t table, pss_location_t location, syserr_t* status) {
   Store* store = usable_store(table, status);
   if (store == nullptr) return failed_move();
   *status = store->move_to_location(location);
@@ -162,16 +164,17 @@ syserr_t pss_snapshot(pss_service_t table, uint32 flags, const char* url) {
   syserr_t status;
   Store* store = usable_store(table, &status);
   if (store == nullptr) return status;
-  if (flags != 0) return SYSERR_PSS_BAD_ARGUMENT;
+  if (flags != 0 && flags != PSS_EMBEDDED_REPLACE) return SYSERR_PSS_BAD_ARGUMENT;
   Location target;
   status = pss_embedded::locate(url, &target);
-  return status != 0 ? status : store->snapshot(target);
+  if (status != 0) return status;
+  return store->snapshot(target, flags == PSS_EMBEDDED_REPLACE ? Existing::replace : Existing::keep);
 }
 
 syserr_t pss_embedded_create(const char* url) {
   Location location;
   const syserr_t status = pss_embedded::locate(url, &location);
-  return status != 0 ? status : pss_embedded::create_store_file(location, pss_embedded::Existing::refuse, nullptr);
+  return status != 0 ? status : pss_embedded::create_store_file(location, Existing::refuse, nullptr);
 }
 
 syserr_t pss_embedded_discard(pss_service_t table) {

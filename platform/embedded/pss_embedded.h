@@ -6,8 +6,8 @@
  *
  * Guarantees
  *  1. From pss_open to pss_close or pss_embedded_discard there is one transaction, begun with the write lock: nobody
- *     else changes the store meanwhile. pss_open waits up to 5 seconds for the lock. A snapshot to the store's place is
- *     no change to it but takes its place: snapshots go where no store is in use.
+ *     else changes the store meanwhile. pss_open waits up to 5 seconds for the lock. The lock does not protect the file
+ *     name: never snapshot onto an open store.
  *  2. A process that dies before pss_close leaves the store as it was. pss_close makes all changes durable at once;
  *     when it fails, the store is wholly old or wholly new.
  *  3. pss_open reads every record and answers SYSERR_PSS_DAMAGED for a store that lost one, gained one, or holds one
@@ -16,10 +16,14 @@
  *     operation with that status, and its pss_close keeps nothing: a store is never left with part of its changes.
  *  5. A store that cannot be written, or whose folder cannot, is opened for reading; storing and deleting then answer
  *     SYSERR_PSS_READ_ONLY.
- *  6. pss_snapshot and pss_embedded_create bring a file to its place whole or not at all, with mode 0600; after
- *     SYSERR_PSS_IO it may be in place, whole. A symbolic link at that place is replaced or refused, never followed.
- *     They work in a folder of mode 0700 named .pss-PID-XXXXXX beside the place, which a killed process leaves.
- *  7. All operations are called by one thread at a time, and a handle is used by the process that opened it, not by a
+ *  6. pss_snapshot and pss_embedded_create rename a file into place atomically, with mode 0600; after SYSERR_PSS_IO it
+ *     may be in place, whole. A symbolic link at that place is never followed. They work in a directory of mode 0700
+ *     named .pss-PID-XXXXXX beside the place, which a killed process leaves.
+ *  7. pss_snapshot never destroys an earlier snapshot of other content. Whatever stands at the location and is not an
+ *     intact store with the same records keeps its content under the first free name NAME.1, NAME.2, ..., sidecar files
+ *     included; that name is durable before the new snapshot takes the place. With PSS_EMBEDDED_REPLACE as its flags,
+ *     pss_snapshot replaces what stands there.
+ *  8. All operations are called by one thread at a time, and a handle is used by the process that opened it, not by a
  *     child of it. Nothing process-wide of SQLite is configured.
  *
  * Whoever can write a folder on the way to a store is trusted: folders may be symbolic links. A store with a
@@ -54,6 +58,9 @@ enum { PSS_EMBEDDED_KEY_MAX = 1024, PSS_EMBEDDED_VALUE_MAX = 1024 * 1024 };
 
 /* Handles that can be open at a time. */
 enum { PSS_EMBEDDED_HANDLES_MAX = 16 };
+
+/* Flags of pss_snapshot beside 0. */
+enum { PSS_EMBEDDED_REPLACE = 1 };
 
 /* Creates an empty store at `url`. Returns 0, or SYSERR_PSS_EXISTS when anything is there already. */
 syserr_t pss_embedded_create(const char* url);

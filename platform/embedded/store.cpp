@@ -8,52 +8,16 @@
 #include <cstdio>
 #include <cstring>
 
+#include "platform/embedded/sidecar_files.h"
 #include "platform/embedded/status.h"
 #include "platform/embedded/store_file.h"
+#include "platform/embedded/store_format.h"
 #include "platform/syserr.h"
 
 namespace pss_embedded {
 namespace {
 
 bool can_write(const char* path) { return faccessat(AT_FDCWD, path, W_OK, AT_EACCESS) == 0; }
-
-// Whether the first row of the pragma `sql` is the text `expected`.
-syserr_t pragma_answers(sqlite3* database, const char* sql, const char* expected, bool* does) {
-  Statement statement;
-  const syserr_t status = prepare(database, sql, &statement);
-  if (status != 0) return status;
-  const int step = sqlite3_step(statement.get());
-  if (step != SQLITE_ROW) return status_of_sqlite(step);
-  const auto* answer = reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), 0));
-  if (answer == nullptr) return SYSERR_PSS_NO_MEMORY;
-  *does = strcmp(answer, expected) == 0;
-  return 0;
-}
-
-syserr_t check_records(sqlite3* database) {
-  // quick_check finds damage outside the records that writes would spread, in the list of free pages for instance.
-  bool sound = false;
-  syserr_t status = pragma_answers(database, "PRAGMA quick_check(1)", "ok", &sound);
-  if (status == 0 && !sound) status = SYSERR_PSS_DAMAGED;
-  Digest kept, found;
-  if (status == 0) status = read_digest(database, &kept);
-  if (status == 0) status = compute_digest(database, &found);
-  if (status != 0) return status;
-  return found == kept ? 0 : SYSERR_PSS_DAMAGED;
-}
-
-// SQLite plays back whatever stands in a journal's place: a FIFO there would hold the caller for ever, and what another
-// user planted there would change the store.
-bool can_trust_companions(const char* file, uid_t owner) {
-  for (const char* suffix : {"-journal", "-wal", "-shm"}) {
-    char companion[PATH_MAX + 16];
-    snprintf(companion, sizeof companion, "%s%s", file, suffix);
-    struct stat status;
-    if (lstat(companion, &status) != 0) continue;
-    if (!S_ISREG(status.st_mode) || (status.st_uid != owner && status.st_uid != geteuid())) return false;
-  }
-  return true;
-}
 
 // `lifetime` is SQLITE_STATIC where the datum stays as it is until the statement was stepped, else SQLITE_TRANSIENT.
 int bind(sqlite3_stmt* statement, int parameter, const pss_datum_t& datum, sqlite3_destructor_type lifetime) {
@@ -71,17 +35,18 @@ syserr_t Store::open(const Location& location) {
   if (!S_ISREG(own.st_mode)) return SYSERR_PSS_NOT_A_STORE;
   static_assert(sizeof file_ == sizeof location.file);
   memcpy(file_, location.file, sizeof file_);
-  if (!can_trust_companions(file_, own.st_uid)) return SYSERR_PSS_UNTRUSTED;
+  if (!can_trust_sidecars(file_, own.st_uid)) return SYSERR_PSS_UNTRUSTED;
 
   const syserr_t begun = begin(location);
   if (begun != 0) return begun;
-  const syserr_t checked = check_records(database_.get());
+  Digest digest;
+  const syserr_t checked = check_records(database_.get(), &digest);
   return checked != 0 ? checked : prepare_statements();
 }
 
 syserr_t Store::begin(const Location& location) {
-  // Without its folder a store cannot be written either: that is where the journal goes.
-  const bool permitted = can_write(location.file) && can_write(location.folder);
+  // Without its directory a store cannot be written either: that is where the journal goes.
+  const bool permitted = can_write(location.file) && can_write(location.directory);
   syserr_t status = open_database(location.file, permitted ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY, &database_);
   // Looked at before the journal is set, which would change a file that is not ours.
   if (status == 0) status = check_format(database_.get());
@@ -181,7 +146,7 @@ syserr_t Store::read_value() {
   }
 }
 
-const pss_datum_t* Store::key() {
+pss_datum_t* Store::key() {
   key_ = {const_cast<void*>(row_.key), row_.key_size};
   return &key_;
 }
@@ -291,14 +256,14 @@ syserr_t Store::write(sqlite3_stmt* statement, syserr_t status_if_unchanged) {
   return 0;
 }
 
-syserr_t Store::snapshot(const Location& target) {
+syserr_t Store::snapshot(const Location& target, Existing existing) {
   // A snapshot over its own store would take the store's place under the open transaction.
   struct stat own, there;
   if (stat(file_, &own) == 0 && lstat(target.file, &there) == 0 && own.st_dev == there.st_dev &&
       own.st_ino == there.st_ino) {
     return SYSERR_PSS_BAD_ARGUMENT;
   }
-  const syserr_t status = create_store_file(target, Existing::replace, database_.get());
+  const syserr_t status = create_store_file(target, existing, database_.get());
   // A target that cannot be written is no fault of this store; but reading it may have cost the transaction.
   const bool lost_transaction = sqlite3_get_autocommit(database_.get()) != 0;
   if (status != 0 && lost_transaction) failure_ = status;

@@ -3,6 +3,7 @@
 #define PLATFORM_EMBEDDED_STORE_H
 
 #include "platform/embedded/database.h"
+#include "platform/embedded/existing_file.h"
 #include "platform/embedded/location.h"
 #include "platform/embedded/pss_embedded.h"
 #include "platform/embedded/row.h"
@@ -32,12 +33,12 @@ class Store {
   syserr_t read_value();
 
   // The record under the cursor, after a move or a read that returned 0 and until the next operation.
-  const pss_datum_t* key();
+  pss_datum_t* key();
   const pss_datum_t* value();
 
   syserr_t store(uint32 mode, const pss_datum_t& key, const pss_datum_t& value);
   syserr_t remove(const pss_datum_t& key);
-  syserr_t snapshot(const Location& target);
+  syserr_t snapshot(const Location& target, Existing existing);
 
  private:
   // SQLite does not say what a statement reads from a table that is written meanwhile. So the cursor stands on the row
@@ -61,7 +62,7 @@ class Store {
   syserr_t failure_ = 0;
   bool writable_ = false;
   bool changed_ = false;
-  char file_[PATH_MAX];
+  char file_[path_size];
 
   Database database_;
   Statement at_or_after_, after_, at_end_, before_, exact_;

@@ -65,8 +65,8 @@ syserr_t convert_startup(const char* path, const char* pkg_name, const char* to_
                          const char* from_pkg_version);
 
 /* Converts the running store in the directory `path`. Every VDC opens the same URL, without a VDC in it; the VDC number
- * in SYSMGR_VDC_ID, cut at 6 characters, only names the snapshot. Not set, it is an empty text, and the snapshot has the
- * name of VDC 1's. Returns 0 whatever happened. */
+ * in SYSMGR_VDC_ID, cut at 6 characters, only names the snapshot. Not set, it is an empty text, and the snapshot has
+ * the name of VDC 1's. Returns 0 whatever happened. */
 syserr_t convert_gsync(const char* path, const char* pkg_name, const char* to_pkg_version,
                        const char* from_pkg_version);
 

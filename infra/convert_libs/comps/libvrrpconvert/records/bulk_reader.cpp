@@ -35,9 +35,7 @@ class ValueArray {
     if (error_ret != 0) return static_cast<int32>(error_ret);
     if (value == nullptr) return VRRP_CNV_ERR_NO_VALUE;
     const size_t length = std::min<size_t>(value->siz, value_size_);
-    if (taken_ < count_ && length > 0) {
-      memcpy(bytes_.get() + static_cast<size_t>(taken_) * value_size_, value->ptr, length);
-    }
+    if (taken_ < count_) memcpy(bytes_.get() + static_cast<size_t>(taken_) * value_size_, value->ptr, length);
     ++taken_;
     return 0;
   }

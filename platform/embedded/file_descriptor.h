@@ -1,0 +1,26 @@
+// A file descriptor with one owner.
+#ifndef PLATFORM_EMBEDDED_FILE_DESCRIPTOR_H
+#define PLATFORM_EMBEDDED_FILE_DESCRIPTOR_H
+
+#include <unistd.h>
+
+namespace pss_embedded {
+
+// For descriptors that are only read, or synced after the last write: closing them can lose nothing.
+class FileDescriptor {
+ public:
+  explicit FileDescriptor(int fd) : fd_(fd) {}
+  FileDescriptor(const FileDescriptor&) = delete;
+  FileDescriptor& operator=(const FileDescriptor&) = delete;
+  ~FileDescriptor() {
+    if (fd_ >= 0) close(fd_);
+  }
+  int get() const { return fd_; }
+
+ private:
+  int fd_;
+};
+
+}  // namespace pss_embedded
+
+#endif

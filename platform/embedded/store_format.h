@@ -1,0 +1,30 @@
+// The file format of a store.
+//
+// A store is an SQLite file with the application id 0x50535331 ("PSS1"), the user version 1, these two tables and
+// nothing else:
+//
+//     record   a row a record: key, value, and a checksum over both
+//     digest   one row: the number of records, and the sum of their checksums modulo 2^64
+#ifndef PLATFORM_EMBEDDED_STORE_FORMAT_H
+#define PLATFORM_EMBEDDED_STORE_FORMAT_H
+
+#include <sqlite3.h>
+
+#include "platform/embedded/row.h"
+#include "platform/types.h"
+
+namespace pss_embedded {
+
+// Returns 0 when the database is a store of this format, SYSERR_PSS_NOT_A_STORE when it is something else.
+syserr_t check_format(sqlite3* database);
+
+// Reads everything in a store of this format and returns the digest of its records; SYSERR_PSS_DAMAGED when it is not
+// what was stored.
+syserr_t check_records(sqlite3* database, Digest* digest);
+
+// Gives an empty database this format, without records.
+syserr_t create_format(sqlite3* database);
+
+}  // namespace pss_embedded
+
+#endif
