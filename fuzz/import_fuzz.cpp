@@ -1,6 +1,6 @@
 // A line given to import: it is refused with a reason, or is a record that both forms of a line carry exactly.
 
-#include "tool/record_text.h"
+#include "tool/record/record_text.h"
 
 using namespace vrrpconvert;
 

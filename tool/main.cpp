@@ -9,9 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "tool/interrupt.h"
-#include "tool/json_report.h"
-#include "tool/verbs.h"
+#include "tool/commands/commands.h"
+#include "tool/store/store.h"
+#include "tool/support/interrupt.h"
+#include "tool/support/json_report.h"
 
 using namespace vrrpconvert;
 
@@ -19,177 +20,213 @@ namespace {
 
 constexpr char exit_codes[] =
     "Exit codes: 0 done, no difference; 1 differences, problems, or a loss that was not allowed; 2 usage;\n"
-    "3 missing, damaged or foreign input; 4 store in use; 5 I/O or no space, nothing changed; 6 outcome not known;\n"
+    "3 missing, damaged or foreign input; 4 store in use; 5 I/O or no space, nothing changed; 6 unknown outcome;\n"
     "7 some records failed; 130 interrupted";
-
-// The verb that the command line asks for, and whether it changes stores.
-std::function<Exit()> chosen;
-bool changes_stores = false;
 
 enum class Effect { reads, changes };
 
-// Adds a verb whose options live as long as the process.
-template <typename Options>
-CLI::App* add_verb(CLI::App& app, const char* name, Effect effect, const char* summary, Options& options,
-                   Exit (*verb)(const Options&), const char* example) {
-  CLI::App* added = app.add_subcommand(name, summary);
-  added->callback([&options, verb, effect] {
-    chosen = [&options, verb] { return verb(options); };
-    changes_stores = effect == Effect::changes;
-  });
-  added->footer(std::string("Example:\n  ") + example);
-  return added;
-}
+// The command line: the commands with their options, and what it asks for.
+class CommandLine {
+ public:
+  CommandLine(JsonReport& report, Effect& effect) : report_(report), effect_(effect) {
+    app_.require_subcommand(0, 1);  // none is an error of ours
+    app_.footer(exit_codes);
+    app_.set_version_flag("--version", "vrrpconvert " CONVERTVRRP_VERSION);
+    add_import();
+    add_export();
+    add_show();
+    add_check();
+    add_diff();
+    add_convert();
+    add_restore();
+  }
 
-void add_json(CLI::App* verb, bool& json) { verb->add_flag("--json", json, "Print one JSON object, for scripts"); }
-
-void add_reveal(CLI::App* verb, bool& reveal) { verb->add_flag("--reveal", reveal, "Show authentication keys"); }
-
-void add_import(CLI::App& app) {
-  static ImportOptions options;
-  CLI::App* verb = add_verb(app, "import", Effect::changes, "Create a store from lines of JSON, one record a line",
-                            options, import_store, "vrrpconvert import vrrp-cfg_runtime_config records.jsonl");
-  verb->add_option("STORE", options.store, "The store to create")->required();
-  verb->add_option("FILE", options.file, "The lines; standard input when not given or -");
-  verb->add_flag("--force", options.force, "Replace a store that is there already");
-  add_json(verb, options.json);
-}
-
-void add_export(CLI::App& app) {
-  static ExportOptions options;
-  CLI::App* verb = add_verb(app, "export", Effect::reads,
-                            "Write the records of a store as lines of JSON, authentication keys included", options,
-                            export_store, "vrrpconvert export -o records.jsonl vrrp-cfg_runtime_config");
-  verb->add_option("STORE", options.store, "The store to read")->required();
-  verb->add_option("-o,--output", options.output, "Write to this new file, which only you can read");
-  verb->add_flag("--raw", options.raw, "Write every record as the hexadecimal digits of its key and value");
-}
-
-void add_show(CLI::App& app) {
-  static ShowOptions options;
-  CLI::App* verb = add_verb(app, "show", Effect::reads, "Show the records of a store as tables", options, show,
-                            "vrrpconvert show --kind vr vrrp-cfg_runtime_config");
-  verb->add_option("STORE", options.store, "The store to read")->required();
-  verb->add_option("--kind", options.kind, "Only records of this kind")
-      ->check(CLI::IsMember({"vr", "ip_assoc", "global_info", "track", "other"}));
-  add_reveal(verb, options.reveal);
-  add_json(verb, options.json);
-}
-
-void add_check(CLI::App& app) {
-  static CheckOptions options;
-  CLI::App* verb =
-      add_verb(app, "check", Effect::reads, "Tell whether a store is sound, of one layout, and readable by a release",
-               options, check, "vrrpconvert check --release '4.1(2)' vrrp-cfg_runtime_config");
-  verb->add_option("STORE", options.store, "The store to read")->required();
-  verb->add_option("--release", options.release, "The release that is to read it, as 4.2(1)");
-  add_json(verb, options.json);
-}
-
-void add_diff(CLI::App& app) {
-  static DiffOptions options;
-  CLI::App* verb =
-      add_verb(app, "diff", Effect::reads, "Tell which records and fields differ between two stores", options, diff,
-               "vrrpconvert diff vrrp-cfg_runtime_config.from-4.2-1 vrrp-cfg_runtime_config");
-  verb->add_option("A", options.a, "One store")->required();
-  verb->add_option("B", options.b, "The other")->required();
-  add_reveal(verb, options.reveal);
-  add_json(verb, options.json);
-}
-
-void add_convert(CLI::App& app) {
-  static ConvertOptions options;
-  CLI::App* verb = add_verb(
-      app, "convert", Effect::changes, "Convert the store in a folder from one release to another", options, convert,
-      "vrrpconvert convert /flash --from '4.2(1)' --to '4.1(2)' --dry-run\n"
-      "  vrrpconvert convert /flash --from '4.2(1)' --to '4.1(2)' --allow-loss --trace trace.log");
-  verb->add_option("DIR", options.folder, "The folder that holds vrrp-cfg_runtime_config")->required();
-  verb->add_option("--from", options.from, "The release that wrote the store, as 4.2(1)")->required();
-  verb->add_option("--to", options.to, "The release that will read it")->required();
-  CLI::Option* vdc = verb->add_option("--vdc", options.vdc, "The number of the store's VDC")
-                         ->check(CLI::Range(1, 65535).description(""))
-                         ->type_name("N")
-                         ->capture_default_str();
-  verb->add_flag("--startup", options.startup, "Inspect DIR/bin/vrrp-cfg_config_sav, the saved startup store, instead")
-      ->excludes(vdc);
-  CLI::Option* dry_run =
-      verb->add_flag("--dry-run", options.dry_run, "Change nothing: show what would change and what would be lost");
-  verb->add_flag("--allow-loss", options.allow_loss, "Convert although something is lost or would fail");
-  verb->add_flag_callback("--no-backup", [] { options.backup = false; }, "Keep no copy of the store beside it");
-  verb->add_option("--trace", options.trace, "Append the library's trace lines to this file")->excludes(dry_run);
-  verb->add_option("--root", options.root, "The folder that stands for a device's /; its tmp takes the snapshot");
-  add_reveal(verb, options.reveal);
-  add_json(verb, options.json);
-}
-
-void add_restore(CLI::App& app) {
-  static RestoreOptions options;
-  CLI::App* verb =
-      add_verb(app, "restore", Effect::changes, "Put a copy or a snapshot of a store back in its place, in one step",
-               options, restore, "vrrpconvert restore /tmp/vrrp-pss vrrp-cfg_runtime_config");
-  verb->add_option("COPY", options.copy, "The copy or snapshot; it is checked first, and stays")->required();
-  verb->add_option("STORE", options.store, "The store that it replaces")->required();
-  add_json(verb, options.json);
-}
-
-// How many letters have to be changed, added or removed to make one word the other.
-size_t distance(const std::string& one, const std::string& other) {
-  std::vector<size_t> row(other.size() + 1);
-  std::iota(row.begin(), row.end(), size_t{0});
-  for (size_t i = 0; i < one.size(); ++i) {
-    size_t diagonal = row[0]++;
-    for (size_t j = 0; j < other.size(); ++j) {
-      const size_t replaced = diagonal + (one[i] == other[j] ? 0 : 1);
-      diagonal = row[j + 1];
-      row[j + 1] = std::min({replaced, row[j] + 1, row[j + 1] + 1});
+  // Returns whether there is a command to run, and not only help that was printed. Throws Error.
+  bool parse(int argc, char** argv) {
+    if (argc > 1 && *argv[1] != '-') check_command(argv[1]);
+    try {
+      app_.parse(argc, argv);
+    } catch (const CLI::Success& help) {
+      app_.exit(help);
+      return false;
+    } catch (const CLI::ParseError& error) {
+      const auto named = app_.get_subcommands();
+      throw Error(exit_usage, std::string(error.what()) + "\nRun with --help for more information: vrrpconvert " +
+                                  (named.empty() ? "" : named.front()->get_name() + " ") + "--help");
     }
+    if (!chosen_) check_command("");
+    return true;
   }
-  return row.back();
-}
 
-// Answers a mistyped verb with the nearest one.
-void check_verb(const CLI::App& app, const std::string& word) {
-  std::string nearest;
-  for (const CLI::App* verb : app.get_subcommands(nullptr)) {
-    const std::string& name = verb->get_name();
-    if (name == word) return;
-    if (nearest.empty() || distance(word, name) < distance(word, nearest)) nearest = name;
-  }
-  throw Error(exit_usage, word + ": there is no such verb; did you mean " + nearest + "?");
-}
+  Exit run() const { return chosen_(); }
 
-int run(int argc, char** argv) {
-  CLI::App app("Converts the stored VRRP configuration of a device that changes its software release", "vrrpconvert");
-  app.require_subcommand(1);
-  app.footer(exit_codes);
-  app.set_version_flag("--version", "vrrpconvert " CONVERTVRRP_VERSION);
-  add_import(app);
-  add_export(app);
-  add_show(app);
-  add_check(app);
-  add_diff(app);
-  add_convert(app);
-  add_restore(app);
-  if (argc > 1 && *argv[1] != '-') check_verb(app, argv[1]);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? exit_done : exit_usage;
+ private:
+  template <typename Options>
+  CLI::App* add_command(const char* name, Effect effect, const char* summary, Options& options,
+                        Exit (*command)(const Options&), const char* example) {
+    CLI::App* added = app_.add_subcommand(name, summary);
+    added->callback([this, &options, command, effect] {
+      chosen_ = [&options, command] { return command(options); };
+      effect_ = effect;
+    });
+    added->footer(std::string("Example:\n  ") + example);
+    return added;
   }
-  const Exit code = chosen();
-  if (!std::cout.flush()) {
-    throw changes_stores ? Error(exit_unknown,
-                                 "the report is cut short, because standard output cannot be written; "
-                                 "see with check what is in the store")
-                         : Error(exit_io, "standard output cannot be written to its end; the output is cut short");
+
+  template <typename Options>
+  void add_json(CLI::App* command, Options& options) {
+    command->add_flag_callback(
+        "--json", [this, &options] { options.json = &report_; }, "Print one JSON object, for scripts");
   }
-  return code;
+
+  static void add_reveal(CLI::App* command, bool& reveal) {
+    command->add_flag("--reveal", reveal, "Show authentication keys");
+  }
+
+  void add_import() {
+    CLI::App* command = add_command("import", Effect::changes, "Create a store from lines of JSON, one record a line",
+                                    import_, import_store, "vrrpconvert import vrrp-cfg_runtime_config records.jsonl");
+    command->add_option("STORE", import_.store, "The store to create")->required();
+    command->add_option("FILE", import_.file, "The lines; standard input when not given or -");
+    command->add_flag("--force", import_.force, "Replace an existing store");
+    add_json(command, import_);
+  }
+
+  void add_export() {
+    CLI::App* command = add_command(
+        "export", Effect::reads, "Write the records of a store as lines of JSON, authentication keys included", export_,
+        export_store, "vrrpconvert export -o records.jsonl vrrp-cfg_runtime_config");
+    command->add_option("STORE", export_.store, "The store to read")->required();
+    command->add_option("-o,--output", export_.output, "Write to this new file, which only you can read");
+    command->add_flag("--raw", export_.raw, "Write every record as the hexadecimal digits of its key and value");
+  }
+
+  void add_show() {
+    CLI::App* command = add_command("show", Effect::reads, "Show the records of a store as tables", show_, show,
+                                    "vrrpconvert show --kind vr vrrp-cfg_runtime_config");
+    command->add_option("STORE", show_.store, "The store to read")->required();
+    command->add_option("--kind", show_.kind, "Only records of this kind")
+        ->check(CLI::IsMember({"vr", "ip_assoc", "global_info", "track", "other"}));
+    add_reveal(command, show_.reveal);
+    add_json(command, show_);
+  }
+
+  void add_check() {
+    CLI::App* command = add_command("check", Effect::reads,
+                                    "Check that a store is consistent, of one layout, and readable by a release",
+                                    check_, check, "vrrpconvert check --release '4.1(2)' vrrp-cfg_runtime_config");
+    command->add_option("STORE", check_.store, "The store to read")->required();
+    command->add_option("--release", check_.release, "The release that is to read it, as 4.2(1)");
+    add_json(command, check_);
+  }
+
+  void add_diff() {
+    CLI::App* command =
+        add_command("diff", Effect::reads, "Show which records and fields differ between two stores", diff_, diff,
+                    "vrrpconvert diff vrrp-cfg_runtime_config.from-4.2-1 vrrp-cfg_runtime_config");
+    command->add_option("A", diff_.a, "One store")->required();
+    command->add_option("B", diff_.b, "The other")->required();
+    add_reveal(command, diff_.reveal);
+    add_json(command, diff_);
+  }
+
+  void add_convert() {
+    ConvertOptions& options = convert_;
+    CLI::App* command = add_command(
+        "convert", Effect::changes, "Convert the store in a directory from one release to another", options, convert,
+        "vrrpconvert convert /flash --from '4.2(1)' --to '4.1(2)' --dry-run\n"
+        "  vrrpconvert convert /flash --from '4.2(1)' --to '4.1(2)' --allow-loss --trace trace.log");
+    command->add_option("DIR", options.directory, "The directory that holds vrrp-cfg_runtime_config")->required();
+    command->add_option("--from", options.from, "The release that wrote the store, as 4.2(1)")->required();
+    command->add_option("--to", options.to, "The release that will read it")->required();
+    CLI::Option* vdc = command->add_option("--vdc", options.vdc, "The number of the store's VDC")
+                           ->check(CLI::Range(1, 65535).description(""))
+                           ->type_name("N")
+                           ->capture_default_str();
+    command
+        ->add_flag("--startup", options.startup,
+                   "Inspect DIR/bin/vrrp-cfg_config_sav, the saved startup store, instead")
+        ->excludes(vdc);
+    CLI::Option* dry_run = command->add_flag("--dry-run", options.dry_run,
+                                             "Change nothing: show what would change and what would be lost");
+    command->add_flag("--allow-loss", options.allow_loss, "Convert although something is lost or would fail");
+    command->add_flag_callback(
+        "--no-backup", [&options] { options.backup = false; }, "Keep no copy of the store beside it");
+    command->add_option("--trace", options.trace, "Append the library's trace lines to this file")->excludes(dry_run);
+    command
+        ->add_option("--root", options.root, "The directory that stands for a device's /; its tmp takes the snapshot")
+        ->envname("PSS_NONVOLATILE_ROOT");
+    add_reveal(command, options.reveal);
+    add_json(command, options);
+  }
+
+  void add_restore() {
+    CLI::App* command =
+        add_command("restore", Effect::changes, "Put a copy or a snapshot of a store back in its place, in one step",
+                    restore_, restore, "vrrpconvert restore /tmp/vrrp-pss vrrp-cfg_runtime_config");
+    command->add_option("COPY", restore_.copy, "The copy or snapshot; it is checked first, and stays")->required();
+    command->add_option("STORE", restore_.store, "The store that it replaces")->required();
+    add_json(command, restore_);
+  }
+
+  // Answers a mistyped command with a near one, or with all.
+  void check_command(const std::string& word) const {
+    std::string near, all;
+    for (const CLI::App* command : app_.get_subcommands(nullptr)) {
+      const std::string& name = command->get_name();
+      if (name == word) return;
+      if (distance(word, name) <= 2 && (near.empty() || distance(word, name) < distance(word, near))) near = name;
+      all += (all.empty() ? "" : ", ") + name;
+    }
+    const std::string problem = word.empty() ? "no command is given; " : word + ": there is no such command; ";
+    throw Error(exit_usage, problem + (near.empty() ? "expected one of " + all : "did you mean " + near + "?"));
+  }
+
+  // How many letters have to be changed, added or removed to make one word the other.
+  static size_t distance(const std::string& one, const std::string& other) {
+    std::vector<size_t> row(other.size() + 1);
+    std::iota(row.begin(), row.end(), size_t{0});
+    for (size_t i = 0; i < one.size(); ++i) {
+      size_t diagonal = row[0]++;
+      for (size_t j = 0; j < other.size(); ++j) {
+        const size_t replaced = diagonal + (one[i] == other[j] ? 0 : 1);
+        diagonal = row[j + 1];
+        row[j + 1] = std::min({replaced, row[j] + 1, row[j + 1] + 1});
+      }
+    }
+    return row.back();
+  }
+
+  CLI::App app_{"Converts the stored VRRP configuration of a device that changes its software release", "vrrpconvert"};
+  JsonReport& report_;
+  std::function<Exit()> chosen_;
+  Effect& effect_;  // of the command that was chosen
+  ImportOptions import_;
+  ExportOptions export_;
+  ShowOptions show_;
+  CheckOptions check_;
+  DiffOptions diff_;
+  ConvertOptions convert_;
+  RestoreOptions restore_;
+};
+
+Exit run(JsonReport& report, Effect& effect, int argc, char** argv) {
+  CommandLine command_line(report, effect);
+  if (!command_line.parse(argc, argv)) return exit_done;
+  set_nonvolatile_root("/");
+  const Exit code = command_line.run();
+  if (std::cout.flush()) return code;
+  if (effect == Effect::reads) {
+    throw Error(exit_io, "standard output cannot be written to its end; the output is cut short");
+  }
+  throw Error(exit_unknown,
+              "the report is cut short, because standard output cannot be written; run check on the store");
 }
 
 // Errors go to standard error, and to scripts that asked for JSON as an object too.
-int report(const std::string& problem, Exit code, bool as_json) {
+int fail(const std::string& problem, Exit code, JsonReport* report) {
   std::cerr << "vrrpconvert: " << problem << '\n';
-  if (as_json) JsonReport::fail(problem, code);
+  if (report != nullptr) report->fail(problem, code);
   std::cout.flush();
   return code;
 }
@@ -199,12 +236,14 @@ int report(const std::string& problem, Exit code, bool as_json) {
 int main(int argc, char** argv) {
   std::ios::sync_with_stdio(false);  // reports are long, and nothing here uses stdio
   note_interrupts();
+  JsonReport report;
+  Effect effect = Effect::reads;
   const bool as_json = std::find(argv, argv + argc, std::string("--json")) != argv + argc;
   try {
-    return run(argc, argv);
+    return run(report, effect, argc, argv);
   } catch (const Error& error) {
-    return report(error.what(), error.exit_code, as_json);
+    return fail(error.what(), error.exit_code, as_json ? &report : nullptr);
   } catch (const std::exception& error) {
-    return report(error.what(), changes_stores ? exit_unknown : exit_io, as_json);
+    return fail(error.what(), effect == Effect::changes ? exit_unknown : exit_io, as_json ? &report : nullptr);
   }
 }

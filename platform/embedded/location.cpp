@@ -47,9 +47,9 @@ syserr_t locate(const char* url, Location* location) {
   char directory[PATH_MAX];
   if (realpath(*joined != '\0' ? joined : "/", directory) == nullptr) return status_of_errno(errno);
   if (strlen(name) > name_length_max || has_sidecar_name(name)) return SYSERR_PSS_BAD_URL;
-  if (strlen(directory) + 1 + strlen(name) > file_length_max) return SYSERR_PSS_BAD_URL;
-  snprintf(location->directory, sizeof location->directory, "%s", directory);
-  snprintf(location->file, sizeof location->file, "%s/%s", directory, name);
+  const int length = snprintf(location->file, sizeof location->file, "%s/%s", directory, name);
+  if (length < 0 || static_cast<size_t>(length) > file_length_max) return SYSERR_PSS_BAD_URL;
+  memcpy(location->directory, directory, strlen(directory) + 1);  // shorter than the file's path
   return 0;
 }
 

@@ -25,7 +25,7 @@
  *  6. Integers are in host byte order unless a layout says otherwise (records/record_formats.h, records/record_keys.h).
  *  7. One call at a time: the trace state and the version globals are shared by all functions, without a lock.
  *  8. Store handles are lent for the length of a call; only the driver opens and closes stores.
- *  9. Nothing here prints, exits, throws, changes signal handlers, the umask or the working folder.
+ *  9. Nothing here prints, exits, throws, changes signal handlers, the umask or the working directory.
  * 10. The header serves C11 and C++11 and later. */
 #ifndef LIBCONVERTVRRP_H
 #define LIBCONVERTVRRP_H
@@ -51,14 +51,22 @@ enum {
 
 /* conversion_type; any other value is taken as a running store that is not converted. */
 enum {
-  VRRP_CONVERT_STARTUP = 1, /* store "vrrp-cfg_config_sav": opened and inspected, never changed */
-  VRRP_CONVERT_GSYNC = 2    /* store "vrrp-cfg_runtime_config": converted when the releases call for it */
+  VRRP_CONVERT_STARTUP = 1, /* store VRRP_CNV_STARTUP_STORE: opened and inspected, never changed */
+  VRRP_CONVERT_GSYNC = 2    /* store VRRP_CNV_RUNNING_STORE: converted when the releases call for it */
 };
+
+/* Where things lie: stores by name in the directory that the caller gives, the rest by whole path. */
+#define VRRP_CNV_RUNNING_STORE "vrrp-cfg_runtime_config"
+#define VRRP_CNV_STARTUP_STORE "vrrp-cfg_config_sav"
+#define VRRP_CNV_STARTUP_DIRECTORY "/bin" /* below the directory that is given to convert_startup */
+#define VRRP_CNV_SNAPSHOT "/tmp/vrrp-pss" /* below "nonvolatile:", a VDC text other than "1" behind it */
+#define VRRP_CNV_STARTUP_SNAPSHOT "/tmp/vrrp-startup-pss"
+#define VRRP_CNV_TRACE_LOG "/bootflash/libconvertvrrpmgr.log"
 
 /* Records in the trace log that it was called. Returns 0. Note the order: source version before target version. */
 syserr_t convert_running(const char* pkg_name, const char* from_pkg_version, const char* to_pkg_version);
 
-/* Opens the saved startup store in the "/bin" subdirectory of `path`, inspects it and closes it unchanged. Returns 0,
+/* Opens the saved startup store in the "/bin" subdirectory of `path`, inspects it, and closes it unchanged. Returns 0,
  * or SYSERR_SYSMGR_VDC_UNKNOWN_VDC_ID when `path` holds "/vdc_" without a number other than 0 behind it. A `path` of
  * 252 characters or more opens nothing; result 0. */
 syserr_t convert_startup(const char* path, const char* pkg_name, const char* to_pkg_version,
@@ -76,6 +84,11 @@ syserr_t vrrp_mgr_handle_generic_convert(const char* path, const char* pkg_name,
                                          const char* from_pkg_version, uint32 conversion_type);
 
 /* ---- Releases ---- */
+
+/* The first release that keeps its records in the new layout, 4.2(1). */
+#define VRRP_CNV_BOUNDARY_MAJOR 4
+#define VRRP_CNV_BOUNDARY_MINOR 2
+#define VRRP_CNV_BOUNDARY_PATCH 1
 
 /* Size in bytes of a buffer for a normalised version text, "%d.%d(%d)". */
 #define VRRP_CNV_VERSION_TEXT_MAX 512
@@ -113,9 +126,9 @@ extern time_t tstamp;                           /* time of the latest line */
 
 /* ---- Upgrade ---- */
 
-/* Snapshots the store to "nonvolatile:/tmp/vrrp-pss" ("nonvolatile:/tmp/vrrp-startup-pss" for VRRP_CONVERT_STARTUP)
- * followed by `vdc_string` unless that is "1", then removes the records of the old layouts, whatever became of the
- * snapshot. The URL is cut at 255 characters, a `vdc_string` so at 230 (222). Returns 0. */
+/* Snapshots the store to VRRP_CNV_SNAPSHOT (VRRP_CNV_STARTUP_SNAPSHOT for VRRP_CONVERT_STARTUP), followed by
+ * `vdc_string` unless that is "1", then removes the records of the old layouts, whatever became of the snapshot. The
+ * URL is cut at 255 characters, a `vdc_string` so at 230 (222). Returns 0. */
 syserr_t vrrp_mgr_handle_upgrade_to_4_2_1(pss_service_t mgr_rc_pss_table, uint32 conversion_type,
                                           const char* vdc_string);
 

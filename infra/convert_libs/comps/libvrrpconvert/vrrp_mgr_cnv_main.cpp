@@ -23,9 +23,6 @@ constexpr char driver[] = "vrrp_mgr_handle_generic_convert";
 
 // ---- Releases ----
 
-// The first release that keeps its records in the new layout.
-constexpr int32 boundary_major = 4, boundary_minor = 2, boundary_patch = 1;
-
 // Modes of vrrp_mgr_check_if_conversion_necessary.
 constexpr uint32 downgrade_test = 0, upgrade_test = 1;
 
@@ -49,8 +46,9 @@ bool older(int32 major, int32 minor, int32 patch, int32 reqd_major, int32 reqd_m
 // Whether the source release (upgrade_test) or the target release (downgrade_test) of this conversion is older than the
 // boundary.
 bool crosses_boundary(uint32 test) {
-  return vrrp_mgr_check_if_conversion_necessary(test, boundary_major, boundary_minor, boundary_patch, from_major,
-                                                from_minor, from_patch, to_major, to_minor, to_patch) != 0;
+  return vrrp_mgr_check_if_conversion_necessary(test, VRRP_CNV_BOUNDARY_MAJOR, VRRP_CNV_BOUNDARY_MINOR,
+                                                VRRP_CNV_BOUNDARY_PATCH, from_major, from_minor, from_patch, to_major,
+                                                to_minor, to_patch) != 0;
 }
 
 // Reads both releases from their version files into the version globals.
@@ -108,7 +106,7 @@ bool read_startup_vdc(const char* path, char (&vdc_string)[vdc_string_max]) {
 
   const char* vdc_text = found + strlen(mark);
   size_t length = strlen(vdc_text);
-  if (length >= strlen("/bin")) length -= strlen("/bin");
+  if (length >= strlen(VRRP_CNV_STARTUP_DIRECTORY)) length -= strlen(VRRP_CNV_STARTUP_DIRECTORY);
   if (vdc_number(vdc_text, length) == 0) {
     VRRP_CNV_TRACE_FOR(driver, "Could not get vdc from path\n");
     return false;
@@ -121,7 +119,7 @@ bool read_startup_vdc(const char* path, char (&vdc_string)[vdc_string_max]) {
 // ---- Store ----
 
 pss_service_t open_store(const char* path, uint32 conversion_type) {
-  const char* store_name = conversion_type == VRRP_CONVERT_STARTUP ? "vrrp-cfg_config_sav" : "vrrp-cfg_runtime_config";
+  const char* store_name = conversion_type == VRRP_CONVERT_STARTUP ? VRRP_CNV_STARTUP_STORE : VRRP_CNV_RUNNING_STORE;
   char mgr_rc_url[path_max];
   snprintf(mgr_rc_url, sizeof mgr_rc_url, "nonvolatile:%s/%s", path, store_name);
 
@@ -174,7 +172,7 @@ syserr_t convert_startup(const char* path, const char* pkg_name, const char* to_
   VRRP_CNV_TRACE("Convert startup called\n");
 
   char new_path[path_max];
-  const int length = snprintf(new_path, sizeof new_path, "%s/bin", vrrp_cnv::shown(path));
+  const int length = snprintf(new_path, sizeof new_path, "%s" VRRP_CNV_STARTUP_DIRECTORY, vrrp_cnv::shown(path));
   if (static_cast<size_t>(length) >= sizeof new_path) {
     // A cut path could name another store.
     VRRP_CNV_TRACE("Startup path of %zu characters leaves no room for /bin\n", strlen(path));

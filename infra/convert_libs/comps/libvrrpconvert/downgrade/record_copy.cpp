@@ -69,38 +69,19 @@ void store_ip_assoc_record(pss_service_t pss_mgr_rc_table, const vrrp_ip_assoc_r
   }
 }
 
-// Each array is released before the next kind is read: there is one at a time.
-
-int32 copy_vr_records(pss_service_t pss_eng_rc_table, pss_service_t pss_mgr_rc_table) {
-  vrrp_cnv::RecordArray<vrrp_config_record_t> vr_array;
-  const int32 ret_val = vr_array.read(pss_eng_rc_table, VRRP_PSS_KEY_VR);
-  if (ret_val != 0) {
-    VRRP_CNV_TRACE_FOR(copy, "Error getting PSS records in bulk; Ret = %d\n", ret_val);
-    return ret_val;
-  }
-  VRRP_CNV_TRACE_FOR(copy, "Number of VR records = %d\n", vr_array.count());
-  for (const auto& record : vr_array) store_vr_record(pss_mgr_rc_table, record);
-  return 0;
-}
-
-int32 copy_ip_assoc_records(pss_service_t pss_eng_rc_table, pss_service_t pss_mgr_rc_table) {
-  vrrp_cnv::RecordArray<vrrp_ip_assoc_record_t> ip_array;
-  const int32 ret_val = ip_array.read(pss_eng_rc_table, VRRP_PSS_KEY_IP_ASSOC);
-  if (ret_val != 0) {
-    VRRP_CNV_TRACE_FOR(copy, "Error getting PSS records in bulk; Ret = %d\n", ret_val);
-    return ret_val;
-  }
-  VRRP_CNV_TRACE_FOR(copy, "Number of VIP records = %d\n", ip_array.count());
-  for (const auto& record : ip_array) store_ip_assoc_record(pss_mgr_rc_table, record);
-  return 0;
-}
-
 }  // namespace
 
 syserr_t vrrp_mgr_copy_and_convert_rc_pss_recs_for_downgrade(pss_service_t pss_eng_rc_table,
                                                              pss_service_t pss_mgr_rc_table) {
   store_global_info(pss_mgr_rc_table);
-  int32 ret_val = copy_vr_records(pss_eng_rc_table, pss_mgr_rc_table);
-  if (ret_val == 0) ret_val = copy_ip_assoc_records(pss_eng_rc_table, pss_mgr_rc_table);
+  // Each array is released before the next kind is read.
+  int32 ret_val = vrrp_cnv::for_each_record<vrrp_config_record_t>(
+      copy, pss_eng_rc_table, VRRP_PSS_KEY_VR, "VR",
+      [=](const auto& record) { store_vr_record(pss_mgr_rc_table, record); });
+  if (ret_val == 0) {
+    ret_val = vrrp_cnv::for_each_record<vrrp_ip_assoc_record_t>(
+        copy, pss_eng_rc_table, VRRP_PSS_KEY_IP_ASSOC, "VIP",
+        [=](const auto& record) { store_ip_assoc_record(pss_mgr_rc_table, record); });
+  }
   return static_cast<syserr_t>(ret_val);
 }

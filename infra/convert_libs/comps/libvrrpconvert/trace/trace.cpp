@@ -14,7 +14,7 @@ time_t tstamp;
 namespace vrrp_cnv {
 
 void open_trace_log() {
-  if (trace_fd == -1) trace_fd = open("/bootflash/libconvertvrrpmgr.log", O_RDWR | O_APPEND);
+  if (trace_fd == -1) trace_fd = open(VRRP_CNV_TRACE_LOG, O_RDWR | O_APPEND);
 }
 
 void write_trace_line(const char* operation, int line, const char* format, ...) {

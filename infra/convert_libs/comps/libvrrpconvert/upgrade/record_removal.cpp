@@ -51,39 +51,19 @@ void delete_ip_assoc_record(pss_service_t mgr_rc_pss_table, const vrrp_ip_assoc_
   }
 }
 
-// Each array is released before the next kind is read: there is one at a time.
-
-int32 delete_vr_records(pss_service_t mgr_rc_pss_table) {
-  vrrp_cnv::RecordArray<vrrp_old_config_record_t> vr_array;
-  const int32 ret_val = vr_array.read(mgr_rc_pss_table, VRRP_PSS_KEY_VR);
-  if (ret_val != 0) {
-    VRRP_CNV_TRACE_FOR(removal, "Error getting PSS records in bulk; Ret = %d\n", ret_val);
-    return ret_val;
-  }
-  VRRP_CNV_TRACE_FOR(removal, "Number of VR records = %d\n", vr_array.count());
-  for (const auto& record : vr_array) delete_vr_record(mgr_rc_pss_table, record);
-  return 0;
-}
-
-int32 delete_ip_assoc_records(pss_service_t mgr_rc_pss_table) {
-  // Read with the size of the new layout: an old record fills the leading 33 bytes of its element, and its key needs no
-  // more than the leading 25.
-  vrrp_cnv::RecordArray<vrrp_ip_assoc_record_t> ip_array;
-  const int32 ret_val = ip_array.read(mgr_rc_pss_table, VRRP_PSS_KEY_IP_ASSOC);
-  if (ret_val != 0) {
-    VRRP_CNV_TRACE_FOR(removal, "Error getting PSS records in bulk; Ret = %d\n", ret_val);
-    return ret_val;
-  }
-  VRRP_CNV_TRACE_FOR(removal, "Number of VIP records = %d\n", ip_array.count());
-  for (const auto& record : ip_array) delete_ip_assoc_record(mgr_rc_pss_table, record);
-  return 0;
-}
-
 }  // namespace
 
 syserr_t vrrp_delete_rc_pss_recs_for_upgrade(pss_service_t mgr_rc_pss_table) {
   delete_global_info(mgr_rc_pss_table);
-  // A failed read of the VR records ends the removal without being its result.
-  if (delete_vr_records(mgr_rc_pss_table) != 0) return 0;
-  return static_cast<syserr_t>(delete_ip_assoc_records(mgr_rc_pss_table));
+  // Each array is released before the next kind is read. A failed read of the VR records ends the removal without being
+  // its result.
+  const int32 vr_result = vrrp_cnv::for_each_record<vrrp_old_config_record_t>(
+      removal, mgr_rc_pss_table, VRRP_PSS_KEY_VR, "VR",
+      [=](const auto& record) { delete_vr_record(mgr_rc_pss_table, record); });
+  if (vr_result != 0) return 0;
+  // Read with the size of the new layout: an old record fills the leading 33 bytes of its element, and its key needs no
+  // more than the leading 25.
+  return static_cast<syserr_t>(vrrp_cnv::for_each_record<vrrp_ip_assoc_record_t>(
+      removal, mgr_rc_pss_table, VRRP_PSS_KEY_IP_ASSOC, "VIP",
+      [=](const auto& record) { delete_ip_assoc_record(mgr_rc_pss_table, record); }));
 }

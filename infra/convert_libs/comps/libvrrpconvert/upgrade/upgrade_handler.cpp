@@ -12,8 +12,8 @@ syserr_t vrrp_mgr_handle_upgrade_to_4_2_1(pss_service_t mgr_rc_pss_table, uint32
                                           const char* vdc_string) {
   VRRP_CNV_TRACE("Entered Upgrade path\n");
 
-  const char* prefix =
-      conversion_type == VRRP_CONVERT_STARTUP ? "nonvolatile:/tmp/vrrp-startup-pss" : "nonvolatile:/tmp/vrrp-pss";
+  const char* prefix = conversion_type == VRRP_CONVERT_STARTUP ? "nonvolatile:" VRRP_CNV_STARTUP_SNAPSHOT
+                                                               : "nonvolatile:" VRRP_CNV_SNAPSHOT;
   const bool is_default_vdc = vdc_string == nullptr || strcmp(vdc_string, "1") == 0;
   char temp_pss_url[256] = {};
   snprintf(temp_pss_url, sizeof temp_pss_url, "%s%s", prefix, is_default_vdc ? "" : vdc_string);

@@ -1,0 +1,77 @@
+// The commands of the tool. Each prints its result on standard output and returns its exit code, or throws Error when
+// it cannot do what it is asked.
+#ifndef TOOL_COMMANDS_COMMANDS_H
+#define TOOL_COMMANDS_COMMANDS_H
+
+#include <string>
+
+#include "tool/support/error.h"
+#include "tool/support/json_report.h"
+
+namespace vrrpconvert {
+
+// `json` is the report to write, null where users read the result.
+
+struct ImportOptions {
+  std::string store;
+  std::string file = "-";
+  bool force = false;
+  JsonReport* json = nullptr;
+};
+Exit import_store(const ImportOptions& options);
+
+struct ExportOptions {
+  std::string store;
+  std::string output;  // empty: standard output
+  bool raw = false;
+};
+Exit export_store(const ExportOptions& options);
+
+struct ShowOptions {
+  std::string store;
+  std::string kind;  // empty: all
+  bool reveal = false;
+  JsonReport* json = nullptr;
+};
+Exit show(const ShowOptions& options);
+
+struct CheckOptions {
+  std::string store;
+  std::string release;  // empty: any
+  JsonReport* json = nullptr;
+};
+Exit check(const CheckOptions& options);
+
+struct DiffOptions {
+  std::string a, b;
+  bool reveal = false;
+  JsonReport* json = nullptr;
+};
+Exit diff(const DiffOptions& options);
+
+struct ConvertOptions {
+  std::string directory;
+  std::string from;
+  std::string to;
+  unsigned vdc = 1;
+  bool startup = false;
+  std::string trace;
+  std::string root;
+  bool dry_run = false;
+  bool allow_loss = false;
+  bool backup = true;
+  bool reveal = false;
+  JsonReport* json = nullptr;
+};
+Exit convert(const ConvertOptions& options);
+
+struct RestoreOptions {
+  std::string copy;
+  std::string store;
+  JsonReport* json = nullptr;
+};
+Exit restore(const RestoreOptions& options);
+
+}  // namespace vrrpconvert
+
+#endif

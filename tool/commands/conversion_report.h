@@ -1,0 +1,35 @@
+// What a conversion reports to the operator.
+#ifndef TOOL_COMMANDS_CONVERSION_REPORT_H
+#define TOOL_COMMANDS_CONVERSION_REPORT_H
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "tool/commands/commands.h"
+#include "tool/conversion/conversion.h"
+#include "tool/conversion/dry_run.h"
+#include "tool/conversion/verdict.h"
+
+namespace vrrpconvert {
+
+// Empty means that it did not happen.
+struct Report {
+  const ConvertOptions& options;
+  const Conversion& conversion;
+  const DryRun& dry_run;
+  const Plan& plan;
+  bool refused = false;
+  bool is_as_it_was = true;  // the store holds what it held before
+  std::optional<Verdict> verdict{};
+  std::filesystem::path snapshot{}, copy{};
+  Exit exit = exit_done;
+  std::string problem{}, next{};
+};
+
+// Prints the report as text or JSON, and its problem on standard error. Returns its exit code.
+Exit print(const Report& report);
+
+}  // namespace vrrpconvert
+
+#endif

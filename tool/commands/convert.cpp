@@ -1,0 +1,171 @@
+#include <sys/stat.h>
+
+#include <iostream>
+
+#include "platform/syserr.h"
+#include "tool/commands/commands.h"
+#include "tool/commands/conversion_report.h"
+#include "tool/conversion/kept_copy.h"
+#include "tool/store/store.h"
+#include "tool/support/interrupt.h"
+
+namespace vrrpconvert {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+Conversion conversion_for(const ConvertOptions& options) {
+  Conversion conversion;
+  conversion.from = parse_release("--from", options.from);
+  conversion.to = parse_release("--to", options.to);
+  conversion.vdc = options.vdc;
+  conversion.startup = options.startup;
+  conversion.root = existing_directory(options.root.empty() ? "/" : options.root);
+  conversion.path = device_path(conversion.root, existing_directory(options.directory), options.startup);
+  return conversion;
+}
+
+// The file at `path` as it is now; a snapshot that is taken anew is another file.
+ino_t file_number(const fs::path& path) {
+  struct stat status;
+  return lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+}
+
+size_t expected_lines(Change change, size_t records) {
+  return change == Change::none ? 0 : change == Change::upgrade ? 2 * records : records;
+}
+
+// A path as a shell takes it.
+std::string quoted(const fs::path& path) {
+  std::string text = path.string();
+  if (text.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+:,@%") ==
+      std::string::npos) {
+    return text;
+  }
+  std::string quoted = "'";
+  for (const char letter : text) quoted += letter == '\'' ? "'\\''" : std::string(1, letter);
+  return quoted + "'";
+}
+
+void make_snapshot_directory(const Conversion& conversion) {
+  if (conversion.change() != Change::upgrade || conversion.root == "/") return;
+  const fs::path directory = conversion.snapshot().parent_path();
+  std::error_code error;
+  fs::create_directory(directory, error);  // where a device has one
+  if (error) throw Error(exit_io, directory.string() + ": cannot be created: " + error.message());
+}
+
+// Runs the library on the store itself, with a copy of it kept beside it.
+Run run_on_store(Report& report) {
+  const ConvertOptions& options = report.options;
+  const Conversion& conversion = report.conversion;
+  make_snapshot_directory(conversion);
+  if (options.backup && report.plan.changes > 0) {
+    report.copy = keep_copy(report.dry_run.before(), conversion.store(), conversion.from);
+  }
+  const ino_t earlier_snapshot = file_number(conversion.snapshot());
+  const Run run = run_conversion(conversion, options.trace.empty() ? Trace::device_log : Trace::to_file, options.trace,
+                                 expected_lines(conversion.change(), report.dry_run.records()));
+  if (conversion.change() == Change::upgrade && file_number(conversion.snapshot()) != earlier_snapshot) {
+    report.snapshot = conversion.snapshot();
+  }
+  return run;
+}
+
+// Compares the store after the run with what it was. Throws Error when it cannot be read.
+void examine(const Run& run, Report& report) {
+  const Store& before = report.dry_run.before();
+  const Store after(report.conversion.store());
+  for_each_difference(before, after, [&report](const Difference&) { report.is_as_it_was = false; });
+  report.verdict = verdict_of(report.conversion.change(), before, after, run);
+}
+
+struct Problem {
+  Exit exit = exit_done;
+  std::string text{};
+};
+
+// What was not as it should be in a run, if anything.
+Problem problem_of(const Run& run, const Report& report) {
+  const auto& failed = report.verdict->failed;
+  if (!run.answered && report.is_as_it_was) return {exit_unknown, "the library died; the store is as it was"};
+  if (run.result != 0) {
+    char status[16];
+    snprintf(status, sizeof status, "0x%x", run.result);
+    return {exit_bad_input, std::string("the library answered ") + status + " (" + syserr2str(run.result) + ")"};
+  }
+  // The dry run of the same conversion did change the copy.
+  if (!failed.empty() && report.is_as_it_was && report.plan.changes > 0) {
+    return {exit_io, "nothing was changed: " + failed.front().reason};
+  }
+  if (!failed.empty()) {
+    return {exit_some_failed,
+            "not every record is in the state that it should be in; failed: " + std::to_string(failed.size())};
+  }
+  if (report.conversion.change() == Change::upgrade && report.snapshot.empty()) {
+    return {exit_some_failed, report.conversion.snapshot().string() + ": the library could not take its snapshot"};
+  }
+  return {};
+}
+
+std::string next_step(const Report& report) {
+  if (report.is_as_it_was) return "";
+  const fs::path& source = report.copy.empty() ? report.snapshot : report.copy;
+  std::string back =
+      source.empty() ? ""
+                     : "to go back: vrrpconvert restore " + quoted(source) + " " + quoted(report.conversion.store());
+  if (report.exit != exit_done) return back;
+  const char* start = report.conversion.change() == Change::upgrade ? "configure VRRP anew under " : "start ";
+  return start + report.conversion.to.text + (back.empty() ? "" : "; or " + back);
+}
+
+// Runs the library on the store itself, and reports what became of it.
+Exit convert_store(Report& report) {
+  const Run run = run_on_store(report);
+  ignore_interrupts();  // from here on the outcome has to be reported
+  std::string unreadable;
+  try {
+    examine(run, report);
+  } catch (const Error& error) {
+    unreadable = std::string("unknown outcome, because the store cannot be read: ") + error.what();
+  }
+  if (unreadable.empty() && run.interrupted && report.is_as_it_was) {
+    std::error_code ignored;  // the copy is the same as the store
+    fs::remove(report.copy, ignored);
+    throw Error(exit_interrupted, "interrupted; the store is as it was");
+  }
+  const Problem problem = unreadable.empty() ? problem_of(run, report) : Problem{exit_unknown, unreadable};
+  report.exit = problem.exit;
+  report.problem = problem.text;
+  report.next = next_step(report);
+  try {
+    return print(report);
+  } catch (const Error& error) {
+    throw Error(exit_unknown, std::string("the report is cut short; run check on the store: ") + error.what());
+  }
+}
+
+}  // namespace
+
+Exit convert(const ConvertOptions& options) {
+  const Conversion conversion = conversion_for(options);
+  if (!options.trace.empty()) check_trace_file(conversion, options.trace);
+  const DryRun dry_run(conversion);
+  const Plan plan = plan_of(dry_run, conversion.change());
+  Report report = {options, conversion, dry_run, plan};
+  report.refused = !plan.is_harmless() && !options.allow_loss;
+  if (report.refused) report.exit = exit_found;
+  if (options.dry_run) return print(report);
+  if (report.refused) {
+    report.problem = "refused; nothing was changed. To convert although this would be lost or fail: --allow-loss";
+    return print(report);
+  }
+  if (conversion.change() == Change::upgrade && plan.changes == 0 && plan.failures.empty()) {
+    report.next = "nothing to upgrade: the library was not run, so that an earlier snapshot stays";
+    return print(report);
+  }
+  return convert_store(report);
+}
+
+}  // namespace vrrpconvert

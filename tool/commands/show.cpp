@@ -1,0 +1,173 @@
+#include <algorithm>
+#include <cstring>
+#include <deque>
+#include <iostream>
+#include <map>
+
+#include "tool/commands/commands.h"
+#include "tool/record/field_value.h"
+#include "tool/record/record_text.h"
+#include "tool/store/record_counts.h"
+#include "tool/support/digits.h"
+#include "tool/support/style.h"
+
+namespace vrrpconvert {
+namespace {
+
+// The cells of one line. What they held before is overwritten in its place.
+class Row {
+ public:
+  void clear() { size_ = 0; }
+  std::string& add() {
+    if (size_ == cells_.size()) cells_.emplace_back();
+    cells_[size_].clear();
+    return cells_[size_++];
+  }
+  size_t size() const { return size_; }
+  const std::string& operator[](size_t index) const { return cells_[index]; }
+
+ private:
+  std::deque<std::string> cells_;  // what add() gave out stays where it is
+  size_t size_ = 0;
+};
+
+// The table of one kind: a column a field, but for fields that are unset in every record.
+class Table {
+ public:
+  Table(const std::string& kind, bool reveal) : title_(title_of(kind)), reveal_(reveal) {
+    if (!has_layouts(kind)) {
+      columns_ = {{"key", true}, {"value", true}};
+      return;
+    }
+    columns_ = {{"layout", true}};
+    // The kind's longest layout comes first, and has the fields of the others.
+    const auto all = layouts();
+    const auto longest =
+        std::find_if(all.begin(), all.end(), [&](const Layout& layout) { return kind == layout.kind; });
+    for (const Field& field : longest->fields) columns_.push_back({field.heading, field.is_always_shown()});
+  }
+
+  // Learns how wide the columns must be.
+  void measure(const StoredRecord& record) {
+    fill(record);
+    for (size_t i = 0; i < row_.size(); ++i) {
+      Column& column = columns_[i];
+      if (!column.is_always_shown && means_nothing(row_[i])) continue;
+      column.width = std::max({column.width, row_[i].size(), strlen(column.heading)});
+    }
+  }
+
+  void print_header() {
+    std::cout << styled(Style::bold, title_) << '\n';
+    row_.clear();
+    for (const Column& column : columns_) row_.add() = column.heading;
+    print_row();
+  }
+
+  void print_record(const StoredRecord& record) {
+    fill(record);
+    print_row();
+  }
+
+ private:
+  struct Column {
+    const char* heading;
+    bool is_always_shown;
+    size_t width = 0;  // 0: not shown
+  };
+
+  static bool means_nothing(const std::string& cell) { return cell == "-" || cell == "0" || cell == "0x0"; }
+
+  void fill(const StoredRecord& record) {
+    row_.clear();
+    std::string& first = row_.add();
+    if (!has_layouts(kind_of(record.key))) {
+      append_hex(record.key, first);
+      append_hex(record.value, row_.add());
+      return;
+    }
+    const Layout* layout = layout_of(record);
+    if (layout == nullptr) {
+      first = "of " + std::to_string(record.value.size()) + " bytes under key " + hex_of(record.key);
+      return;
+    }
+    first = layout->layout != nullptr ? layout->layout : "-";
+    if (expected_key(*layout, record.value) != record.key) first += " under key " + hex_of(record.key);
+    for (const Field& field : layout->fields) append_text(field, field.in(record.value), reveal_, row_.add());
+    while (row_.size() < columns_.size()) row_.add() = '-';  // fields that the old layout does not have
+  }
+
+  void print_row() {
+    line_.clear();
+    for (size_t i = 0; i < row_.size(); ++i) {
+      const size_t width = columns_[i].width;
+      if (width == 0) continue;
+      line_.append(2, ' ').append(row_[i]).append(std::max(width, row_[i].size()) - row_[i].size(), ' ');
+    }
+    line_.erase(line_.find_last_not_of(' ') + 1);
+    std::cout << line_ << '\n';
+  }
+
+  std::string title_;
+  bool reveal_;
+  std::vector<Column> columns_;
+  Row row_;
+  std::string line_;
+};
+
+bool is_selected(const StoredRecord& record, const ShowOptions& options) {
+  return options.kind.empty() || options.kind == kind_of(record.key);
+}
+
+// The keys put the records of one kind next to each other, so that two walks print all tables without keeping a record.
+void show_tables(const Store& store, const ShowOptions& options) {
+  std::map<std::string, Table, std::less<>> tables;
+  RecordCounts counts;
+  store.for_each([&](const StoredRecord& record) {
+    counts.add(record);
+    if (!is_selected(record, options)) return;
+    const char* kind = kind_of(record.key);
+    auto table = tables.find(kind);
+    if (table == tables.end()) table = tables.try_emplace(kind, kind, options.reveal).first;
+    table->second.measure(record);
+  });
+  std::string kind;
+  store.for_each([&](const StoredRecord& record) {
+    if (!is_selected(record, options)) return;
+    Table& table = tables.find(kind_of(record.key))->second;
+    if (kind != kind_of(record.key)) {
+      if (!kind.empty()) std::cout << '\n';
+      kind = kind_of(record.key);
+      table.print_header();
+    }
+    table.print_record(record);
+  });
+  if (!kind.empty()) std::cout << '\n';
+  std::cout << options.store << ": " << counts.text() << '\n';
+}
+
+void show_json(const Store& store, const ShowOptions& options) {
+  RecordCounts counts;
+  JsonWriter& json = options.json->begin();
+  json.member("store", options.store);
+  json.key("records");
+  json.begin_list();
+  store.for_each([&](const StoredRecord& record) {
+    counts.add(record);
+    if (is_selected(record, options)) write_record(json, record, options.reveal);
+  });
+  json.end();
+  json.key("summary");
+  counts.write(json);
+  json.end();
+}
+
+}  // namespace
+
+Exit show(const ShowOptions& options) {
+  const Store store(options.store);
+  options.json != nullptr ? show_json(store, options) : show_tables(store, options);
+  return exit_done;
+}
+
+}  // namespace vrrpconvert

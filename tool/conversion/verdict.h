@@ -1,0 +1,28 @@
+// What became of every record in a conversion.
+#ifndef TOOL_CONVERSION_VERDICT_H
+#define TOOL_CONVERSION_VERDICT_H
+
+#include <string>
+#include <vector>
+
+#include "tool/conversion/conversion.h"
+#include "tool/store/difference.h"
+#include "tool/store/store.h"
+
+namespace vrrpconvert {
+
+struct FailedRecord {
+  std::string store_key, record, reason;
+};
+
+struct Verdict {
+  size_t converted = 0, deleted = 0, added = 0, left_alone = 0;
+  std::vector<FailedRecord> failed;  // records that are not in the state that they should be in
+};
+
+// Compares the store `after` a conversion with what it was `before`. The `run` only gives reasons.
+Verdict verdict_of(Change change, const Store& before, const Store& after, const Run& run);
+
+}  // namespace vrrpconvert
+
+#endif

@@ -1,0 +1,23 @@
+// What a field of a record holds, as JSON and as text for users.
+#ifndef TOOL_RECORD_FIELD_VALUE_H
+#define TOOL_RECORD_FIELD_VALUE_H
+
+#include <span>
+#include <string>
+
+#include "tool/record/record_fields.h"
+#include "tool/support/json_writer.h"
+
+namespace vrrpconvert {
+
+// Whether reading the field's JSON gives its bytes: an enumeration's number without a word is refused there, and an
+// address may have bytes that its text does not show.
+bool round_trips(const Field& field, std::span<const uint8> bytes);
+
+// Both show "(hidden)" for a secret unless `reveal`. The text of an unset field is "-".
+void write_field(JsonWriter& json, const Field& field, std::span<const uint8> bytes, bool reveal);
+void append_text(const Field& field, std::span<const uint8> bytes, bool reveal, std::string& text);
+
+}  // namespace vrrpconvert
+
+#endif

@@ -1,0 +1,208 @@
+#include "tool/record/record_fields.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "libconvertvrrp.h"
+#include "tool/support/digits.h"
+
+namespace vrrpconvert {
+namespace {
+
+#define FIELD(record, name, heading, type) {#name, heading, offsetof(record, name), sizeof(record::name), Type::type}
+
+constexpr Field vr_fields[] = {
+    FIELD(vrrp_config_record_t, ifindex, "interface", interface),
+    FIELD(vrrp_config_record_t, vr_id, "vr", number),
+    FIELD(vrrp_config_record_t, addr_type, "family", address_type),
+    FIELD(vrrp_config_record_t, admin, "admin", admin),
+    FIELD(vrrp_config_record_t, prio, "prio", number),
+    FIELD(vrrp_config_record_t, primary_ip, "primary ip", address),
+    FIELD(vrrp_config_record_t, auth, "auth", auth),
+    FIELD(vrrp_config_record_t, key, "key", secret),
+    FIELD(vrrp_config_record_t, adv, "adv", number),
+    FIELD(vrrp_config_record_t, preempt, "preempt", boolean),
+    FIELD(vrrp_config_record_t, track_prio, "track prio", number),
+    FIELD(vrrp_config_record_t, track_intf, "tracked", interface),
+    FIELD(vrrp_config_record_t, spi, "spi", number),
+    FIELD(vrrp_config_record_t, row_status, "row", number),
+    FIELD(vrrp_config_record_t, owner, "owner", boolean),
+    FIELD(vrrp_config_record_t, lower_threshold_prio, "lower", number),
+    FIELD(vrrp_config_record_t, upper_threshold_prio, "upper", number),
+    FIELD(vrrp_config_record_t, forwarding_state, "fwd", boolean),
+    FIELD(vrrp_config_record_t, bfd_peer_ip, "bfd peer", address),
+    FIELD(vrrp_config_record_t, reserved, "reserved", bytes),
+};
+
+constexpr Field ip_assoc_fields[] = {
+    FIELD(vrrp_ip_assoc_record_t, ifindex, "interface", interface),
+    FIELD(vrrp_ip_assoc_record_t, vr_id, "vr", number),
+    FIELD(vrrp_ip_assoc_record_t, inet_addr, "address", address),
+    {"virtual", "virtual", offsetof(vrrp_ip_assoc_record_t, virtual_), 4, Type::boolean},
+    FIELD(vrrp_ip_assoc_record_t, row_status, "row", number),
+    FIELD(vrrp_ip_assoc_record_t, reserved, "reserved", bytes),
+};
+
+constexpr Field global_info_fields[] = {
+    FIELD(vrrp_pss_global_info_t, vrrp_enabled, "enabled", boolean),
+    {"is_bfd_enabled_on_any_group", "bfd", 1, 1, Type::low_bit},
+    {"temp_rsrv", "temp_rsrv", 1, 1, Type::high_bits},
+    FIELD(vrrp_pss_global_info_t, reserved, "reserved", bytes),
+};
+
+#undef FIELD
+
+// A layout of `size` bytes: the old one of a kind is a prefix of the new one, and has the fields that end in it.
+constexpr Layout layout(const char* kind, const char* name, size_t size, std::span<const Field> fields) {
+  const auto ends_behind = [size](const Field& field) { return field.offset + field.size > size; };
+  return {kind, name, size, {fields.begin(), std::find_if(fields.begin(), fields.end(), ends_behind)}};
+}
+
+constexpr Layout all_layouts[] = {
+    layout("vr", "new", sizeof(vrrp_config_record_t), vr_fields),
+    layout("vr", "old", sizeof(vrrp_old_config_record_t), vr_fields),
+    layout("ip_assoc", "new", sizeof(vrrp_ip_assoc_record_t), ip_assoc_fields),
+    layout("ip_assoc", "old", sizeof(vrrp_old_ip_assoc_record_t), ip_assoc_fields),
+    layout("global_info", nullptr, sizeof(vrrp_pss_global_info_t), global_info_fields),
+};
+
+bool is_kind(const Layout& layout, const char* kind) { return strcmp(layout.kind, kind) == 0; }
+
+}  // namespace
+
+bool Field::may_be_left_out() const { return type == Type::high_bits || strcmp(name, "reserved") == 0; }
+
+std::span<const Layout> layouts() { return all_layouts; }
+
+bool has_layouts(const std::string& kind) {
+  return std::any_of(std::begin(all_layouts), std::end(all_layouts),
+                     [&kind](const Layout& layout) { return kind == layout.kind; });
+}
+
+const char* kind_of(const Bytes& key) {
+  const uint32 global_key = VRRP_PSS_GLOBAL_INFO_KEY;
+  if (key.size() == sizeof global_key && memcmp(key.data(), &global_key, sizeof global_key) == 0) return "global_info";
+  switch (key.empty() ? 0 : key[0]) {
+    case VRRP_PSS_KEY_VR:
+      return "vr";
+    case VRRP_PSS_KEY_IP_ASSOC:
+      return "ip_assoc";
+    case VRRP_PSS_KEY_TRACK:
+      return "track";
+    default:
+      return "other";
+  }
+}
+
+const char* title_of(const std::string& kind) {
+  if (kind == "vr") return "VR configuration";
+  if (kind == "ip_assoc") return "IP association";
+  if (kind == "global_info") return "Global info";
+  return kind == "track" ? "Track" : "Other kinds";
+}
+
+const Layout* layout_of(const StoredRecord& record) {
+  const char* kind = kind_of(record.key);
+  for (const Layout& layout : all_layouts) {
+    if (record.value.size() == layout.size && is_kind(layout, kind)) return &layout;
+  }
+  return nullptr;
+}
+
+bool is_secret_throughout(const StoredRecord& record) {
+  return strcmp(kind_of(record.key), "vr") == 0 && layout_of(record) == nullptr && !is_zero(record.value);
+}
+
+Bytes expected_key(const Layout& layout, const Bytes& value) {
+  if (is_kind(layout, "vr")) {
+    vrrp_old_config_record_t record;
+    memcpy(&record, value.data(), sizeof record);
+    Bytes key(VRRP_VR_KEY_SIZE, 0);
+    vrrp_make_vr_key(key.data(), VRRP_PSS_KEY_VR, record.ifindex, record.vr_id, record.addr_type);
+    return key;
+  }
+  if (is_kind(layout, "ip_assoc")) {
+    vrrp_old_ip_assoc_record_t record;
+    memcpy(&record, value.data(), sizeof record);
+    Bytes key(VRRP_ASSOC_KEY_SIZE, 0);
+    vrrp_make_assoc_key(key.data(), record.ifindex, record.vr_id, record.inet_addr);
+    return key;
+  }
+  const uint32 global_key = VRRP_PSS_GLOBAL_INFO_KEY;
+  const auto* bytes = reinterpret_cast<const uint8*>(&global_key);
+  return Bytes(bytes, bytes + sizeof global_key);
+}
+
+bool is_zero(std::span<const uint8> bytes) {
+  return std::all_of(bytes.begin(), bytes.end(), [](uint8 byte) { return byte == 0; });
+}
+
+bool is_unset(const Field& field, const Bytes& value) {
+  if (field.type == Type::low_bit) return (value[field.offset] & 1) == 0;
+  if (field.type == Type::high_bits) return value[field.offset] >> 1 == 0;
+  return is_zero(field.in(value));
+}
+
+std::string name_of(const StoredRecord& record) {
+  const std::string kind = kind_of(record.key);
+  const Layout* layout = layout_of(record);
+  if (kind == "global_info") return "global info";
+  if (layout == nullptr) return kind + " record " + hex_of(record.key);
+  const std::string vr = "VR " + std::to_string(record.value[4]);
+  const std::string interface = interface_text(number_in(std::span(record.value).first(4)));
+  if (kind == "ip_assoc") {
+    const std::string address = address_text(layout->fields[2].in(record.value));
+    return (address.empty() ? "address without text" : address) + " of " + vr + " on " + interface;
+  }
+  const char* family = word_of(Type::address_type, number_in(layout->fields[2].in(record.value)));
+  return vr + " " + (family != nullptr ? family : "of no family") + " on " + interface;
+}
+
+std::span<const Word> words_of(Type type) {
+  static constexpr Word address_types[] = {
+      {"unknown", INET_ADDR_TYPE_UNKNOWN}, {"ipv4", INET_ADDR_TYPE_IPV4}, {"ipv6", INET_ADDR_TYPE_IPV6}};
+  static constexpr Word admins[] = {{"up", STATE_UP}, {"down", STATE_DOWN}};
+  static constexpr Word auths[] = {{"no", AUTH_NO}, {"text", AUTH_TEXT}, {"ip", AUTH_IP}};
+  switch (type) {
+    case Type::address_type:
+      return address_types;
+    case Type::admin:
+      return admins;
+    case Type::auth:
+      return auths;
+    default:
+      return {};
+  }
+}
+
+const char* word_of(Type type, uint32 value) {
+  for (const Word& word : words_of(type)) {
+    if (word.value == value) return word.text;
+  }
+  return nullptr;
+}
+
+std::string address_text(std::span<const uint8> bytes) {
+  const uint32 type = number_in(bytes.first(4));
+  std::string text;
+  if (type == INET_ADDR_TYPE_IPV4) {
+    for (const uint8 byte : bytes.subspan(4, 4)) {
+      if (!text.empty()) text += '.';
+      append_number(byte, text);
+    }
+  } else if (type == INET_ADDR_TYPE_IPV6) {
+    char buffer[INET6_ADDRSTRLEN] = "";
+    text = inet_ntop(AF_INET6, bytes.data() + 4, buffer, sizeof buffer);
+  }
+  return text;
+}
+
+uint32 number_in(std::span<const uint8> bytes) {
+  uint32 number = 0;
+  memcpy(&number, bytes.data(), bytes.size());
+  return number;
+}
+
+}  // namespace vrrpconvert

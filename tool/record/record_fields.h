@@ -1,0 +1,82 @@
+// What a stored record is: its kind, its layout, its fields, and the key that belongs to it.
+#ifndef TOOL_RECORD_RECORD_FIELDS_H
+#define TOOL_RECORD_RECORD_FIELDS_H
+
+#include <span>
+#include <string>
+
+#include "tool/record/stored_record.h"
+
+namespace vrrpconvert {
+
+enum class Type { number, interface, boolean, address_type, admin, auth, address, secret, bytes, low_bit, high_bits };
+
+struct Field {
+  const char* name;
+  const char* heading;  // of its column in a table for users
+  size_t offset;
+  size_t size;
+  Type type;
+
+  std::span<const uint8> in(const Bytes& value) const { return std::span(value).subspan(offset, size); }
+
+  // Whether a zero value needs no mention in a readable line.
+  bool may_be_left_out() const;
+
+  // Whether a table shows the field even where it is zero: the interface and the VR number, with which records begin,
+  // and the flags of the global info record.
+  bool is_always_shown() const { return offset < 5 && !may_be_left_out(); }
+};
+
+struct Layout {
+  const char* kind;    // "vr", "ip_assoc" or "global_info"
+  const char* layout;  // "new" or "old"; null where there is only one
+  size_t size;
+  std::span<const Field> fields;  // those of the old layout are the first of the new one's
+};
+
+std::span<const Layout> layouts();
+
+// Whether records of this kind have layouts: only those are converted.
+bool has_layouts(const std::string& kind);
+
+// The kind that a key shows: that of a layout, "track", or "other".
+const char* kind_of(const Bytes& key);
+
+// A kind for users: "VR configuration", "IP association", ...
+const char* title_of(const std::string& kind);
+
+// The layout of a record by its kind and its value's length, or null.
+const Layout* layout_of(const StoredRecord& record);
+
+// Whether the whole value of a record is a secret, because it has no layout that says where its secret is.
+bool is_secret_throughout(const StoredRecord& record);
+
+// The key that the manager keeps a value of this layout under.
+Bytes expected_key(const Layout& layout, const Bytes& value);
+
+bool is_zero(std::span<const uint8> bytes);
+
+// Whether the field is zero in `value`; a bit field is only its bits.
+bool is_unset(const Field& field, const Bytes& value);
+
+// A record in words: "VR 7 ipv4 on 0x10", "192.0.2.1 of VR 7 on 0x10", "global info", "track record 05...".
+std::string name_of(const StoredRecord& record);
+
+// A number's word in an enumeration, or null.
+const char* word_of(Type type, uint32 value);
+
+struct Word {
+  const char* text;
+  uint32 value;
+};
+std::span<const Word> words_of(Type type);
+
+// The text of an inet_addr_t, or an empty one where it has none.
+std::string address_text(std::span<const uint8> bytes);
+
+uint32 number_in(std::span<const uint8> bytes);
+
+}  // namespace vrrpconvert
+
+#endif

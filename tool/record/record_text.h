@@ -1,0 +1,36 @@
+// Records as JSON, one line a record.
+//
+// The readable form names the record's kind ("vr", "ip_assoc", "global_info"), its layout ("old", "new"; the global
+// info record has one layout only) and its fields:
+//
+//     integers       numbers
+//     bool           true, false, or a number other than 0 and 1
+//     enumerations   addr_type: unknown ipv4 ipv6; admin: up down; auth: no text ip
+//     addresses      "192.0.2.1", "2001:db8::1", or null for an unset one
+//     bytes          text that zero bytes fill up, or {"hex": "..."}; "reserved" is left out when it is zero
+//
+// Its key is built from its fields. A record that this form does not carry byte for byte has the raw form, which any
+// record can have: {"store_key": "HEX", "value": "HEX"}.
+#ifndef TOOL_RECORD_RECORD_TEXT_H
+#define TOOL_RECORD_RECORD_TEXT_H
+
+#include <string_view>
+
+#include "tool/record/bad_record.h"
+#include "tool/record/stored_record.h"
+#include "tool/support/json_writer.h"
+
+namespace vrrpconvert {
+
+// Writes `record` in its readable form where that is exact, else in its raw form. Without `reveal` a secret, and the
+// value of a raw form that holds one, is "(hidden)".
+void write_record(JsonWriter& json, const StoredRecord& record, bool reveal = true);
+
+void write_raw_record(JsonWriter& json, const StoredRecord& record, bool reveal = true);
+
+// Throws BadRecord.
+StoredRecord record_of_line(std::string_view line);
+
+}  // namespace vrrpconvert
+
+#endif

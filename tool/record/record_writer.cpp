@@ -1,0 +1,48 @@
+// Records to lines.
+
+#include <algorithm>
+
+#include "tool/record/field_value.h"
+#include "tool/record/record_text.h"
+#include "tool/support/digits.h"
+
+namespace vrrpconvert {
+namespace {
+
+// Whether reading the readable form gives the very record.
+bool round_trips(const Layout& layout, const StoredRecord& record) {
+  return expected_key(layout, record.value) == record.key &&
+         std::all_of(layout.fields.begin(), layout.fields.end(),
+                     [&](const Field& field) { return round_trips(field, field.in(record.value)); });
+}
+
+bool holds_secret(const StoredRecord& record, const Layout* layout) {
+  if (layout == nullptr) return is_secret_throughout(record);
+  return std::any_of(layout->fields.begin(), layout->fields.end(),
+                     [&](const Field& field) { return field.type == Type::secret && !is_unset(field, record.value); });
+}
+
+}  // namespace
+
+void write_record(JsonWriter& json, const StoredRecord& record, bool reveal) {
+  const Layout* layout = layout_of(record);
+  if (layout == nullptr || !round_trips(*layout, record)) return write_raw_record(json, record, reveal);
+  json.begin_object();
+  json.member("kind", layout->kind);
+  if (layout->layout != nullptr) json.member("layout", layout->layout);
+  for (const Field& field : layout->fields) {
+    if (field.may_be_left_out() && is_unset(field, record.value)) continue;
+    json.key(field.name);
+    write_field(json, field, field.in(record.value), reveal);
+  }
+  json.end();
+}
+
+void write_raw_record(JsonWriter& json, const StoredRecord& record, bool reveal) {
+  json.begin_object();
+  json.member("store_key", hex_of(record.key));
+  json.member("value", reveal || !holds_secret(record, layout_of(record)) ? hex_of(record.value) : "(hidden)");
+  json.end();
+}
+
+}  // namespace vrrpconvert

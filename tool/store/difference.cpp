@@ -1,0 +1,131 @@
+#include "tool/store/difference.h"
+
+#include <algorithm>
+#include <compare>
+#include <iostream>
+
+#include "tool/record/field_value.h"
+#include "tool/record/record_text.h"
+#include "tool/support/digits.h"
+#include "tool/support/style.h"
+
+namespace vrrpconvert {
+namespace {
+
+// A record of a layout that the tool does not know has one field, its whole value; so has what it is compared with.
+FieldChange value_change(const Difference& difference, bool reveal) {
+  const StoredRecord &before = *difference.before, &after = *difference.after;
+  const bool hides = !reveal && (is_secret_throughout(before) || is_secret_throughout(after));
+  return {"value", nullptr, hides ? "(hidden)" : hex_of(before.value), hides ? "(hidden)" : hex_of(after.value), false};
+}
+
+bool has_field(const Bytes& value, const Field& field) { return field.offset < value.size(); }
+
+bool is_set(const Bytes& value, const Field& field) { return has_field(value, field) && !is_unset(field, value); }
+
+std::string text_in(const Bytes& value, const Field& field, bool reveal) {
+  std::string text;
+  if (has_field(value, field)) append_text(field, field.in(value), reveal, text);
+  return text;
+}
+
+// The longer layout has all fields of the shorter one. Bits of one byte are fields of their own.
+bool is_equal(const Field& field, const Bytes& before, const Bytes& after) {
+  if (!is_set(before, field) && !is_set(after, field)) return true;
+  if (!has_field(before, field) || !has_field(after, field)) return false;
+  const auto a = field.in(before), b = field.in(after);
+  return std::equal(a.begin(), a.end(), b.begin()) ||
+         (field.size == 1 && text_in(before, field, true) == text_in(after, field, true));
+}
+
+void write_value(JsonWriter& json, const Field& field, const Bytes& value, bool reveal) {
+  has_field(value, field) ? write_field(json, field, field.in(value), reveal) : json.value(nullptr);
+}
+
+void write_field_change(JsonWriter& json, const FieldChange& change, const Difference& difference, bool reveal) {
+  json.begin_object();
+  json.member("field", change.name);
+  json.key("before");
+  change.field != nullptr ? write_value(json, *change.field, difference.before->value, reveal)
+                          : json.value(change.before);
+  json.key("after");
+  change.field != nullptr ? write_value(json, *change.field, difference.after->value, reveal)
+                          : json.value(change.after);
+  json.end();
+}
+
+}  // namespace
+
+void for_each_pair(const Store& before, const Store& after, const std::function<void(const Difference&)>& visit) {
+  StoredRecord left, right;
+  bool is_left = before.first(left), is_right = after.first(right);
+  while (is_left || is_right) {
+    const auto order = !is_left    ? std::strong_ordering::greater
+                       : !is_right ? std::strong_ordering::less
+                                   : left.key <=> right.key;
+    visit({order <= 0 ? &left : nullptr, order >= 0 ? &right : nullptr});
+    if (order <= 0) is_left = before.next(left);
+    if (order >= 0) is_right = after.next(right);
+  }
+}
+
+void for_each_difference(const Store& before, const Store& after, const std::function<void(const Difference&)>& visit) {
+  for_each_pair(before, after, [&visit](const Difference& pair) {
+    if (!pair.is_none()) visit(pair);
+  });
+}
+
+std::vector<FieldChange> field_changes(const Difference& difference, bool reveal) {
+  const Bytes &before = difference.before->value, &after = difference.after->value;
+  const Layout* old_layout = layout_of(*difference.before);
+  const Layout* new_layout = layout_of(*difference.after);
+  if (old_layout == nullptr || new_layout == nullptr) return {value_change(difference, reveal)};
+  std::vector<FieldChange> changes;
+  if (old_layout != new_layout) {
+    changes.push_back({"layout", nullptr, old_layout->layout, new_layout->layout, false});
+  }
+  for (const Field& field : (before.size() > after.size() ? old_layout : new_layout)->fields) {
+    if (is_equal(field, before, after)) continue;
+    changes.push_back({field.name, &field, text_in(before, field, reveal), text_in(after, field, reveal),
+                       is_set(before, field) && !is_set(after, field)});
+  }
+  return changes;
+}
+
+void print_difference(const Difference& difference, bool reveal) {
+  const std::string name = name_of(difference.either()) + "  (key " + hex_of(difference.either().key) + ")";
+  if (difference.before == nullptr) {
+    std::cout << styled(Style::green, "+ " + name) << '\n';
+    return;
+  }
+  if (difference.after == nullptr) {
+    std::cout << styled(Style::red, "- " + name) << '\n';
+    return;
+  }
+  std::cout << styled(Style::yellow, "~ " + name) << '\n';
+  for (const FieldChange& change : field_changes(difference, reveal)) {
+    std::cout << "    " << change.name << ": " << (change.before.empty() ? "(no such field)" : change.before) << " -> "
+              << (change.after.empty() ? "(dropped)" : change.after) << '\n';
+  }
+}
+
+void write_difference(JsonWriter& json, const Difference& difference, bool reveal) {
+  json.begin_object();
+  json.member("store_key", hex_of(difference.either().key));
+  json.member("record", name_of(difference.either()));
+  json.member("change", difference.name());
+  if (difference.is_change()) {
+    json.key("fields");
+    json.begin_list();
+    for (const FieldChange& change : field_changes(difference, reveal)) {
+      write_field_change(json, change, difference, reveal);
+    }
+    json.end();
+  } else {
+    json.key("content");
+    write_record(json, difference.either(), reveal);
+  }
+  json.end();
+}
+
+}  // namespace vrrpconvert

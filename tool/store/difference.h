@@ -1,0 +1,49 @@
+// How two stores differ, record by record and field by field.
+#ifndef TOOL_STORE_DIFFERENCE_H
+#define TOOL_STORE_DIFFERENCE_H
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tool/record/record_fields.h"
+#include "tool/store/store.h"
+#include "tool/support/json_writer.h"
+
+namespace vrrpconvert {
+
+// One key's record in two stores: `before` is null for an added one, `after` for a removed one.
+struct Difference {
+  const StoredRecord* before;
+  const StoredRecord* after;
+
+  const StoredRecord& either() const { return before != nullptr ? *before : *after; }
+  bool is_change() const { return before != nullptr && after != nullptr; }
+  bool is_none() const { return is_change() && *before == *after; }
+  const char* name() const { return is_change() ? "changed" : before != nullptr ? "removed" : "added"; }
+};
+
+// One field of a changed record: "layout", a field of a layout, or "value" where a layout is not known.
+struct FieldChange {
+  const char* name;
+  const Field* field;         // null for "layout" and "value"
+  std::string before, after;  // as text for users; empty where the layout has no such field
+  bool loses_value;           // it was not zero, and is gone or zero afterwards
+};
+
+// Walks both stores in key order and calls `visit` for every key of either, or only for those whose records differ. The
+// records last until `visit` returns.
+void for_each_pair(const Store& before, const Store& after, const std::function<void(const Difference&)>& visit);
+void for_each_difference(const Store& before, const Store& after, const std::function<void(const Difference&)>& visit);
+
+// What differs in a changed record: its layout, and its fields, but for unset ones that only one layout has. Secrets
+// are shown as "(hidden)" unless `reveal`.
+std::vector<FieldChange> field_changes(const Difference& difference, bool reveal);
+
+// The difference as text, a line for the record and one for each field, and as JSON.
+void print_difference(const Difference& difference, bool reveal);
+void write_difference(JsonWriter& json, const Difference& difference, bool reveal);
+
+}  // namespace vrrpconvert
+
+#endif

@@ -1,0 +1,34 @@
+#include "tool/support/interrupt.h"
+
+#include <signal.h>
+
+#include "tool/support/error.h"
+
+namespace vrrpconvert {
+namespace {
+
+volatile sig_atomic_t interrupted = 0;
+
+}  // namespace
+
+void note_interrupts() {
+  struct sigaction action = {};
+  action.sa_handler = [](int) { interrupted = 1; };
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+  sigaction(SIGHUP, &action, nullptr);
+  signal(SIGPIPE, SIG_IGN);
+}
+
+bool was_interrupted() { return interrupted != 0; }
+
+void ignore_interrupts() {
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) signal(number, SIG_IGN);
+  interrupted = 0;
+}
+
+void end_if_interrupted() {
+  if (was_interrupted()) throw Error(exit_interrupted, "interrupted; nothing was changed");
+}
+
+}  // namespace vrrpconvert

@@ -1,0 +1,76 @@
+#include "tool/support/json_writer.h"
+
+#include <algorithm>
+#include <charconv>
+#include <nlohmann/json.hpp>
+
+namespace vrrpconvert {
+namespace {
+
+bool stands_for_itself(char letter) { return letter >= 0x20 && letter < 0x7f && letter != '"' && letter != '\\'; }
+
+}  // namespace
+
+void JsonWriter::open(char opener, char closer) {
+  separate();
+  text_ += opener;
+  closers_ += closer;
+  needs_comma_ = false;
+}
+
+void JsonWriter::close_down_to(size_t depth) {
+  for (; closers_.size() > depth; closers_.pop_back()) text_ += closers_.back();
+  needs_comma_ = depth > 0;
+  if (depth == 0 && stream_ != nullptr) {
+    *stream_ << text_ << '\n';
+    text_.clear();
+  }
+}
+
+void JsonWriter::key(std::string_view name) {
+  separate();
+  append_quoted(name);
+  text_ += ':';
+  needs_comma_ = false;
+}
+
+void JsonWriter::value(std::string_view text) {
+  separate();
+  append_quoted(text);
+}
+
+void JsonWriter::member_or_null(std::string_view name, std::string_view text) {
+  text.empty() ? member(name, nullptr) : member(name, text);
+}
+
+void JsonWriter::separate() {
+  constexpr size_t long_text = 65536;
+  if (stream_ != nullptr && text_.size() > long_text) {
+    *stream_ << text_;
+    text_.clear();
+  }
+  if (needs_comma_) text_ += ',';
+  // The items of a report's list, which may be as many as records, have a line each.
+  if (closers_.size() == 2 && closers_.back() == ']') text_ += '\n';
+  needs_comma_ = true;
+}
+
+void JsonWriter::append(std::string_view token) {
+  separate();
+  text_ += token;
+}
+
+void JsonWriter::append_number(uint64_t number) {
+  char digits[20];
+  append(std::string_view(digits, std::to_chars(digits, digits + sizeof digits, number).ptr));
+}
+
+void JsonWriter::append_quoted(std::string_view text) {
+  if (std::all_of(text.begin(), text.end(), stands_for_itself)) {
+    ((text_ += '"') += text) += '"';
+  } else {
+    text_ += nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+  }
+}
+
+}  // namespace vrrpconvert

@@ -1,0 +1,63 @@
+// JSON as the tool writes it: as a stream, and escaped here and nowhere else.
+#ifndef TOOL_SUPPORT_JSON_WRITER_H
+#define TOOL_SUPPORT_JSON_WRITER_H
+
+#include <concepts>
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <string_view>
+
+namespace vrrpconvert {
+
+class JsonWriter {
+ public:
+  // Appends to `text`, which moves on to `stream`, where there is one, whenever it is long.
+  explicit JsonWriter(std::string& text, std::ostream* stream = nullptr) : text_(text), stream_(stream) {}
+
+  void begin_object() { open('{', '}'); }
+  void begin_list() { open('[', ']'); }
+  void end() { close_down_to(depth() - 1); }
+  void close_down_to(size_t depth);
+  size_t depth() const { return closers_.size(); }
+
+  void key(std::string_view name);
+
+  // Bytes that are no UTF-8, as in a path, are replaced.
+  void value(std::string_view text);
+  void value(const std::string& text) { value(std::string_view(text)); }
+  void value(const char* text) { value(std::string_view(text)); }
+  void value(std::nullptr_t) { append("null"); }
+  template <std::unsigned_integral Number>
+  void value(Number number) {
+    if constexpr (std::same_as<Number, bool>) {
+      append(number ? "true" : "false");
+    } else {
+      append_number(number);
+    }
+  }
+
+  template <typename Value>
+  void member(std::string_view name, const Value& content) {
+    key(name);
+    value(content);
+  }
+  // Null stands for an empty text.
+  void member_or_null(std::string_view name, std::string_view text);
+
+ private:
+  void open(char opener, char closer);
+  void separate();
+  void append(std::string_view token);
+  void append_number(uint64_t number);
+  void append_quoted(std::string_view text);
+
+  std::string& text_;
+  std::ostream* stream_;
+  std::string closers_;       // of the objects and lists that are open
+  bool needs_comma_ = false;  // before what comes next
+};
+
+}  // namespace vrrpconvert
+
+#endif

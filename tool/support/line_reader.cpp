@@ -1,0 +1,75 @@
+#include "tool/support/line_reader.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "tool/support/error.h"
+#include "tool/support/interrupt.h"
+
+namespace vrrpconvert {
+namespace {
+
+constexpr size_t line_max = size_t{4} << 20;
+
+}  // namespace
+
+LineReader::LineReader(const std::string& file)
+    : name_(file == "-" ? "standard input" : file),
+      fd_(file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC)),
+      buffer_(line_max + 1) {
+  struct stat status;
+  if (fd_ < 0 || fstat(fd_, &status) != 0 || S_ISDIR(status.st_mode)) {
+    end_if_interrupted();
+    throw Error(exit_bad_input, name_ + ": cannot be read; expected a file with one JSON record a line");
+  }
+  if (S_ISREG(status.st_mode)) size_ = static_cast<size_t>(status.st_size);
+}
+
+LineReader::~LineReader() {
+  if (fd_ != STDIN_FILENO) close(fd_);
+}
+
+// getline(3) has no bound: input without a line break would take all memory.
+bool LineReader::next(std::string_view& line) {
+  const char *begin, *found;
+  size_t searched = 0;
+  do {
+    begin = buffer_.data() + start_;
+    found = static_cast<const char*>(memchr(begin + searched, '\n', end_ - start_ - searched));
+    searched = end_ - start_;
+  } while (found == nullptr && fill());
+  if (found == nullptr && searched == 0) return false;
+  ++line_number_;
+  const size_t length = found != nullptr ? static_cast<size_t>(found - begin) : searched;
+  if (length > line_max) {
+    throw Error(exit_bad_input, name_ + ":" + std::to_string(line_number_) +
+                                    ": is longer than 4 MiB; expected a file with one JSON record a line");
+  }
+  line = {begin, length};
+  start_ += std::min(length + 1, searched);
+  return true;
+}
+
+// Reads on behind what is not given out yet. Returns false at the end of the input, and when the buffer is full.
+bool LineReader::fill() {
+  memmove(buffer_.data(), buffer_.data() + start_, end_ - start_);
+  end_ -= start_;
+  start_ = 0;
+  if (end_ == buffer_.size()) return false;
+  ssize_t size;
+  do {
+    end_if_interrupted();
+    size = read(fd_, buffer_.data() + end_, std::min<size_t>(buffer_.size() - end_, 65536));
+  } while (size < 0 && errno == EINTR);
+  if (size < 0) throw Error(exit_io, name_ + ": cannot be read to its end: " + strerror(errno));
+  end_ += static_cast<size_t>(size);
+  bytes_read_ += static_cast<size_t>(size);
+  return size > 0;
+}
+
+}  // namespace vrrpconvert

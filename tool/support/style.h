@@ -1,0 +1,23 @@
+// Colour, only where standard output is a terminal and the operator did not say NO_COLOR.
+#ifndef TOOL_SUPPORT_STYLE_H
+#define TOOL_SUPPORT_STYLE_H
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+
+namespace vrrpconvert {
+
+enum class Style { bold, red, green, yellow };
+
+inline std::string styled(Style style, const std::string& text) {
+  const char* no_color = getenv("NO_COLOR");
+  if (isatty(STDOUT_FILENO) != 1 || (no_color != nullptr && *no_color != '\0')) return text;
+  static constexpr const char* codes[] = {"\033[1m", "\033[31m", "\033[32m", "\033[33m"};
+  return codes[static_cast<int>(style)] + text + "\033[0m";
+}
+
+}  // namespace vrrpconvert
+
+#endif
