@@ -47,12 +47,18 @@ class NewFile {
 void write_records(const Store& store, bool raw, std::ostream& stream) {
   size_t done = 0;
   Progress progress("Exporting", Progress::is_wanted() ? store.count() : 0);
-  std::string line;
-  JsonWriter json(line, &stream);
+  std::string lines;
+  JsonWriter json(lines);
   store.for_each([&](const StoredRecord& record) {
     raw ? write_raw_record(json, record) : write_record(json, record);
+    lines += '\n';
+    if (lines.size() > JsonWriter::long_text) {
+      stream << lines;
+      lines.clear();
+    }
     progress.show(++done);
   });
+  stream << lines;
 }
 
 }  // namespace

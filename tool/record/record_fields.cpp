@@ -72,8 +72,6 @@ bool is_kind(const Layout& layout, const char* kind) { return strcmp(layout.kind
 
 }  // namespace
 
-bool Field::may_be_left_out() const { return type == Type::high_bits || strcmp(name, "reserved") == 0; }
-
 std::span<const Layout> layouts() { return all_layouts; }
 
 bool has_layouts(const std::string& kind) {

@@ -20,8 +20,8 @@ struct Field {
 
   std::span<const uint8> in(const Bytes& value) const { return std::span(value).subspan(offset, size); }
 
-  // Whether a zero value needs no mention in a readable line.
-  bool may_be_left_out() const;
+  // Whether a zero value needs no mention in a readable line: that of reserved bytes and bits.
+  bool may_be_left_out() const { return type == Type::high_bits || type == Type::bytes; }
 
   // Whether a table shows the field even where it is zero: the interface and the VR number, with which records begin,
   // and the flags of the global info record.

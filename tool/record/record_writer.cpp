@@ -4,7 +4,6 @@
 
 #include "tool/record/field_value.h"
 #include "tool/record/record_text.h"
-#include "tool/support/digits.h"
 
 namespace vrrpconvert {
 namespace {
@@ -40,8 +39,10 @@ void write_record(JsonWriter& json, const StoredRecord& record, bool reveal) {
 
 void write_raw_record(JsonWriter& json, const StoredRecord& record, bool reveal) {
   json.begin_object();
-  json.member("store_key", hex_of(record.key));
-  json.member("value", reveal || !holds_secret(record, layout_of(record)) ? hex_of(record.value) : "(hidden)");
+  json.key("store_key");
+  json.value_in_hex(record.key);
+  json.key("value");
+  reveal || !holds_secret(record, layout_of(record)) ? json.value_in_hex(record.value) : json.value("(hidden)");
   json.end();
 }
 

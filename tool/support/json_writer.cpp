@@ -1,13 +1,18 @@
 #include "tool/support/json_writer.h"
 
-#include <algorithm>
 #include <charconv>
 #include <nlohmann/json.hpp>
+
+#include "tool/support/digits.h"
 
 namespace vrrpconvert {
 namespace {
 
-bool stands_for_itself(char letter) { return letter >= 0x20 && letter < 0x7f && letter != '"' && letter != '\\'; }
+bool is_plain(std::string_view text) {
+  bool is_plain = true;
+  for (const char letter : text) is_plain &= letter >= 0x20 && letter < 0x7f && letter != '"' && letter != '\\';
+  return is_plain;
+}
 
 }  // namespace
 
@@ -39,12 +44,18 @@ void JsonWriter::value(std::string_view text) {
   append_quoted(text);
 }
 
+void JsonWriter::value_in_hex(std::span<const uint8> bytes) {
+  separate();
+  text_ += '"';
+  append_hex(bytes, text_);
+  text_ += '"';
+}
+
 void JsonWriter::member_or_null(std::string_view name, std::string_view text) {
   text.empty() ? member(name, nullptr) : member(name, text);
 }
 
 void JsonWriter::separate() {
-  constexpr size_t long_text = 65536;
   if (stream_ != nullptr && text_.size() > long_text) {
     *stream_ << text_;
     text_.clear();
@@ -66,7 +77,7 @@ void JsonWriter::append_number(uint64_t number) {
 }
 
 void JsonWriter::append_quoted(std::string_view text) {
-  if (std::all_of(text.begin(), text.end(), stands_for_itself)) {
+  if (is_plain(text)) {
     ((text_ += '"') += text) += '"';
   } else {
     text_ += nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);

@@ -5,13 +5,18 @@
 #include <concepts>
 #include <cstdint>
 #include <ostream>
+#include <span>
 #include <string>
 #include <string_view>
+
+#include "platform/types.h"
 
 namespace vrrpconvert {
 
 class JsonWriter {
  public:
+  static constexpr size_t long_text = 65536;
+
   // Appends to `text`, which moves on to `stream`, where there is one, whenever it is long.
   explicit JsonWriter(std::string& text, std::ostream* stream = nullptr) : text_(text), stream_(stream) {}
 
@@ -27,6 +32,7 @@ class JsonWriter {
   void value(std::string_view text);
   void value(const std::string& text) { value(std::string_view(text)); }
   void value(const char* text) { value(std::string_view(text)); }
+  void value_in_hex(std::span<const uint8> bytes);
   void value(std::nullptr_t) { append("null"); }
   template <std::unsigned_integral Number>
   void value(Number number) {
