@@ -127,7 +127,7 @@ void sync_path(const fs::path& path) {
   close(fd);
 }
 
-// Like the platform's snapshot: a file without a journal, synced, then brought to its place, and its folder synced.
+// Like the platform's snapshot: a file without a journal, synced, then renamed into place, and its directory synced.
 void copy_all(const Database& source, const fs::path& target) {
   const fs::path made = target.string() + ".made";
   {

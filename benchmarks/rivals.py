@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""rivals.py PROGRAMS ROUTERS: the same records changed the same way, cut to the old layout, with what people would use
+"""rivals.py PROGRAMS ROUTERS: the same records changed the same way, cut to the old layout, with what users would take
 instead of a conversion. Everything is run as its command line says, in turns with the library, and checked afterwards.
-PROGRAMS is the folder of the built benchmarks."""
+PROGRAMS is the directory of the built benchmarks."""
 import hashlib
 import json
 import os
@@ -34,7 +34,7 @@ def records():
 
 class Rival:
     """Something that makes the change. `command` is what is measured; prepare() puts the records in their place before
-    it, converted() tells afterwards how many of them are in the old layout."""
+    it, converted() says afterwards how many of them are in the old layout."""
     package = None
 
     def start(self):
@@ -51,8 +51,8 @@ class Library(Rival):
     durability = "one synced transaction"
 
     def prepare(self):
-        for folder in ("d", "tmp"):
-            os.makedirs(folder, exist_ok=True)
+        for directory in ("d", "tmp"):
+            os.makedirs(directory, exist_ok=True)
         shutil.copy("original", "d/vrrp-cfg_runtime_config")
 
     def converted(self):
@@ -64,7 +64,7 @@ class Tool(Library):
     name = "vrrpconvert"
     program = "vrrpconvert"
     command = "vrrpconvert convert d --root . --from '4.2(1)' --to '4.1(2)' --allow-loss --no-backup"
-    durability = "one synced transaction, rehearsed on a copy before, every record looked at afterwards"
+    durability = "one synced transaction, run dry on a copy before, every record looked at afterwards"
 
 
 class Shell(Rival):
@@ -255,8 +255,8 @@ if sys.argv[1] == "redis":
 elif sys.argv[1] == "redis-pipelined":
     Redis.convert_pipelined()
 else:
-    folders = (sys.argv[1], sys.argv[1] + "/../tool", os.path.dirname(__file__))
-    os.environ["PATH"] = ":".join([os.path.realpath(folder) for folder in folders] + [os.environ["PATH"]])
+    directories = (sys.argv[1], sys.argv[1] + "/../tool", os.path.dirname(__file__))
+    os.environ["PATH"] = ":".join([os.path.realpath(directory) for directory in directories] + [os.environ["PATH"]])
     with tempfile.TemporaryDirectory() as scratch:
         os.chdir(scratch)
         compare(int(sys.argv[2]))

@@ -101,9 +101,9 @@ void make_table(const fs::path& file, int routers, bool old_layout) {
 
 Device::Device() {
   std::string name = fs::temp_directory_path() / "convertvrrp-bench-XXXXXX";
-  require(mkdtemp(name.data()) != nullptr, "no temporary folder can be made");
+  require(mkdtemp(name.data()) != nullptr, "no temporary directory can be made");
   root_ = name;
-  for (const char* folder : {"d", "tmp"}) fs::create_directory(root_ / folder);
+  for (const char* directory : {"d", "tmp"}) fs::create_directory(root_ / directory);
   std::ofstream(root_ / "old") << "4.1(2)";
   std::ofstream(root_ / "new") << "4.2(1)";
   setenv("PSS_NONVOLATILE_ROOT", root_.c_str(), 1);

@@ -7,7 +7,7 @@
 
 namespace bench {
 
-// A folder of this process as the nonvolatile root, removed at the end. Holds "d" for the store, "tmp" for the
+// A directory of this process as the nonvolatile root, removed at the end. Holds "d" for the store, "tmp" for the
 // snapshot, and version files for either direction.
 class Device {
  public:

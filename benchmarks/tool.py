@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""tool.py PROGRAMS ROUTERS: time and peak memory of the tool's verbs, beside the sqlite3 shell's .import and .dump of the
-same rows, in turns. PROGRAMS is the folder of the built benchmarks."""
+"""tool.py PROGRAMS ROUTERS: time and peak memory of the tool's commands, beside the sqlite3 shell's .import and .dump of the
+same rows, in turns. PROGRAMS is the directory of the built benchmarks."""
 import os
 import statistics
 import subprocess
@@ -12,7 +12,7 @@ ROUNDS = 3
 IMPORT = ["sqlite3", "theirs", ".read schema", ".mode csv", ".import rows rows"]
 DUMP, DUMP_SAME, DUMP_OLD = (["sqlite3", store, ".dump"] for store in ("store", "same", "old"))
 # Name, command, and what the shell does instead: diff reads two stores, so it is compared with two dumps.
-VERBS = [
+COMMANDS = [
     ("import", ["vrrpconvert", "import", "ours", "lines"], [IMPORT]),
     ("import of raw lines", ["vrrpconvert", "import", "ours", "raw"], [IMPORT]),
     ("export", ["vrrpconvert", "export", "store"], [DUMP]),
@@ -67,7 +67,7 @@ def prepare(routers):
 
 def compare(routers):
     prepare(routers)
-    for name, command, theirs in VERBS:
+    for name, command, theirs in COMMANDS:
         ratios, peaks = [], []
         for _ in range(ROUNDS):
             seconds, peak = measure(command)
@@ -76,8 +76,8 @@ def compare(routers):
         print(f"{statistics.median(ratios):6.1f} x  {max(peaks):5.1f} MiB  {name}", flush=True)
 
 
-folders = (sys.argv[1], sys.argv[1] + "/../tool")
-os.environ["PATH"] = ":".join([os.path.realpath(folder) for folder in folders] + [os.environ["PATH"]])
+directories = (sys.argv[1], sys.argv[1] + "/../tool")
+os.environ["PATH"] = ":".join([os.path.realpath(directory) for directory in directories] + [os.environ["PATH"]])
 with tempfile.TemporaryDirectory() as scratch:
     os.chdir(scratch)
     compare(int(sys.argv[2]))

@@ -42,7 +42,7 @@ inline void expect_same(const ScriptedPlatform& prepared, const std::string& pat
   const auto events = run([&] { result = vrrp_mgr_handle_generic_convert(path.c_str(), "", "t", "f", type); });
   const auto records = ScriptedPlatform::get().records, snapshot = ScriptedPlatform::get().snapshot;
   auto expected_events = run([&] { expected_result = model::drive(path, "t", "f", type); });
-  // Only the model tells when it takes memory.
+  // Only the model reports when it takes memory.
   std::erase_if(expected_events, [](const std::string& event) { return event.rfind("calloc ", 0) == 0; });
   EXPECT_EQ(result, expected_result);
   EXPECT_EQ(events, expected_events);

@@ -1,17 +1,17 @@
 #compdef vrrpconvert
 # zsh completion for vrrpconvert
-local -a verbs
-verbs=(
+local -a commands
+commands=(
   'import:create a store from lines of JSON'
   'export:write the records of a store as lines of JSON'
   'show:show the records of a store as tables'
   'check:tell whether a store is sound'
   'diff:tell what differs between two stores'
-  'convert:convert the store in a folder'
+  'convert:convert the store in a directory'
   'restore:put a copy of a store back'
 )
 if (( CURRENT == 2 )); then
-  _describe verb verbs
+  _describe command commands
   return
 fi
 local json='--json[print one JSON object]' reveal='--reveal[show authentication keys]'
@@ -25,7 +25,7 @@ case $words[2] in
     _arguments '--from[the release that wrote the store]:release:' '--to[the release that will read it]:release:' \
       '--vdc[number of the VDC]:number:' '--startup[inspect the saved startup store]' '--dry-run[change nothing]' \
       '--allow-loss[convert although something is lost]' '--no-backup[keep no copy]' \
-      '--trace[append trace lines]:file:_files' '--root[folder that stands for /]:folder:_directories' \
-      $reveal $json '*:folder:_directories' ;;
+      '--trace[append trace lines]:file:_files' '--root[directory that stands for /]:directory:_directories' \
+      $reveal $json '*:directory:_directories' ;;
   restore) _arguments $json '*:store:_files' ;;
 esac

@@ -67,7 +67,7 @@ pss_datum_t* pss_move2key(pss_service_t table, const pss_datum_t* key, syserr_t*
  * that was deleted. */
 pss_datum_t* pss_move2location(pss_service_t table, pss_location_t location, syserr_t* status);
 
-/* Returns the value of the record under the cursor with status 0, or null with a status that tells why not. */
+/* Returns the value of the record under the cursor with status 0, or null with a status that says why not. */
 const pss_datum_t* pss_getvalue(pss_service_t table, syserr_t* status);
 
 /* Stores `value` under `key`. `mode` is PSS_NEW_ONLY or PSS_REPLACE. */

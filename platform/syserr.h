@@ -11,7 +11,7 @@ extern "C" {
 /* The store holds no record under the key (1078460419). */
 #define SYSERR_PSS_NOKEY ((syserr_t)0x40480003u)
 
-/* The number of a device context could not be told from a store's path (1075708022). */
+/* A store's path names no number of a device context (1075708022). */
 #define SYSERR_SYSMGR_VDC_UNKNOWN_VDC_ID ((syserr_t)0x401E0076u)
 
 /* Returns the text of `status`, never null and without a line break, whether or not the status is known.

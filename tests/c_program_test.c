@@ -40,7 +40,7 @@ int main(void) {
   free(key);
 
   CHECK(trace_fd == -1 && debug_str[0] == '\0' && memcmp(afk, "AFK", sizeof afk) == 0);
-  CHECK(convert_gsync("/no/such/folder", "package", "4.2(1)", "4.1(2)") == 0);
+  CHECK(convert_gsync("/no/such/directory", "package", "4.2(1)", "4.1(2)") == 0);
   CHECK(from_major == 0 && to_patch == 0); /* no store, no releases read */
   return 0;
 }

@@ -47,12 +47,12 @@ struct Trouble {
   const char* name;
   SystemCalls::Kind kind;
   int error;
-  bool for_good;
-  syserr_t status;  // that tells it
+  bool persistent;
+  syserr_t status;  // that reports it
 };
 
 // How a conversion went, as the exit code of its process.
-enum : int { killed = -1, was_committed = 16, met_trouble = 32, leaked = 64, told_wrongly = 128 };
+enum : int { killed = -1, was_committed = 16, met_trouble = 32, leaked = 64, reported_wrongly = 128 };
 
 struct Conversion {
   const char *name, *from, *to;
@@ -60,10 +60,10 @@ struct Conversion {
 };
 
 int open_files() {
-  DIR* folder = opendir("/proc/self/fd");
+  DIR* directory = opendir("/proc/self/fd");
   int count = 0;
-  while (readdir(folder) != nullptr) ++count;
-  closedir(folder);
+  while (readdir(directory) != nullptr) ++count;
+  closedir(directory);
   return count;
 }
 
@@ -95,17 +95,17 @@ class CrashTest : public EmbeddedStoreTest, public testing::WithParamInterface<C
       const int files = open_files();
       SystemCalls::kind = trouble.kind;
       SystemCalls::error = trouble.error;
-      SystemCalls::for_good = trouble.for_good;
+      SystemCalls::persistent = trouble.persistent;
       SystemCalls::made = 0;
       SystemCalls::due = due;
       vrrp_mgr_handle_generic_convert("/d", "", "", "", VRRP_CONVERT_GSYNC);
       SystemCalls::due = 0;
       const bool is_clean = open_files() == files && sqlite3_memory_used() == 0;
       // SQLite takes a sync that fails for an I/O error, whatever the reason.
-      const bool is_told =
+      const bool is_reported =
           committed || last_status == trouble.status || (trouble.error == ENOSPC && last_status == SYSERR_PSS_IO);
       _exit((committed ? was_committed : 0) | (SystemCalls::made >= due ? met_trouble : 0) | (is_clean ? 0 : leaked) |
-            (is_told ? 0 : told_wrongly));
+            (is_reported ? 0 : reported_wrongly));
     }
     int status;
     EXPECT_EQ(waitpid(child, &status, 0), child);
@@ -117,13 +117,13 @@ class CrashTest : public EmbeddedStoreTest, public testing::WithParamInterface<C
 
   void examine(int outcome, bool could_clean_up) {
     EXPECT_TRUE(outcome == killed || (outcome & leaked) == 0) << "no memory and no descriptor stays";
-    EXPECT_TRUE(outcome == killed || (outcome & told_wrongly) == 0) << "the status says what it was";
+    EXPECT_TRUE(outcome == killed || (outcome & reported_wrongly) == 0) << "the status says what it was";
     for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
       struct stat status;
       ASSERT_EQ(lstat(entry.path().c_str(), &status), 0);
       EXPECT_EQ(status.st_mode & 077, 0u) << entry.path() << " can be read by others";
-      const bool is_workplace = entry.path().native().find("/.pss-") != std::string::npos;
-      EXPECT_FALSE(is_workplace && could_clean_up) << entry.path() << " is left though the process lived";
+      const bool is_scratch = entry.path().native().find("/.pss-") != std::string::npos;
+      EXPECT_FALSE(is_scratch && could_clean_up) << entry.path() << " is left though the process lived";
     }
     const Records found = records(store);
     if (outcome != killed && (outcome & was_committed) != 0) {
@@ -153,14 +153,14 @@ class CrashTest : public EmbeddedStoreTest, public testing::WithParamInterface<C
     int points = 0;
     for (int due = 1;; due += step) {
       SCOPED_TRACE(std::string(trouble.name) + " at call " + std::to_string(due) + (log_is_open ? ", traced" : ""));
-      for (const char* folder : {"d", "tmp"}) {
-        std::filesystem::remove_all(file(folder));
-        std::filesystem::create_directory(file(folder));
+      for (const char* directory : {"d", "tmp"}) {
+        std::filesystem::remove_all(file(directory));
+        std::filesystem::create_directory(file(directory));
       }
       std::filesystem::copy_file(file("store"), file(store));
       std::filesystem::copy_file(file("earlier"), file(snapshot));
       const int outcome = convert(trouble, log_is_open, due);
-      examine(outcome, outcome != killed && !trouble.for_good);
+      examine(outcome, outcome != killed && !trouble.persistent);
       EXPECT_EQ(convert({"none", SystemCalls::file, 0, false, 0}, false, 0), was_committed | met_trouble);
       EXPECT_TRUE(records(store) == new_) << "converted again";
       examine_snapshots();
@@ -186,9 +186,9 @@ class CrashTest : public EmbeddedStoreTest, public testing::WithParamInterface<C
 TEST_P(CrashTest, LeavesTheStoreOldOrNew) {
   for (const Trouble& trouble : {Trouble{"killed", SystemCalls::file, 0, false, 0},
                                  {"EIO once", SystemCalls::file, EIO, false, SYSERR_PSS_IO},
-                                 {"EIO for good", SystemCalls::file, EIO, true, SYSERR_PSS_IO},
+                                 {"EIO persistently", SystemCalls::file, EIO, true, SYSERR_PSS_IO},
                                  {"ENOSPC once", SystemCalls::file, ENOSPC, false, SYSERR_PSS_NO_SPACE},
-                                 {"ENOSPC for good", SystemCalls::file, ENOSPC, true, SYSERR_PSS_NO_SPACE}}) {
+                                 {"ENOSPC persistently", SystemCalls::file, ENOSPC, true, SYSERR_PSS_NO_SPACE}}) {
     for (const bool log_is_open : {false, true}) report(trouble, log_is_open);
   }
 }
@@ -196,7 +196,7 @@ TEST_P(CrashTest, LeavesTheStoreOldOrNew) {
 // At each allocation of the platform and of SQLite below it.
 TEST_P(CrashTest, StandsALackOfMemory) {
   report({"no memory once", SystemCalls::memory, 0, false, SYSERR_PSS_NO_MEMORY}, false);
-  report({"no memory for good", SystemCalls::memory, 0, true, SYSERR_PSS_NO_MEMORY}, false);
+  report({"no memory persistently", SystemCalls::memory, 0, true, SYSERR_PSS_NO_MEMORY}, false);
 }
 
 void PrintTo(const Conversion& conversion, std::ostream* stream) { *stream << conversion.name; }

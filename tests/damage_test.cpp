@@ -1,5 +1,5 @@
 // Store files as failing disks, cut copies and mistakes leave them: each is refused with a clear status, or answers
-// exactly as the sound one. DAMAGED_STORES sets how many there are.
+// exactly as the intact one. DAMAGED_STORES sets how many there are.
 
 #include <sqlite3.h>
 #include <sys/wait.h>
@@ -17,7 +17,7 @@ constexpr char store[] = "d/vrrp-cfg_runtime_config";
 
 // A store file on its way to be damaged, by a seed of its own.
 struct File {
-  std::string bytes;         // of the sound store at first
+  std::string bytes;         // of the intact store at first
   const std::string& other;  // another state of the same store
   const std::string& twin;   // a database with the same tables, but not of the same schema
   std::mt19937 random;
@@ -105,7 +105,7 @@ class DamageTest : public EmbeddedStoreTest {
     return bytes;
   }
 
-  // A store that opens answers everything as the sound one.
+  // A store that opens answers everything as the intact one.
   void expect_sound(pss_service_t table) {
     Bytes expected_vr, expected_ip;
     for (const auto& [key, value] : original_) (key[0] == 1 ? expected_vr : expected_ip) += key[0] <= 2 ? value : "";

@@ -1,4 +1,4 @@
-// A folder of the test's own as the nonvolatile root, with stores of the embedded platform in it.
+// A directory of the test's own as the nonvolatile root, with stores of the embedded platform in it.
 #ifndef TESTS_EMBEDDED_STORE_H
 #define TESTS_EMBEDDED_STORE_H
 
@@ -93,9 +93,9 @@ class EmbeddedStoreTest : public testing::Test {
     EXPECT_EQ(pss_close(table), 0u);
   }
 
-  // What the system manager sets up for a conversion: folders, VDC 1, and both version files.
+  // What the system manager sets up for a conversion: directories, VDC 1, and both version files.
   void set_up_device(const std::string& from, const std::string& to) const {
-    for (const char* folder : {"d/bin", "tmp"}) std::filesystem::create_directories(file(folder));
+    for (const char* directory : {"d/bin", "tmp"}) std::filesystem::create_directories(file(directory));
     setenv("SYSMGR_VDC_ID", "1", 1);
     setenv("SYSMGR_TO_SRG_PATH", file("to").c_str(), 1);
     setenv("SYSMGR_FROM_SRG_PATH", file("from").c_str(), 1);

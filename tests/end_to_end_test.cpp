@@ -101,14 +101,14 @@ TEST_F(EndToEndTest, TakesEnvironmentsOfAnyLength) {
   set_releases("4.1(2)", "4.2(1)");
   const auto old_records = configuration(1, true);
   for (const char* name : {"SYSMGR_VDC_ID", "SYSMGR_TO_SRG_PATH", "SYSMGR_FROM_SRG_PATH", "PSS_NONVOLATILE_ROOT"}) {
-    const std::string sound = getenv(name), variable = name;
+    const std::string usual = getenv(name), variable = name;
     for (const size_t length : {0, 1, 6, 7, 8, 255, 256, 257, 999, 1000, 4095, 4096, 100000}) {
       for (const char character : {'1', '/', '%', '\n'}) {
         std::filesystem::remove(file(running));
         create(running, old_records);
         setenv(name, std::string(length, character).c_str(), 1);
         gsync();
-        setenv(name, sound.c_str(), 1);
+        setenv(name, usual.c_str(), 1);
         // The VDC only names the snapshot; without its version, or a root, nothing is converted.
         const bool converts = variable == "SYSMGR_VDC_ID" || variable == "SYSMGR_TO_SRG_PATH";
         EXPECT_TRUE(records(running) == (converts ? left_by_upgrade(old_records) : old_records)) << name << length;
@@ -169,14 +169,14 @@ class TwoAtOnceTest : public EndToEndTest {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   }
 
-  // Somebody who adds a record.
+  // A process that adds a record.
   std::function<void()> writer() {
     const pss_service_t table = open(running);
     EXPECT_EQ(put(table, hex("05 02"), "track"), 0u);
     return [table] { EXPECT_EQ(pss_close(table), 0u); };
   }
 
-  // Somebody who reads the file with SQLite's own tools.
+  // A process that reads the file with SQLite's own tools.
   std::function<void()> reader() {
     sqlite3* database;
     EXPECT_EQ(sqlite3_open(file(running).c_str(), &database), SQLITE_OK);

@@ -4,7 +4,7 @@
 //     DIE_AT_STORE              the call of pss_store at which the process is killed
 //     STALL_AT_STORE            the call of pss_store that waits until the process is ended
 //     STALL_MARK                the file that it makes before
-//     ONLY_BELOW                the nonvolatile root under which all this holds, so that a rehearsal goes well
+//     ONLY_BELOW                the nonvolatile root under which all this holds, so that a dry run goes well
 
 #include <dlfcn.h>
 #include <fcntl.h>

@@ -145,9 +145,9 @@ TEST_F(FaultTest, EveryCallFailsInEveryWay) {
       for (Failure failure : failures) {
         failure.operation = operation;
         for (const int run : {0, 1, 2, 3}) {
-          failure.for_good = run % 2 == 1;
+          failure.persistent = run % 2 == 1;
           SCOPED_TRACE(std::string(scenario.name) + ", " + operation + " status " + std::to_string(failure.status) +
-                       (failure.null ? ", null" : "") + (failure.for_good ? ", for good" : ""));
+                       (failure.null ? ", null" : "") + (failure.persistent ? ", persistently" : ""));
           points += fail_each(scenario, run < 2, failure);
           if (HasFailure()) return;
         }

@@ -26,7 +26,7 @@ syserr_t remove_records(pss_service_t table);
 syserr_t copy_records(pss_service_t read_table, pss_service_t written_table);
 syserr_t drive(const std::string& path, const std::string& to, const std::string& from, uint32 conversion_type);
 
-// The release in `text` as the driver brings it to its normal form.
+// The release in `text` as the driver normalises it.
 std::string normal_release(const std::optional<std::string>& text);
 
 }  // namespace model

@@ -22,7 +22,7 @@ std::optional<Failure> ScriptedPlatform::enter(const std::string& operation, con
   before_call(operation, nth);
   for (const Failure& failure : failures) {
     if (failure.operation != operation) continue;
-    if (nth == failure.nth || (failure.for_good && nth > failure.nth)) {
+    if (nth == failure.nth || (failure.persistent && nth > failure.nth)) {
       ++failures_fired;
       return failure;
     }

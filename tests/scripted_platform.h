@@ -16,7 +16,7 @@ struct Failure {
   int nth = 1;          // which call of the operation, from 1
   syserr_t status = 0;  // what it reports
   bool null = true;     // whether it gives no datum or handle
-  bool for_good = false;
+  bool persistent = false;
 };
 
 struct ScriptedPlatform {

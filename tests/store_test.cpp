@@ -1,4 +1,4 @@
-// The embedded store: records, cursor, transaction, snapshot, and what it answers to files that are no sound store.
+// The embedded store: records, cursor, transaction, snapshot, and what it answers to damaged and foreign files.
 
 #include <sqlite3.h>
 #include <sys/stat.h>
@@ -277,8 +277,8 @@ TEST_F(StoreTest, SnapshotsItsUncommittedState) {
   write("gone-journal", "the journal of a store that is gone");
   EXPECT_EQ(pss_embedded_create(url("gone").c_str()), SYSERR_PSS_EXISTS);
 
-  std::filesystem::create_directory(file("folder"));
-  for (const uint32 flags : {0, 1}) EXPECT_EQ(pss_snapshot(table, flags, url("folder").c_str()), SYSERR_PSS_BAD_URL);
+  std::filesystem::create_directory(file("directory"));
+  for (const uint32 flags : {0, 1}) EXPECT_EQ(pss_snapshot(table, flags, url("directory").c_str()), SYSERR_PSS_BAD_URL);
   EXPECT_EQ(pss_snapshot(table, 0, url("none/s").c_str()), SYSERR_PSS_NO_STORE);
   EXPECT_EQ(at(table, PSS_NEXT_KEY), "ab") << "the cursor stays";
   EXPECT_EQ(pss_close(table), 0u);
@@ -309,7 +309,7 @@ TEST_F(StoreTest, SnapshotsKeepWhatTheyDoNotHold) {
   EXPECT_EQ(records("t.2"), three);
   EXPECT_EQ(records("t").count("c"), 1u);
 
-  // The same records, but for a bit that makes it no intact store; then one that nobody could look into.
+  // The same records, but for a bit that makes it no intact store; then one that cannot be looked into.
   std::string damaged = content("t");
   damaged[damaged.size() - 1] ^= 1;
   write("t", damaged);
@@ -329,9 +329,9 @@ TEST_F(StoreTest, SnapshotsKeepWhatTheyDoNotHold) {
   EXPECT_EQ(pss_embedded_discard(table), 0u);
 }
 
-// ---- Files that are no sound store ----
+// ---- Damaged and foreign files ----
 
-TEST_F(StoreTest, TellsForeignFiles) {
+TEST_F(StoreTest, RefusesForeignFiles) {
   create("s", three);
   const struct {
     const char* name;
@@ -360,7 +360,7 @@ TEST_F(StoreTest, TellsForeignFiles) {
     mkfifo(file(planted).c_str(), 0600);
     open("s", SYSERR_PSS_UNTRUSTED);
     std::filesystem::remove(file(planted));
-    write(planted, "planted by somebody else");
+    write(planted, "planted by another user");
     if (chown(file(planted).c_str(), 65534, 65534) == 0) open("s", SYSERR_PSS_UNTRUSTED);
     std::filesystem::remove(file(planted));
   }
@@ -368,7 +368,7 @@ TEST_F(StoreTest, TellsForeignFiles) {
 }
 
 // Rows that a tool took away, added, doubled or changed, each with a checksum that fits the row.
-TEST_F(StoreTest, TellsChangesThatLeaveEveryRowSound) {
+TEST_F(StoreTest, DetectsChangesThatLeaveEveryRowIntact) {
   for (const char* sql :
        {"DELETE FROM record WHERE key = x'61'", "UPDATE record SET value = x'99' WHERE key = x'61'",
         "UPDATE digest SET records = records + 1", "DELETE FROM digest", "INSERT INTO digest VALUES(3, 0)",

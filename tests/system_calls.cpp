@@ -10,12 +10,12 @@
 
 SystemCalls::Kind SystemCalls::kind;
 int SystemCalls::made, SystemCalls::due, SystemCalls::error;
-bool SystemCalls::for_good;
+bool SystemCalls::persistent;
 
 bool SystemCalls::fails(Kind of_kind) {
   if (of_kind != kind) return false;
   ++made;
-  if (due == 0 || made < due || (made > due && !for_good)) return false;
+  if (due == 0 || made < due || (made > due && !persistent)) return false;
   if (kind == file && error == 0) kill(getpid(), SIGKILL);
   errno = error;
   return true;

@@ -7,11 +7,11 @@
 struct SystemCalls {
   enum Kind { file, memory };
 
-  static Kind kind;      // which of them are counted
-  static int made;       // how many there were
-  static int due;        // the one that fails, from 1; 0 for none
-  static bool for_good;  // whether all behind it fail too
-  static int error;      // what errno says of a file call that fails; 0: the process is killed
+  static Kind kind;        // which of them are counted
+  static int made;         // how many there were
+  static int due;          // the one that fails, from 1; 0 for none
+  static bool persistent;  // whether all behind it fail too
+  static int error;        // what errno says of a file call that fails; 0: the process is killed
 
   // Counts a call. Returns whether it fails.
   static bool fails(Kind of_kind);

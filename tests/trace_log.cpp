@@ -78,8 +78,8 @@ extern "C" int fsync(int fd) {
 
 TraceLog::TraceLog() {
   std::string name = std::filesystem::temp_directory_path() / "convertvrrp-test-XXXXXX";
-  folder_ = mkdtemp(name.data());
-  log_file = folder_ + "/trace.log";
+  directory_ = mkdtemp(name.data());
+  log_file = directory_ + "/trace.log";
   opens = open_flags = writes = syncs = 0;
   broken = line_is_to_be_synced = false;
   events.clear();
@@ -88,7 +88,7 @@ TraceLog::TraceLog() {
 TraceLog::~TraceLog() {
   if (log_fd != -1) close(log_fd);
   log_fd = -1;
-  std::filesystem::remove_all(folder_);
+  std::filesystem::remove_all(directory_);
 }
 
 void TraceLog::create() { std::ofstream stream(log_file); }

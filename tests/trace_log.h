@@ -1,5 +1,5 @@
-// The trace log in tests: the library's fixed path is led to a folder of the test's own, and what is done to the log is
-// counted.
+// The trace log in tests: the library's fixed path is led to a directory of the test's own, and what is done to the log
+// is counted.
 #ifndef TESTS_TRACE_LOG_H
 #define TESTS_TRACE_LOG_H
 
@@ -28,11 +28,11 @@ class TraceLog {
   // While true, write and fsync on the log fail.
   static bool broken;
 
-  // A folder of the test's own.
-  const std::string& folder() const { return folder_; }
+  // A directory of the test's own.
+  const std::string& directory() const { return directory_; }
 
  private:
-  std::string folder_;
+  std::string directory_;
 };
 
 #endif

@@ -38,7 +38,7 @@ syserr_t open_database(const char* file, int flags, Database* database) {
   sqlite3_db_config(opened, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
   sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
   sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
-  // synchronous=EXTRA: without the sync of the folder behind the journal's removal, a power cut after a commit can
+  // synchronous=EXTRA: without the sync of the directory behind the journal's removal, a power cut after a commit can
   // bring the old state back.
   return run(opened,
              "PRAGMA synchronous=EXTRA; PRAGMA cell_size_check=ON; PRAGMA mmap_size=0; PRAGMA cache_size=-8192");

@@ -19,7 +19,7 @@ struct Location {
 };
 
 // Finds the location of `url`, which may be null. Returns 0, SYSERR_PSS_BAD_URL for a text that names no place below
-// the root where a store can be, or the status that tells why its directory cannot be reached.
+// the root where a store can be, or the status that says why its directory cannot be reached.
 syserr_t locate(const char* url, Location* location);
 
 }  // namespace pss_embedded

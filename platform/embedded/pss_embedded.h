@@ -1,21 +1,21 @@
 /* What the embedded platform offers beyond the platform declarations: statuses of its own, limits, the creation of
  * stores, and an end of their use that keeps nothing.
  *
- * A store is one SQLite file. "nonvolatile:" and a path name the file at that path below the folder in the environment
- * variable PSS_NONVOLATILE_ROOT, "/" when it is not set.
+ * A store is one SQLite file. "nonvolatile:" and a path name the file at that path below the directory in the
+ * environment variable PSS_NONVOLATILE_ROOT, "/" when it is not set.
  *
  * Guarantees
- *  1. From pss_open to pss_close or pss_embedded_discard there is one transaction, begun with the write lock: nobody
- *     else changes the store meanwhile. pss_open waits up to 5 seconds for the lock. The lock does not protect the file
- *     name: never snapshot onto an open store.
+ *  1. From pss_open to pss_close or pss_embedded_discard there is one transaction, begun with the write lock: no
+ *     other process changes the store meanwhile. pss_open waits up to 5 seconds for the lock. The lock does not protect
+ * the file name: never snapshot onto an open store.
  *  2. A process that dies before pss_close leaves the store as it was. pss_close makes all changes durable at once;
  *     when it fails, the store is wholly old or wholly new.
  *  3. pss_open reads every record and answers SYSERR_PSS_DAMAGED for a store that lost one, gained one, or holds one
  *     that is not byte for byte what was stored. Each record is checked again whenever it is read.
  *  4. A handle that met damage, an I/O error, a full disk or a lack of memory in its own store answers every later
  *     operation with that status, and its pss_close keeps nothing: a store is never left with part of its changes.
- *  5. A store that cannot be written, or whose folder cannot, is opened for reading; storing and deleting then answer
- *     SYSERR_PSS_READ_ONLY.
+ *  5. A store that cannot be written, or whose directory cannot be, is opened for reading; storing and deleting then
+ * answer SYSERR_PSS_READ_ONLY.
  *  6. pss_snapshot and pss_embedded_create rename a file into place atomically, with mode 0600; after SYSERR_PSS_IO it
  *     may be in place, whole. A symbolic link at that place is never followed. They work in a directory of mode 0700
  *     named .pss-PID-XXXXXX beside the place, which a killed process leaves.
@@ -26,8 +26,8 @@
  *  8. All operations are called by one thread at a time, and a handle is used by the process that opened it, not by a
  *     child of it. Nothing process-wide of SQLite is configured.
  *
- * Whoever can write a folder on the way to a store is trusted: folders may be symbolic links. A store with a
- * journal of another user beside it is refused. */
+ * Whoever can write a directory on the way to a store is trusted: directories may be symbolic links. Opening
+ * fails with SYSERR_PSS_UNTRUSTED if a sidecar file belongs to another user. */
 #ifndef PLATFORM_EMBEDDED_PSS_EMBEDDED_H
 #define PLATFORM_EMBEDDED_PSS_EMBEDDED_H
 
@@ -39,11 +39,11 @@ extern "C" {
 #endif
 
 /* Statuses beside SYSERR_PSS_NOKEY; syserr2str has their texts. */
-#define SYSERR_PSS_NO_STORE ((syserr_t)0x40488001u)     /* nothing there, or no such folder */
+#define SYSERR_PSS_NO_STORE ((syserr_t)0x40488001u)     /* nothing there, or no such directory */
 #define SYSERR_PSS_NOT_A_STORE ((syserr_t)0x40488002u)  /* something else than a store of this format */
 #define SYSERR_PSS_DAMAGED ((syserr_t)0x40488003u)      /* not what was stored, or it cannot be read */
 #define SYSERR_PSS_BUSY ((syserr_t)0x40488004u)         /* another process or handle holds it */
-#define SYSERR_PSS_READ_ONLY ((syserr_t)0x40488005u)    /* the file or its folder cannot be written */
+#define SYSERR_PSS_READ_ONLY ((syserr_t)0x40488005u)    /* the file or its directory cannot be written */
 #define SYSERR_PSS_NO_SPACE ((syserr_t)0x40488006u)     /* disk or quota full */
 #define SYSERR_PSS_BAD_HANDLE ((syserr_t)0x40488007u)   /* never given out, or its use ended */
 #define SYSERR_PSS_BAD_URL ((syserr_t)0x40488008u)      /* names no place where a store can be */

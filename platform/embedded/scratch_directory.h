@@ -1,4 +1,5 @@
-// A directory that only this user can enter, beside a target: nobody can guess, plant or follow what is built inside.
+// A directory that only this user can enter, beside a target: other users cannot guess, plant or follow what is built
+// inside.
 #ifndef PLATFORM_EMBEDDED_SCRATCH_DIRECTORY_H
 #define PLATFORM_EMBEDDED_SCRATCH_DIRECTORY_H
 

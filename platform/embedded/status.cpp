@@ -17,7 +17,7 @@ constexpr struct {
     {0, "success"},
     {SYSERR_PSS_NOKEY, "no such key"},
     {SYSERR_SYSMGR_VDC_UNKNOWN_VDC_ID, "unknown VDC number"},
-    {SYSERR_PSS_NO_STORE, "no such store or folder"},
+    {SYSERR_PSS_NO_STORE, "no such store or directory"},
     {SYSERR_PSS_NOT_A_STORE, "not a store of this format"},
     {SYSERR_PSS_DAMAGED, "the store is damaged"},
     {SYSERR_PSS_BUSY, "the store is in use by another process or handle"},
@@ -64,7 +64,7 @@ syserr_t status_of_sqlite(int result) {
     case SQLITE_NOMEM:
       return SYSERR_PSS_NO_MEMORY;
     case SQLITE_CORRUPT:
-    case SQLITE_ERROR:   // the statements are sound, so it is the file that they meet,
+    case SQLITE_ERROR:   // the statements are correct, so it is the file that they meet,
     case SQLITE_TOOBIG:  // and nothing too big was ever stored
       return SYSERR_PSS_DAMAGED;
     case SQLITE_NOTADB:

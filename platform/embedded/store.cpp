@@ -89,7 +89,7 @@ syserr_t Store::close() {
   leave();
   syserr_t status = failure_;
   if (status == 0 && changed_) status = commit();
-  // A transaction that could not be committed is undone here, or else by whoever opens the store next.
+  // A transaction that could not be committed is undone here, or by the next process that opens the store.
   if (sqlite3_get_autocommit(database_.get()) == 0) (void)run(database_.get(), "ROLLBACK");
   return status;
 }
@@ -102,7 +102,7 @@ syserr_t Store::commit() {
 }
 
 // Every status of the transaction's work passes here.
-syserr_t Store::judge(syserr_t status) {
+syserr_t Store::note_failure(syserr_t status) {
   // After these SQLite may have undone the transaction, and would commit whatever follows piece by piece.
   if (status == SYSERR_PSS_DAMAGED || status == SYSERR_PSS_IO || status == SYSERR_PSS_NO_SPACE ||
       status == SYSERR_PSS_NO_MEMORY) {
@@ -139,8 +139,8 @@ syserr_t Store::read_value() {
   switch (cursor_) {
     case Cursor::on_row:
       return 0;
-    case Cursor::on_kept_key:
-      return read_kept_key();
+    case Cursor::on_saved_key:
+      return read_saved_key();
     default:
       return SYSERR_PSS_NOKEY;
   }
@@ -161,7 +161,7 @@ const pss_datum_t* Store::value() {
 syserr_t Store::seek(sqlite3_stmt* statement, const pss_datum_t* key) {
   leave();
   const int bound = key != nullptr ? bind(statement, 1, *key, SQLITE_TRANSIENT) : SQLITE_OK;
-  if (bound != SQLITE_OK) return judge(status_of_sqlite(bound));
+  if (bound != SQLITE_OK) return note_failure(status_of_sqlite(bound));
   running_ = statement;
   return step();
 }
@@ -176,7 +176,7 @@ syserr_t Store::step() {
   const syserr_t status = result == SQLITE_ROW ? read_row(running_, &row_) : status_of_sqlite(result);
   if (status != 0) {
     leave();
-    return judge(status);
+    return note_failure(status);
   }
   cursor_ = Cursor::on_row;
   return 0;
@@ -186,17 +186,17 @@ syserr_t Store::step() {
 syserr_t Store::advance(const Statement& statement, const Statement& same_direction) {
   if (cursor_ == Cursor::off) return SYSERR_PSS_NOKEY;
   if (cursor_ == Cursor::on_row && (running_ == statement.get() || running_ == same_direction.get())) return step();
-  keep_key();
-  const pss_datum_t kept = {kept_key_, kept_key_size_};
-  return seek(statement.get(), &kept);
+  save_key();
+  const pss_datum_t saved = {saved_key_, saved_key_size_};
+  return seek(statement.get(), &saved);
 }
 
-syserr_t Store::read_kept_key() {
+syserr_t Store::read_saved_key() {
   sqlite3_reset(exact_.get());
-  const int bound = bind(exact_.get(), 1, {kept_key_, kept_key_size_}, SQLITE_STATIC);
+  const int bound = bind(exact_.get(), 1, {saved_key_, saved_key_size_}, SQLITE_STATIC);
   const int result = bound == SQLITE_OK ? sqlite3_step(exact_.get()) : bound;
   if (result == SQLITE_DONE) return SYSERR_PSS_NOKEY;
-  return judge(result == SQLITE_ROW ? read_row(exact_.get(), &row_) : status_of_sqlite(result));
+  return note_failure(result == SQLITE_ROW ? read_row(exact_.get(), &row_) : status_of_sqlite(result));
 }
 
 void Store::leave() {
@@ -207,20 +207,19 @@ void Store::leave() {
   cursor_ = Cursor::off;
 }
 
-void Store::keep_key() {
+void Store::save_key() {
   if (cursor_ == Cursor::off) return;
   if (cursor_ == Cursor::on_row) {
-    memcpy(kept_key_, row_.key, row_.key_size);
-    kept_key_size_ = row_.key_size;
+    memcpy(saved_key_, row_.key, row_.key_size);
+    saved_key_size_ = row_.key_size;
   }
   leave();
-  cursor_ = Cursor::on_kept_key;
+  cursor_ = Cursor::on_saved_key;
 }
 
 // ---- Changes ----
 
-// A datum that this very handle returned ends with the cursor's row, which is left before a change is made. Without a
-// row there is none: then no copy is needed.
+// Arguments may alias the current row, which the write invalidates; they are copied unless the cursor is off.
 sqlite3_destructor_type Store::lifetime_of_arguments() const {
   return cursor_ == Cursor::off ? SQLITE_STATIC : SQLITE_TRANSIENT;
 }
@@ -234,22 +233,22 @@ syserr_t Store::store(uint32 mode, const pss_datum_t& key, const pss_datum_t& va
     const uint64_t checksum = row_checksum(key.ptr, key.siz, value.ptr, value.siz);
     bound = sqlite3_bind_int64(statement, 3, static_cast<sqlite3_int64>(checksum));
   }
-  if (bound != SQLITE_OK) return judge(status_of_sqlite(bound));
+  if (bound != SQLITE_OK) return note_failure(status_of_sqlite(bound));
   return write(statement, SYSERR_PSS_EXISTS);
 }
 
 syserr_t Store::remove(const pss_datum_t& key) {
   if (!writable_) return SYSERR_PSS_READ_ONLY;
   const int bound = bind(delete_.get(), 1, key, lifetime_of_arguments());
-  if (bound != SQLITE_OK) return judge(status_of_sqlite(bound));
+  if (bound != SQLITE_OK) return note_failure(status_of_sqlite(bound));
   return write(delete_.get(), SYSERR_PSS_NOKEY);
 }
 
 // Runs a bound statement that changes one row or none.
 syserr_t Store::write(sqlite3_stmt* statement, syserr_t status_if_unchanged) {
-  keep_key();
+  save_key();
   (void)sqlite3_step(statement);  // its result is the reset's
-  const syserr_t status = judge(status_of_sqlite(sqlite3_reset(statement)));
+  const syserr_t status = note_failure(status_of_sqlite(sqlite3_reset(statement)));
   if (status != 0) return status;
   if (sqlite3_changes(database_.get()) == 0) return status_if_unchanged;
   changed_ = true;

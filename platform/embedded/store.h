@@ -41,21 +41,20 @@ class Store {
   syserr_t snapshot(const Location& target, Existing existing);
 
  private:
-  // SQLite does not say what a statement reads from a table that is written meanwhile. So the cursor stands on the row
-  // of a running statement only until the next write, and from then on the key that it kept.
-  enum class Cursor { off, on_row, on_kept_key };
+  // A SELECT's results are undefined once its table is written, so a write saves the key and the next move seeks again.
+  enum class Cursor { off, on_row, on_saved_key };
 
   syserr_t begin(const Location& location);
   syserr_t prepare_statements();
   syserr_t commit();
-  syserr_t judge(syserr_t status);
+  syserr_t note_failure(syserr_t status);
 
   syserr_t seek(sqlite3_stmt* statement, const pss_datum_t* key);
   syserr_t step();
   syserr_t advance(const Statement& statement, const Statement& same_direction);
-  syserr_t read_kept_key();
+  syserr_t read_saved_key();
   void leave();
-  void keep_key();
+  void save_key();
   sqlite3_destructor_type lifetime_of_arguments() const;
   syserr_t write(sqlite3_stmt* statement, syserr_t status_if_unchanged);
 
@@ -71,8 +70,8 @@ class Store {
   Cursor cursor_ = Cursor::off;
   sqlite3_stmt* running_ = nullptr;  // the statement whose row the cursor is on
   Row row_ = {};
-  uint8 kept_key_[PSS_EMBEDDED_KEY_MAX];
-  uint32 kept_key_size_ = 0;
+  uint8 saved_key_[PSS_EMBEDDED_KEY_MAX];
+  uint32 saved_key_size_ = 0;
   pss_datum_t key_ = {};
   pss_datum_t value_ = {};
 };

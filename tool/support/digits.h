@@ -15,7 +15,7 @@ void append_number(uint32 number, std::string& text);
 void append_hex(std::span<const uint8> bytes, std::string& text);
 std::string hex_of(std::span<const uint8> bytes);
 
-// An interface index for people, "0x10".
+// An interface index for users, "0x10".
 std::string interface_text(uint32 ifindex);
 
 }  // namespace vrrpconvert

@@ -1,4 +1,4 @@
-// What ends a verb early.
+// What ends a command early.
 #ifndef TOOL_SUPPORT_ERROR_H
 #define TOOL_SUPPORT_ERROR_H
 
@@ -7,7 +7,7 @@
 
 namespace vrrpconvert {
 
-// Exit codes, the same for every verb.
+// Exit codes, the same for every command.
 enum Exit {
   exit_done = 0,           // done, or no difference
   exit_found = 1,          // differences, problems, or a loss that was not allowed

@@ -18,7 +18,7 @@ class Progress {
 
   void show(size_t done);
 
-  // Whether there is anybody to show it to: only then a total is worth a walk.
+  // Whether there is a terminal to show it on: only then a total is worth a walk.
   static bool is_wanted();
 
  private:

@@ -1,4 +1,4 @@
-// A folder for files that nobody else may read.
+// A directory for files that no other user may read.
 #ifndef TOOL_SUPPORT_SCRATCH_DIRECTORY_H
 #define TOOL_SUPPORT_SCRATCH_DIRECTORY_H
 
@@ -6,10 +6,10 @@
 
 namespace vrrpconvert {
 
-// Where this machine keeps temporary files. Throws Error when TMPDIR names no folder.
+// Where this machine keeps temporary files. Throws Error when TMPDIR names no directory.
 std::filesystem::path temporary_directory();
 
-// A new folder of mode 0700 inside `parent`, removed with all that it holds when the object ends.
+// A new directory of mode 0700 inside `parent`, removed with all that it holds when the object ends.
 class ScratchDirectory {
  public:
   explicit ScratchDirectory(const std::filesystem::path& parent);

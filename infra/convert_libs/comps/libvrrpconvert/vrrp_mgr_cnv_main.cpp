@@ -29,7 +29,7 @@ constexpr uint32 downgrade_test = 0, upgrade_test = 1;
 // A number that could not be read is later than that of any release, so that it never starts a conversion.
 constexpr int32 unreadable = INT_MAX;
 
-// Scans with more width than a release number has, and brings a number that does not fit to the nearest one that does,
+// Scans with more width than a release number has, and takes the nearest number that fits for one that does not,
 // in both word sizes alike.
 struct ReleaseScan {
   long long major = unreadable, minor = unreadable, patch = unreadable;
@@ -67,7 +67,7 @@ void read_releases(const char* to_pkg_version, const char* from_pkg_version) {
   vrrp_mgr_get_corrected_pkg_ver(from_pkg_version, from_srg_path, corrected_from_pkg_ver);
   VRRP_CNV_TRACE_FOR(driver, "Getting version %s\n", corrected_from_pkg_ver);
 
-  // A normalised text always holds three numbers: the counts tell nothing.
+  // A normalised text always holds three numbers, so the counts say nothing.
   (void)vrrp_mgr_split_version(corrected_from_pkg_ver, &from_major, &from_minor, &from_patch);
   (void)vrrp_mgr_split_version(corrected_to_pkg_ver, &to_major, &to_minor, &to_patch);
   VRRP_CNV_TRACE_FOR(driver, "from version = %s, to version = %s \n", corrected_from_pkg_ver, corrected_to_pkg_ver);

@@ -1,7 +1,7 @@
 // The trace log, the library's only diagnostic output: one line a step, on stable storage before the step after it.
 //
-// The log is an append-only text file that whoever wants tracing creates beforehand; without it the library is silent
-// and does the same work. A line reads "<time> operation:line message". State: trace_fd, debug_str and tstamp
+// The log is an append-only text file. It is created beforehand where tracing is wanted; without it the library is
+// silent and does the same work. A line reads "<time> operation:line message". State: trace_fd, debug_str and tstamp
 // (libconvertvrrp.h).
 #ifndef LIBVRRPCONVERT_TRACE_TRACE_H
 #define LIBVRRPCONVERT_TRACE_TRACE_H
