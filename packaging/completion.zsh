@@ -5,8 +5,8 @@ commands=(
   'import:create a store from lines of JSON'
   'export:write the records of a store as lines of JSON'
   'show:show the records of a store as tables'
-  'check:tell whether a store is sound'
-  'diff:tell what differs between two stores'
+  'check:check that a store is consistent'
+  'diff:show what differs between two stores'
   'convert:convert the store in a directory'
   'restore:put a copy of a store back'
 )
