@@ -134,8 +134,8 @@ class CrashTest : public EmbeddedStoreTest, public testing::WithParamInterface<C
     examine_snapshots();
   }
 
-  // The earlier snapshot, which holds other records, is there whatever happened, under its name or the next one; a new
-  // one is whole.
+  // The earlier snapshot, which holds other records, is there whatever happened, under its name, the next one, or both; a
+  // new one is whole.
   void examine_snapshots() {
     int earlier = 0;
     for (const auto& entry : std::filesystem::directory_iterator(file("tmp"))) {
@@ -144,7 +144,7 @@ class CrashTest : public EmbeddedStoreTest, public testing::WithParamInterface<C
       if (found == earlier_) ++earlier;
       EXPECT_TRUE(found == earlier_ || found == old_ || found == new_) << entry.path();
     }
-    EXPECT_EQ(earlier, 1);
+    EXPECT_GE(earlier, 1);
   }
 
   // Returns at how many calls there was trouble.

@@ -196,16 +196,16 @@ TEST_F(TwoAtOnceTest, AConversionWaitsAndGetsTheStore) {
   }
 }
 
+// The store is larger than SQLite's cache: a reader that stays must not hold up every write of a page.
 TEST_F(TwoAtOnceTest, AConversionWaitsItsTimeAndNamesTheCause) {
+  std::filesystem::remove(file(running));
+  create(running, configuration(30000, true));
   const std::string before = content(running);
   for (const bool is_writer : {true, false}) {
     const Other other([&] { return is_writer ? writer() : reader(); }, 60000);
     const double waited = seconds_of_gsync();
     EXPECT_TRUE(waited > 4.5 && waited < 15) << waited;
-    const auto lines = log.lines();
-    EXPECT_THAT(
-        lines[lines.size() - (is_writer ? 1 : 2)],
-        testing::AllOf(HasSubstr(is_writer ? "Failed to open" : "Error closing"), HasSubstr("in use by another")));
+    EXPECT_THAT(log.lines().back(), testing::AllOf(HasSubstr("Failed to open"), HasSubstr("in use by another")));
     EXPECT_EQ(content(running), before);
   }
 }

@@ -1,11 +1,13 @@
 // The embedded store: records, cursor, transaction, snapshot, and what it answers to damaged and foreign files.
 
 #include <sqlite3.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <set>
+#include <thread>
 
 #include "tests/embedded_store.h"
 
@@ -214,6 +216,18 @@ TEST_F(StoreTest, HandlesAreBoundedAndNeverMeanALaterStore) {
   EXPECT_EQ(pss_close(later), 0u);
 }
 
+TEST_F(StoreTest, NamesALackOfOpenFiles) {
+  create("s", three);
+  in_a_process([this] {
+    const rlimit none = {3, 3};
+    setrlimit(RLIMIT_NOFILE, &none);
+    for (int fd = 3; fd < 100; ++fd) close(fd);
+    open("s", SYSERR_PSS_NO_FILES);
+    return pss_embedded_create(url("t").c_str()) == SYSERR_PSS_NO_FILES && !HasFailure();
+  });
+  EXPECT_EQ(records("s"), three);
+}
+
 TEST_F(StoreTest, KeepsNothingOfAProcessThatDies) {
   create("s", three);
   in_a_process([this] {
@@ -378,6 +392,37 @@ TEST_F(StoreTest, DetectsChangesThatLeaveEveryRowIntact) {
     run_sql("s", sql);
     open("s", SYSERR_PSS_DAMAGED);
   }
+}
+
+// A process that waits for a store which is replaced meanwhile gets the new one.
+TEST_F(StoreTest, IsOpenedUnderItsName) {
+  const Records replacement = {{"new", "store"}};
+  create("s", three);
+  create("t", replacement);
+  int go[2];
+  ASSERT_EQ(pipe(go), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    char byte;
+    _exit(::read(go[0], &byte, 1) == 1 && records("s") == replacement ? 0 : 1);
+  }
+  const pss_service_t held = open("s"), source = open("t");
+  EXPECT_EQ(::write(go[1], "", 1), 1);
+  const auto has_opened = [&] {
+    for (const auto& fd : std::filesystem::directory_iterator("/proc/" + std::to_string(child) + "/fd")) {
+      std::error_code gone;
+      if (std::filesystem::read_symlink(fd, gone) == file("s")) return true;
+    }
+    return false;
+  };
+  while (!has_opened()) std::this_thread::yield();
+  EXPECT_EQ(pss_snapshot(source, PSS_EMBEDDED_REPLACE, url("s").c_str()), 0u);
+  EXPECT_EQ(pss_embedded_discard(held), 0u);
+  EXPECT_EQ(pss_embedded_discard(source), 0u);
+  int status;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  close(go[0]), close(go[1]);
 }
 
 TEST_F(StoreTest, IsReadOnlyWhereItCannotBeWritten) {

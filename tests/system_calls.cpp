@@ -49,6 +49,7 @@ FILE_CALL(ftruncate64, (int fd, off64_t size), (fd, size))
 FILE_CALL(rename, (const char* from, const char* to), (from, to))
 FILE_CALL(renameat2, (int from_fd, const char* from, int to_fd, const char* to, unsigned flags),
           (from_fd, from, to_fd, to, flags))
+FILE_CALL(link, (const char* from, const char* to), (from, to))
 FILE_CALL(unlink, (const char* path), (path))
 }
 

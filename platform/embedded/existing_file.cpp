@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "platform/embedded/database.h"
 #include "platform/embedded/pss_embedded.h"
 #include "platform/embedded/sidecar_files.h"
 #include "platform/embedded/status.h"
@@ -31,10 +30,8 @@ bool is_directory(const char* path) {
 bool holds(const char* file, const Digest& content) {
   struct stat status;
   if (lstat(file, &status) != 0 || !S_ISREG(status.st_mode) || has_sidecar(file)) return false;
-  Database database;
   Digest found;
-  return open_database(file, SQLITE_OPEN_READONLY, &database) == 0 && run(database.get(), "BEGIN") == 0 &&
-         check_format(database.get()) == 0 && check_records(database.get(), &found) == 0 && found == content;
+  return check_store(file, &found) == 0 && found == content;
 }
 
 // The first name "FILE.1", "FILE.2" ... that neither a file nor a sidecar file of it has.
@@ -50,23 +47,20 @@ struct FreeName {
 };
 
 // The sidecar files go first: beside a store that takes the place, SQLite would play them back into it.
-syserr_t rename_with_sidecars(const char* file) {
-  const FreeName name(file);
+syserr_t rename_with_sidecars(const char* file, const char* name) {
   for (const char* suffix : sidecar_suffixes) {
-    const SidecarPath from(file, suffix), to(name.text, suffix);
-    if (renameat2(AT_FDCWD, from.text, AT_FDCWD, to.text, RENAME_NOREPLACE) != 0 && errno != ENOENT) {
-      return status_of_errno(errno);
-    }
+    const SidecarPath from(file, suffix), to(name, suffix);
+    if (rename_to_free_name(from.text, to.text) != 0 && errno != ENOENT) return status_of_errno(errno);
   }
-  if (renameat2(AT_FDCWD, file, AT_FDCWD, name.text, RENAME_NOREPLACE) != 0 && errno != ENOENT) {
-    return status_of_errno(errno);
-  }
-  return 0;
+  return rename_to_free_name(file, name) == 0 || errno == ENOENT ? 0 : status_of_errno(errno);
 }
 
-// The sync makes the renaming durable before anything takes the place: after a power cut one of the two is there.
+// The sync makes the name durable before anything takes the place: after a power cut the content has one name or both.
 syserr_t keep(const char* file, int directory) {
-  const syserr_t status = rename_with_sidecars(file);
+  const FreeName name(file);
+  // By a second name, so that the place is never empty, where the file system has such and no sidecar file has to go.
+  const bool is_linked = !has_sidecar(file) && link(file, name.text) == 0;
+  const syserr_t status = is_linked ? 0 : rename_with_sidecars(file, name.text);
   if (status != 0) return status;
   return fsync(directory) == 0 ? 0 : status_of_errno(errno);
 }
@@ -84,6 +78,13 @@ syserr_t remove_with_sidecars(const char* file, const char* aside) {
 }
 
 }  // namespace
+
+int rename_to_free_name(const char* from, const char* to) {
+  if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return 0;
+  if (errno != EINVAL) return -1;
+  // The file system cannot rename so, but may have links.
+  return link(from, to) == 0 ? unlink(from) : -1;
+}
 
 syserr_t make_way(const Location& location, Existing existing, const Digest& content, int directory,
                   const char* aside) {

@@ -14,6 +14,9 @@ enum class Existing {
   keep      // it is lost only where it is a store with the same records, else renamed
 };
 
+// Renames `from` to `to` unless there is something. Returns 0, or -1 with the reason in errno.
+int rename_to_free_name(const char* from, const char* to);
+
 // Prepares `location` for a store with the records of `content`, which is then renamed into place. `directory` is open
 // on the location's directory, `aside` a path in the same file system for a file that is to be lost. Returns 0, or the
 // status that says why no store can go there; nothing is lost then.

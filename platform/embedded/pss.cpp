@@ -174,7 +174,7 @@ syserr_t pss_snapshot(pss_service_t table, uint32 flags, const char* url) {
 syserr_t pss_embedded_create(const char* url) {
   Location location;
   const syserr_t status = pss_embedded::locate(url, &location);
-  return status != 0 ? status : pss_embedded::create_store_file(location, Existing::refuse, nullptr);
+  return status != 0 ? status : pss_embedded::create_store_file(location, Existing::refuse, {});
 }
 
 syserr_t pss_embedded_discard(pss_service_t table) {

@@ -29,6 +29,7 @@ constexpr struct {
     {SYSERR_PSS_NO_MEMORY, "out of memory"},
     {SYSERR_PSS_IO, "input/output error"},
     {SYSERR_PSS_EXISTS, "the store or key exists already"},
+    {SYSERR_PSS_NO_FILES, "too many open files"},
     {SYSERR_PSS_UNTRUSTED, "a journal beside the store belongs to another user or is no file"},
 };
 
@@ -88,6 +89,9 @@ syserr_t status_of_errno(int error) {
       return SYSERR_PSS_NO_SPACE;
     case ENOMEM:
       return SYSERR_PSS_NO_MEMORY;
+    case EMFILE:
+    case ENFILE:
+      return SYSERR_PSS_NO_FILES;
     case EEXIST:
       return SYSERR_PSS_EXISTS;
     case EISDIR:

@@ -17,6 +17,8 @@
 namespace pss_embedded {
 namespace {
 
+constexpr int attempts_max = 10;
+
 bool can_write(const char* path) { return faccessat(AT_FDCWD, path, W_OK, AT_EACCESS) == 0; }
 
 // `lifetime` is SQLITE_STATIC where the datum stays as it is until the statement was stepped, else SQLITE_TRANSIENT.
@@ -37,8 +39,14 @@ syserr_t Store::open(const Location& location) {
   memcpy(file_, location.file, sizeof file_);
   if (!can_trust_sidecars(file_, own.st_uid)) return SYSERR_PSS_UNTRUSTED;
 
-  const syserr_t begun = begin(location);
-  if (begun != 0) return begun;
+  // A store that is replaced while this process waits for its lock is not the one that the name means any more.
+  int has_moved = 1;
+  for (int attempt = 0; has_moved != 0; ++attempt) {
+    if (attempt == attempts_max) return SYSERR_PSS_BUSY;
+    const syserr_t begun = begin(location);
+    if (begun != 0) return begun;
+    sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_HAS_MOVED, &has_moved);
+  }
   Digest digest;
   const syserr_t checked = check_records(database_.get(), &digest);
   return checked != 0 ? checked : prepare_statements();
@@ -57,10 +65,11 @@ syserr_t Store::begin(const Location& location) {
   if (status == 0 && !has_rollback_journal) status = SYSERR_PSS_READ_ONLY;
   if (status != 0) return status;
 
-  // The write lock before the first read: a reader that wants to become a writer later is refused at once.
+  // The exclusive lock before the first read. A lesser one lets readers stay, and every write that does not fit the
+  // cache would then wait for them anew.
   writable_ = sqlite3_db_readonly(database_.get(), "main") == 0;
   if (permitted && !writable_) return SYSERR_PSS_NOT_A_STORE;  // the header names a format that SQLite does not write
-  status = run(database_.get(), writable_ ? "BEGIN IMMEDIATE" : "BEGIN");
+  status = run(database_.get(), writable_ ? "BEGIN EXCLUSIVE" : "BEGIN");
   return status != 0 ? status : check_format(database_.get());
 }
 
@@ -262,7 +271,7 @@ syserr_t Store::snapshot(const Location& target, Existing existing) {
       own.st_ino == there.st_ino) {
     return SYSERR_PSS_BAD_ARGUMENT;
   }
-  const syserr_t status = create_store_file(target, existing, database_.get());
+  const syserr_t status = create_store_file(target, existing, {database_.get(), changed_});
   // A target that cannot be written is no fault of this store; but reading it may have cost the transaction.
   const bool lost_transaction = sqlite3_get_autocommit(database_.get()) != 0;
   if (status != 0 && lost_transaction) failure_ = status;

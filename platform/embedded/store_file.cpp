@@ -4,11 +4,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <memory>
 
 #include "platform/embedded/database.h"
 #include "platform/embedded/file_descriptor.h"
+#include "platform/embedded/pss_embedded.h"
 #include "platform/embedded/row.h"
 #include "platform/embedded/scratch_directory.h"
 #include "platform/embedded/status.h"
@@ -46,6 +49,43 @@ syserr_t copy_records(sqlite3* source, sqlite3* target, Digest* digest) {
   return status_of_sqlite(step);
 }
 
+// Memory of SQLite, which lets a lack of it be tested, and spares the stack of the caller's thread.
+struct FreeMemory {
+  void operator()(void* memory) const { sqlite3_free(memory); }
+};
+
+bool write_fully(int fd, const char* bytes, size_t size) {
+  while (size > 0) {
+    const ssize_t written = write(fd, bytes, size);
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return false;
+    bytes += written;
+    size -= static_cast<size_t>(written);
+  }
+  return true;
+}
+
+// Copies the file that `source` has open. Read through SQLite's own handle: to open the file a second time and close it
+// would drop the locks that this process has on it. As long as nothing was written, the file is the committed state.
+syserr_t copy_file(sqlite3* source, int target) {
+  sqlite3_file* file = nullptr;
+  sqlite3_file_control(source, "main", SQLITE_FCNTL_FILE_POINTER, &file);
+  if (file == nullptr || file->pMethods == nullptr) return SYSERR_PSS_IO;
+  constexpr int chunk_size = 65536;
+  const std::unique_ptr<void, FreeMemory> chunk(sqlite3_malloc(chunk_size));
+  if (chunk == nullptr) return SYSERR_PSS_NO_MEMORY;
+  sqlite3_int64 size = 0;
+  int result = file->pMethods->xFileSize(file, &size);
+  for (sqlite3_int64 offset = 0; result == SQLITE_OK && offset < size; offset += chunk_size) {
+    const int length = static_cast<int>(std::min<sqlite3_int64>(chunk_size, size - offset));
+    result = file->pMethods->xRead(file, chunk.get(), length, offset);
+    if (result == SQLITE_OK && !write_fully(target, static_cast<char*>(chunk.get()), static_cast<size_t>(length))) {
+      return status_of_errno(errno);
+    }
+  }
+  return status_of_sqlite(result);
+}
+
 // Fills the empty file at `file` with a store and returns its digest. The file is private until it is whole, so that it
 // needs no journal.
 syserr_t build_store(const char* file, sqlite3* source, Digest* digest) {
@@ -64,7 +104,7 @@ syserr_t build_store(const char* file, sqlite3* source, Digest* digest) {
 
 }  // namespace
 
-syserr_t create_store_file(const Location& location, Existing existing, sqlite3* source) {
+syserr_t create_store_file(const Location& location, Existing existing, const Source& source) {
   // Opened first, so that a directory that cannot be synced is found while nothing is done yet.
   const FileDescriptor directory(open(location.directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (directory.get() < 0) return status_of_errno(errno);
@@ -75,13 +115,19 @@ syserr_t create_store_file(const Location& location, Existing existing, sqlite3*
   if (file.get() < 0 || fchmod(file.get(), 0600) != 0) return status_of_errno(errno);
 
   Digest digest;
-  status = build_store(scratch.store(), source, &digest);
+  if (source.database == nullptr || source.has_changes) {
+    status = build_store(scratch.store(), source.database, &digest);
+  } else {
+    status = copy_file(source.database, file.get());
+    if (status == 0) status = check_store(scratch.store(), &digest);
+  }
   if (status != 0) return status;
   if (fsync(file.get()) != 0) return status_of_errno(errno);
   status = make_way(location, existing, digest, directory.get(), scratch.discarded());
   if (status != 0) return status;
-  const unsigned flags = existing == Existing::refuse ? RENAME_NOREPLACE : 0;
-  if (renameat2(AT_FDCWD, scratch.store(), AT_FDCWD, location.file, flags) != 0) return status_of_errno(errno);
+  const int renamed = existing == Existing::refuse ? rename_to_free_name(scratch.store(), location.file)
+                                                   : rename(scratch.store(), location.file);
+  if (renamed != 0) return status_of_errno(errno);
   return fsync(directory.get()) == 0 ? 0 : status_of_errno(errno);
 }
 

@@ -10,9 +10,15 @@
 
 namespace pss_embedded {
 
+// The store whose records a new one gets, if any. Its transaction is open.
+struct Source {
+  sqlite3* database = nullptr;
+  bool has_changes = false;  // in its transaction
+};
+
 // Renames a new store into place at `location`, atomically, with mode 0600: an empty one, or with the records of
-// `source` when that is not null. `existing` says what becomes of an existing file.
-syserr_t create_store_file(const Location& location, Existing existing, sqlite3* source);
+// `source`. `existing` says what becomes of an existing file.
+syserr_t create_store_file(const Location& location, Existing existing, const Source& source);
 
 }  // namespace pss_embedded
 

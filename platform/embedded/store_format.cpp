@@ -67,6 +67,14 @@ syserr_t check_records(sqlite3* database, Digest* digest) {
   return *digest == kept ? 0 : SYSERR_PSS_DAMAGED;
 }
 
+syserr_t check_store(const char* file, Digest* digest) {
+  Database database;
+  syserr_t status = open_database(file, SQLITE_OPEN_READONLY, &database);
+  if (status == 0) status = run(database.get(), "BEGIN");
+  if (status == 0) status = check_format(database.get());
+  return status != 0 ? status : check_records(database.get(), digest);
+}
+
 syserr_t create_format(sqlite3* database) {
   char pragmas[80];
   snprintf(pragmas, sizeof pragmas, "PRAGMA application_id=%d; PRAGMA user_version=%d", store_application_id,

@@ -22,6 +22,9 @@ syserr_t check_format(sqlite3* database);
 // what was stored.
 syserr_t check_records(sqlite3* database, Digest* digest);
 
+// Opens the file for reading and does both, under a read lock.
+syserr_t check_store(const char* file, Digest* digest);
+
 // Gives an empty database this format, without records.
 syserr_t create_format(sqlite3* database);
 

@@ -144,7 +144,7 @@ Change Conversion::change() const {
 
 fs::path Conversion::store() const {
   const fs::path directory = root / fs::path(path).relative_path();
-  return startup ? directory / (VRRP_CNV_STARTUP_DIRECTORY + 1) / VRRP_CNV_STARTUP_STORE
+  return startup ? directory / &VRRP_CNV_STARTUP_DIRECTORY[1] / VRRP_CNV_STARTUP_STORE
                  : directory / VRRP_CNV_RUNNING_STORE;
 }
 
