@@ -29,7 +29,7 @@ void require(syserr_t status) {
 
 Database open(const fs::path& file) {
   Database database;
-  require(pss_embedded::open_database(file.c_str(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, &database));
+  require(pss_embedded::open_database(file.c_str(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, 5000, &database));
   return database;
 }
 

@@ -134,8 +134,8 @@ class CrashTest : public EmbeddedStoreTest, public testing::WithParamInterface<C
     examine_snapshots();
   }
 
-  // The earlier snapshot, which holds other records, is there whatever happened, under its name, the next one, or both; a
-  // new one is whole.
+  // The earlier snapshot, which holds other records, is there whatever happened, under its name, the next one, or both;
+  // a new one is whole.
   void examine_snapshots() {
     int earlier = 0;
     for (const auto& entry : std::filesystem::directory_iterator(file("tmp"))) {

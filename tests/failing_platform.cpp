@@ -2,6 +2,9 @@
 //
 //     FAIL_STORE, FAIL_DELETE   which call of pss_store or pss_delete fails, from 1
 //     DIE_AT_STORE              the call of pss_store at which the process is killed
+//     CHANGE_AT_OPEN            the call of pss_open before which another process adds a record to the store
+//     FAIL_CLOSE                the call of pss_close that keeps nothing and fails
+//     NO_NOREPLACE              the file system cannot rename to a free name only
 //     STALL_AT_STORE            the call of pss_store that waits until the process is ended
 //     STALL_MARK                the file that it makes before
 //     ONLY_BELOW                the nonvolatile root under which all this holds, so that a dry run goes well
@@ -9,18 +12,23 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <signal.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
+#include <cerrno>
+
+#include "platform/embedded/pss_embedded.h"
 #include "platform/pss.h"
 
 namespace {
 
-bool is_due(const char* variable, int call) {
+// Counts a call where it is one to count.
+bool is_due(const char* variable, int& call) {
   const char *value = getenv(variable), *below = getenv("ONLY_BELOW"), *root = getenv("PSS_NONVOLATILE_ROOT");
   if (below != nullptr && (root == nullptr || strcmp(below, root) != 0)) return false;
-  return value != nullptr && atoi(value) == call;
+  return value != nullptr && atoi(value) == ++call;
 }
 
 template <typename Function>
@@ -36,15 +44,39 @@ void stall() {
 
 }  // namespace
 
-syserr_t pss_store(pss_service_t table, uint32 mode, const pss_datum_t* key, const pss_datum_t* value) {
+pss_service_t pss_open(const char* url, syserr_t* status) {
   static int call = 0;
-  ++call;
-  if (is_due("DIE_AT_STORE", call)) kill(getpid(), SIGKILL);
-  if (is_due("STALL_AT_STORE", call)) stall();
-  return is_due("FAIL_STORE", call) ? 0x77 : real<decltype(&pss_store)>("pss_store")(table, mode, key, value);
+  const auto open = real<decltype(&pss_open)>("pss_open");
+  if (is_due("CHANGE_AT_OPEN", call)) {
+    char key[] = "\x05", value[] = "added";
+    const pss_datum_t key_datum = {key, 1}, value_datum = {value, 5};
+    const pss_service_t table = open(url, status);
+    real<decltype(&pss_store)>("pss_store")(table, PSS_REPLACE, &key_datum, &value_datum);
+    real<decltype(&pss_close)>("pss_close")(table);
+  }
+  return open(url, status);
+}
+
+syserr_t pss_close(pss_service_t table) {
+  static int call = 0;
+  if (!is_due("FAIL_CLOSE", call)) return real<decltype(&pss_close)>("pss_close")(table);
+  real<decltype(&pss_embedded_discard)>("pss_embedded_discard")(table);
+  return 0x77;
+}
+
+extern "C" int renameat2(int from_fd, const char* from, int to_fd, const char* to, unsigned flags) {
+  if (getenv("NO_NOREPLACE") != nullptr && flags != 0) return errno = EINVAL, -1;
+  return real<decltype(&renameat2)>("renameat2")(from_fd, from, to_fd, to, flags);
+}
+
+syserr_t pss_store(pss_service_t table, uint32 mode, const pss_datum_t* key, const pss_datum_t* value) {
+  static int dies = 0, stalls = 0, fails = 0;
+  if (is_due("DIE_AT_STORE", dies)) kill(getpid(), SIGKILL);
+  if (is_due("STALL_AT_STORE", stalls)) stall();
+  return is_due("FAIL_STORE", fails) ? 0x77 : real<decltype(&pss_store)>("pss_store")(table, mode, key, value);
 }
 
 syserr_t pss_delete(pss_service_t table, const pss_datum_t* key) {
   static int call = 0;
-  return is_due("FAIL_DELETE", ++call) ? 0x77 : real<decltype(&pss_delete)>("pss_delete")(table, key);
+  return is_due("FAIL_DELETE", call) ? 0x77 : real<decltype(&pss_delete)>("pss_delete")(table, key);
 }

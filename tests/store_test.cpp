@@ -218,7 +218,7 @@ TEST_F(StoreTest, HandlesAreBoundedAndNeverMeanALaterStore) {
 
 TEST_F(StoreTest, NamesALackOfOpenFiles) {
   create("s", three);
-  in_a_process([this] {
+  in_a_process([] {
     const rlimit none = {3, 3};
     setrlimit(RLIMIT_NOFILE, &none);
     for (int fd = 3; fd < 100; ++fd) close(fd);

@@ -1,5 +1,9 @@
 // vrrpconvert: the operator's tool over libconvertvrrp. Only this file prints errors and ends the process.
 
+#include <poll.h>
+#include <signal.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <exception>
@@ -67,7 +71,7 @@ class CommandLine {
     CLI::App* added = app_.add_subcommand(name, summary);
     added->callback([this, &options, command, effect] {
       chosen_ = [&options, command] { return command(options); };
-      effect_ = effect;
+      effect_ = convert_.dry_run ? Effect::reads : effect;
     });
     added->footer(std::string("Example:\n  ") + example);
     return added;
@@ -166,6 +170,7 @@ class CommandLine {
                     restore_, restore, "vrrpconvert restore /tmp/vrrp-pss vrrp-cfg_runtime_config");
     command->add_option("COPY", restore_.copy, "The copy or snapshot; it is checked first, and stays")->required();
     command->add_option("STORE", restore_.store, "The store that it replaces")->required();
+    command->add_flag_callback("--no-backup", [this] { restore_.backup = false; }, "Keep nothing of what it replaces");
     add_json(command, restore_);
   }
 
@@ -210,25 +215,42 @@ class CommandLine {
   RestoreOptions restore_;
 };
 
+// Whether the reader of standard output went away.
+bool is_output_unread() {
+  pollfd output = {STDOUT_FILENO, POLLOUT, 0};
+  return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
+}
+
 Exit run(JsonReport& report, Effect& effect, int argc, char** argv) {
   CommandLine command_line(report, effect);
   if (!command_line.parse(argc, argv)) return exit_done;
   set_nonvolatile_root("/");
   const Exit code = command_line.run();
-  if (std::cout.flush()) return code;
-  if (effect == Effect::reads) {
-    throw Error(exit_io, "standard output cannot be written to its end; the output is cut short");
-  }
-  throw Error(exit_unknown,
-              "the report is cut short, because standard output cannot be written; run check on the store");
+  std::cout.flush();
+  return code;
 }
 
 // Errors go to standard error, and to scripts that asked for JSON as an object too.
 int fail(const std::string& problem, Exit code, JsonReport* report) {
+  std::cout.exceptions(std::ios::goodbit);  // what it could not write has been reported, and cerr flushes it
   std::cerr << "vrrpconvert: " << problem << '\n';
   if (report != nullptr) report->fail(problem, code);
   std::cout.flush();
   return code;
+}
+
+// Standard output could not be written. A command that only reads ends as one that SIGPIPE ends, when it is a pipe that
+// has no reader any more.
+int fail_to_write(Effect effect) {
+  if (effect == Effect::changes) {
+    return fail("the report is cut short, because standard output cannot be written; run check on the store",
+                exit_unknown, nullptr);
+  }
+  if (is_output_unread()) {
+    signal(SIGPIPE, SIG_DFL);
+    raise(SIGPIPE);
+  }
+  return fail("standard output cannot be written to its end; the output is cut short", exit_io, nullptr);
 }
 
 }  // namespace
@@ -240,9 +262,12 @@ int main(int argc, char** argv) {
   Effect effect = Effect::reads;
   const bool as_json = std::find(argv, argv + argc, std::string("--json")) != argv + argc;
   try {
+    std::cout.exceptions(std::ios::badbit);
     return run(report, effect, argc, argv);
   } catch (const Error& error) {
     return fail(error.what(), error.exit_code, as_json ? &report : nullptr);
+  } catch (const std::ios_base::failure&) {
+    return fail_to_write(effect);
   } catch (const std::exception& error) {
     return fail(error.what(), effect == Effect::changes ? exit_unknown : exit_io, as_json ? &report : nullptr);
   }

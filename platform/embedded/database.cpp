@@ -9,8 +9,6 @@ namespace pss_embedded {
 
 namespace {
 
-constexpr int busy_timeout_ms = 5000;
-
 // "Cannot open" has its reason in the errno of the call that failed.
 syserr_t status_of_opening(sqlite3* database, int result) {
   const bool has_reason = result != SQLITE_CANTOPEN_SYMLINK && (result & 0xff) == SQLITE_CANTOPEN;
@@ -20,7 +18,7 @@ syserr_t status_of_opening(sqlite3* database, int result) {
 
 }  // namespace
 
-syserr_t open_database(const char* file, int flags, Database* database) {
+syserr_t open_database(const char* file, int flags, int wait_ms, Database* database) {
   sqlite3* opened = nullptr;
   // Without SQLite's lock of a connection: the platform is called by one thread at a time.
   const int whole_flags =
@@ -32,7 +30,7 @@ syserr_t open_database(const char* file, int flags, Database* database) {
   const bool is_to_be_written = (flags & SQLITE_OPEN_READWRITE) != 0;
   if (is_to_be_written && sqlite3_db_readonly(opened, "main") != 0) return SYSERR_PSS_IO;
 
-  sqlite3_busy_timeout(opened, busy_timeout_ms);
+  sqlite3_busy_timeout(opened, wait_ms);
   sqlite3_limit(opened, SQLITE_LIMIT_LENGTH, PSS_EMBEDDED_VALUE_MAX + PSS_EMBEDDED_KEY_MAX + 64);
   sqlite3_db_config(opened, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
   sqlite3_db_config(opened, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);

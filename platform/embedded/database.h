@@ -20,8 +20,9 @@ struct FinalizeStatement {
 };
 using Statement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
 
-// Opens the database file and sets it up so that nothing in the file but its rows can have an effect.
-syserr_t open_database(const char* file, int flags, Database* database);
+// Opens the database file and sets it up so that nothing in the file but its rows can have an effect. Every statement
+// waits up to `wait_ms` milliseconds for a lock that another connection holds.
+syserr_t open_database(const char* file, int flags, int wait_ms, Database* database);
 
 // Runs statements that give no rows.
 syserr_t run(sqlite3* database, const char* sql);

@@ -17,6 +17,7 @@
 namespace pss_embedded {
 namespace {
 
+constexpr int wait_ms = 5000;  // for a store that is open elsewhere
 constexpr int attempts_max = 10;
 
 bool can_write(const char* path) { return faccessat(AT_FDCWD, path, W_OK, AT_EACCESS) == 0; }
@@ -55,7 +56,8 @@ syserr_t Store::open(const Location& location) {
 syserr_t Store::begin(const Location& location) {
   // Without its directory a store cannot be written either: that is where the journal goes.
   const bool permitted = can_write(location.file) && can_write(location.directory);
-  syserr_t status = open_database(location.file, permitted ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY, &database_);
+  syserr_t status =
+      open_database(location.file, permitted ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY, wait_ms, &database_);
   // Looked at before the journal is set, which would change a file that is not ours.
   if (status == 0) status = check_format(database_.get());
   bool has_rollback_journal = false;

@@ -90,7 +90,7 @@ syserr_t copy_file(sqlite3* source, int target) {
 // needs no journal.
 syserr_t build_store(const char* file, sqlite3* source, Digest* digest) {
   Database target;
-  syserr_t status = open_database(file, SQLITE_OPEN_READWRITE, &target);
+  syserr_t status = open_database(file, SQLITE_OPEN_READWRITE, 0, &target);
   if (status != 0) return status;
   sqlite3_db_config(target.get(), SQLITE_DBCONFIG_DEFENSIVE, 0, nullptr);  // it forbids to do without a journal
   // Rows that come in key order need no cache but for the pages along the edge of the tree.

@@ -69,7 +69,7 @@ syserr_t check_records(sqlite3* database, Digest* digest) {
 
 syserr_t check_store(const char* file, Digest* digest) {
   Database database;
-  syserr_t status = open_database(file, SQLITE_OPEN_READONLY, &database);
+  syserr_t status = open_database(file, SQLITE_OPEN_READONLY, 0, &database);
   if (status == 0) status = run(database.get(), "BEGIN");
   if (status == 0) status = check_format(database.get());
   return status != 0 ? status : check_records(database.get(), digest);

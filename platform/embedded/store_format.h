@@ -22,7 +22,7 @@ syserr_t check_format(sqlite3* database);
 // what was stored.
 syserr_t check_records(sqlite3* database, Digest* digest);
 
-// Opens the file for reading and does both, under a read lock.
+// Opens the file for reading and does both. SYSERR_PSS_BUSY, without waiting, where another handle or process has it.
 syserr_t check_store(const char* file, Digest* digest);
 
 // Gives an empty database this format, without records.

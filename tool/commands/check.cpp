@@ -46,16 +46,20 @@ std::vector<std::string> problems_of(const StoredRecord& record, const std::opti
 // What lets other users than root and the owner of the store change `directory`, and so plant a journal that SQLite
 // plays back into the store, or put another store in its place; null where nothing does.
 const char* danger_of(const struct stat& directory, uid_t owner, bool is_own) {
-  const bool is_for_all = (directory.st_mode & S_IWOTH) != 0, is_sticky = (directory.st_mode & S_ISVTX) != 0;
+  const bool is_for_all = (directory.st_mode & S_IWOTH) != 0, is_for_group = (directory.st_mode & S_IWGRP) != 0;
+  const bool is_sticky = (directory.st_mode & S_ISVTX) != 0;
   if (directory.st_uid != 0 && directory.st_uid != owner) {
     return "another user owns it, and can change the store; move the store to a directory of its owner";
   }
   if (is_for_all && !is_sticky) {
     return "every user can write it, and so change the store; take that away with chmod o-w";
   }
+  if (is_for_group && !is_sticky) {
+    return "its group can write it, and so change the store; take that away with chmod g-w";
+  }
   // Other users cannot move what is in a sticky directory, but they can add to it.
-  if (is_for_all && is_own) {
-    return "every user can put a journal beside the store; move the store to a directory of its owner";
+  if ((is_for_all || is_for_group) && is_own) {
+    return "other users can put a journal beside the store; move the store to a directory of its owner";
   }
   return nullptr;
 }
@@ -148,7 +152,7 @@ class Check {
 };
 
 Exit check_as_json(const CheckOptions& options, const std::optional<Release>& release) {
-  const Store store(options.store);
+  const StoreCopy copy(options.store);
   JsonWriter& json = options.json->begin();
   json.member("store", options.store);
   json.key("problems");
@@ -160,7 +164,7 @@ Exit check_as_json(const CheckOptions& options, const std::optional<Release>& re
     json.member("problem", finding.problem);
     json.end();
   });
-  check.run(store, options.store);
+  check.run(copy.store(), options.store);
   json.end();
   json.member("sound", check.findings() == 0);
   json.member("layout", check.layout());
@@ -176,7 +180,7 @@ Exit check_as_text(const CheckOptions& options, const std::optional<Release>& re
     const std::string key = finding.store_key.empty() ? "" : "  (key " + finding.store_key + ")";
     std::cout << styled(Style::red, finding.record + key) << ": " << finding.problem << '\n';
   });
-  check.run(Store(options.store), options.store);
+  check.run(StoreCopy(options.store).store(), options.store);
   std::cout << options.store << ": " << check.counts().text() << '\n';
   if (check.left_alone() > 0) {
     std::cout << "Left alone by a conversion: " << check.left_alone() << " (track and other kinds).\n";

@@ -68,6 +68,7 @@ Exit convert(const ConvertOptions& options);
 struct RestoreOptions {
   std::string copy;
   std::string store;
+  bool backup = true;
   JsonReport* json = nullptr;
 };
 Exit restore(const RestoreOptions& options);

@@ -66,6 +66,7 @@ void print_json(const Report& report) {
   write_failures(json, "failures", report.plan.failures);
   write_outcome(json, report.verdict);
   json.member_or_null("snapshot", report.snapshot.string());
+  json.member_or_null("earlier_snapshot", report.earlier_snapshot.string());
   json.member_or_null("copy", report.copy.string());
   json.member_or_null("problem", report.problem);
   json.member_or_null("next", report.next);
@@ -123,6 +124,9 @@ void print_text(const Report& report) {
   if (report.options.dry_run || report.refused) print_plan(report);
   if (report.verdict) print_verdict(*report.verdict);
   if (!report.snapshot.empty()) std::cout << "Snapshot of the library: " << report.snapshot.string() << '\n';
+  if (!report.earlier_snapshot.empty()) {
+    std::cout << "Earlier snapshot, kept as: " << report.earlier_snapshot.string() << '\n';
+  }
   if (!report.copy.empty()) std::cout << "Copy of the store as it was: " << report.copy.string() << '\n';
   if (!report.next.empty()) std::cout << "Next: " << report.next << '\n';
 }

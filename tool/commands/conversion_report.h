@@ -22,7 +22,7 @@ struct Report {
   bool refused = false;
   bool is_as_it_was = true;  // the store holds what it held before
   std::optional<Verdict> verdict{};
-  std::filesystem::path snapshot{}, copy{};
+  std::filesystem::path snapshot{}, earlier_snapshot{}, copy{};
   Exit exit = exit_done;
   std::string problem{}, next{};
 };

@@ -1,5 +1,3 @@
-#include <sys/stat.h>
-
 #include <iostream>
 
 #include "platform/syserr.h"
@@ -26,16 +24,6 @@ Conversion conversion_for(const ConvertOptions& options) {
   return conversion;
 }
 
-// The file at `path` as it is now; a snapshot that is taken anew is another file.
-ino_t file_number(const fs::path& path) {
-  struct stat status;
-  return lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
-}
-
-size_t expected_lines(Change change, size_t records) {
-  return change == Change::none ? 0 : change == Change::upgrade ? 2 * records : records;
-}
-
 // A path as a shell takes it.
 std::string quoted(const fs::path& path) {
   std::string text = path.string();
@@ -56,6 +44,16 @@ void make_snapshot_directory(const Conversion& conversion) {
   if (error) throw Error(exit_io, directory.string() + ": cannot be created: " + error.message());
 }
 
+// Whether the snapshot that the upgrade takes would meet another store's, or anything else that is not the same.
+bool meets_other_snapshot(const Report& report) {
+  if (report.conversion.change() != Change::upgrade || file_number(report.conversion.snapshot()) == 0) return false;
+  try {
+    return Store(report.conversion.snapshot()).digest() != report.dry_run.digest();
+  } catch (const Error&) {
+    return true;  // what cannot be read is something else
+  }
+}
+
 // Runs the library on the store itself, with a copy of it kept beside it.
 Run run_on_store(Report& report) {
   const ConvertOptions& options = report.options;
@@ -64,11 +62,13 @@ Run run_on_store(Report& report) {
   if (options.backup && report.plan.changes > 0) {
     report.copy = keep_copy(report.dry_run.before(), conversion.store(), conversion.from);
   }
-  const ino_t earlier_snapshot = file_number(conversion.snapshot());
-  const Run run = run_conversion(conversion, options.trace.empty() ? Trace::device_log : Trace::to_file, options.trace,
-                                 expected_lines(conversion.change(), report.dry_run.records()));
-  if (conversion.change() == Change::upgrade && file_number(conversion.snapshot()) != earlier_snapshot) {
+  const ino_t earlier = file_number(conversion.snapshot());
+  const Trace trace = options.trace.empty() ? Trace::device_log : Trace::to_file;
+  const Run run =
+      run_conversion(conversion, {report.dry_run.digest(), trace, options.trace, report.dry_run.run().operations});
+  if (conversion.change() == Change::upgrade && file_number(conversion.snapshot()) != earlier) {
     report.snapshot = conversion.snapshot();
+    report.earlier_snapshot = earlier != 0 ? kept_name(conversion.snapshot(), earlier) : fs::path();
   }
   return run;
 }
@@ -77,8 +77,8 @@ Run run_on_store(Report& report) {
 void examine(const Run& run, Report& report) {
   const Store& before = report.dry_run.before();
   const Store after(report.conversion.store());
-  for_each_difference(before, after, [&report](const Difference&) { report.is_as_it_was = false; });
   report.verdict = verdict_of(report.conversion.change(), before, after, run);
+  report.is_as_it_was = report.verdict->changes == 0;
 }
 
 struct Problem {
@@ -98,6 +98,10 @@ Problem problem_of(const Run& run, const Report& report) {
   // The dry run of the same conversion did change the copy.
   if (!failed.empty() && report.is_as_it_was && report.plan.changes > 0) {
     return {exit_io, "nothing was changed: " + failed.front().reason};
+  }
+  if (run.close_status != 0) {
+    return {exit_unknown, std::string("the store is converted, but closing it failed: ") +
+                              syserr2str(run.close_status) + "; a power cut could still bring the old records back"};
   }
   if (!failed.empty()) {
     return {exit_some_failed,
@@ -123,6 +127,12 @@ std::string next_step(const Report& report) {
 // Runs the library on the store itself, and reports what became of it.
 Exit convert_store(Report& report) {
   const Run run = run_on_store(report);
+  std::error_code ignored;  // a copy that stays does no harm
+  if (run.was_changed) {
+    fs::remove(report.copy, ignored);
+    throw Error(exit_in_use, report.conversion.store().string() +
+                                 ": changed since it was looked at; nothing was changed; run it again");
+  }
   ignore_interrupts();  // from here on the outcome has to be reported
   std::string unreadable;
   try {
@@ -131,7 +141,6 @@ Exit convert_store(Report& report) {
     unreadable = std::string("unknown outcome, because the store cannot be read: ") + error.what();
   }
   if (unreadable.empty() && run.interrupted && report.is_as_it_was) {
-    std::error_code ignored;  // the copy is the same as the store
     fs::remove(report.copy, ignored);
     throw Error(exit_interrupted, "interrupted; the store is as it was");
   }
@@ -163,6 +172,14 @@ Exit convert(const ConvertOptions& options) {
   }
   if (conversion.change() == Change::upgrade && plan.changes == 0 && plan.failures.empty()) {
     report.next = "nothing to upgrade: the library was not run, so that an earlier snapshot stays";
+    return print(report);
+  }
+  if (!options.backup && meets_other_snapshot(report)) {
+    report.refused = true;
+    report.exit = exit_found;
+    report.problem =
+        "refused; nothing was changed. " + conversion.snapshot().string() +
+        " holds other records: convert without --no-backup, or name the device's own directory with --root";
     return print(report);
   }
   return convert_store(report);

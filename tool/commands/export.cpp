@@ -3,7 +3,7 @@
 
 #include <cerrno>
 #include <cstring>
-#include <fstream>
+#include <functional>
 #include <iostream>
 
 #include "tool/commands/commands.h"
@@ -17,34 +17,44 @@ namespace {
 // A new file with mode 0600, because it holds authentication keys. Unless it is kept, it is removed again.
 class NewFile {
  public:
-  explicit NewFile(const std::string& name) : name_(name) {
-    const int fd = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-    if (fd < 0) {
+  explicit NewFile(const std::string& name)
+      : name_(name), fd_(open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)) {
+    if (fd_ < 0) {
       throw Error(errno == EEXIST ? exit_usage : exit_io, name + ": cannot be created: " + strerror(errno));
     }
-    close(fd);  // the stream below writes and reports
-    stream_.open(name);
   }
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
   ~NewFile() {
-    if (!kept_) unlink(name_.c_str());
+    if (fd_ < 0) return;
+    unlink(name_.c_str());
+    close(fd_);
   }
 
-  std::ostream& stream() { return stream_; }
+  void write(std::string_view text) {
+    while (!text.empty()) {
+      const ssize_t written = ::write(fd_, text.data(), text.size());
+      if (written < 0 && errno == EINTR) continue;
+      if (written < 0) fail();
+      text.remove_prefix(static_cast<size_t>(written));
+    }
+  }
 
   void keep() {
-    if (!stream_.flush()) throw Error(exit_io, name_ + ": cannot be written to its end; the export was removed");
-    kept_ = true;
+    if (fsync(fd_) != 0 || close(fd_) != 0) fail();
+    fd_ = -1;
   }
 
  private:
+  [[noreturn]] void fail() const {
+    throw Error(exit_io, name_ + ": cannot be written to its end: " + strerror(errno) + "; the export was removed");
+  }
+
   std::string name_;
-  std::ofstream stream_;
-  bool kept_ = false;
+  int fd_;
 };
 
-void write_records(const Store& store, bool raw, std::ostream& stream) {
+void write_records(const Store& store, bool raw, const std::function<void(std::string_view)>& write) {
   size_t done = 0;
   Progress progress("Exporting", Progress::is_wanted() ? store.count() : 0);
   std::string lines;
@@ -53,23 +63,23 @@ void write_records(const Store& store, bool raw, std::ostream& stream) {
     raw ? write_raw_record(json, record) : write_record(json, record);
     lines += '\n';
     if (lines.size() > JsonWriter::long_text) {
-      stream << lines;
+      write(lines);
       lines.clear();
     }
     progress.show(++done);
   });
-  stream << lines;
+  write(lines);
 }
 
 }  // namespace
 
 Exit export_store(const ExportOptions& options) {
-  const Store store(options.store);
+  const StoreCopy copy(options.store);
   if (options.output.empty()) {
-    write_records(store, options.raw, std::cout);
+    write_records(copy.store(), options.raw, [](std::string_view text) { std::cout << text; });
   } else {
     NewFile file(options.output);
-    write_records(store, options.raw, file.stream());
+    write_records(copy.store(), options.raw, [&file](std::string_view text) { file.write(text); });
     file.keep();
   }
   return exit_done;

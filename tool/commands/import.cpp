@@ -48,13 +48,15 @@ Exit import_store(const ImportOptions& options) {
   if (!options.force && fs::exists(fs::symlink_status(target))) {
     throw Error(exit_usage, target.string() + ": exists already; choose another name, or replace it with --force");
   }
-  Store::check_replaceable(target);
+  (void)Store::open_to_replace(target);  // so that no line is read for a place that cannot be taken
   LineReader input(options.file);
 
   // Built aside and renamed into place: other processes never see a part of it.
   const ScratchDirectory scratch(existing_directory(target.parent_path()));
   Store store = Store::create(scratch.path() / "store");
   const size_t records = import_lines(input, store);
+  // Held until it is replaced: a process that waits for it then gets the new one.
+  const std::unique_ptr<Store> held = Store::open_to_replace(target);
   options.force ? store.replace(target) : store.write_copy(target);
   if (options.json == nullptr) {
     std::cout << target.string() << ": " << records << (records == 1 ? " record\n" : " records\n");

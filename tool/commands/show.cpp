@@ -165,8 +165,8 @@ void show_json(const Store& store, const ShowOptions& options) {
 }  // namespace
 
 Exit show(const ShowOptions& options) {
-  const Store store(options.store);
-  options.json != nullptr ? show_json(store, options) : show_tables(store, options);
+  const StoreCopy copy(options.store);
+  options.json != nullptr ? show_json(copy.store(), options) : show_tables(copy.store(), options);
   return exit_done;
 }
 

@@ -1,13 +1,14 @@
-// One run of the library: the environment that the system manager gives it, the call, and what its trace reports.
+// One run of the library: the environment that the system manager gives it, the call, and what came of it.
 #ifndef TOOL_CONVERSION_CONVERSION_H
 #define TOOL_CONVERSION_CONVERSION_H
 
 #include <filesystem>
+#include <map>
 #include <string>
 
 #include "platform/types.h"
 #include "tool/conversion/release.h"
-#include "tool/conversion/traced_outcomes.h"
+#include "tool/store/store.h"
 
 namespace vrrpconvert {
 
@@ -29,27 +30,37 @@ struct Conversion {
 // library.
 std::string device_path(const std::filesystem::path& root, const std::filesystem::path& directory, bool startup);
 
-// What came of a run. The trace is that of this very run, as far as it could be read.
+// What came of a run.
 struct Run {
   bool answered = false;  // false: the process that ran the library died before it answered
   bool interrupted = false;
+  bool was_changed = false;  // the store was not the expected one, and the library did not get it
   syserr_t result = 0;
-  TracedOutcomes outcomes;
+  syserr_t open_status = 0, close_status = 0;
+  size_t operations = 0;               // records that the library stored or deleted, or tried to
+  std::map<Bytes, syserr_t> failures;  // of those, by key
 };
 
 // Where the library traces to.
 enum class Trace {
-  to_file,     // `trace_file`, appended
+  to_file,     // a file of the operator's, appended
   device_log,  // the library's own log, if there is one
-  discarded    // nowhere that lasts
+  none
 };
 
-// Makes sure that the trace can go to `file`, and is no store. Throws Error.
+// Throws Error unless the trace can go to `file`, which is then no store. Creates nothing.
 void check_trace_file(const Conversion& conversion, const std::string& file);
 
+struct RunOptions {
+  StoreDigest expected;  // of the store: another one is not converted
+  Trace trace = Trace::none;
+  std::string trace_file{};
+  size_t expected_operations = 0;  // for the progress bar
+};
+
 // Runs the conversion in a process of its own, so that an interrupt ends it at once and the store stays as it was.
-// `expected_lines` is for the progress bar. Throws Error when the run cannot be prepared.
-Run run_conversion(const Conversion& conversion, Trace trace, const std::string& trace_file, size_t expected_lines);
+// Throws Error when the run cannot be prepared.
+Run run_conversion(const Conversion& conversion, const RunOptions& options);
 
 }  // namespace vrrpconvert
 

@@ -32,9 +32,9 @@ DryRun::DryRun(const Conversion& real) : scratch_(temporary_directory()) {
     const Store store(real.store());
     store.write_copy(before);
     store.write_copy(after);
-    records_ = store.count();
+    digest_ = store.digest();
   }
-  run_ = run_conversion(conversion, Trace::discarded, "", 0);
+  run_ = run_conversion(conversion, {digest_});
   if (run_.interrupted) throw Error(exit_interrupted, "interrupted; nothing was changed");
   if (!run_.answered) throw Error(exit_unknown, "the library died on a copy of the store; nothing was changed");
   before_.emplace(before);
@@ -49,11 +49,10 @@ void for_each_loss(const DryRun& dry_run, bool reveal, const std::function<void(
 
 Plan plan_of(const DryRun& dry_run, Change change) {
   Plan plan;
-  for_each_difference(dry_run.before(), dry_run.after(), [&plan](const Difference& difference) {
-    ++plan.changes;
-    plan.losses += losses_of(difference, false).size();
-  });
-  plan.failures = verdict_of(change, dry_run.before(), dry_run.after(), dry_run.run()).failed;
+  const Verdict verdict = verdict_of(change, dry_run.before(), dry_run.after(), dry_run.run());
+  plan.changes = verdict.changes;
+  plan.failures = verdict.failed;
+  for_each_loss(dry_run, false, [&plan](const Loss&) { ++plan.losses; });
   return plan;
 }
 

@@ -24,6 +24,12 @@ fs::path copy_name(const fs::path& store, const Release& from, unsigned attempt)
   return store.string() + ".from-" + release + (attempt == 1 ? "" : "." + std::to_string(attempt));
 }
 
+// A file system that cannot rename so may have links.
+bool rename_to_free_name(const fs::path& from, const fs::path& to) {
+  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+  return errno == EINVAL && link(from.c_str(), to.c_str()) == 0;  // the scratch directory goes with the other name
+}
+
 bool sync_directory(const fs::path& directory) {
   const int fd = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   const bool synced = fd >= 0 && fsync(fd) == 0;
@@ -38,7 +44,7 @@ fs::path keep_copy(const Store& original, const fs::path& store, const Release& 
   const fs::path made = scratch.path() / "copy";
   original.write_copy(made);
   unsigned attempt = 1;
-  while (renameat2(AT_FDCWD, made.c_str(), AT_FDCWD, copy_name(store, from, attempt).c_str(), RENAME_NOREPLACE) != 0) {
+  while (!rename_to_free_name(made, copy_name(store, from, attempt))) {
     if (errno != EEXIST) {
       throw Error(exit_io, copy_name(store, from, attempt).string() + ": no copy can be kept: " + strerror(errno));
     }

@@ -1,8 +1,8 @@
 #include "tool/conversion/verdict.h"
 
 #include <cstring>
-#include <map>
 
+#include "platform/syserr.h"
 #include "tool/support/digits.h"
 
 namespace vrrpconvert {
@@ -32,7 +32,7 @@ Fate fate_of(Change change, const Difference& pair) {
   return pair.is_none() ? Fate::left_alone : Fate::converted;
 }
 
-std::string reason_for(const Difference& pair, const std::string& traced, const Run& run) {
+std::string reason_for(Change change, const Difference& pair, const Run& run) {
   const Layout* layout = pair.before != nullptr ? layout_of(*pair.before) : nullptr;
   if (layout != nullptr && expected_key(*layout, pair.before->value) != pair.before->key) {
     return "it is misplaced: the library finds a record only under its expected key";
@@ -40,20 +40,24 @@ std::string reason_for(const Difference& pair, const std::string& traced, const 
   if (pair.before != nullptr && layout == nullptr && has_layouts(kind_of(pair.before->key))) {
     return "its value of " + std::to_string(pair.before->value.size()) + " bytes is of no known layout";
   }
-  if (!traced.empty()) return traced;
+  const auto failure = run.failures.find(pair.either().key);
+  if (failure != run.failures.end()) {
+    return std::string(change == Change::upgrade ? "deleting" : "storing") +
+           " it failed: " + syserr2str(failure->second);
+  }
   if (!pair.is_none()) return "its content is not what the conversion makes of it";
-  return run.answered ? "its change was not kept, for an unknown reason: the device may be full or failing"
-                      : "the library died before its change was kept";
+  if (!run.answered) return "the library died before its change was kept";
+  if (run.open_status != 0) return std::string("the store could not be opened: ") + syserr2str(run.open_status);
+  if (run.close_status != 0) return std::string("the store could not be closed: ") + syserr2str(run.close_status);
+  return "its change was not kept, for an unknown reason: the device may be failing";
 }
 
 }  // namespace
 
 Verdict verdict_of(Change change, const Store& before, const Store& after, const Run& run) {
   Verdict verdict;
-  std::map<std::string, size_t> position;
   for_each_pair(before, after, [&](const Difference& pair) {
-    const std::string kind = kind_of(pair.either().key);
-    const std::string traced = pair.before != nullptr ? run.outcomes.failure_of(kind, position[kind]++) : "";
+    if (!pair.is_none()) ++verdict.changes;
     switch (fate_of(change, pair)) {
       case Fate::converted:
         ++verdict.converted;
@@ -68,7 +72,7 @@ Verdict verdict_of(Change change, const Store& before, const Store& after, const
         ++verdict.left_alone;
         break;
       case Fate::failed:
-        verdict.failed.push_back({hex_of(pair.either().key), name_of(pair.either()), reason_for(pair, traced, run)});
+        verdict.failed.push_back({hex_of(pair.either().key), name_of(pair.either()), reason_for(change, pair, run)});
     }
   });
   return verdict;

@@ -17,6 +17,7 @@ struct FailedRecord {
 
 struct Verdict {
   size_t converted = 0, deleted = 0, added = 0, left_alone = 0;
+  size_t changes = 0;                // records that differ from what they were
   std::vector<FailedRecord> failed;  // records that are not in the state that they should be in
 };
 

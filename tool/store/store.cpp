@@ -1,6 +1,10 @@
 #include "tool/store/store.h"
 
 #include <stdlib.h>
+#include <sys/stat.h>
+
+#define XXH_INLINE_ALL
+#include <xxhash.h>
 
 #include "platform/embedded/pss_embedded.h"
 #include "platform/syserr.h"
@@ -81,6 +85,23 @@ fs::path existing_directory(const fs::path& path) {
 
 void set_nonvolatile_root(const fs::path& root) { setenv("PSS_NONVOLATILE_ROOT", root.c_str(), 1); }
 
+StoreDigest digest_of(pss_service_t handle) {
+  XXH3_state_t state;
+  XXH3_64bits_reset(&state);
+  const auto add = [&state](const pss_datum_t& datum) {
+    XXH3_64bits_update(&state, &datum.siz, sizeof datum.siz);
+    XXH3_64bits_update(&state, datum.ptr, datum.siz);
+  };
+  syserr_t status = 0;
+  const pss_datum_t* key = pss_move2location(handle, PSS_FIRST_KEY, &status);
+  for (; key != nullptr && status == 0; key = pss_move2location(handle, PSS_NEXT_KEY, &status)) {
+    add(*key);
+    const pss_datum_t* value = pss_getvalue(handle, &status);
+    if (value != nullptr) add(*value);
+  }
+  return XXH3_64bits_digest(&state);
+}
+
 Store::Store(const fs::path& file) : file_(file) {
   syserr_t status = 0;
   handle_ = pss_open(url_of(file).c_str(), &status);
@@ -96,15 +117,13 @@ Store Store::create(const fs::path& file) {
 // Changes are renamed into place as a copy: nothing is ever kept through a handle of the tool's own.
 Store::~Store() { discard(handle_); }
 
-void Store::check_replaceable(const fs::path& file) {
-  if (!fs::exists(fs::symlink_status(file))) return;
+std::unique_ptr<Store> Store::open_to_replace(const fs::path& file) {
+  if (!fs::exists(fs::symlink_status(file))) return nullptr;
   syserr_t status = 0;
   const pss_service_t handle = pss_open(url_of(file).c_str(), &status);
-  if (handle != 0) {
-    discard(handle);
-  } else if (status != SYSERR_PSS_DAMAGED) {
-    throw_store_error(file, status);
-  }
+  if (handle != 0) return std::unique_ptr<Store>(new Store(file, handle));
+  if (status != SYSERR_PSS_DAMAGED) throw_store_error(file, status);
+  return nullptr;
 }
 
 bool Store::read(pss_location_t location, StoredRecord& record) const {
@@ -155,5 +174,24 @@ void Store::snapshot(const fs::path& file, uint32 flags) const {
 }
 
 void Store::fail(syserr_t status) const { throw_store_error(file_, status); }
+
+StoreCopy::StoreCopy(const fs::path& original) : scratch_(temporary_directory()) {
+  const fs::path copy = scratch_.path() / "copy";
+  Store(original).write_copy(copy);
+  store_ = std::make_unique<Store>(copy);
+}
+
+ino_t file_number(const fs::path& path) {
+  struct stat status;
+  return lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+}
+
+fs::path kept_name(const fs::path& path, ino_t number) {
+  for (unsigned i = 1;; ++i) {
+    const fs::path name = path.string() + "." + std::to_string(i);
+    const ino_t found = file_number(name);
+    if (found == number || found == 0) return found == 0 ? fs::path() : name;
+  }
+}
 
 }  // namespace vrrpconvert

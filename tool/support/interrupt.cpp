@@ -16,7 +16,9 @@ void note_interrupts() {
   action.sa_handler = [](int) { interrupted = 1; };
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
-  sigaction(SIGHUP, &action, nullptr);
+  struct sigaction inherited;
+  const bool has_nohup = sigaction(SIGHUP, nullptr, &inherited) == 0 && inherited.sa_handler == SIG_IGN;
+  if (!has_nohup) sigaction(SIGHUP, &action, nullptr);
   signal(SIGPIPE, SIG_IGN);
 }
 
