@@ -86,15 +86,16 @@ syserr_t copy_file(sqlite3* source, int target) {
   return status_of_sqlite(result);
 }
 
-// Fills the empty file at `file` with a store and returns its digest. The file is private until it is whole, so that it
-// needs no journal.
+// Fills the empty file at `file` with a store and returns its digest. The file is private until it is whole and synced,
+// so that it needs neither a journal nor syncs of its own.
 syserr_t build_store(const char* file, sqlite3* source, Digest* digest) {
   Database target;
   syserr_t status = open_database(file, SQLITE_OPEN_READWRITE, 0, &target);
   if (status != 0) return status;
   sqlite3_db_config(target.get(), SQLITE_DBCONFIG_DEFENSIVE, 0, nullptr);  // it forbids to do without a journal
   // Rows that come in key order need no cache but for the pages along the edge of the tree.
-  status = run(target.get(), "PRAGMA page_size=8192; PRAGMA cache_size=-512; PRAGMA journal_mode=OFF; BEGIN");
+  status = run(target.get(),
+               "PRAGMA page_size=8192; PRAGMA cache_size=-512; PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF; BEGIN");
   if (status == 0) status = create_format(target.get());
   if (status == 0 && source != nullptr) status = copy_records(source, target.get(), digest);
   if (status == 0) status = write_digest(target.get(), *digest);
