@@ -52,8 +52,8 @@ class Laps {
   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
-void begin(const Database& database) {
-  require(pss_embedded::run(database.get(), "BEGIN IMMEDIATE"));
+void begin(const Database& database, const char* statement = "BEGIN EXCLUSIVE") {
+  require(pss_embedded::run(database.get(), statement));
   Statement check = prepare(database, "PRAGMA quick_check(1)");
   require(sqlite3_step(check.get()) == SQLITE_ROW ? 0 : 1);
   check.reset();
@@ -127,28 +127,24 @@ void sync_path(const fs::path& path) {
   close(fd);
 }
 
-// Like the platform's snapshot: a file without a journal, synced, then renamed into place, and its directory synced.
-void copy_all(const Database& source, const fs::path& target) {
+// Like the platform's snapshot: the file's bytes, every row of the copy checked, synced, then renamed into place, and
+// its directory synced.
+void copy_file(const Database& source, const fs::path& target) {
   const fs::path made = target.string() + ".made";
+  sqlite3_file* file;
+  sqlite3_int64 size;
+  sqlite3_file_control(source.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
+  require(file->pMethods->xFileSize(file, &size) == SQLITE_OK ? 0 : 1);
   {
-    const Database copy = open(made);
-    sqlite3_db_config(copy.get(), SQLITE_DBCONFIG_DEFENSIVE, 0, nullptr);
-    require(
-        pss_embedded::run(copy.get(),
-                          "PRAGMA page_size=8192; PRAGMA cache_size=-512; PRAGMA journal_mode=OFF; BEGIN;"
-                          "CREATE TABLE record(key BLOB PRIMARY KEY NOT NULL, value BLOB NOT NULL, checksum INTEGER "
-                          "NOT NULL) STRICT, WITHOUT ROWID"));
-    const Statement insert = prepare(copy, "INSERT INTO record VALUES(?1, ?2, ?3)");
-    const Statement select = prepare(source, "SELECT key, value, checksum FROM record WHERE key >= ?1 ORDER BY key");
-    walk(select, 0, [&](const Row& row) {
-      sqlite3_bind_blob(insert.get(), 1, row.key, static_cast<int>(row.key_size), SQLITE_STATIC);
-      sqlite3_bind_blob(insert.get(), 2, row.value, static_cast<int>(row.value_size), SQLITE_STATIC);
-      sqlite3_bind_int64(insert.get(), 3, static_cast<sqlite3_int64>(row.checksum));
-      sqlite3_step(insert.get());
-      require(sqlite3_reset(insert.get()) == SQLITE_OK ? 0 : 1);
-      return true;
-    });
-    require(pss_embedded::run(copy.get(), "COMMIT"));
+    std::vector<char> bytes(65536);
+    const int fd = ::open(made.c_str(), O_WRONLY | O_CREAT, 0600);
+    for (sqlite3_int64 offset = 0; offset < size; offset += 65536) {
+      const int length = static_cast<int>(std::min<sqlite3_int64>(65536, size - offset));
+      require(file->pMethods->xRead(file, bytes.data(), length, offset) == SQLITE_OK ? 0 : 1);
+      require(write(fd, bytes.data(), static_cast<size_t>(length)) == length ? 0 : 1);
+    }
+    close(fd);
+    begin(open(made), "BEGIN");
   }
   sync_path(made);
   fs::rename(made, target);
@@ -190,7 +186,7 @@ Phases bare_upgrade(const fs::path& file, const fs::path& snapshot) {
   const Database database = open(file);
   begin(database);
   laps.end(phases.check);
-  copy_all(database, snapshot);
+  copy_file(database, snapshot);
   laps.end(phases.snapshot);
   const Statement select = prepare(database, from_key);
   const Statement erase = prepare(database, "DELETE FROM record WHERE key = ?1");
@@ -211,6 +207,9 @@ Phases bare_upgrade(const fs::path& file, const fs::path& snapshot) {
 
 void change_by_statement(const fs::path& table, bool is_upgrade) {
   const Database database = open(table);
+  const fs::path copy = table.string() + ".copy";
+  fs::remove(copy);
+  if (is_upgrade) require(pss_embedded::run(database.get(), ("VACUUM INTO '" + copy.string() + "'").c_str()));
   require(pss_embedded::run(database.get(), is_upgrade
                                                 ? "DELETE FROM kv WHERE key >= x'01' AND key < x'03'"
                                                 : "UPDATE kv SET value = substr(value, 1, CASE length(value) WHEN 137 "

@@ -48,7 +48,7 @@ void make_snapshot_directory(const Conversion& conversion) {
 bool meets_other_snapshot(const Report& report) {
   if (report.conversion.change() != Change::upgrade || file_number(report.conversion.snapshot()) == 0) return false;
   try {
-    return Store(report.conversion.snapshot()).digest() != report.dry_run.digest();
+    return Store(report.conversion.snapshot()).digest() != report.dry_run.before().digest();
   } catch (const Error&) {
     return true;  // what cannot be read is something else
   }
@@ -64,8 +64,8 @@ Run run_on_store(Report& report) {
   }
   const ino_t earlier = file_number(conversion.snapshot());
   const Trace trace = options.trace.empty() ? Trace::device_log : Trace::to_file;
-  const Run run =
-      run_conversion(conversion, {report.dry_run.digest(), trace, options.trace, report.dry_run.run().operations});
+  const Run run = run_conversion(
+      conversion, {report.dry_run.before().digest(), trace, options.trace, report.dry_run.run().operations});
   if (conversion.change() == Change::upgrade && file_number(conversion.snapshot()) != earlier) {
     report.snapshot = conversion.snapshot();
     report.earlier_snapshot = earlier != 0 ? kept_name(conversion.snapshot(), earlier) : fs::path();

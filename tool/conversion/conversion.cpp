@@ -1,6 +1,7 @@
 #include "tool/conversion/conversion.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/prctl.h>
@@ -80,20 +81,21 @@ void remove_scratch_directories(pid_t process, const fs::path& parent) {
   }
 }
 
-// Waits for the process and shows how far it is. Returns whether the operator interrupted it.
-bool wait_for(pid_t process, const Observation& observation, size_t expected_operations) {
+// Waits for the process, which has the other end of the pipe `alive`, and shows how far it is. Returns whether the
+// operator interrupted it.
+bool wait_for(pid_t process, int alive, const Observation& observation, size_t expected_operations) {
   Progress progress("Converting", expected_operations);
+  constexpr int pause_ms = 50;
+  pollfd end = {alive, POLLIN, 0};
   bool interrupted = false;
-  useconds_t pause = 500;
-  while (waitpid(process, nullptr, WNOHANG) == 0) {
+  while (poll(&end, 1, pause_ms) <= 0) {
     if (was_interrupted() && !interrupted) {
       interrupted = true;
       kill(process, SIGKILL);
     }
-    usleep(pause);
-    pause = std::min<useconds_t>(pause * 2, 50000);
     progress.show(observation.shared().operations);
   }
+  while (waitpid(process, nullptr, 0) < 0 && errno == EINTR) continue;
   return interrupted || was_interrupted();
 }
 
@@ -157,12 +159,17 @@ Run run_conversion(const Conversion& conversion, const RunOptions& options) {
   write_version_file(versions.path() / "to", conversion.to.text);
   Observation observation;
   const int trace = options.trace == Trace::to_file ? open_trace_file(options.trace_file) : -1;
+  int alive[2];  // a pipe that the process has open as long as it lives
+  if (pipe2(alive, O_CLOEXEC) != 0) throw Error(exit_io, std::string("no pipe: ") + strerror(errno));
   std::cout.flush();
   const pid_t process = fork();
   if (process == 0) run_library_in_child(conversion, options, versions.path(), trace, observation);
+  const int reason = errno;
+  close(alive[1]);
   if (trace != -1) close(trace);  // the library synced every line
-  if (process < 0) throw Error(exit_io, std::string("no process for the conversion: ") + strerror(errno));
-  const bool interrupted = wait_for(process, observation, options.expected_operations);
+  const bool interrupted = process > 0 && wait_for(process, alive[0], observation, options.expected_operations);
+  close(alive[0]);
+  if (process < 0) throw Error(exit_io, std::string("no process for the conversion: ") + strerror(reason));
   const auto& shared = observation.shared();
   if (!shared.answered) remove_scratch_directories(process, conversion.snapshot().parent_path());
   return {shared.answered,    interrupted,         shared.was_changed, shared.result,

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "platform/types.h"
@@ -52,7 +53,7 @@ enum class Trace {
 void check_trace_file(const Conversion& conversion, const std::string& file);
 
 struct RunOptions {
-  StoreDigest expected;  // of the store: another one is not converted
+  std::optional<StoreDigest> expected{};  // of the store: another one is not converted
   Trace trace = Trace::none;
   std::string trace_file{};
   size_t expected_operations = 0;  // for the progress bar

@@ -22,12 +22,10 @@ class DryRun {
 
   const Store& before() const { return *before_; }  // the store as it is
   const Store& after() const { return *after_; }    // as it would be
-  StoreDigest digest() const { return digest_; }    // of the store as it is
   const Run& run() const { return run_; }
 
  private:
   ScratchDirectory scratch_;
-  StoreDigest digest_ = 0;
   Run run_;
   std::optional<Store> before_, after_;
 };

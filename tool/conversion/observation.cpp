@@ -44,7 +44,7 @@ Observation::~Observation() {
   close(log_);
 }
 
-void Observation::begin(StoreDigest expected) {
+void Observation::begin(const std::optional<StoreDigest>& expected) {
   shared_->expected = expected;
   begun = this;
 }
@@ -84,7 +84,7 @@ pss_service_t pss_open(const char* url, syserr_t* status) {
   auto& shared = begun->shared();
   shared.open_status = *status;
   // Under the lock of the open store: what was looked at is what is converted.
-  if (table == 0 || vrrpconvert::digest_of(table) == shared.expected) return table;
+  if (table == 0 || !shared.expected || vrrpconvert::digest_of(table) == *shared.expected) return table;
   shared.was_changed = true;
   (void)next(&pss_close, "pss_close")(table);  // nothing was changed through it
   *status = SYSERR_PSS_BUSY;

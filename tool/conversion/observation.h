@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <map>
+#include <optional>
 
 #include "tool/record/stored_record.h"
 #include "tool/store/store.h"
@@ -21,11 +22,12 @@ class Observation {
   Observation& operator=(const Observation&) = delete;
   ~Observation();
 
-  // Begins in the process that runs the library. A store with another digest than `expected` is not given to it.
-  void begin(StoreDigest expected);
+  // Begins in the process that runs the library. A store with another digest than `expected`, where one is, is not
+  // given to it.
+  void begin(const std::optional<StoreDigest>& expected);
 
   struct Shared {
-    StoreDigest expected;
+    std::optional<StoreDigest> expected;
     std::atomic<uint32> operations;  // stores and deletions so far
     syserr_t open_status, close_status;
     bool was_changed;  // the store had another digest

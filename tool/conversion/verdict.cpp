@@ -54,10 +54,14 @@ std::string reason_for(Change change, const Difference& pair, const Run& run) {
 
 }  // namespace
 
-Verdict verdict_of(Change change, const Store& before, const Store& after, const Run& run) {
+Verdict verdict_of(Change change, const Store& before, const Store& after, const Run& run,
+                   const std::function<void(const Difference&)>& visit) {
   Verdict verdict;
   for_each_pair(before, after, [&](const Difference& pair) {
-    if (!pair.is_none()) ++verdict.changes;
+    if (!pair.is_none()) {
+      ++verdict.changes;
+      visit(pair);
+    }
     switch (fate_of(change, pair)) {
       case Fate::converted:
         ++verdict.converted;

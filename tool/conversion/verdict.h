@@ -21,8 +21,11 @@ struct Verdict {
   std::vector<FailedRecord> failed;  // records that are not in the state that they should be in
 };
 
-// Compares the store `after` a conversion with what it was `before`. The `run` only gives reasons.
-Verdict verdict_of(Change change, const Store& before, const Store& after, const Run& run);
+// Compares the store `after` a conversion with what it was `before`, and calls `visit` with every difference. The `run`
+// only gives reasons.
+Verdict verdict_of(
+    Change change, const Store& before, const Store& after, const Run& run,
+    const std::function<void(const Difference&)>& visit = [](const Difference&) {});
 
 }  // namespace vrrpconvert
 
