@@ -16,7 +16,7 @@ _vrrpconvert() {
     check) options="--release --json --help" ;;
     diff) options="--reveal --json --help" ;;
     convert) options="--from --to --vdc --startup --dry-run --allow-loss --no-backup --trace --root --reveal --json --help" ;;
-    restore) options="--json --help" ;;
+    restore) options="--no-backup --json --help" ;;
   esac
   case $word in
     -*) COMPREPLY=($(compgen -W "$options" -- "$word")) ;;

@@ -27,5 +27,5 @@ case $words[2] in
       '--allow-loss[convert although something is lost]' '--no-backup[keep no copy]' \
       '--trace[append trace lines]:file:_files' '--root[directory that stands for /]:directory:_directories' \
       $reveal $json '*:directory:_directories' ;;
-  restore) _arguments $json '*:store:_files' ;;
+  restore) _arguments $json '--no-backup[keep nothing of what it replaces]' '*:store:_files' ;;
 esac
