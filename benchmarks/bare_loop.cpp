@@ -133,7 +133,7 @@ void copy_file(const Database& source, const fs::path& target) {
   const fs::path made = target.string() + ".made";
   sqlite3_file* file;
   sqlite3_int64 size;
-  sqlite3_file_control(source.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
+  sqlite3_file_control(source.get(), "main", SQLITE_FCNTL_FILE_POINTER, static_cast<void*>(&file));
   require(file->pMethods->xFileSize(file, &size) == SQLITE_OK ? 0 : 1);
   {
     std::vector<char> bytes(65536);

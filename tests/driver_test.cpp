@@ -30,6 +30,7 @@ class DriverTest : public LibraryTest {
 
 TEST_F(DriverTest, UpgradesStepByStep) {
   fill_store();
+  set_releases("-4.-12(-13)", "-5.-16(-17)");
   EXPECT_EQ(convert_gsync("/d", "pkg", "to-arg", "from-arg"), 0u);
   EXPECT_EQ(events(), golden("upgrade.events"));
 }

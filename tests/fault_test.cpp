@@ -127,9 +127,9 @@ class FaultTest : public LibraryTest {
 };
 
 TEST_F(FaultTest, EveryCallFailsInEveryWay) {
-  const std::vector<Failure> statuses = {{"", 0, 0x80000099}, {"", 0, SYSERR_PSS_NOKEY}};
-  const std::vector<Failure> data = {{"", 0, 0x80000099, true},
-                                     {"", 0, 0x80000099, false},
+  const std::vector<Failure> statuses = {{"", 0, 0x9ABCDEF0}, {"", 0, SYSERR_PSS_NOKEY}};
+  const std::vector<Failure> data = {{"", 0, 0x9ABCDEF0, true},
+                                     {"", 0, 0x9ABCDEF0, false},
                                      {"", 0, 0, true},
                                      {"", 0, SYSERR_PSS_NOKEY, true},
                                      {"", 0, SYSERR_PSS_NOKEY, false}};

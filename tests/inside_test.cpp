@@ -15,11 +15,11 @@ void* __wrap_malloc(size_t size) { return memory_is_short ? nullptr : __real_mal
 
 syserr_t __real_vrrp_mgr_handle_upgrade_to_4_2_1(pss_service_t table, uint32 type, const char* vdc_string);
 syserr_t __wrap_vrrp_mgr_handle_upgrade_to_4_2_1(pss_service_t table, uint32 type, const char* vdc_string) {
-  return handlers_fail ? 0x80000003 : __real_vrrp_mgr_handle_upgrade_to_4_2_1(table, type, vdc_string);
+  return handlers_fail ? 0x9ABCDEF0 : __real_vrrp_mgr_handle_upgrade_to_4_2_1(table, type, vdc_string);
 }
 syserr_t __real_vrrp_mgr_handle_downgrade_from_4_2_1(pss_service_t manager, pss_service_t engine);
 syserr_t __wrap_vrrp_mgr_handle_downgrade_from_4_2_1(pss_service_t manager, pss_service_t engine) {
-  return handlers_fail ? 0x80000003 : __real_vrrp_mgr_handle_downgrade_from_4_2_1(manager, engine);
+  return handlers_fail ? 0x9ABCDEF0 : __real_vrrp_mgr_handle_downgrade_from_4_2_1(manager, engine);
 }
 }
 
@@ -35,12 +35,12 @@ TEST_F(InsideTest, AHandlerThatFailsDoesNotStopTheDriver) {
   handlers_fail = true;
   EXPECT_EQ(convert_gsync("/d", "p", "", ""), 0u);
   EXPECT_THAT(std::vector(TraceLog::events.end() - 4, TraceLog::events.end()),
-              testing::ElementsAre(driver + "Error handling upgrade changes : Ret 0x80000003", "pss_close 7",
+              testing::ElementsAre(driver + "Error handling upgrade changes : Ret 0x9abcdef0", "pss_close 7",
                                    driver + "Closed RC PSS file in Mgr", driver + "Done with conversion in Mgr"));
   set_releases("4.2(1)", "4.1(1)");
   EXPECT_EQ(convert_gsync("/d", "p", "", ""), 0u);
   EXPECT_THAT(std::vector(TraceLog::events.end() - 3, TraceLog::events.end()),
-              testing::ElementsAre(driver + "Error handling downgrade changes : Ret -2147483645", "pss_close 7",
+              testing::ElementsAre(driver + "Error handling downgrade changes : Ret -1698898192", "pss_close 7",
                                    driver + "Done with conversion in Mgr"));
   log.remove();
   trace_fd = -1;

@@ -149,7 +149,7 @@ vrrp_config_record_t vr_record(if_index_t ifindex, uint8 vr_id, inet_addr_type_t
 
 vrrp_ip_assoc_record_t ip_record(if_index_t ifindex, uint8 vr_id, uint8 last_address_byte) {
   vrrp_ip_assoc_record_t record;
-  memset(&record, 0xA5, sizeof record);
+  for (size_t i = 0; i < sizeof record; ++i) reinterpret_cast<uint8*>(&record)[i] = static_cast<uint8>(0xF0 - i);
   record.ifindex = ifindex;
   record.vr_id = vr_id;
   record.inet_addr.addr_type = INET_ADDR_TYPE_IPV6;

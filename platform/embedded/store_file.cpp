@@ -69,7 +69,7 @@ bool write_fully(int fd, const char* bytes, size_t size) {
 // would drop the locks that this process has on it. As long as nothing was written, the file is the committed state.
 syserr_t copy_file(sqlite3* source, int target) {
   sqlite3_file* file = nullptr;
-  sqlite3_file_control(source, "main", SQLITE_FCNTL_FILE_POINTER, &file);
+  sqlite3_file_control(source, "main", SQLITE_FCNTL_FILE_POINTER, static_cast<void*>(&file));
   if (file == nullptr || file->pMethods == nullptr) return SYSERR_PSS_IO;
   constexpr int chunk_size = 65536;
   const std::unique_ptr<void, FreeMemory> chunk(sqlite3_malloc(chunk_size));
