@@ -70,14 +70,14 @@ void commit(const Database& database, Laps& laps, Phases& phases) {
   laps.end(phases.commit);
 }
 
-// Calls `take` with each checked row from the first key of `type` on, until it returns false.
-template <typename Take>
-void walk(const Statement& select, uint8 type, Take take) {
+// Calls `visit` with each checked row from the first key of `type` on, until it returns false.
+template <typename Visit>
+void walk(const Statement& select, uint8 type, Visit visit) {
   sqlite3_bind_blob(select.get(), 1, &type, 1, SQLITE_STATIC);
   Row row;
   while (sqlite3_step(select.get()) == SQLITE_ROW) {
     require(pss_embedded::read_row(select.get(), &row));
-    if (!take(row)) break;
+    if (!visit(row)) break;
   }
   sqlite3_reset(select.get());
 }

@@ -114,7 +114,7 @@ INSTANTIATE_TEST_SUITE_P(Readers, BulkReaderTest,
 
 class EngineReaderTest : public LibraryTest {};
 
-TEST_F(EngineReaderTest, TellsTracksByTheirKeys) {
+TEST_F(EngineReaderTest, KnowsTracksByTheirKeys) {
   platform.records = engine_records;
   void* array = nullptr;
   int32 count;

@@ -56,7 +56,7 @@ TEST_F(ConversionTest, ADowngradeReadsTheEngineStoreAndWritesTheManagerStore) {
   EXPECT_THAT(platform.calls_of("pss_store"), testing::Each(testing::StartsWith("3 1 "))) << "store 3, PSS_REPLACE";
 }
 
-TEST_F(ConversionTest, ADowngradeKeepsARecordUnderAForeignKeyAndAddsItsOldForm) {
+TEST_F(ConversionTest, ADowngradeKeepsAMisplacedRecordAndAddsItsOldForm) {
   const auto record = vr_record(0x77, 9);
   platform.records = {{hex("01ff"), bytes_of_record(record)}};
   vrrp_mgr_copy_and_convert_rc_pss_recs_for_downgrade(7, 7);
