@@ -58,6 +58,7 @@ bool meets_other_snapshot(const Report& report) {
 Run run_on_store(Report& report) {
   const ConvertOptions& options = report.options;
   const Conversion& conversion = report.conversion;
+  if (!options.trace.empty()) create_trace_file(options.trace);
   make_snapshot_directory(conversion);
   if (options.backup && report.plan.changes > 0) {
     report.copy = keep_copy(report.dry_run.before(), conversion.store(), conversion.from);
@@ -132,6 +133,10 @@ Exit convert_store(Report& report) {
     fs::remove(report.copy, ignored);
     throw Error(exit_in_use, report.conversion.store().string() +
                                  ": changed since it was looked at; nothing was changed; run it again");
+  }
+  if (run.answered && run.open_status != 0) {
+    fs::remove(report.copy, ignored);
+    throw_store_error(report.conversion.store(), run.open_status);  // nothing was changed
   }
   ignore_interrupts();  // from here on the outcome has to be reported
   std::string unreadable;

@@ -41,13 +41,16 @@ size_t import_lines(LineReader& input, Store& store) {
   return records;
 }
 
+void refuse_existing(const ImportOptions& options) {
+  if (options.force || file_number(options.store) == 0) return;
+  throw Error(exit_usage, options.store + ": exists already; choose another name, or replace it with --force");
+}
+
 }  // namespace
 
 Exit import_store(const ImportOptions& options) {
   const fs::path target = options.store;
-  if (!options.force && fs::exists(fs::symlink_status(target))) {
-    throw Error(exit_usage, target.string() + ": exists already; choose another name, or replace it with --force");
-  }
+  refuse_existing(options);
   (void)Store::open_to_replace(target);  // so that no line is read for a place that cannot be taken
   LineReader input(options.file);
 
@@ -57,6 +60,7 @@ Exit import_store(const ImportOptions& options) {
   const size_t records = import_lines(input, store);
   // Held until it is replaced: a process that waits for it then gets the new one.
   const std::unique_ptr<Store> held = Store::open_to_replace(target);
+  refuse_existing(options);  // another process may have been faster
   options.force ? store.replace(target) : store.write_copy(target);
   if (options.json == nullptr) {
     std::cout << target.string() << ": " << records << (records == 1 ? " record\n" : " records\n");

@@ -18,9 +18,9 @@ struct Restored {
 Restored restore_store(const RestoreOptions& options) {
   Restored restored;
   const Store copy(options.copy);  // opening checks every record
-  const ino_t number = file_number(options.store);
   // Held until it is replaced: a process that waits for it then gets the new one.
   const std::unique_ptr<Store> held = Store::open_to_replace(options.store);
+  const ino_t number = file_number(options.store);  // of the one that is held, which may have come while this waited
   restored.counts = count_records(copy);
   if (held != nullptr) restored.replaced = count_records(*held).text();
   if (number == 0) restored.replaced = "nothing";

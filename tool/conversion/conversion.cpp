@@ -60,7 +60,9 @@ syserr_t call_library(const Conversion& conversion, Trace trace) {
 [[noreturn]] void run_library_in_child(const Conversion& conversion, const RunOptions& options,
                                        const fs::path& versions, int trace, Observation& observation) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) signal(number, SIG_DFL);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    if (signal(number, SIG_DFL) == SIG_IGN) signal(number, SIG_IGN);  // nohup holds for the library too
+  }
   set_nonvolatile_root(conversion.root);
   setenv("SYSMGR_FROM_SRG_PATH", (versions / "from").c_str(), 1);
   setenv("SYSMGR_TO_SRG_PATH", (versions / "to").c_str(), 1);
@@ -152,6 +154,8 @@ void check_trace_file(const Conversion& conversion, const std::string& file) {
     }
   }
 }
+
+void create_trace_file(const std::string& file) { close(open_trace_file(file)); }
 
 Run run_conversion(const Conversion& conversion, const RunOptions& options) {
   const ScratchDirectory versions(temporary_directory());

@@ -52,6 +52,9 @@ enum class Trace {
 // Throws Error unless the trace can go to `file`, which is then no store. Creates nothing.
 void check_trace_file(const Conversion& conversion, const std::string& file);
 
+// Creates it where there is none, so that nothing else takes its name. Throws Error.
+void create_trace_file(const std::string& file);
+
 struct RunOptions {
   std::optional<StoreDigest> expected{};  // of the store: another one is not converted
   Trace trace = Trace::none;

@@ -70,11 +70,11 @@ const char* advice_for(syserr_t status) {
   }
 }
 
-[[noreturn]] void throw_store_error(const fs::path& file, syserr_t status) {
+}  // namespace
+
+void throw_store_error(const fs::path& file, syserr_t status) {
   throw Error(exit_code_for(status), file.string() + ": " + syserr2str(status) + advice_for(status));
 }
-
-}  // namespace
 
 fs::path existing_directory(const fs::path& path) {
   std::error_code error;
@@ -118,7 +118,7 @@ Store Store::create(const fs::path& file) {
 Store::~Store() { discard(handle_); }
 
 std::unique_ptr<Store> Store::open_to_replace(const fs::path& file) {
-  if (!fs::exists(fs::symlink_status(file))) return nullptr;
+  if (file_number(file) == 0) return nullptr;
   syserr_t status = 0;
   const pss_service_t handle = pss_open(url_of(file).c_str(), &status);
   if (handle != 0) return std::unique_ptr<Store>(new Store(file, handle));
@@ -169,7 +169,13 @@ void Store::write_copy(const fs::path& file) const { snapshot(file, 0); }
 void Store::replace(const fs::path& file) const { snapshot(file, PSS_EMBEDDED_REPLACE); }
 
 void Store::snapshot(const fs::path& file, uint32 flags) const {
+  const ino_t earlier = file_number(file);
   const syserr_t status = pss_snapshot(handle_, flags, url_of(file).c_str());
+  if (status == SYSERR_PSS_IO && file_number(file) != earlier) {
+    throw Error(exit_unknown, file.string() +
+                                  ": is in place, but could not be made durable: a power cut could still bring "
+                                  "back what it replaced");
+  }
   if (status != 0) throw_store_error(file, status);
 }
 
@@ -188,9 +194,12 @@ ino_t file_number(const fs::path& path) {
 
 fs::path kept_name(const fs::path& path, ino_t number) {
   for (unsigned i = 1;; ++i) {
-    const fs::path name = path.string() + "." + std::to_string(i);
-    const ino_t found = file_number(name);
-    if (found == number || found == 0) return found == 0 ? fs::path() : name;
+    fs::path name = path.string() + "." + std::to_string(i);
+    if (file_number(name) == number) return name;
+    // The platform takes the first name that neither a file nor a sidecar file has.
+    const bool is_taken = file_number(name) != 0 || file_number(name.string() + "-journal") != 0 ||
+                          file_number(name.string() + "-wal") != 0 || file_number(name.string() + "-shm") != 0;
+    if (!is_taken) return {};
   }
 }
 

@@ -22,6 +22,9 @@ void set_nonvolatile_root(const std::filesystem::path& root);
 using StoreDigest = uint64_t;
 StoreDigest digest_of(pss_service_t handle);
 
+// Throws the error for `status` at `file`.
+[[noreturn]] void throw_store_error(const std::filesystem::path& file, syserr_t status);
+
 class Store {
  public:
   // Opens an existing store; no other process can open it meanwhile. Throws Error.
