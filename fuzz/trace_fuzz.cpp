@@ -2,7 +2,7 @@
 
 #include <fcntl.h>
 
-#include "fuzz/same.h"
+#include "fuzz/conversion.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static const int null_device = open("/dev/null", O_WRONLY);

@@ -1,4 +1,5 @@
-// Entry points and driver: whole calls as one sequence of platform calls and trace lines, and each decision by itself.
+// Entry points, driver and handlers: whole calls as one sequence of platform calls and trace lines, and each decision
+// by itself. What becomes of calls that fail is in fault_test.cpp.
 
 #include "tests/library_test.h"
 
@@ -116,9 +117,9 @@ TEST_F(DriverTest, TakesAStartupVdcFromThePath) {
 TEST_F(DriverTest, TakesAGsyncVdcFromTheSystemManager) {
   const struct {
     const char *value, *number, *text, *snapshot;
-  } cases[] = {{"1", "1", "1", ""},    {"2", "2", "2", "2"}, {"1234567", "57920", "123456", "123456"},
-               {"x", "0", "x", "x"},   {"", "0", "", ""},    {nullptr, "0", "", ""},
-               {"01", "1", "01", "01"}};
+  } cases[] = {{"1", "1", "1", ""},         {"2", "2", "2", "2"},   {"1234567", "57920", "123456", "123456"},
+               {"x", "0", "x", "x"},        {"", "0", "", ""},      {nullptr, "0", "", ""},
+               {"-2", "65534", "-2", "-2"}, {"01", "1", "01", "01"}};
   for (const auto& [value, number, text, snapshot] : cases) {
     value != nullptr ? setenv("SYSMGR_VDC_ID", value, 1) : unsetenv("SYSMGR_VDC_ID");
     open_log();
@@ -134,6 +135,7 @@ TEST_F(DriverTest, BoundsPathsAndUrls) {
   open_log();
   EXPECT_EQ(convert_startup(too_long.c_str(), "p", "", ""), 0u);
   EXPECT_EQ(platform.counts["pss_open"], 0);
+  EXPECT_EQ(lines().front(), "convert_startup Convert startup called");
   EXPECT_EQ(lines().back(), "convert_startup Startup path of 252 characters leaves no room for /bin");
 
   EXPECT_EQ(convert_startup(fits.c_str(), "p", "", ""), 0u);
@@ -152,6 +154,43 @@ TEST_F(DriverTest, TakesNullTexts) {
               ElementsAre("nonvolatile:(null)/vrrp-cfg_runtime_config", "nonvolatile:(null)/bin/vrrp-cfg_config_sav"));
   EXPECT_THAT(log.lines(), Contains("vrrp_mgr_handle_generic_convert Info: to srg path (null) from srg path (null)"));
   EXPECT_THAT(platform.calls_of("srg_sw_ver_file_get"), ElementsAre("null", "null", "null", "null"));
+}
+
+// ---- The handlers by themselves ----
+
+TEST_F(DriverTest, ADowngradeReadsTheEngineStoreAndWritesTheManagerStore) {
+  platform.records = sample_store(false);
+  vrrp_mgr_handle_downgrade_from_4_2_1(3, 4);
+  for (const char* read : {"pss_move2key", "pss_move2location", "pss_getvalue"}) {
+    EXPECT_THAT(platform.calls_of(read), testing::Each(testing::StartsWith("4"))) << read;
+  }
+  EXPECT_THAT(platform.calls_of("pss_store"), testing::Each(testing::StartsWith("3 1 "))) << "store 3, PSS_REPLACE";
+}
+
+TEST_F(DriverTest, ADowngradeKeepsAMisplacedRecordAndAddsItsOldForm) {
+  const auto record = vr_record(0x77, 9);
+  platform.records = {{hex("01ff"), bytes_of_record(record)}};
+  vrrp_mgr_copy_and_convert_rc_pss_recs_for_downgrade(7, 7);
+  EXPECT_EQ(platform.records[hex("01ff")], bytes_of_record(record));
+  EXPECT_EQ(platform.records[key_of(record)], bytes_of_record(record).substr(0, 85));
+}
+
+TEST_F(DriverTest, AnUpgradeNamesItsSnapshotByTypeAndVdc) {
+  const std::string running = "7 0 nonvolatile:/tmp/vrrp-pss", startup = "7 0 nonvolatile:/tmp/vrrp-startup-pss";
+  const std::string long_text(300, '9');
+  const struct {
+    uint32 type;
+    const char* vdc_string;
+    std::string expected;
+  } cases[] = {{2, "1", running},         {1, "1", startup},
+               {0, "1", running},         {3, "2", running + "2"},
+               {2, "10", running + "10"}, {2, "01", running + "01"},
+               {2, "", running},          {1, "7", startup + "7"},
+               {2, nullptr, running},     {2, long_text.c_str(), (running + long_text).substr(0, 4 + 255)}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(vrrp_mgr_handle_upgrade_to_4_2_1(7, c.type, c.vdc_string), 0u);
+    EXPECT_EQ(platform.calls_of("pss_snapshot").back(), c.expected);
+  }
 }
 
 }  // namespace

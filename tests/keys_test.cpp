@@ -57,7 +57,7 @@ TEST(KeysTest, OfTheEngineStore) {
 }
 
 TEST(KeysTest, WithThePrefixBelongToTheCaller) {
-  for (const Bytes& rest : {Bytes(), Bytes("\0x", 2), Bytes(1000, 'k')}) {
+  for (const Bytes& rest : {Bytes(), Bytes("k"), Bytes("\0x", 2), Bytes(1000, 'k')}) {
     char* key = nullptr;
     ASSERT_EQ(
         make_afk_key(&key, rest.empty() ? nullptr : const_cast<char*>(rest.data()), static_cast<int32>(rest.size())),

@@ -106,6 +106,8 @@ std::string TraceLog::text() const {
 std::vector<std::string> TraceLog::lines() const {
   std::vector<std::string> lines;
   std::istringstream stream(text());
-  for (std::string line; std::getline(stream, line);) lines.push_back(short_line(line));
+  for (std::string line; std::getline(stream, line);) {
+    lines.push_back(short_line(line) + (stream.eof() ? " without a line break" : ""));
+  }
   return lines;
 }

@@ -12,6 +12,8 @@ using testing::ElementsAre;
 
 namespace {
 
+const int32 trace_fd_at_load = trace_fd;
+
 class TraceTest : public LibraryTest {};
 
 TEST_F(TraceTest, StaysClosedWithoutALogAndChangesNoResult) {
@@ -28,6 +30,7 @@ TEST_F(TraceTest, StaysClosedWithoutALogAndChangesNoResult) {
 }
 
 TEST_F(TraceTest, OpensOnceWithoutCreating) {
+  EXPECT_EQ(trace_fd_at_load, -1);
   log.remove();
   convert_running("", "", "");
   log.create();
