@@ -1,22 +1,52 @@
 /* Persistent storage service: a key/value store with a cursor.
  *
- * A store maps keys to values, both byte strings, and keeps its keys in ascending byte-wise order; a key sorts before
- * every longer key that begins with it. One handle has one cursor. A caller opens a store, moves the cursor and reads,
- * stores and deletes in any order, and closes the store:
+ * A store maps keys to values, both byte strings. One handle has one cursor. A caller opens a store, moves the cursor
+ * and reads, stores and deletes in any order, and closes the store:
  *
- *     pss_open -> { pss_move2key | pss_move2location | pss_getvalue | pss_store | pss_delete | pss_snapshot }* ->
- * pss_close
+ *     pss_open -> { pss_move2key | pss_move2location | pss_getvalue | pss_store | pss_delete | pss_snapshot }*
+ *              -> pss_close
  *
- * Conventions
- *  1. Statuses: 0 is success. The operations that return a datum write their status to `*status`, the others return it.
- *  2. Ownership: data behind a returned datum belong to the store and are valid until the next call on that handle.
- *     The store copies what it is given before a call returns.
- *  3. A move that returns null found no record: the end of the store, which is not a failure. A move that fails says
- *     so in its status and returns a datum of size 0, because callers take null for the end without a look at the
- *     status.
- *  4. The size of every returned key and value is right: callers read no byte beyond it.
- *  5. Storing or deleting between two moves makes the cursor neither skip nor repeat a record.
- *  6. The operations are called by one thread at a time. */
+ * The contract. A platform gives what stands here; pss_conformance asks for it and names the number of a point that
+ * does not hold. "The platform's" marks what a caller must not rely on.
+ *
+ *  1. Status 0 is success, every other status has a text (syserr2str). Only SYSERR_PSS_NOKEY has a meaning to
+ *     callers: no record under the key, or at the place.
+ *  2. pss_open opens what exists and never creates. Success is status 0 and a handle other than 0. A URL is
+ *     "nonvolatile:" and a path; what the path is relative to is the platform's. (The directory in
+ *     PSS_NONVOLATILE_ROOT is a matter of the embedded platform and of vrrpconvert.)
+ *  3. A store that is open elsewhere: pss_open waits, or fails with a status. Two handles never change one store at
+ *     once. The library has one store open at a time. All operations are called by one thread at a time.
+ *  4. Keys are in ascending byte-wise order; a key is before every longer key that begins with it. Keys have one byte
+ *     or more, values none or more; every byte may have any value. Keys of 26 and values of 137 bytes must fit; a
+ *     longer one that does not fit is refused with a status, never cut. Null data with a size other than 0 are never
+ *     passed.
+ *  5. The cursor is off the store after pss_open, and after a move that found no record (but for PSS_CURRENT_KEY).
+ *     From there PSS_NEXT_KEY and PSS_PREVIOUS_KEY find nothing. After a move that failed its place is the
+ *     platform's.
+ *  6. pss_move2key finds the key itself (status 0) or the next one in order (status SYSERR_PSS_NOKEY, with that key),
+ *     or null where there is none.
+ *  7. A move that returns null found no record, which is not a failure: callers take it for the end of the store
+ *     without a look at the status. A move that fails says so in its status and returns a datum, of size 0 where it
+ *     has no key.
+ *  8. pss_getvalue off the store, or on a record that was deleted, returns null with SYSERR_PSS_NOKEY.
+ *  9. What was stored or deleted shows at once through the same handle, and to others only when pss_close returned.
+ * 10. Storing or deleting makes the cursor neither skip nor repeat a record: a deleted record keeps its place until
+ *     the next move.
+ * 11. Returned data belong to the store, and are valid until the next call on the handle. Their sizes are right:
+ *     callers read no byte beyond. They may be passed to that next call. What is passed is copied before the call
+ *     returns.
+ * 12. pss_store with PSS_REPLACE replaces the value of a stored key. With PSS_NEW_ONLY a stored key is refused with a
+ *     status, and keeps its value. pss_delete of a key that is not stored answers SYSERR_PSS_NOKEY.
+ * 13. A pss_store or pss_delete that fails changes no record. Callers go on with the next record and close the store:
+ *     where a failure must not leave a partly converted store (no memory, no space), pss_close has to fail too and
+ *     keep nothing.
+ * 14. pss_close ends the handle whatever it returns. After 0 every change is durable. After any other status, or when
+ *     the process ends before it returned, the store is wholly as it was or wholly changed.
+ * 15. pss_snapshot writes the records as they stand at this moment, changes that are not durable yet included, to a
+ *     store at `url` that can be opened: whole and durable after 0; after a failure whole or not there. The store
+ *     stays open, its cursor where it is. `flags` is 0 in every call of the library; other values are the platform's.
+ * 16. What becomes of an earlier snapshot at `url` is the platform's. It may hold the only copy of the records,
+ *     because a second upgrade snapshots a store that is empty but for other kinds: keep it. */
 #ifndef PLATFORM_PSS_H
 #define PLATFORM_PSS_H
 
@@ -50,12 +80,11 @@ enum {
   PSS_REPLACE = 1   /* replace the value of a key that is stored already */
 };
 
-/* Opens the store named by `url` ("nonvolatile:" and a path) and returns its handle, with `*status` 0. On failure
- * returns 0 with `*status` not 0. Opens what exists and never creates. */
+/* Opens the store named by `url` and returns its handle, with `*status` 0. On failure returns 0 with `*status` not 0.
+ */
 pss_service_t pss_open(const char* url, syserr_t* status);
 
-/* Closes the store and ends the handle, whatever it returns. What was stored and deleted since pss_open is durable
- * when it returns 0. */
+/* Closes the store and ends the handle, whatever it returns. */
 syserr_t pss_close(pss_service_t table);
 
 /* Places the cursor on `key` (status 0) or, when that key is not stored, on the next key in order (status
@@ -63,8 +92,7 @@ syserr_t pss_close(pss_service_t table);
 pss_datum_t* pss_move2key(pss_service_t table, const pss_datum_t* key, syserr_t* status);
 
 /* Moves the cursor to `location` and returns the key under it with status 0, or null with status SYSERR_PSS_NOKEY when
- * no record lies there; the cursor is then off the store, but for PSS_CURRENT_KEY, which keeps the place of a record
- * that was deleted. */
+ * no record lies there. PSS_CURRENT_KEY keeps the place of a record that was deleted. */
 pss_datum_t* pss_move2location(pss_service_t table, pss_location_t location, syserr_t* status);
 
 /* Returns the value of the record under the cursor with status 0, or null with a status that says why not. */
@@ -73,14 +101,10 @@ const pss_datum_t* pss_getvalue(pss_service_t table, syserr_t* status);
 /* Stores `value` under `key`. `mode` is PSS_NEW_ONLY or PSS_REPLACE. */
 syserr_t pss_store(pss_service_t table, uint32 mode, const pss_datum_t* key, const pss_datum_t* value);
 
-/* Removes the record under `key`; SYSERR_PSS_NOKEY when there is none. */
+/* Removes the record under `key`. */
 syserr_t pss_delete(pss_service_t table, const pss_datum_t* key);
 
-/* Writes the store's records as they stand at this moment, changes that are not durable yet included, to the location
- * named by `url`. The store stays open and its cursor stays where it is. `flags` is 0 in every call of the conversion
- * library; other values are the platform's own. What becomes of an earlier snapshot there is the platform's to say: it
- * may hold the only copy of the records, because a second upgrade snapshots a store that is empty but for other kinds.
- */
+/* Writes the store's records to a snapshot at `url`. */
 syserr_t pss_snapshot(pss_service_t table, uint32 flags, const char* url);
 
 #ifdef __cplusplus

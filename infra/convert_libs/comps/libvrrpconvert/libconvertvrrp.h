@@ -32,8 +32,7 @@
 
 #include <time.h>
 
-#include "platform/pss.h"
-#include "platform/types.h"
+#include "platform/platform.h"
 #include "records/record_formats.h"
 #include "records/record_keys.h"
 

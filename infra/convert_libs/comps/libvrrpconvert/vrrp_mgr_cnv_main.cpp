@@ -7,9 +7,7 @@
 #include <cstring>
 
 #include "libconvertvrrp.h"
-#include "platform/pss.h"
-#include "platform/srg_sw_ver.h"
-#include "platform/syserr.h"
+#include "platform/platform.h"
 #include "trace/trace.h"
 
 int32 from_major, from_minor, from_patch;

@@ -6,8 +6,7 @@
 #include <cstring>
 
 #include "libconvertvrrp.h"
-#include "platform/pss.h"
-#include "platform/syserr.h"
+#include "platform/platform.h"
 #include "records/record_array.h"
 #include "trace/trace.h"
 

@@ -8,7 +8,7 @@
 #include <memory>
 
 #include "libconvertvrrp.h"
-#include "platform/syserr.h"
+#include "platform/platform.h"
 #include "trace/trace.h"
 
 namespace {

@@ -21,7 +21,7 @@
 #include <netinet/in.h>
 #include <stddef.h>
 
-#include "platform/types.h"
+#include "platform/platform.h"
 
 #define VRRP_PACKED __attribute__((packed))
 #define VRRP_FIELD_AT(type, field, offset) \

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "libconvertvrrp.h"
-#include "platform/if_index.h"
+#include "platform/platform.h"
 
 char afk[3] = {'A', 'F', 'K'};
 

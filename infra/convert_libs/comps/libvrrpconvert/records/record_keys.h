@@ -16,7 +16,7 @@
 #ifndef LIBVRRPCONVERT_RECORDS_RECORD_KEYS_H
 #define LIBVRRPCONVERT_RECORDS_RECORD_KEYS_H
 
-#include "platform/types.h"
+#include "platform/platform.h"
 
 /* First byte of a manager-store key. */
 typedef uint8 vrrp_pss_key_type_t;

@@ -3,8 +3,7 @@
 // removal goes on with the next one.
 
 #include "libconvertvrrp.h"
-#include "platform/pss.h"
-#include "platform/syserr.h"
+#include "platform/platform.h"
 #include "records/record_array.h"
 #include "trace/trace.h"
 

@@ -4,8 +4,7 @@
 #include <cstring>
 
 #include "libconvertvrrp.h"
-#include "platform/pss.h"
-#include "platform/syserr.h"
+#include "platform/platform.h"
 #include "trace/trace.h"
 
 syserr_t vrrp_mgr_handle_upgrade_to_4_2_1(pss_service_t mgr_rc_pss_table, uint32 conversion_type,

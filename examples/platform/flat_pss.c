@@ -1,0 +1,249 @@
+/* A platform for libconvertvrrp in one file, to start a device's own from. The one open store lies in memory; closed, a
+ * store is a flat file: MAGIC, then the key's size, the value's size (4 bytes each, host order), key and value of every
+ * record, in order of keys. "nonvolatile:/a/b" is the file /a/b below the directory in FLAT_PSS_ROOT. An empty store is
+ * a file that holds MAGIC alone: printf 'flat pss 1\n' >FILE. */
+#define _GNU_SOURCE
+#include <arpa/inet.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <libconvertvrrp.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#define MAGIC "flat pss 1\n"
+#define DATA_MAX (1u << 20)
+enum { NO_STORE = 0x101, BUSY, IO_ERROR, BAD_ARGUMENT, STORED_ALREADY, NO_MEMORY };
+
+typedef struct {
+  pss_datum_t key, value;
+} record_t;
+
+static struct {
+  int lock; /* the file's descriptor; 0 while no store is open */
+  int is_partly_changed;
+  char path[512];
+  record_t* records;
+  uint32 count, cursor; /* the cursor is off the store where it is not below `count` */
+  int is_before_cursor; /* its record was deleted: the place is before the record `cursor` */
+} s;
+
+static int is_open(pss_service_t table) { return table == 1 && s.lock > 0; }
+
+static int compare(const pss_datum_t* a, const pss_datum_t* b) {
+  int order = memcmp(a->ptr, b->ptr, a->siz < b->siz ? a->siz : b->siz);
+  return order != 0 ? order : (a->siz > b->siz) - (a->siz < b->siz);
+}
+
+/* The first record whose key is not before `key`. */
+static uint32 lower_bound(const pss_datum_t* key) {
+  uint32 low = 0, high = s.count;
+  while (low < high) {
+    uint32 middle = low + (high - low) / 2;
+    if (compare(&s.records[middle].key, key) < 0)
+      low = middle + 1;
+    else
+      high = middle;
+  }
+  return low;
+}
+
+static int is_stored(uint32 at, const pss_datum_t* key) {
+  return at < s.count && compare(&s.records[at].key, key) == 0;
+}
+
+static int copy(pss_datum_t* to, const pss_datum_t* from) {
+  *to = (pss_datum_t){malloc(from->siz + 1u), from->siz};
+  if (to->ptr != NULL && from->siz > 0) memcpy(to->ptr, from->ptr, from->siz);
+  return to->ptr != NULL;
+}
+
+static syserr_t insert(uint32 at, const pss_datum_t* key, const pss_datum_t* value) {
+  record_t new_record, *records = realloc(s.records, (s.count + 1u) * sizeof *records);
+  if (records == NULL) return NO_MEMORY;
+  s.records = records;
+  if (!copy(&new_record.key, key)) return NO_MEMORY;
+  if (!copy(&new_record.value, value)) return free(new_record.key.ptr), NO_MEMORY;
+  memmove(records + at + 1, records + at, (s.count++ - at) * sizeof *records);
+  records[at] = new_record;
+  if (at <= s.cursor) ++s.cursor; /* the walk neither skips nor repeats a record */
+  return 0;
+}
+
+/* ---- Files ---- */
+
+static int path_of(const char* url, char* path, size_t size) {
+  const char *scheme = "nonvolatile:/", *root = getenv("FLAT_PSS_ROOT");
+  if (strncmp(url, scheme, strlen(scheme)) != 0) return 0;
+  return snprintf(path, size, "%s/%s", root != NULL ? root : "", url + strlen(scheme)) < (int)size;
+}
+
+static syserr_t load(void) {
+  char magic[sizeof MAGIC] = "", *data = malloc(2 * DATA_MAX);
+  FILE* file = data != NULL ? fopen(s.path, "re") : NULL;
+  syserr_t status = data == NULL ? NO_MEMORY : IO_ERROR;
+  if (file != NULL && fread(magic, strlen(MAGIC), 1, file) == 1 && strcmp(magic, MAGIC) == 0) status = 0;
+  for (uint32 sizes[2]; status == 0 && fread(sizes, sizeof sizes, 1, file) == 1;) {
+    pss_datum_t key = {data, sizes[0]}, value = {data + sizes[0], sizes[1]};
+    if (sizes[0] > DATA_MAX || sizes[1] > DATA_MAX || fread(data, sizes[0] + sizes[1], 1, file) != 1)
+      status = IO_ERROR;
+    else
+      status = insert(s.count, &key, &value);
+  }
+  s.cursor = s.count;
+  if (file != NULL) fclose(file);
+  return free(data), status;
+}
+
+/* Writes all records to a new file and gives it the name, durably: whole, or not at all. */
+static syserr_t save(const char* path) {
+  char new_path[520];
+  snprintf(new_path, sizeof new_path, "%s.new", path);
+  FILE* file = fopen(new_path, "we");
+  if (file == NULL) return IO_ERROR;
+  int saved = fputs(MAGIC, file) >= 0;
+  for (record_t* r = s.records; saved && r < s.records + s.count; ++r) {
+    uint32 sizes[2] = {r->key.siz, r->value.siz};
+    saved = fwrite(sizes, sizeof sizes, 1, file) == 1 && fwrite(r->key.ptr, r->key.siz, 1, file) == 1 &&
+            fwrite(r->value.ptr, 1, r->value.siz, file) == r->value.siz;
+  }
+  saved = saved && fflush(file) == 0 && fsync(fileno(file)) == 0;
+  saved = fclose(file) == 0 && saved && rename(new_path, path) == 0;
+  if (!saved) return unlink(new_path), IO_ERROR;
+  strrchr(new_path, '/')[1] = '\0';
+  int directory = open(new_path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  saved = directory >= 0 && fsync(directory) == 0;
+  if (directory >= 0) close(directory);
+  return saved ? 0 : IO_ERROR;
+}
+
+/* ---- The operations ---- */
+
+static void end(void) {
+  for (record_t* r = s.records; r < s.records + s.count; ++r) free(r->key.ptr), free(r->value.ptr);
+  free(s.records);
+  close(s.lock);
+  memset(&s, 0, sizeof s);
+}
+
+pss_service_t pss_open(const char* url, syserr_t* status) {
+  if (is_open(1)) return *status = BUSY, 0;
+  if (!path_of(url, s.path, sizeof s.path)) return *status = BAD_ARGUMENT, 0;
+  struct stat locked, named;
+  if ((s.lock = open(s.path, O_RDWR | O_CLOEXEC)) < 0) return *status = NO_STORE, 0;
+  *status = flock(s.lock, LOCK_EX | LOCK_NB) != 0 ? BUSY : load();
+  /* Another process may have given the name to a new file before we had the lock. */
+  if (*status == 0 && (fstat(s.lock, &locked) != 0 || stat(s.path, &named) != 0 || locked.st_ino != named.st_ino))
+    *status = BUSY;
+  return *status == 0 ? 1 : (end(), 0);
+}
+
+syserr_t pss_close(pss_service_t table) {
+  if (!is_open(table)) return BAD_ARGUMENT;
+  syserr_t status = s.is_partly_changed ? NO_MEMORY : save(s.path);
+  return end(), status;
+}
+
+static pss_datum_t* move(uint32 at, syserr_t status_there, syserr_t* status) {
+  s.cursor = at < s.count ? at : s.count;
+  s.is_before_cursor = 0;
+  *status = at < s.count ? status_there : SYSERR_PSS_NOKEY;
+  return at < s.count ? &s.records[at].key : NULL;
+}
+
+static pss_datum_t failed; /* of size 0: null would mean the end of the store */
+
+pss_datum_t* pss_move2key(pss_service_t table, const pss_datum_t* key, syserr_t* status) {
+  if (!is_open(table)) return *status = BAD_ARGUMENT, &failed;
+  uint32 at = lower_bound(key);
+  return move(at, is_stored(at, key) ? 0 : SYSERR_PSS_NOKEY, status);
+}
+
+pss_datum_t* pss_move2location(pss_service_t table, pss_location_t location, syserr_t* status) {
+  if (!is_open(table)) return *status = BAD_ARGUMENT, &failed;
+  const uint32 none = s.count;
+  switch (location) {
+    case PSS_NULL_KEY:
+      return move(none, 0, status);
+    case PSS_FIRST_KEY:
+      return move(0, 0, status);
+    case PSS_LAST_KEY:
+      return move(s.count - 1, 0, status);
+    case PSS_NEXT_KEY:
+      return move(s.is_before_cursor ? s.cursor : s.cursor + 1, 0, status);
+    case PSS_PREVIOUS_KEY:
+      return move(s.cursor < s.count || s.is_before_cursor ? s.cursor - 1 : none, 0, status);
+    case PSS_CURRENT_KEY:
+      break;
+    default:
+      return *status = BAD_ARGUMENT, &failed;
+  }
+  return s.is_before_cursor ? (*status = SYSERR_PSS_NOKEY, NULL) : move(s.cursor, 0, status);
+}
+
+const pss_datum_t* pss_getvalue(pss_service_t table, syserr_t* status) {
+  if (!is_open(table)) return *status = BAD_ARGUMENT, NULL;
+  if (s.cursor >= s.count || s.is_before_cursor) return *status = SYSERR_PSS_NOKEY, NULL;
+  return *status = 0, &s.records[s.cursor].value;
+}
+
+/* A change that finds no memory fails pss_close too, which then keeps nothing: the store is never partly converted. */
+syserr_t pss_store(pss_service_t table, uint32 mode, const pss_datum_t* key, const pss_datum_t* value) {
+  if (!is_open(table) || mode > PSS_REPLACE || key->siz == 0 || key->siz > DATA_MAX || value->siz > DATA_MAX)
+    return BAD_ARGUMENT;
+  uint32 at = lower_bound(key);
+  pss_datum_t new_value;
+  syserr_t status = 0;
+  if (!is_stored(at, key)) {
+    status = insert(at, key, value);
+  } else if (mode == PSS_NEW_ONLY) {
+    return STORED_ALREADY;
+  } else if (copy(&new_value, value)) {
+    free(s.records[at].value.ptr);
+    s.records[at].value = new_value;
+  } else {
+    status = NO_MEMORY;
+  }
+  if (status != 0) s.is_partly_changed = 1;
+  return status;
+}
+
+syserr_t pss_delete(pss_service_t table, const pss_datum_t* key) {
+  if (!is_open(table)) return BAD_ARGUMENT;
+  uint32 at = lower_bound(key);
+  if (!is_stored(at, key)) return SYSERR_PSS_NOKEY;
+  free(s.records[at].key.ptr), free(s.records[at].value.ptr);
+  memmove(s.records + at, s.records + at + 1, (--s.count - at) * sizeof *s.records);
+  if (at == s.cursor) s.is_before_cursor = 1;
+  if (at < s.cursor) --s.cursor;
+  return 0;
+}
+
+/* An earlier snapshot may be the only copy of its records: the first one is kept under a second name. */
+syserr_t pss_snapshot(pss_service_t table, uint32 flags, const char* url) {
+  char path[512], kept[520];
+  if (!is_open(table) || flags != 0 || !path_of(url, path, sizeof path)) return BAD_ARGUMENT;
+  snprintf(kept, sizeof kept, "%s.kept", path);
+  if (access(path, F_OK) == 0 && link(path, kept) != 0 && errno != EEXIST) return IO_ERROR;
+  return save(path);
+}
+
+const char* syserr2str(syserr_t status) {
+  static const char* const texts[] = {"no such store", "store in use",   "I/O error",
+                                      "bad argument",  "stored already", "out of memory"};
+  if (status == 0 || status == SYSERR_PSS_NOKEY) return status == 0 ? "success" : "no such key";
+  return status >= NO_STORE && status <= NO_MEMORY ? texts[status - NO_STORE] : "unknown status";
+}
+
+uint32 hton_if_index(if_index_t ifindex) { return htonl(ifindex); }
+
+const char* srg_sw_ver_file_get(const char* path) {
+  static char text[512];
+  FILE* file = path != NULL ? fopen(path, "re") : NULL;
+  if (file == NULL) return NULL;
+  text[fread(text, 1, sizeof text - 1, file)] = '\0';
+  return fclose(file), text;
+}

@@ -1,0 +1,32 @@
+/* What the system manager does: host DIRECTORY FROM TO converts the store in DIRECTORY with libconvertvrrp and shows
+ * its records before and after. FROM and TO are files that hold a release each, like "4.1(2)". */
+#include <libconvertvrrp.h>
+#include <stdio.h>
+#include <stdlib.h>
+
+/* Prints each record's key, and the size of its value. Returns 0 when the store cannot be read. */
+static int show(const char* directory) {
+  char url[256];
+  syserr_t status;
+  snprintf(url, sizeof url, "nonvolatile:%s/" VRRP_CNV_RUNNING_STORE, directory);
+  pss_service_t table = pss_open(url, &status);
+  if (status != 0 || table == 0) return fprintf(stderr, "%s: %s\n", url, syserr2str(status)), 0;
+  pss_datum_t* key = pss_move2location(table, PSS_FIRST_KEY, &status);
+  for (; key != NULL && status == 0; key = pss_move2location(table, PSS_NEXT_KEY, &status)) {
+    for (uint32 i = 0; i < key->siz; ++i) printf("%02x", ((uint8*)key->ptr)[i]);
+    const pss_datum_t* value = pss_getvalue(table, &status);
+    printf(" %u bytes\n", value != NULL ? value->siz : 0);
+  }
+  return pss_close(table) == 0;
+}
+
+int main(int argc, char** argv) {
+  if (argc != 4) return fprintf(stderr, "usage: host DIRECTORY FROM TO\n"), 2;
+  setenv("SYSMGR_FROM_SRG_PATH", argv[2], 1);
+  setenv("SYSMGR_TO_SRG_PATH", argv[3], 1);
+  setenv("SYSMGR_VDC_ID", "1", 1);
+  if (!show(argv[1])) return 1;
+  convert_gsync(argv[1], "vrrp", "", "");
+  printf("from %d.%d(%d) to %d.%d(%d):\n", from_major, from_minor, from_patch, to_major, to_minor, to_patch);
+  return show(argv[1]) ? 0 : 1;
+}
