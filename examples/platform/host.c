@@ -1,17 +1,27 @@
 /* What the system manager does: host DIRECTORY FROM TO converts the store in DIRECTORY with libconvertvrrp and shows
- * its records before and after. FROM and TO are files that hold a release each, like "4.1(2)". */
+ * its records before and after. FROM and TO are files that hold a release each, like "4.1(2)". A virtual
+ * router is stored first where the store is empty. */
+#define _POSIX_C_SOURCE 200809L
 #include <libconvertvrrp.h>
 #include <stdio.h>
 #include <stdlib.h>
 
+static void store_router(pss_service_t table) {
+  vrrp_config_record_t record = {.ifindex = 10, .vr_id = 1, .addr_type = INET_ADDR_TYPE_IPV4};
+  uint8 key[VRRP_VR_KEY_SIZE];
+  vrrp_make_vr_key(key, VRRP_PSS_KEY_VR, record.ifindex, record.vr_id, record.addr_type);
+  pss_store(table, PSS_NEW_ONLY, &(pss_datum_t){key, sizeof key}, &(pss_datum_t){&record, sizeof record});
+}
+
 /* Prints each record's key, and the size of its value. Returns 0 when the store cannot be read. */
-static int show(const char* directory) {
+static int show(const char* directory, int is_to_be_filled) {
   char url[256];
   syserr_t status;
   snprintf(url, sizeof url, "nonvolatile:%s/" VRRP_CNV_RUNNING_STORE, directory);
   pss_service_t table = pss_open(url, &status);
   if (status != 0 || table == 0) return fprintf(stderr, "%s: %s\n", url, syserr2str(status)), 0;
   pss_datum_t* key = pss_move2location(table, PSS_FIRST_KEY, &status);
+  if (key == NULL && is_to_be_filled) store_router(table), key = pss_move2location(table, PSS_FIRST_KEY, &status);
   for (; key != NULL && status == 0; key = pss_move2location(table, PSS_NEXT_KEY, &status)) {
     for (uint32 i = 0; i < key->siz; ++i) printf("%02x", ((uint8*)key->ptr)[i]);
     const pss_datum_t* value = pss_getvalue(table, &status);
@@ -25,8 +35,8 @@ int main(int argc, char** argv) {
   setenv("SYSMGR_FROM_SRG_PATH", argv[2], 1);
   setenv("SYSMGR_TO_SRG_PATH", argv[3], 1);
   setenv("SYSMGR_VDC_ID", "1", 1);
-  if (!show(argv[1])) return 1;
+  if (!show(argv[1], 1)) return 1;
   convert_gsync(argv[1], "vrrp", "", "");
   printf("from %d.%d(%d) to %d.%d(%d):\n", from_major, from_minor, from_patch, to_major, to_minor, to_patch);
-  return show(argv[1]) ? 0 : 1;
+  return show(argv[1], 0) ? 0 : 1;
 }

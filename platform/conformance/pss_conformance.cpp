@@ -220,7 +220,10 @@ void moves_to_keys() {
 
 void failing_moves() {
   Table table(make(three));
-  expect(table.at(static_cast<pss_location_t>(99)) == failed, "a location of no meaning is not the end of the store");
+  const int number = 7;
+  pss_location_t unknown;
+  memcpy(&unknown, &number, sizeof unknown);
+  expect(table.at(unknown) == failed, "a location of no meaning is not the end of the store");
   table.close();
   expect(table.at(PSS_FIRST_KEY) == failed && table.at("a") == failed, "nor is a handle that was closed");
 }
@@ -271,7 +274,7 @@ void returned_data() {
   const pss_datum_t* key = pss_move2location.call(table.handle, PSS_LAST_KEY, &table.status);
   const pss_datum_t own_key = *key, *value = pss_getvalue.call(table.handle, &table.status);
   expect(pss_store.call(table.handle, PSS_REPLACE, value, &own_key) == 0, "a value is stored as a key");
-  key = pss_move2location.call(table.handle, PSS_FIRST_KEY, &table.status);
+  table.at(PSS_FIRST_KEY);
   key = pss_move2location.call(table.handle, PSS_CURRENT_KEY, &table.status);
   key = pss_move2key.call(table.handle, key, &table.status);
   expect(table.status == 0 && pss_delete.call(table.handle, key) == 0, "a returned key is moved to, and deleted");
