@@ -83,19 +83,15 @@ TEST_F(DriverTest, TakesAStartupVdcFromThePath) {
   } cases[] = {{"/d/bin", 1, ""},
                {"/d/vdc_12345678/bin", 1, "1234567"},
                {"/vdc_2x/vdc_9/bin", 1, "2x/vdc_"},  // the first mark counts, the text is cut at 7 characters
-               {"/vdc_4", 0, "4"},                   // too short to end in /bin behind the mark
                {"/vdc_456", 3, "456"},
                {"/vdc_51234", 0, "5"},  // the last four characters are no part of it, whatever they are
                {"/vdc_1234", 0, nullptr},
                {"/d/vdc_0/bin", 1, nullptr},
-               {"/d/vdc_x/bin", 1, nullptr},
                {"/d/vdc_65536/bin", 1, nullptr},
                {"/d/vdc_4294967296/bin", 1, nullptr},
-               {"/d/vdc_65537/bin", 1, "65537"},
                {"/d/vdc_ -1/bin", 1, " -1"},
                {"/d/vdc_ \t\v\f\r+7x/bin", 1, " \t\v\f\r+7"},
                {"/d/vdc_- 7/bin", 1, nullptr},
-               {"/d/vdc_:7/bin", 1, nullptr},
                {"/d/vdc_-7bin", 0, nullptr},  // neither blanks, nor a sign, nor digits are taken from behind the text
                {"/d/vdc_   7bin", 0, nullptr},
                {"/d/vdc_-12", 0, "-12"},

@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>
+#include <pthread.h>
 #include <sched.h>
 #include <signal.h>
 #include <sqlite3.h>
@@ -90,6 +91,22 @@ TEST_F(EndToEndTest, ChangesNoByteWhereNothingIsToBeConverted) {
   EXPECT_EQ(symbol<decltype(&convert_startup)>("convert_startup")("/d", "p", "", ""), 0u);
   EXPECT_EQ(content(startup), startup_before);
   EXPECT_EQ(log.lines().back(), "vrrp_mgr_handle_generic_convert No conversion as it's startup");
+}
+
+TEST_F(EndToEndTest, NeedsLittleStack) {
+  if (getenv("ASAN_OPTIONS") != nullptr) GTEST_SKIP() << "the sanitizer needs more for itself";
+  create(running, configuration(1000, true));
+  set_releases("4.1(2)", "4.2(1)");
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  EXPECT_EQ(pthread_attr_setstacksize(&attributes, 64 * 1024), 0);
+  pthread_t thread;
+  std::function<void()> convert = [this] { gsync(); };
+  const auto call = [](void* work) -> void* { return (*static_cast<std::function<void()>*>(work))(), nullptr; };
+  ASSERT_EQ(pthread_create(&thread, &attributes, call, &convert), 0);
+  EXPECT_EQ(pthread_join(thread, nullptr), 0);
+  pthread_attr_destroy(&attributes);
+  EXPECT_EQ(records(running), left_by_upgrade(configuration(1000, true)));
 }
 
 TEST_F(EndToEndTest, LeavesWhatItCannotOpen) {

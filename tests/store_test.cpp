@@ -104,6 +104,8 @@ TEST_F(StoreTest, OpensWhatUrlsNameBelowTheRoot) {
   EXPECT_EQ(pss_open(nullptr, &status), 0u);
   EXPECT_EQ(status, SYSERR_PSS_BAD_URL);
   EXPECT_FALSE(std::filesystem::exists(file("d/none"))) << "opening never creates";
+  setenv("PSS_NONVOLATILE_ROOT", std::string(100000, '/').c_str(), 1);
+  open("d/s", SYSERR_PSS_BAD_URL);
 }
 
 TEST_F(StoreTest, IsCreatedOnceWithModeOwnerOnly) {
