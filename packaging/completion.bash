@@ -9,13 +9,17 @@ _vrrpconvert() {
     COMPREPLY=($(compgen -W "vr ip_assoc global_info track other" -- "$word"))
     return
   fi
+  case $previous in  # no file is meant
+    --from | --to | --release | --vdc | --accept-loss | --jobs) COMPREPLY=() && return ;;
+  esac
   case ${COMP_WORDS[1]} in
     import) options="--force --json --help" ;;
     export) options="--raw --output --help" ;;
     show) options="--kind --reveal --json --help" ;;
     check) options="--release --json --help" ;;
-    diff) options="--reveal --json --help" ;;
-    convert) options="--from --to --vdc --startup --dry-run --allow-loss --no-backup --trace --root --reveal --json --help" ;;
+    diff) options="--ignore-layout --reveal --json --help" ;;
+    convert) options="--from --to --vdc --startup --dry-run --summary --accept-loss --allow-loss
+      --allow-mismatch --no-backup --trace --root --reveal --json --help" ;;
     restore) options="--no-backup --json --help" ;;
   esac
   case $word in

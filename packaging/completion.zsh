@@ -20,11 +20,13 @@ case $words[2] in
   export) _arguments '--raw[write hexadecimal digits]' '--output[write to a new file]:file:_files' '*:store:_files' ;;
   show) _arguments '--kind[only this kind]:kind:(vr ip_assoc global_info track other)' $reveal $json '*:store:_files' ;;
   check) _arguments '--release[the release that is to read it]:release:' $json '*:store:_files' ;;
-  diff) _arguments $reveal $json '*:store:_files' ;;
+  diff) _arguments '--ignore-layout[compare only what both layouts have]' $reveal $json '*:store:_files' ;;
   convert)
     _arguments '--from[the release that wrote the store]:release:' '--to[the release that will read it]:release:' \
       '--vdc[number of the VDC]:number:' '--startup[inspect the saved startup store]' '--dry-run[change nothing]' \
-      '--allow-loss[convert although something is lost]' '--no-backup[keep no copy]' \
+      '--allow-loss[convert although something is lost]' '--summary[do not list every record]' \
+      '--accept-loss[fields that may be lost]:fields:' '--allow-mismatch[convert although releases contradict the layout]' \
+      '--no-backup[keep no copy]' \
       '--trace[append trace lines]:file:_files' '--root[directory that stands for /]:directory:_directories' \
       $reveal $json '*:directory:_directories' ;;
   restore) _arguments $json '--no-backup[keep nothing of what it replaces]' '*:store:_files' ;;

@@ -185,8 +185,9 @@ TEST_F(FaultTest, ShowsInTheTrace) {
 TEST_F(FaultTest, LeavesEveryRecordOldOrNew) {
   int points = 0;
   for (const Scenario& scenario : scenarios) {
-    for (const char* operation : {"pss_open", "pss_close", "pss_move2key", "pss_move2location", "pss_getvalue",
-                                  "pss_store", "pss_delete", "pss_snapshot", "calloc", "srg_sw_ver_file_get"}) {
+    for (const char* operation :
+         {"pss_open", "pss_close", "pss_move2key", "pss_move2location", "pss_getvalue", "pss_store", "pss_delete",
+          "pss_snapshot", "calloc", "handler", "srg_sw_ver_file_get"}) {
       for (const syserr_t status : {0u, 0x9ABCDEF0u, SYSERR_PSS_NOKEY}) {
         for (const int way : {0, 1, 2, 3}) {
           const Failure failure = {operation, 0, status, way % 2 == 1, way > 1};

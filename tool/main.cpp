@@ -130,6 +130,7 @@ class CommandLine {
                     "vrrpconvert diff vrrp-cfg_runtime_config.from-4.2-1 vrrp-cfg_runtime_config");
     command->add_option("A", diff_.a, "One store")->required();
     command->add_option("B", diff_.b, "The other")->required();
+    command->add_flag("--ignore-layout", diff_.ignore_layout, "Compare only the fields that both layouts have");
     add_reveal(command, diff_.reveal);
     add_json(command, diff_);
   }
@@ -153,7 +154,17 @@ class CommandLine {
         ->excludes(vdc);
     CLI::Option* dry_run = command->add_flag("--dry-run", options.dry_run,
                                              "Change nothing: show what would change and what would be lost");
-    command->add_flag("--allow-loss", options.allow_loss, "Convert although something is lost or would fail");
+    command->add_flag("--summary", options.summary, "Do not list every record that would change");
+    command
+        ->add_option_function<std::vector<std::string>>(
+            "--accept-loss",
+            [&options](const std::vector<std::string>& names) { options.accepted.insert(names.begin(), names.end()); },
+            "Convert although values of these fields are lost; \"record\" stands for whole records")
+        ->delimiter(',')
+        ->type_name("FIELD[,FIELD]");
+    command->add_flag("--allow-loss", options.allow_loss, "Convert although anything is lost or would fail");
+    command->add_flag("--allow-mismatch", options.allow_mismatch,
+                      "Convert although the releases contradict the layout of the records");
     command->add_flag_callback(
         "--no-backup", [&options] { options.backup = false; }, "Keep no copy of the store beside it");
     command->add_option("--trace", options.trace, "Append the library's trace lines to this file")->excludes(dry_run);
@@ -231,26 +242,27 @@ Exit run(JsonReport& report, Effect& effect, int argc, char** argv) {
 }
 
 // Errors go to standard error, and to scripts that asked for JSON as an object too.
-int fail(const std::string& problem, Exit code, JsonReport* report) {
+int fail(const Error& error, JsonReport* report) {
   std::cout.exceptions(std::ios::goodbit);  // what it could not write has been reported, and cerr flushes it
-  std::cerr << "vrrpconvert: " << problem << '\n';
-  if (report != nullptr) report->fail(problem, code);
+  std::cerr << "vrrpconvert: " << error.what() << '\n';
+  if (report != nullptr) report->fail(error);
   std::cout.flush();
-  return code;
+  return error.exit_code;
 }
 
 // Standard output could not be written. A command that only reads ends as one that SIGPIPE ends, when it is a pipe that
 // has no reader any more.
 int fail_to_write(Effect effect) {
   if (effect == Effect::changes) {
-    return fail("the report is cut short, because standard output cannot be written; run check on the store",
-                exit_unknown, nullptr);
+    return fail(
+        {exit_unknown, "the report is cut short, because standard output cannot be written; run check on the store"},
+        nullptr);
   }
   if (is_output_unread()) {
     signal(SIGPIPE, SIG_DFL);
     raise(SIGPIPE);
   }
-  return fail("standard output cannot be written to its end; the output is cut short", exit_io, nullptr);
+  return fail({exit_io, "standard output cannot be written to its end; the output is cut short"}, nullptr);
 }
 
 }  // namespace
@@ -265,10 +277,10 @@ int main(int argc, char** argv) {
     std::cout.exceptions(std::ios::badbit);
     return run(report, effect, argc, argv);
   } catch (const Error& error) {
-    return fail(error.what(), error.exit_code, as_json ? &report : nullptr);
+    return fail(error, as_json ? &report : nullptr);
   } catch (const std::ios_base::failure&) {
     return fail_to_write(effect);
   } catch (const std::exception& error) {
-    return fail(error.what(), effect == Effect::changes ? exit_unknown : exit_io, as_json ? &report : nullptr);
+    return fail({effect == Effect::changes ? exit_unknown : exit_io, error.what()}, as_json ? &report : nullptr);
   }
 }

@@ -1,5 +1,6 @@
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <iostream>
@@ -8,6 +9,7 @@
 
 #include "tool/commands/commands.h"
 #include "tool/conversion/release.h"
+#include "tool/conversion/ways_back.h"
 #include "tool/record/record_fields.h"
 #include "tool/store/record_counts.h"
 #include "tool/support/digits.h"
@@ -32,7 +34,8 @@ std::vector<std::string> problems_of(const StoredRecord& record, const std::opti
     for (const Layout& known : layouts()) {
       if (kind == known.kind) expected += (expected.empty() ? "" : " or ") + std::to_string(known.size);
     }
-    return {"its value has " + std::to_string(record.value.size()) + " bytes; expected " + expected};
+    return {"its value has " + std::to_string(record.value.size()) + " bytes; expected " + expected +
+            (kind == "global_info" ? "" : "; a downgrade stores another record, made from it")};
   }
   std::vector<std::string> problems;
   const Bytes expected = expected_key(*layout, record.value);
@@ -103,6 +106,7 @@ class Check {
  private:
   void check_record(const StoredRecord& record) {
     counts_.add(record);
+    check_router(record);
     for (const std::string& problem : problems_of(record, release_)) report(record, problem);
     const Layout* layout = layout_of(record);
     if (layout == nullptr) return;
@@ -111,6 +115,18 @@ class Check {
     // Two misplaced records can be of one router as well.
     const auto [first, is_new] = misplaced_.emplace(expected, hex_of(record.key));
     if (!is_new) report_double(record, first->second);
+  }
+
+  // VR configuration records come first in a walk, and the others name their router in the same bytes of their keys.
+  void check_router(const StoredRecord& record) {
+    const std::string kind = kind_of(record.key);
+    const auto router = router_in(record.key);
+    if (!router) return;
+    if (kind == "vr") routers_.push_back(*router);
+    const bool needs_router = (kind == "ip_assoc" && layout_of(record) != nullptr) || track_key_of(record.key);
+    if (needs_router && !std::binary_search(routers_.begin(), routers_.end(), *router)) {
+      report(record, "the store has no VR configuration of its virtual router");
+    }
   }
 
   void find_double(const StoredRecord& record) {
@@ -147,9 +163,21 @@ class Check {
   std::optional<Release> release_;
   Visit visit_;
   RecordCounts counts_;
+  std::vector<RouterKey> routers_;          // of VR configuration records, in order
   std::map<Bytes, std::string> misplaced_;  // keys of misplaced records, by their expected keys
   size_t findings_ = 0;
 };
+
+// Of the copies of a store, those that have no problem of their own.
+std::vector<WayBack> sound_copies(const std::string& store, const std::optional<Release>& release) {
+  std::vector<WayBack> copies = ways_back(store, "");
+  std::erase_if(copies, [&release](const WayBack& copy) {
+    Check check(release, [](const Finding&) {});
+    check.run(StoreCopy(copy.file).store(), copy.file);
+    return check.findings() > 0;
+  });
+  return copies;
+}
 
 Exit check_as_json(const CheckOptions& options, const std::optional<Release>& release) {
   const StoreCopy copy(options.store);
@@ -165,6 +193,12 @@ Exit check_as_json(const CheckOptions& options, const std::optional<Release>& re
     json.end();
   });
   check.run(copy.store(), options.store);
+  json.end();
+  json.key("sound_copies");
+  json.begin_list();
+  if (check.findings() > 0) {
+    for (const WayBack& way : sound_copies(options.store, release)) json.value(way.file.string());
+  }
   json.end();
   json.member("sound", check.findings() == 0);
   json.member("layout", check.layout());
@@ -186,7 +220,10 @@ Exit check_as_text(const CheckOptions& options, const std::optional<Release>& re
     std::cout << "Left alone by a conversion: " << check.left_alone() << " (track and other kinds).\n";
   }
   std::cout << (check.findings() == 0 ? "No problems." : "Problems: " + std::to_string(check.findings()) + ".") << '\n';
-  return check.findings() == 0 ? exit_done : exit_found;
+  if (check.findings() == 0) return exit_done;
+  for (const WayBack& copy : sound_copies(options.store, release))
+    std::cout << "Without problems: " << copy.text() << '\n';
+  return exit_found;
 }
 
 }  // namespace

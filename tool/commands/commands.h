@@ -3,6 +3,7 @@
 #ifndef TOOL_COMMANDS_COMMANDS_H
 #define TOOL_COMMANDS_COMMANDS_H
 
+#include <set>
 #include <string>
 
 #include "tool/support/error.h"
@@ -45,6 +46,7 @@ Exit check(const CheckOptions& options);
 struct DiffOptions {
   std::string a, b;
   bool reveal = false;
+  bool ignore_layout = false;
   JsonReport* json = nullptr;
 };
 Exit diff(const DiffOptions& options);
@@ -58,7 +60,10 @@ struct ConvertOptions {
   std::string trace;
   std::string root;
   bool dry_run = false;
+  bool summary = false;            // no list of what would change
+  std::set<std::string> accepted;  // names of fields whose loss is no reason to refuse
   bool allow_loss = false;
+  bool allow_mismatch = false;
   bool backup = true;
   bool reveal = false;
   JsonReport* json = nullptr;

@@ -9,7 +9,9 @@
 #include "tool/commands/commands.h"
 #include "tool/conversion/conversion.h"
 #include "tool/conversion/dry_run.h"
+#include "tool/conversion/plan.h"
 #include "tool/conversion/verdict.h"
+#include "tool/conversion/ways_back.h"
 
 namespace vrrpconvert {
 
@@ -23,7 +25,9 @@ struct Report {
   bool is_as_it_was = true;  // the store holds what it held before
   std::optional<Verdict> verdict{};
   std::filesystem::path snapshot{}, earlier_snapshot{}, copy{};
+  std::vector<WayBack> ways_back{};
   Exit exit = exit_done;
+  const char* reason = nullptr;  // a word for why it is not exit_done
   std::string problem{}, next{};
 };
 

@@ -20,6 +20,12 @@ Conversion conversion_for(const ConvertOptions& options) {
   conversion.vdc = options.vdc;
   conversion.startup = options.startup;
   conversion.root = existing_directory(options.root.empty() ? "/" : options.root);
+  std::error_code ignored;
+  if (fs::is_regular_file(options.directory, ignored)) {
+    const fs::path directory = fs::path(options.directory).parent_path();
+    throw Error(exit_usage, options.directory + " is a file; expected its directory, " +
+                                (directory.empty() ? "." : directory.string()));
+  }
   conversion.path = device_path(conversion.root, existing_directory(options.directory), options.startup);
   return conversion;
 }
@@ -65,8 +71,8 @@ Run run_on_store(Report& report) {
   }
   const ino_t earlier = file_number(conversion.snapshot());
   const Trace trace = options.trace.empty() ? Trace::device_log : Trace::to_file;
-  const Run run = run_conversion(
-      conversion, {report.dry_run.before().digest(), trace, options.trace, report.dry_run.run().operations});
+  const Run run = run_conversion(conversion, {report.dry_run.before().digest(), trace, options.trace, "Converting",
+                                              report.dry_run.run().operations});
   if (conversion.change() == Change::upgrade && file_number(conversion.snapshot()) != earlier) {
     report.snapshot = conversion.snapshot();
     report.earlier_snapshot = earlier != 0 ? kept_name(conversion.snapshot(), earlier) : fs::path();
@@ -85,6 +91,7 @@ void examine(const Run& run, Report& report) {
 struct Problem {
   Exit exit = exit_done;
   std::string text{};
+  const char* reason = reason_for(exit);
 };
 
 // What was not as it should be in a run, if anything.
@@ -117,9 +124,9 @@ Problem problem_of(const Run& run, const Report& report) {
 std::string next_step(const Report& report) {
   if (report.is_as_it_was) return "";
   const fs::path& source = report.copy.empty() ? report.snapshot : report.copy;
-  std::string back =
-      source.empty() ? ""
-                     : "to go back: vrrpconvert restore " + quoted(source) + " " + quoted(report.conversion.store());
+  std::string back = source.empty() ? ""
+                                    : "to go back to " + report.conversion.from.text + ": vrrpconvert restore " +
+                                          quoted(source) + " " + quoted(report.conversion.store());
   if (report.exit != exit_done) return back;
   const char* start = report.conversion.change() == Change::upgrade ? "configure VRRP anew under " : "start ";
   return start + report.conversion.to.text + (back.empty() ? "" : "; or " + back);
@@ -151,40 +158,87 @@ Exit convert_store(Report& report) {
   }
   const Problem problem = unreadable.empty() ? problem_of(run, report) : Problem{exit_unknown, unreadable};
   report.exit = problem.exit;
+  if (problem.exit != exit_done) report.reason = problem.reason;
   report.problem = problem.text;
   report.next = next_step(report);
   try {
+    if (report.conversion.change() == Change::upgrade && !report.is_as_it_was) {
+      report.ways_back = ways_back(report.conversion.store(), report.conversion.snapshot());
+    }
     return print(report);
   } catch (const Error& error) {
     throw Error(exit_unknown, std::string("the report is cut short; run check on the store: ") + error.what());
   }
 }
 
+// Why the plan alone is reason enough not to convert, if it is.
+Problem objection_to(const Plan& plan, const ConvertOptions& options) {
+  constexpr char start[] = "refused; nothing was changed: ";
+  if (!plan.mismatch.empty() && !options.allow_mismatch) {
+    return {exit_found, start + plan.mismatch + "; to convert all the same: --allow-mismatch", "mismatch"};
+  }
+  if (!plan.failures.empty() && !options.allow_loss) {
+    return {exit_some_failed, std::string(start) + "records would fail; to convert all the same: --allow-loss",
+            "would_fail"};
+  }
+  if (!plan.lost.empty() && !options.allow_loss) {
+    return {
+        exit_found,
+        std::string(start) +
+            "values would be lost; to convert all the same: --allow-loss, or --accept-loss with the fields that may go",
+        "loss"};
+  }
+  return {};
+}
+
+void refuse(Report& report, const Problem& objection) {
+  report.refused = true;
+  report.exit = objection.exit;
+  report.reason = objection.reason;
+  report.problem = objection.text;
+}
+
+// What a dry run says of a conversion that would not be refused: it can still leave records that failed.
+void foretell(Report& report) {
+  if (report.refused || report.plan.failures.empty()) return;
+  report.exit = exit_some_failed;
+  report.reason = "would_fail";
+}
+
+void check_accepted(const ConvertOptions& options) {
+  for (const std::string& name : options.accepted) {
+    if (is_lossy_name(name)) continue;
+    throw Error(exit_usage,
+                "--accept-loss: " + name + " is no field; expected names as the list of what would be lost has them");
+  }
+}
+
 }  // namespace
 
 Exit convert(const ConvertOptions& options) {
+  check_accepted(options);
   const Conversion conversion = conversion_for(options);
   if (!options.trace.empty()) check_trace_file(conversion, options.trace);
   const DryRun dry_run(conversion);
-  const Plan plan = plan_of(dry_run, conversion.change());
+  const Plan plan = plan_of(dry_run, conversion, options.accepted);
   Report report = {options, conversion, dry_run, plan};
-  report.refused = !plan.is_harmless() && !options.allow_loss;
-  if (report.refused) report.exit = exit_found;
-  if (options.dry_run) return print(report);
-  if (report.refused) {
-    report.problem = "refused; nothing was changed. To convert although this would be lost or fail: --allow-loss";
+  if (const Problem objection = objection_to(plan, options); objection.exit != exit_done) refuse(report, objection);
+  if (options.dry_run) {
+    report.problem.clear();  // nothing was asked for that could be refused
+    foretell(report);
     return print(report);
   }
+  if (report.refused) return print(report);
   if (conversion.change() == Change::upgrade && plan.changes == 0 && plan.failures.empty()) {
     report.next = "nothing to upgrade: the library was not run, so that an earlier snapshot stays";
     return print(report);
   }
   if (!options.backup && meets_other_snapshot(report)) {
-    report.refused = true;
-    report.exit = exit_found;
-    report.problem =
-        "refused; nothing was changed. " + conversion.snapshot().string() +
-        " holds other records: convert without --no-backup, or name the device's own directory with --root";
+    refuse(report,
+           {exit_found,
+            "refused; nothing was changed: " + conversion.snapshot().string() +
+                " holds other records; convert without --no-backup, or name the device's own directory with --root",
+            "other_snapshot"});
     return print(report);
   }
   return convert_store(report);

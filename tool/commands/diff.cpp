@@ -7,18 +7,27 @@
 namespace vrrpconvert {
 namespace {
 
+void for_each_shown(const Store& a, const Store& b, const View& view,
+                    const std::function<void(const Difference&)>& visit) {
+  for_each_difference(a, b, [&](const Difference& difference) {
+    if (view.ignore_layout && difference.is_change() && field_changes(difference, view).empty()) return;
+    visit(difference);
+  });
+}
+
 // One walk for each list, so that none is kept.
 bool diff_as_json(const Store& a, const Store& b, const DiffOptions& options) {
   bool differ = false;
+  const View view = {options.reveal, options.ignore_layout};
   JsonWriter& json = options.json->begin();
   json.member("a", options.a);
   json.member("b", options.b);
   for (const char* list : {"added", "removed", "changed"}) {
     json.key(list);
     json.begin_list();
-    for_each_difference(a, b, [&](const Difference& difference) {
+    for_each_shown(a, b, view, [&](const Difference& difference) {
       if (strcmp(difference.name(), list) != 0) return;
-      write_difference(json, difference, options.reveal);
+      write_difference(json, difference, view);
       differ = true;
     });
     json.end();
@@ -29,8 +38,9 @@ bool diff_as_json(const Store& a, const Store& b, const DiffOptions& options) {
 
 bool diff_as_text(const Store& a, const Store& b, const DiffOptions& options) {
   bool differ = false;
-  for_each_difference(a, b, [&](const Difference& difference) {
-    print_difference(difference, options.reveal);
+  const View view = {options.reveal, options.ignore_layout};
+  for_each_shown(a, b, view, [&](const Difference& difference) {
+    print_difference(difference, view);
     differ = true;
   });
   if (!differ) std::cout << "No difference.\n";

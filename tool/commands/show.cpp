@@ -35,6 +35,10 @@ class Row {
 class Table {
  public:
   Table(const std::string& kind, bool reveal) : title_(title_of(kind)), reveal_(reveal) {
+    if (kind == "track") {
+      columns_ = {{"interface", true}, {"vr", true}, {"family", true}, {"object", true}, {"value", true}};
+      return;
+    }
     if (!has_layouts(kind)) {
       columns_ = {{"key", true}, {"value", true}};
       return;
@@ -58,7 +62,11 @@ class Table {
   }
 
   void print_header() {
+    size_t width = 0;
+    for (const Column& column : columns_) width += column.width > 0 ? column.width + 2 : 0;
+    fits_ = terminal_width() == 0 || width <= terminal_width();
     std::cout << styled(Style::bold, title_) << '\n';
+    if (!fits_) return;
     row_.clear();
     for (const Column& column : columns_) row_.add() = column.heading;
     print_row();
@@ -66,7 +74,7 @@ class Table {
 
   void print_record(const StoredRecord& record) {
     fill(record);
-    print_row();
+    fits_ ? print_row() : print_block(name_of(record));
   }
 
  private:
@@ -81,6 +89,15 @@ class Table {
   void fill(const StoredRecord& record) {
     row_.clear();
     std::string& first = row_.add();
+    if (const auto track = track_key_of(record.key)) {
+      first = interface_text(track->ifindex);
+      row_.add() = std::to_string(track->vr_id);
+      const char* family = word_of(Type::address_type, track->addr_type);
+      row_.add() = family != nullptr ? family : std::to_string(track->addr_type);
+      row_.add() = std::to_string(track->track_obj_id);
+      append_hex(record.value, row_.add());
+      return;
+    }
     if (!has_layouts(kind_of(record.key))) {
       append_hex(record.key, first);
       append_hex(record.value, row_.add());
@@ -108,8 +125,19 @@ class Table {
     std::cout << line_ << '\n';
   }
 
+  // A record of its own where the table is wider than the terminal.
+  void print_block(const std::string& name) {
+    std::cout << "  " << styled(Style::bold, name) << '\n';
+    for (size_t i = 0; i < row_.size(); ++i) {
+      if (columns_[i].width == 0 || row_[i] == "-") continue;
+      line_.assign(columns_[i].heading).resize(12, ' ');
+      std::cout << "    " << line_ << row_[i] << '\n';
+    }
+  }
+
   std::string title_;
   bool reveal_;
+  bool fits_ = true;
   std::vector<Column> columns_;
   Row row_;
   std::string line_;

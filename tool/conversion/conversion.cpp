@@ -85,8 +85,8 @@ void remove_scratch_directories(pid_t process, const fs::path& parent) {
 
 // Waits for the process, which has the other end of the pipe `alive`, and shows how far it is. Returns whether the
 // operator interrupted it.
-bool wait_for(pid_t process, int alive, const Observation& observation, size_t expected_operations) {
-  Progress progress("Converting", expected_operations);
+bool wait_for(pid_t process, int alive, const Observation& observation, const RunOptions& options) {
+  Progress progress(options.label, options.expected_operations);
   constexpr int pause_ms = 50;
   pollfd end = {alive, POLLIN, 0};
   bool interrupted = false;
@@ -171,7 +171,7 @@ Run run_conversion(const Conversion& conversion, const RunOptions& options) {
   const int reason = errno;
   close(alive[1]);
   if (trace != -1) close(trace);  // the library synced every line
-  const bool interrupted = process > 0 && wait_for(process, alive[0], observation, options.expected_operations);
+  const bool interrupted = process > 0 && wait_for(process, alive[0], observation, options);
   close(alive[0]);
   if (process < 0) throw Error(exit_io, std::string("no process for the conversion: ") + strerror(reason));
   const auto& shared = observation.shared();

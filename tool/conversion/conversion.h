@@ -59,7 +59,8 @@ struct RunOptions {
   std::optional<StoreDigest> expected{};  // of the store: another one is not converted
   Trace trace = Trace::none;
   std::string trace_file{};
-  size_t expected_operations = 0;  // for the progress bar
+  const char* label = "Dry run, records";  // of the progress bar
+  size_t expected_operations = 0;          // 0: not known
 };
 
 // Runs the conversion in a process of its own, so that an interrupt ends it at once and the store stays as it was.

@@ -4,6 +4,7 @@
 
 #include "platform/syserr.h"
 #include "tool/support/digits.h"
+#include "tool/support/progress.h"
 
 namespace vrrpconvert {
 namespace {
@@ -57,7 +58,11 @@ std::string reason_for(Change change, const Difference& pair, const Run& run) {
 Verdict verdict_of(Change change, const Store& before, const Store& after, const Run& run,
                    const std::function<void(const Difference&)>& visit) {
   Verdict verdict;
+  Progress progress("Comparing, records", 0);
+  size_t compared = 0;
   for_each_pair(before, after, [&](const Difference& pair) {
+    progress.show(++compared);
+    if (pair.before != nullptr) verdict.counts.add(*pair.before);
     if (!pair.is_none()) {
       ++verdict.changes;
       visit(pair);
@@ -70,7 +75,7 @@ Verdict verdict_of(Change change, const Store& before, const Store& after, const
         ++verdict.deleted;
         break;
       case Fate::added:
-        ++verdict.added;
+        verdict.added.add(name_of(pair.either()));
         break;
       case Fate::left_alone:
         ++verdict.left_alone;

@@ -7,7 +7,9 @@
 
 #include "tool/conversion/conversion.h"
 #include "tool/store/difference.h"
+#include "tool/store/record_counts.h"
 #include "tool/store/store.h"
+#include "tool/support/name_list.h"
 
 namespace vrrpconvert {
 
@@ -16,9 +18,11 @@ struct FailedRecord {
 };
 
 struct Verdict {
-  size_t converted = 0, deleted = 0, added = 0, left_alone = 0;
-  size_t changes = 0;                // records that differ from what they were
-  std::vector<FailedRecord> failed;  // records that are not in the state that they should be in
+  RecordCounts counts{};  // of the store before
+  size_t converted = 0, deleted = 0, left_alone = 0;
+  NameList added{};                    // records that were not there
+  size_t changes = 0;                  // records that differ from what they were
+  std::vector<FailedRecord> failed{};  // records that are not in the state that they should be in
 };
 
 // Compares the store `after` a conversion with what it was `before`, and calls `visit` with every difference. The `run`

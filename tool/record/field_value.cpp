@@ -47,7 +47,10 @@ FieldValue value_of(const Field& field, std::span<const uint8> bytes) {
       return {Form::number, uint32{bytes[0]} >> 1};
     case Type::address:
       return value_of_address(bytes);
-    case Type::secret:
+    case Type::secret: {
+      const FieldValue value = value_of_bytes(bytes);
+      return value.text == hidden ? FieldValue{Form::hex, 0, hex_of(bytes)} : value;
+    }
     case Type::bytes:
       return value_of_bytes(bytes);
     default: {
@@ -72,7 +75,7 @@ bool round_trips(const Field& field, std::span<const uint8> bytes) {
 }
 
 void write_field(JsonWriter& json, const Field& field, std::span<const uint8> bytes, bool reveal) {
-  if (is_hidden(field, bytes, reveal)) return json.value("(hidden)");
+  if (is_hidden(field, bytes, reveal)) return json.value(hidden);
   const FieldValue value = value_of(field, bytes);
   switch (value.form) {
     case Form::unset:
@@ -92,7 +95,7 @@ void write_field(JsonWriter& json, const Field& field, std::span<const uint8> by
 
 void append_text(const Field& field, std::span<const uint8> bytes, bool reveal, std::string& text) {
   if (is_hidden(field, bytes, reveal)) {
-    text += "(hidden)";
+    text += hidden;
     return;
   }
   const FieldValue value = value_of(field, bytes);

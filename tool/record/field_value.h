@@ -14,6 +14,9 @@ namespace vrrpconvert {
 // address may have bytes that its text does not show.
 bool round_trips(const Field& field, std::span<const uint8> bytes);
 
+// What stands for a secret. A secret of this very text is written in hexadecimal, and refused when it is read.
+inline constexpr char hidden[] = "(hidden)";
+
 // Both show "(hidden)" for a secret unless `reveal`. The text of an unset field is "-".
 void write_field(JsonWriter& json, const Field& field, std::span<const uint8> bytes, bool reveal);
 void append_text(const Field& field, std::span<const uint8> bytes, bool reveal, std::string& text);

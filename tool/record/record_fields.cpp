@@ -143,19 +143,46 @@ bool is_unset(const Field& field, const Bytes& value) {
   return is_zero(field.in(value));
 }
 
+std::optional<RouterKey> router_in(const Bytes& key) {
+  RouterKey router;
+  static_assert(router.size() == VRRP_VR_KEY_SIZE - 1);
+  if (key.size() <= router.size()) return std::nullopt;
+  std::copy_n(key.begin() + 1, router.size(), router.begin());
+  return router;
+}
+
+std::optional<TrackKey> track_key_of(const Bytes& key) {
+  if (key.size() != VRRP_TRACK_KEY_SIZE || key[0] != VRRP_PSS_KEY_TRACK) return std::nullopt;
+  const auto number_at = [&key](size_t offset) { return ntohl(number_in(std::span(key).subspan(offset, 4))); };
+  return TrackKey{number_at(1), key[5], number_at(6), number_at(10)};
+}
+
+namespace {
+
+std::string router_name(uint32 vr_id, uint32 addr_type, uint32 ifindex) {
+  const char* family = word_of(Type::address_type, addr_type);
+  return "VR " + std::to_string(vr_id) + " " + (family != nullptr ? family : "of no family") + " on " +
+         interface_text(ifindex);
+}
+
+}  // namespace
+
 std::string name_of(const StoredRecord& record) {
   const std::string kind = kind_of(record.key);
   const Layout* layout = layout_of(record);
   if (kind == "global_info") return "global info";
+  if (const auto track = track_key_of(record.key)) {
+    return "track object " + std::to_string(track->track_obj_id) + " of " +
+           router_name(track->vr_id, track->addr_type, track->ifindex);
+  }
   if (layout == nullptr) return kind + " record " + hex_of(record.key);
-  const std::string vr = "VR " + std::to_string(record.value[4]);
-  const std::string interface = interface_text(number_in(std::span(record.value).first(4)));
+  const uint32 ifindex = number_in(std::span(record.value).first(4));
   if (kind == "ip_assoc") {
     const std::string address = address_text(layout->fields[2].in(record.value));
-    return (address.empty() ? "address without text" : address) + " of " + vr + " on " + interface;
+    return (address.empty() ? "address without text" : address) + " of VR " + std::to_string(record.value[4]) + " on " +
+           interface_text(ifindex);
   }
-  const char* family = word_of(Type::address_type, number_in(layout->fields[2].in(record.value)));
-  return vr + " " + (family != nullptr ? family : "of no family") + " on " + interface;
+  return router_name(record.value[4], number_in(layout->fields[2].in(record.value)), ifindex);
 }
 
 std::span<const Word> words_of(Type type) {

@@ -2,6 +2,8 @@
 #ifndef TOOL_RECORD_RECORD_FIELDS_H
 #define TOOL_RECORD_RECORD_FIELDS_H
 
+#include <array>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -60,7 +62,21 @@ bool is_zero(std::span<const uint8> bytes);
 // Whether the field is zero in `value`; a bit field is only its bits.
 bool is_unset(const Field& field, const Bytes& value);
 
-// A record in words: "VR 7 ipv4 on 0x10", "192.0.2.1 of VR 7 on 0x10", "global info", "track record 05...".
+// The virtual router that a key of the manager's store names, in the bytes behind its type. They are the same in the
+// keys of its VR configuration, its IP associations and its track records.
+using RouterKey = std::array<uint8, 9>;
+std::optional<RouterKey> router_in(const Bytes& key);
+
+// What the key of a track record says, where it has the documented form.
+struct TrackKey {
+  uint32 addr_type;
+  uint8 vr_id;
+  uint32 ifindex, track_obj_id;
+};
+std::optional<TrackKey> track_key_of(const Bytes& key);
+
+// A record in words: "VR 7 ipv4 on 0x10", "192.0.2.1 of VR 7 on 0x10", "global info", "track object 1 of VR 7 ipv4 on
+// 0x10", or "other record 07..." where no more is known.
 std::string name_of(const StoredRecord& record);
 
 // A number's word in an enumeration, or null.

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "libconvertvrrp.h"
+#include "tool/record/field_value.h"
 #include "tool/record/json_members.h"
 #include "tool/record/record_fields.h"
 #include "tool/record/record_text.h"
@@ -83,6 +84,10 @@ Bytes bytes_of(const Json& json, size_t size) {
   return bytes;
 }
 
+bool is_text(const Json* json, const char* text) {
+  return json != nullptr && json->is_string() && json->get_ref<const std::string&>() == text;
+}
+
 void json_to_field(const Field& field, const Json& json, uint8* place) {
   const auto put_number = [&](uint32 number) { memcpy(place, &number, field.size); };
   const uint32 max = field.size == 1 ? 0xff : 0xffffffff;
@@ -105,16 +110,16 @@ void json_to_field(const Field& field, const Json& json, uint8* place) {
       return;
     }
     case Type::secret:
+      if (is_text(&json, hidden)) {
+        throw BadRecord("\"(hidden)\" stands for a key that is not shown; export the store, or list it with --reveal");
+      }
+      [[fallthrough]];
     case Type::bytes:
       memcpy(place, bytes_of(json, field.size).data(), field.size);
       return;
     default:
       return put_number(number_of_word(field.type, json));
   }
-}
-
-bool is_text(const Json* json, const char* text) {
-  return json != nullptr && json->is_string() && json->get_ref<const std::string&>() == text;
 }
 
 const Layout& layout_in(JsonMembers& members) {

@@ -28,6 +28,9 @@ void write_record(JsonWriter& json, const StoredRecord& record, bool reveal = tr
 
 void write_raw_record(JsonWriter& json, const StoredRecord& record, bool reveal = true);
 
+// Writes what a record is of as members of an object: "vr_id", "ifindex" and "addr_type", null where it has none.
+void write_identity(JsonWriter& json, const StoredRecord& record);
+
 // Throws BadRecord.
 StoredRecord record_of_line(std::string_view line);
 

@@ -46,4 +46,21 @@ void write_raw_record(JsonWriter& json, const StoredRecord& record, bool reveal)
   json.end();
 }
 
+void write_identity(JsonWriter& json, const StoredRecord& record) {
+  const auto track = track_key_of(record.key);
+  const Layout* layout = layout_of(record);
+  const bool has_router = layout != nullptr && layout->layout != nullptr;
+  json.key("vr_id");
+  track ? json.value(uint32{track->vr_id}) : has_router ? json.value(uint32{record.value[4]}) : json.value(nullptr);
+  json.key("ifindex");
+  track        ? json.value(track->ifindex)
+  : has_router ? json.value(number_in(std::span(record.value).first(4)))
+               : json.value(nullptr);
+  const char* family = track        ? word_of(Type::address_type, track->addr_type)
+                       : has_router ? word_of(Type::address_type,
+                                              number_in(std::span(record.value).subspan(layout->fields[2].offset, 4)))
+                                    : nullptr;
+  json.member_or_null("addr_type", family != nullptr ? family : "");
+}
+
 }  // namespace vrrpconvert

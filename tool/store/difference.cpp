@@ -12,6 +12,9 @@
 namespace vrrpconvert {
 namespace {
 
+// A secret that differs from one that is hidden.
+constexpr char hidden_too[] = "(hidden, differs)";
+
 // A record of a layout that the tool does not know has one field, its whole value; so has what it is compared with.
 FieldChange value_change(const Difference& difference, bool reveal) {
   const StoredRecord &before = *difference.before, &after = *difference.after;
@@ -38,19 +41,20 @@ bool is_equal(const Field& field, const Bytes& before, const Bytes& after) {
          (field.size == 1 && text_in(before, field, true) == text_in(after, field, true));
 }
 
-void write_value(JsonWriter& json, const Field& field, const Bytes& value, bool reveal) {
-  has_field(value, field) ? write_field(json, field, field.in(value), reveal) : json.value(nullptr);
+void write_value(JsonWriter& json, const FieldChange& change, const Bytes& value, const std::string& text,
+                 bool reveal) {
+  if (change.field == nullptr || text == hidden_too) return json.value(text);
+  has_field(value, *change.field) ? write_field(json, *change.field, change.field->in(value), reveal)
+                                  : json.value(nullptr);
 }
 
 void write_field_change(JsonWriter& json, const FieldChange& change, const Difference& difference, bool reveal) {
   json.begin_object();
   json.member("field", change.name);
   json.key("before");
-  change.field != nullptr ? write_value(json, *change.field, difference.before->value, reveal)
-                          : json.value(change.before);
+  write_value(json, change, difference.before->value, change.before, reveal);
   json.key("after");
-  change.field != nullptr ? write_value(json, *change.field, difference.after->value, reveal)
-                          : json.value(change.after);
+  write_value(json, change, difference.after->value, change.after, reveal);
   json.end();
 }
 
@@ -75,24 +79,27 @@ void for_each_difference(const Store& before, const Store& after, const std::fun
   });
 }
 
-std::vector<FieldChange> field_changes(const Difference& difference, bool reveal) {
+std::vector<FieldChange> field_changes(const Difference& difference, const View& view) {
   const Bytes &before = difference.before->value, &after = difference.after->value;
   const Layout* old_layout = layout_of(*difference.before);
   const Layout* new_layout = layout_of(*difference.after);
-  if (old_layout == nullptr || new_layout == nullptr) return {value_change(difference, reveal)};
+  if (old_layout == nullptr || new_layout == nullptr) return {value_change(difference, view.reveal)};
   std::vector<FieldChange> changes;
-  if (old_layout != new_layout) {
+  if (old_layout != new_layout && !view.ignore_layout) {
     changes.push_back({"layout", nullptr, old_layout->layout, new_layout->layout, false});
   }
   for (const Field& field : (before.size() > after.size() ? old_layout : new_layout)->fields) {
     if (is_equal(field, before, after)) continue;
-    changes.push_back({field.name, &field, text_in(before, field, reveal), text_in(after, field, reveal),
+    if (view.ignore_layout && (!has_field(before, field) || !has_field(after, field))) continue;
+    changes.push_back({field.name, &field, text_in(before, field, view.reveal), text_in(after, field, view.reveal),
                        is_set(before, field) && !is_set(after, field)});
+    FieldChange& change = changes.back();
+    if (field.type == Type::secret && change.before == change.after) change.after = hidden_too;
   }
   return changes;
 }
 
-void print_difference(const Difference& difference, bool reveal) {
+void print_difference(const Difference& difference, const View& view) {
   const std::string name = name_of(difference.either()) + "  (key " + hex_of(difference.either().key) + ")";
   if (difference.before == nullptr) {
     std::cout << styled(Style::green, "+ " + name) << '\n';
@@ -103,13 +110,13 @@ void print_difference(const Difference& difference, bool reveal) {
     return;
   }
   std::cout << styled(Style::yellow, "~ " + name) << '\n';
-  for (const FieldChange& change : field_changes(difference, reveal)) {
+  for (const FieldChange& change : field_changes(difference, view)) {
     std::cout << "    " << change.name << ": " << (change.before.empty() ? "(no such field)" : change.before) << " -> "
               << (change.after.empty() ? "(dropped)" : change.after) << '\n';
   }
 }
 
-void write_difference(JsonWriter& json, const Difference& difference, bool reveal) {
+void write_difference(JsonWriter& json, const Difference& difference, const View& view) {
   json.begin_object();
   json.member("store_key", hex_of(difference.either().key));
   json.member("record", name_of(difference.either()));
@@ -117,13 +124,13 @@ void write_difference(JsonWriter& json, const Difference& difference, bool revea
   if (difference.is_change()) {
     json.key("fields");
     json.begin_list();
-    for (const FieldChange& change : field_changes(difference, reveal)) {
-      write_field_change(json, change, difference, reveal);
+    for (const FieldChange& change : field_changes(difference, view)) {
+      write_field_change(json, change, difference, view.reveal);
     }
     json.end();
   } else {
     json.key("content");
-    write_record(json, difference.either(), reveal);
+    write_record(json, difference.either(), view.reveal);
   }
   json.end();
 }

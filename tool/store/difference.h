@@ -36,13 +36,17 @@ struct FieldChange {
 void for_each_pair(const Store& before, const Store& after, const std::function<void(const Difference&)>& visit);
 void for_each_difference(const Store& before, const Store& after, const std::function<void(const Difference&)>& visit);
 
-// What differs in a changed record: its layout, and its fields, but for unset ones that only one layout has. Secrets
-// are shown as "(hidden)" unless `reveal`.
-std::vector<FieldChange> field_changes(const Difference& difference, bool reveal);
+struct View {
+  bool reveal = false;         // secrets, which are "(hidden)" otherwise
+  bool ignore_layout = false;  // only what both layouts have
+};
+
+// What differs in a changed record: its layout, and its fields, but for unset ones that only one layout has.
+std::vector<FieldChange> field_changes(const Difference& difference, const View& view);
 
 // The difference as text, a line for the record and one for each field, and as JSON.
-void print_difference(const Difference& difference, bool reveal);
-void write_difference(JsonWriter& json, const Difference& difference, bool reveal);
+void print_difference(const Difference& difference, const View& view);
+void write_difference(JsonWriter& json, const Difference& difference, const View& view);
 
 }  // namespace vrrpconvert
 

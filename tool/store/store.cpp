@@ -51,6 +51,27 @@ Exit exit_code_for(syserr_t status) {
   }
 }
 
+const char* reason_for(syserr_t status) {
+  switch (status) {
+    case SYSERR_PSS_NO_STORE:
+      return "missing";
+    case SYSERR_PSS_NOT_A_STORE:
+      return "not_a_store";
+    case SYSERR_PSS_DAMAGED:
+      return "damaged";
+    case SYSERR_PSS_READ_ONLY:
+      return "permission";
+    case SYSERR_PSS_UNTRUSTED:
+      return "untrusted";
+    case SYSERR_PSS_NO_SPACE:
+      return "no_space";
+    case SYSERR_PSS_NO_MEMORY:
+      return "no_memory";
+    default:
+      return nullptr;
+  }
+}
+
 const char* advice_for(syserr_t status) {
   switch (status) {
     case SYSERR_PSS_NOT_A_STORE:
@@ -73,13 +94,15 @@ const char* advice_for(syserr_t status) {
 }  // namespace
 
 void throw_store_error(const fs::path& file, syserr_t status) {
-  throw Error(exit_code_for(status), file.string() + ": " + syserr2str(status) + advice_for(status));
+  throw Error(exit_code_for(status), file.string() + ": " + syserr2str(status) + advice_for(status), reason_for(status),
+              file.string());
 }
 
 fs::path existing_directory(const fs::path& path) {
   std::error_code error;
   const fs::path directory = fs::canonical(path.empty() ? "." : path, error);
-  if (error || !fs::is_directory(directory)) throw Error(exit_bad_input, path.string() + ": no such directory");
+  if (error || !fs::is_directory(directory))
+    throw Error(exit_bad_input, path.string() + ": no such directory", "missing");
   return directory;
 }
 

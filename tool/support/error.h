@@ -20,10 +20,39 @@ enum Exit {
   exit_interrupted = 130,  // ended by the operator; the store is as it was
 };
 
-// The message says what is wrong, where, what was expected, and what to do next.
+// A word for scripts, where an error has none of its own.
+inline const char* reason_for(Exit code) {
+  switch (code) {
+    case exit_usage:
+      return "usage";
+    case exit_bad_input:
+      return "bad_input";
+    case exit_in_use:
+      return "in_use";
+    case exit_io:
+      return "io";
+    case exit_unknown:
+      return "unknown_outcome";
+    case exit_some_failed:
+      return "records_failed";
+    case exit_interrupted:
+      return "interrupted";
+    default:
+      return "found";
+  }
+}
+
+// The message says what is wrong, where, what was expected, and what to do next; `reason` is a word for scripts, which
+// stays the same from release to release, and `store` the store that it is about, if it is about one.
 struct Error : std::runtime_error {
-  Error(Exit code, const std::string& message) : std::runtime_error(message), exit_code(code) {}
+  Error(Exit code, const std::string& message, const char* word = nullptr, std::string its_store = "")
+      : std::runtime_error(message),
+        exit_code(code),
+        reason(word != nullptr ? word : reason_for(code)),
+        store(std::move(its_store)) {}
   Exit exit_code;
+  const char* reason;
+  std::string store;
 };
 
 }  // namespace vrrpconvert

@@ -24,11 +24,14 @@ class JsonReport {
   }
 
   // Reports a failure: in the object that it cuts short, so that there is still one, or in one of its own.
-  void fail(const std::string& problem, Exit code) {
-    if (writer_.depth() == 0) begin();
+  void fail(const Error& error) {
+    const bool is_new = writer_.depth() == 0;
+    if (is_new) begin();
     writer_.close_down_to(1);
-    writer_.member("problem", problem);
-    writer_.member("exit", static_cast<unsigned>(code));
+    if (is_new) writer_.member_or_null("store", error.store);
+    writer_.member("problem", error.what());
+    writer_.member("reason", error.reason);
+    writer_.member("exit", static_cast<unsigned>(error.exit_code));
     writer_.end();
   }
 

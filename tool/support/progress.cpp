@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <iostream>
 
 namespace vrrpconvert {
@@ -14,17 +15,24 @@ Progress::~Progress() {
   if (shown_) std::cerr << "\r\033[K" << std::flush;
 }
 
-bool Progress::is_wanted() { return isatty(STDERR_FILENO) == 1; }
+bool Progress::is_wanted() {
+  const char* terminal = getenv("TERM");
+  return isatty(STDERR_FILENO) == 1 && (terminal == nullptr || terminal != std::string("dumb"));
+}
 
 void Progress::show(size_t done) {
   if (!is_wanted_ || Clock::now() < next_) return;
   next_ = Clock::now() + std::chrono::milliseconds(100);
   shown_ = true;
+  std::cerr << "\r\033[K" << label_;
+  if (total_ == 0) {
+    std::cerr << ": " << done << std::flush;
+    return;
+  }
   constexpr size_t width = 40;
-  const size_t filled = total_ > 0 ? std::min(width, done * width / total_) : 0;
-  std::cerr << "\r\033[K" << label_ << " [" << std::string(filled, '#') << std::string(width - filled, ' ') << "] "
-            << (total_ > 0 ? std::to_string(std::min(done, total_) * 100 / total_) + " %" : std::to_string(done))
-            << std::flush;
+  const size_t reached = std::min(done, total_), filled = reached * width / total_;
+  std::cerr << " [" << std::string(filled, '#') << std::string(width - filled, ' ') << "] " << reached * 100 / total_
+            << " %" << std::flush;
 }
 
 }  // namespace vrrpconvert

@@ -10,7 +10,7 @@ namespace vrrpconvert {
 
 class Progress {
  public:
-  // `total` is how much there is to do, in whatever unit; 0 where that is not known.
+  // `total` is how much there is to do, in whatever unit; 0 where that is not known, and only what is done is shown.
   Progress(std::string label, size_t total);
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
