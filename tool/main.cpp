@@ -11,6 +11,7 @@
 #include <iostream>
 #include <numeric>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tool/commands/commands.h"
@@ -43,6 +44,7 @@ class CommandLine {
     add_diff();
     add_convert();
     add_restore();
+    add_fleet();
   }
 
   // Returns whether there is a command to run, and not only help that was printed. Throws Error.
@@ -85,6 +87,17 @@ class CommandLine {
 
   static void add_reveal(CLI::App* command, bool& reveal) {
     command->add_flag("--reveal", reveal, "Show authentication keys");
+  }
+
+  static void add_accept_loss(CLI::App* command, std::set<std::string>& accepted) {
+    command
+        ->add_option_function<std::vector<std::string>>(
+            "--accept-loss",
+            [&accepted](const std::vector<std::string>& names) { accepted.insert(names.begin(), names.end()); },
+            "Losing values of these fields is no reason to refuse; \"record\" stands for whole records")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->type_name("FIELD[,FIELD]");
   }
 
   void add_import() {
@@ -155,13 +168,7 @@ class CommandLine {
     CLI::Option* dry_run = command->add_flag("--dry-run", options.dry_run,
                                              "Change nothing: show what would change and what would be lost");
     command->add_flag("--summary", options.summary, "Do not list every record that would change");
-    command
-        ->add_option_function<std::vector<std::string>>(
-            "--accept-loss",
-            [&options](const std::vector<std::string>& names) { options.accepted.insert(names.begin(), names.end()); },
-            "Convert although values of these fields are lost; \"record\" stands for whole records")
-        ->delimiter(',')
-        ->type_name("FIELD[,FIELD]");
+    add_accept_loss(command, options.accepted);
     command->add_flag("--allow-loss", options.allow_loss, "Convert although anything is lost or would fail");
     command->add_flag("--allow-mismatch", options.allow_mismatch,
                       "Convert although the releases contradict the layout of the records");
@@ -173,6 +180,26 @@ class CommandLine {
         ->envname("PSS_NONVOLATILE_ROOT");
     add_reveal(command, options.reveal);
     add_json(command, options);
+  }
+
+  void add_fleet() {
+    CLI::App* command =
+        add_command("fleet", Effect::reads, "Show what a conversion would mean for many devices: a dry run of each",
+                    fleet_, fleet, "vrrpconvert fleet devices --from '4.2(1)' --to '4.1(2)' --html overview.html");
+    command->add_option("PATH", fleet_.paths, "Directories that hold a vrrp-cfg_runtime_config a device, at any depth")
+        ->required();
+    CLI::Option* reports = command->add_flag("--reports", fleet_.reports,
+                                             "Read reports of convert --dry-run --json below PATH, no stores");
+    command->add_option("--from", fleet_.from, "The release that wrote the stores, as 4.2(1)")->excludes(reports);
+    command->add_option("--to", fleet_.to, "The release that will read them")->excludes(reports);
+    add_accept_loss(command, fleet_.accepted);
+    fleet_.jobs = std::max(1u, std::thread::hardware_concurrency());
+    command->add_option("--jobs", fleet_.jobs, "How many at a time")
+        ->check(CLI::Range(1, 1024).description(""))
+        ->type_name("N")
+        ->capture_default_str();
+    command->add_option("--html", fleet_.html, "Write the overview to this new file, one page for a change ticket");
+    add_json(command, fleet_);
   }
 
   void add_restore() {
@@ -224,6 +251,7 @@ class CommandLine {
   DiffOptions diff_;
   ConvertOptions convert_;
   RestoreOptions restore_;
+  FleetOptions fleet_;
 };
 
 // Whether the reader of standard output went away.

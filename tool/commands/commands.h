@@ -5,6 +5,7 @@
 
 #include <set>
 #include <string>
+#include <vector>
 
 #include "tool/support/error.h"
 #include "tool/support/json_report.h"
@@ -69,6 +70,17 @@ struct ConvertOptions {
   JsonReport* json = nullptr;
 };
 Exit convert(const ConvertOptions& options);
+
+struct FleetOptions {
+  std::vector<std::string> paths;
+  bool reports = false;  // the paths hold reports, not stores
+  std::string from, to;
+  std::set<std::string> accepted;
+  unsigned jobs = 1;
+  std::string html;  // empty: none
+  JsonReport* json = nullptr;
+};
+Exit fleet(const FleetOptions& options);
 
 struct RestoreOptions {
   std::string copy;

@@ -205,18 +205,10 @@ void foretell(Report& report) {
   report.reason = "would_fail";
 }
 
-void check_accepted(const ConvertOptions& options) {
-  for (const std::string& name : options.accepted) {
-    if (is_lossy_name(name)) continue;
-    throw Error(exit_usage,
-                "--accept-loss: " + name + " is no field; expected names as the list of what would be lost has them");
-  }
-}
-
 }  // namespace
 
 Exit convert(const ConvertOptions& options) {
-  check_accepted(options);
+  check_accepted(options.accepted);
   const Conversion conversion = conversion_for(options);
   if (!options.trace.empty()) check_trace_file(conversion, options.trace);
   const DryRun dry_run(conversion);

@@ -103,6 +103,8 @@ bool wait_for(pid_t process, int alive, const Observation& observation, const Ru
 
 }  // namespace
 
+const char* const running_store = VRRP_CNV_RUNNING_STORE;
+
 Change Conversion::change() const {
   if (startup) return Change::none;
   if (from.has_old_layout) return Change::upgrade;

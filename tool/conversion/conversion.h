@@ -13,6 +13,9 @@
 
 namespace vrrpconvert {
 
+// The name of a running store in its directory.
+extern const char* const running_store;
+
 enum class Change { none, upgrade, downgrade };
 
 struct Conversion {

@@ -1,5 +1,7 @@
 #include "tool/conversion/plan.h"
 
+#include "tool/support/error.h"
+
 namespace vrrpconvert {
 namespace {
 
@@ -43,6 +45,8 @@ void for_each_loss(const DryRun& dry_run, const std::function<void(const Loss&)>
                       [&](const Difference& difference) { for_each_loss_in(difference, visit); });
 }
 
+namespace {
+
 bool is_lossy_name(const std::string& name) {
   if (name == whole_record) return true;
   for (const Layout& layout : layouts()) {
@@ -51,6 +55,16 @@ bool is_lossy_name(const std::string& name) {
     }
   }
   return false;
+}
+
+}  // namespace
+
+void check_accepted(const std::set<std::string>& names) {
+  for (const std::string& name : names) {
+    if (is_lossy_name(name)) continue;
+    throw Error(exit_usage,
+                "--accept-loss: " + name + " is no field; expected names as the list of what would be lost has them");
+  }
 }
 
 Plan plan_of(const DryRun& dry_run, const Conversion& conversion, const std::set<std::string>& accepted) {

@@ -27,8 +27,8 @@ struct Loss {
 // Calls `visit` with every loss, in key order.
 void for_each_loss(const DryRun& dry_run, const std::function<void(const Loss&)>& visit);
 
-// Whether a loss can be of this name.
-bool is_lossy_name(const std::string& name);
+// Throws Error unless losses can be of these names.
+void check_accepted(const std::set<std::string>& names);
 
 struct Plan {
   RecordCounts counts;                       // of the records as they are

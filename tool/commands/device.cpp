@@ -1,0 +1,173 @@
+#include "tool/commands/device.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+namespace vrrpconvert {
+namespace {
+
+using Json = nlohmann::json;
+
+// Reads without keeping what may be as long as the store.
+Json parse_without_lists(std::istream& report) {
+  return Json::parse(
+      report,
+      [](int depth, Json::parse_event_t event, const Json& parsed) {
+        static const std::set<std::string> lists = {"changes", "losses", "failures", "outcome"};
+        return !(depth == 1 && event == Json::parse_event_t::key && lists.contains(parsed.get<std::string>()));
+      },
+      false);
+}
+
+std::string text_in(const Json& object, const char* name) {
+  const auto found = object.find(name);
+  return found != object.end() && found->is_string() ? found->get<std::string>() : "";
+}
+
+size_t number_in(const Json& object, const char* name) {
+  const auto found = object.find(name);
+  return found != object.end() && found->is_number_unsigned() ? found->get<size_t>() : 0;
+}
+
+std::map<std::string, NameList> names_in(const Json& summary, const char* name) {
+  std::map<std::string, NameList> fields;
+  if (!summary.contains(name) || !summary[name].is_object()) return fields;
+  for (const auto& [field, names] : summary[name].items()) {
+    if (!names.is_object() || !names.contains("first")) continue;
+    NameList list = {number_in(names, "records"), {}};
+    for (const Json& one : names["first"]) {
+      if (one.is_string()) list.first.push_back(one.get<std::string>());
+    }
+    fields[field] = list;
+  }
+  return fields;
+}
+
+size_t count_in(const Json& counts) {
+  size_t sum = 0;
+  for (const Json& layouts : counts) {
+    for (const Json& count : layouts) sum += count.is_number_unsigned() ? count.get<size_t>() : 0;
+  }
+  return sum;
+}
+
+void accept_losses(const std::set<std::string>& accepted, Device& device) {
+  for (const std::string& field : accepted) {
+    if (auto node = device.lost.extract(field)) device.accepted.insert(std::move(node));
+  }
+  if (device.reason != "loss" || !device.lost.empty()) return;
+  device.exit = exit_done;
+  device.reason.clear();
+}
+
+void write_names(JsonWriter& json, const char* name, const std::map<std::string, NameList>& fields) {
+  json.key(name);
+  json.begin_object();
+  for (const auto& [field, names] : fields) {
+    json.key(field);
+    names.write(json);
+  }
+  json.end();
+}
+
+}  // namespace
+
+std::string Device::verdict() const {
+  switch (exit) {
+    case exit_done:
+      return accepted.empty() ? "clean" : "accepted";
+    case exit_found:
+      return reason == "mismatch" ? "contradiction" : "loss";
+    case exit_some_failed:
+      return "would fail";
+    case exit_in_use:
+      return "in use";
+    default: {
+      std::string words = reason.empty() ? "unknown" : reason;
+      std::replace(words.begin(), words.end(), '_', ' ');
+      return words;
+    }
+  }
+}
+
+int Device::rank() const {
+  static constexpr unsigned order[] = {exit_in_use, exit_some_failed, exit_found, exit_done};
+  const auto found = std::find(std::begin(order), std::end(order), exit);
+  if (found == std::end(order)) return 0;
+  return static_cast<int>(found - std::begin(order)) + 1 + (exit == exit_done && accepted.empty() ? 1 : 0);
+}
+
+std::string Device::lost_text() const {
+  std::string text;
+  for (const auto& [field, names] : lost) {
+    text += (text.empty() ? "" : ", ") + field + " " + std::to_string(names.count);
+  }
+  return text;
+}
+
+void Device::write(JsonWriter& json) const {
+  json.begin_object();
+  json.member("device", name);
+  json.member_or_null("store", store);
+  json.member("verdict", verdict());
+  json.member("records", records);
+  json.member("changes", changes);
+  write_names(json, "lost", lost);
+  write_names(json, "accepted", accepted);
+  json.member("failures", failures);
+  json.member_or_null("problem", problem);
+  json.member_or_null("reason", reason);
+  json.member("exit", exit);
+  json.end();
+}
+
+Device device_of_report(const std::string& name, std::istream& report, const std::set<std::string>& accepted) {
+  Device device;
+  device.name = name;
+  const Json json = parse_without_lists(report);
+  if (!json.is_object() || !json.contains("exit") || number_in(json, "schema") != 1) {
+    device.reason = "bad_report";
+    device.problem = "no report of convert --dry-run --json";
+    return device;
+  }
+  device.store = text_in(json, "store");
+  device.problem = text_in(json, "problem");
+  device.reason = text_in(json, "reason");
+  device.exit = static_cast<unsigned>(number_in(json, "exit"));
+  if (!json.contains("summary") || !json["summary"].is_object()) return device;
+  const Json& summary = json["summary"];
+  device.records = summary.contains("records") ? count_in(summary["records"]) : 0;
+  device.changes = number_in(summary, "changes");
+  device.failures = number_in(summary, "failures");
+  device.lost = names_in(summary, "lost");
+  device.accepted = names_in(summary, "accepted");
+  if (device.problem.empty()) device.problem = text_in(summary, "mismatch");
+  accept_losses(accepted, device);
+  return device;
+}
+
+std::map<std::string, size_t> Fleet::verdicts() const {
+  std::map<std::string, size_t> counts;
+  for (const Device& device : devices) ++counts[device.verdict()];
+  return counts;
+}
+
+std::map<std::string, Fleet::Lost> Fleet::lost() const {
+  std::map<std::string, Lost> fields;
+  for (const Device& device : devices) {
+    for (const auto& [field, names] : device.lost) {
+      ++fields[field].devices;
+      fields[field].records += names.count;
+    }
+  }
+  return fields;
+}
+
+Exit Fleet::exit() const {
+  const auto worst = std::min_element(devices.begin(), devices.end(),
+                                      [](const Device& a, const Device& b) { return a.rank() < b.rank(); });
+  if (worst == devices.end()) return exit_done;
+  return worst->rank() == 0 ? exit_bad_input : static_cast<Exit>(worst->exit);
+}
+
+}  // namespace vrrpconvert
