@@ -2,7 +2,7 @@
 _vrrpconvert() {
   local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} options
   if [ "$COMP_CWORD" -eq 1 ]; then
-    COMPREPLY=($(compgen -W "import export show check diff convert restore --help" -- "$word"))
+    COMPREPLY=($(compgen -W "import export show check diff convert fleet restore --help" -- "$word"))
     return
   fi
   if [ "$previous" = --kind ]; then
@@ -20,6 +20,7 @@ _vrrpconvert() {
     diff) options="--ignore-layout --reveal --json --help" ;;
     convert) options="--from --to --vdc --startup --dry-run --summary --accept-loss --allow-loss
       --allow-mismatch --no-backup --trace --root --reveal --json --help" ;;
+    fleet) options="--from --to --reports --accept-loss --jobs --html --json --help" ;;
     restore) options="--no-backup --json --help" ;;
   esac
   case $word in

@@ -8,6 +8,7 @@ commands=(
   'check:check that a store is consistent'
   'diff:show what differs between two stores'
   'convert:convert the store in a directory'
+  'fleet:show what a conversion would mean for many devices'
   'restore:put a copy of a store back'
 )
 if (( CURRENT == 2 )); then
@@ -29,5 +30,9 @@ case $words[2] in
       '--no-backup[keep no copy]' \
       '--trace[append trace lines]:file:_files' '--root[directory that stands for /]:directory:_directories' \
       $reveal $json '*:directory:_directories' ;;
+  fleet)
+    _arguments '--from[the release that wrote the stores]:release:' '--to[the release that will read them]:release:' \
+      '--reports[read reports, no stores]' '--accept-loss[fields that may be lost]:fields:' '--jobs[how many at a time]:number:' \
+      '--html[write a page to this new file]:file:_files' $json '*:directory:_directories' ;;
   restore) _arguments $json '--no-backup[keep nothing of what it replaces]' '*:store:_files' ;;
 esac

@@ -26,7 +26,7 @@ namespace {
 constexpr char exit_codes[] =
     "Exit codes: 0 done, no difference; 1 differences, problems, or a loss that was not allowed; 2 usage;\n"
     "3 missing, damaged or foreign input; 4 store in use; 5 I/O or no space, nothing changed; 6 unknown outcome;\n"
-    "7 some records failed; 130 interrupted";
+    "7 some records failed, or would; 130 interrupted";
 
 enum class Effect { reads, changes };
 

@@ -10,14 +10,19 @@ constexpr char style[] = R"(
 body { font: 15px/1.45 system-ui, sans-serif; margin: 2rem auto; max-width: 75rem; padding: 0 1rem; }
 h1 { font-size: 1.4rem; } h2 { font-size: 1.1rem; margin-top: 2rem; }
 table { border-collapse: collapse; width: 100%; }
-th, td { border-bottom: 1px solid var(--line); padding: .3rem .6rem; text-align: left; vertical-align: top; overflow-wrap: anywhere; }
+th, td { border-bottom: 1px solid var(--line); padding: .3rem .6rem; text-align: left; vertical-align: top; overflow-wrap: break-word; }
 th { white-space: nowrap; } td.number, th.number { text-align: right; font-variant-numeric: tabular-nums; }
 .scroll { overflow-x: auto; }
 .bars { display: grid; grid-template-columns: max-content 1fr max-content; gap: .3rem .8rem; align-items: center; }
 .bar { background: var(--bar); height: .8rem; border-radius: .2rem; min-width: 2px; }
 .bad { color: var(--bad); font-weight: 600; } .good { color: var(--good); }
 details { border-bottom: 1px solid var(--line); padding: .3rem 0; } summary { cursor: pointer; overflow-wrap: anywhere; }
-@media (max-width: 40rem) { body { margin: 1rem auto; } th, td { padding: .3rem; } }
+@media (max-width: 40rem) { body { margin: 1rem auto; }
+  .bars { display: block; } .bars > span:nth-child(3n) { display: block; margin-bottom: .5rem; opacity: .75; }
+  thead { display: none; } tr { display: block; border-bottom: 1px solid var(--line); padding: .4rem 0; }
+  td, td.number { display: block; border: 0; padding: 0; text-align: left; overflow-wrap: anywhere; } td:empty { display: none; }
+  td:not(:first-child)::before { content: attr(data-heading) ": "; opacity: .75; font-weight: 400; color: CanvasText; }
+  td:first-child { font-weight: 600; } }
 @media print { :root { color-scheme: light; } body { margin: 0; max-width: none; } .bar { print-color-adjust: exact; }
   tr, details { break-inside: avoid; } }
 )";
@@ -45,9 +50,8 @@ std::string escaped(const std::string& text) {
   return html;
 }
 
-std::string cell(const std::string& text, const char* of_class = nullptr) {
-  return std::string("<td") + (of_class != nullptr ? std::string(" class=\"") + of_class + "\"" : "") + ">" +
-         escaped(text) + "</td>";
+std::string cell(const char* heading, const std::string& text, const char* of_class = "") {
+  return std::string("<td class=\"") + of_class + "\" data-heading=\"" + heading + "\">" + escaped(text) + "</td>";
 }
 
 std::string bar(const std::string& label, size_t part, size_t whole, const std::string& text) {
@@ -73,9 +77,9 @@ std::string totals(const Fleet& fleet) {
 const char* class_of(const Device& device) { return device.exit == exit_done ? "good" : "bad"; }
 
 std::string row(const Device& device) {
-  return "<tr>" + cell(device.name) + cell(std::to_string(device.records), "number") +
-         cell(device.verdict(), class_of(device)) + cell(device.lost_text()) +
-         cell(std::to_string(device.failures), "number") + cell(device.problem) + "</tr>\n";
+  return "<tr>" + cell("device", device.name) + cell("records", std::to_string(device.records), "number") +
+         cell("verdict", device.verdict(), class_of(device)) + cell("would be lost", device.lost_text()) +
+         cell("would fail", std::to_string(device.failures), "number") + cell("problem", device.problem) + "</tr>\n";
 }
 
 std::string list(const char* heading, const std::map<std::string, NameList>& fields) {
