@@ -163,14 +163,6 @@ TEST_F(DriverTest, ADowngradeReadsTheEngineStoreAndWritesTheManagerStore) {
   EXPECT_THAT(platform.calls_of("pss_store"), testing::Each(testing::StartsWith("3 1 "))) << "store 3, PSS_REPLACE";
 }
 
-TEST_F(DriverTest, ADowngradeKeepsAMisplacedRecordAndAddsItsOldForm) {
-  const auto record = vr_record(0x77, 9);
-  platform.records = {{hex("01ff"), bytes_of_record(record)}};
-  vrrp_mgr_copy_and_convert_rc_pss_recs_for_downgrade(7, 7);
-  EXPECT_EQ(platform.records[hex("01ff")], bytes_of_record(record));
-  EXPECT_EQ(platform.records[key_of(record)], bytes_of_record(record).substr(0, 85));
-}
-
 TEST_F(DriverTest, AnUpgradeNamesItsSnapshotByTypeAndVdc) {
   const std::string running = "7 0 nonvolatile:/tmp/vrrp-pss", startup = "7 0 nonvolatile:/tmp/vrrp-startup-pss";
   const std::string long_text(300, '9');

@@ -207,33 +207,4 @@ TEST_F(TwoAtOnceTest, AConversionWaitsItsTimeAndNamesTheCause) {
   }
 }
 
-TEST_F(TwoAtOnceTest, TwoConversionsEndOneAfterTheOther) {
-  const auto convert = [this](const char* from, const char* to) {
-    return [=, this] {
-      setenv("SYSMGR_FROM_SRG_PATH", file(from).c_str(), 1);
-      setenv("SYSMGR_TO_SRG_PATH", file(to).c_str(), 1);
-      return [this] { gsync(); };
-    };
-  };
-  write("old", "4.1(2)");
-  write("new", "4.2(1)");
-  Records down_then_up = left_by_upgrade(configuration(20, true)), up_then_down = down_then_up;
-  up_then_down[hex("04000000")] = Bytes(1, '\1') + Bytes(20, '\0');
-  for (int round = 1; round <= 20; ++round) {
-    std::filesystem::remove(file(running));
-    create(running, configuration(20, false));
-    {
-      const Other one(convert("old", "new")), two(convert("new", "old"));
-      one.wait(), two.wait();
-    }
-    const Records found = records(running);
-    EXPECT_TRUE(found == up_then_down || found == down_then_up);
-    const auto lines = log.lines();
-    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
-                            [](const std::string& line) { return line.find("Done with conversion") != line.npos; }),
-              2 * round);
-    EXPECT_THAT(lines, testing::Each(testing::Not(testing::ContainsRegex("rror|Failed to open"))));
-  }
-}
-
 }  // namespace

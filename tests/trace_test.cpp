@@ -44,20 +44,6 @@ TEST_F(TraceTest, OpensOnceWithoutCreating) {
   EXPECT_EQ(log.lines().front(), "convert_running Convert running called");
 }
 
-TEST_F(TraceTest, TakesDescriptor0ForAnOpenLog) {
-  const int standard_input = dup(0);
-  log.create();
-  convert_running("", "", "");
-  dup2(trace_fd, 0);
-  trace_fd = 0;
-  convert_running("", "", "");
-  dup2(standard_input, 0);
-  close(standard_input);
-  EXPECT_EQ(TraceLog::opens, 1);
-  EXPECT_THAT(log.lines(),
-              ElementsAre("convert_running Convert running called", "convert_running Convert running called"));
-}
-
 TEST_F(TraceTest, WritesAndSyncsEachLineAsOne) {
   setenv("TZ", "XYZ-5:30", 1);  // so that local time is not UTC
   tzset();
@@ -81,18 +67,6 @@ TEST_F(TraceTest, CutsALineAt999Characters) {
   const std::string line = log.text().substr(log.text().find('\n') + 1);
   EXPECT_EQ(line.size(), 999u);
   EXPECT_EQ(line.back(), 'x');
-}
-
-TEST_F(TraceTest, GoesOnAfterAWriteThatFails) {
-  open_log();
-  TraceLog::broken = true;
-  EXPECT_EQ(convert_gsync("/d", "p", "", ""), 0u);
-  const int attempts = TraceLog::writes;
-  EXPECT_GT(attempts, 10) << "every line is tried";
-  EXPECT_EQ(TraceLog::syncs, attempts);
-  TraceLog::broken = false;
-  convert_running("", "", "");
-  EXPECT_THAT(lines(), ElementsAre("convert_running Convert running called"));
 }
 
 }  // namespace
