@@ -10,10 +10,13 @@
  * does not hold. "The platform's" marks what a caller must not rely on.
  *
  *  1. Status 0 is success, every other status has a text (syserr2str). Only SYSERR_PSS_NOKEY has a meaning to
- *     callers: no record under the key, or at the place.
+ *     callers: no record under the key, or at the place. A handle that ended, a location or a mode without a meaning,
+ *     and an empty key are refused with a status. 2 and 3 are no statuses: they would be taken for results of the
+ *     bulk readers (VRRP_CNV_ERR_*).
  *  2. pss_open opens what exists and never creates. Success is status 0 and a handle other than 0. A URL is
- *     "nonvolatile:" and a path; what the path is relative to is the platform's. (The directory in
- *     PSS_NONVOLATILE_ROOT is a matter of the embedded platform and of vrrpconvert.)
+ *     "nonvolatile:" and a path; what the path is relative to is the platform's. A URL has up to 255 characters; one
+ *     that does not fit is refused, never cut. (The directory in PSS_NONVOLATILE_ROOT is a matter of the embedded
+ *     platform and of vrrpconvert.)
  *  3. A store that is open elsewhere: pss_open waits, or fails with a status. Two handles never change one store at
  *     once. The library has one store open at a time. All operations are called by one thread at a time.
  *  4. Keys are in ascending byte-wise order; a key is before every longer key that begins with it. Keys have one byte
@@ -29,7 +32,7 @@
  *     without a look at the status. A move that fails says so in its status and returns a datum, of size 0 where it
  *     has no key.
  *  8. pss_getvalue off the store, or on a record that was deleted, returns null with SYSERR_PSS_NOKEY.
- *  9. What was stored or deleted shows at once through the same handle, and to others only when pss_close returned.
+ *  9. What was stored or deleted shows at once through the same handle, and to others not before pss_close is called.
  * 10. Storing or deleting makes the cursor neither skip nor repeat a record: a deleted record keeps its place until
  *     the next move.
  * 11. Returned data belong to the store, and are valid until the next call on the handle. Their sizes are right:
@@ -41,12 +44,19 @@
  *     where a failure must not leave a partly converted store (no memory, no space), pss_close has to fail too and
  *     keep nothing.
  * 14. pss_close ends the handle whatever it returns. After 0 every change is durable. After any other status, or when
- *     the process ends before it returned, the store is wholly as it was or wholly changed.
+ *     the process ends before it returned, the store is wholly as it was or wholly changed. After a downgrade the
+ *     library does not look at this status, and traces it nowhere: log a failure yourself.
  * 15. pss_snapshot writes the records as they stand at this moment, changes that are not durable yet included, to a
  *     store at `url` that can be opened: whole and durable after 0; after a failure whole or not there. The store
  *     stays open, its cursor where it is. `flags` is 0 in every call of the library; other values are the platform's.
- * 16. What becomes of an earlier snapshot at `url` is the platform's. It may hold the only copy of the records,
- *     because a second upgrade snapshots a store that is empty but for other kinds: keep it. */
+ *     After a failure the library deletes the records all the same: a platform that must not lose them then fails
+ *     pss_close.
+ * 16. A second snapshot at the same `url` takes the place of the first, whose fate is the platform's: it may hold the
+ *     only copy of the records, because a second upgrade snapshots a store that is empty but for other kinds: keep
+ *     it.
+ * 17. Beside the store: srg_sw_ver_file_get answers null for a null path and for a file that is not there (an
+ *     environment variable that is not set gives the first). hton_if_index gives the bytes that keys of the manager's
+ *     store hold; compare it with a key of yours, for nothing here can. */
 #ifndef PLATFORM_PSS_H
 #define PLATFORM_PSS_H
 

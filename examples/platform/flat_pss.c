@@ -23,15 +23,15 @@ typedef struct {
 } record_t;
 
 static struct {
-  int lock; /* the file's descriptor; 0 while no store is open */
-  int is_partly_changed;
+  int is_open, is_changed, is_partly_changed;
+  int lock; /* the file's descriptor */
   char path[512];
   record_t* records;
   uint32 count, cursor; /* the cursor is off the store where it is not below `count` */
   int is_before_cursor; /* its record was deleted: the place is before the record `cursor` */
 } s;
 
-static int is_open(pss_service_t table) { return table == 1 && s.lock > 0; }
+static int is_open(pss_service_t table) { return table == 1 && s.is_open; }
 
 static int compare(const pss_datum_t* a, const pss_datum_t* b) {
   int order = memcmp(a->ptr, b->ptr, a->siz < b->siz ? a->siz : b->siz);
@@ -61,15 +61,17 @@ static int copy(pss_datum_t* to, const pss_datum_t* from) {
   return to->ptr != NULL;
 }
 
+/* What is given may lie in the records: it is copied before they move. */
 static syserr_t insert(uint32 at, const pss_datum_t* key, const pss_datum_t* value) {
-  record_t new_record, *records = realloc(s.records, (s.count + 1u) * sizeof *records);
-  if (records == NULL) return NO_MEMORY;
+  record_t new_record = {{NULL, 0}, {NULL, 0}}, *records = NULL;
+  if (copy(&new_record.key, key) && copy(&new_record.value, value))
+    records = realloc(s.records, (s.count + 1u) * sizeof *records);
+  if (records == NULL) return free(new_record.key.ptr), free(new_record.value.ptr), NO_MEMORY;
   s.records = records;
-  if (!copy(&new_record.key, key)) return NO_MEMORY;
-  if (!copy(&new_record.value, value)) return free(new_record.key.ptr), NO_MEMORY;
   memmove(records + at + 1, records + at, (s.count++ - at) * sizeof *records);
   records[at] = new_record;
-  if (at <= s.cursor) ++s.cursor; /* the walk neither skips nor repeats a record */
+  /* The walk neither skips nor repeats a record: one that is stored at the place of a deleted one comes next. */
+  if (at < s.cursor || (at == s.cursor && !s.is_before_cursor)) ++s.cursor;
   return 0;
 }
 
@@ -86,24 +88,31 @@ static syserr_t load(void) {
   FILE* file = data != NULL ? fopen(s.path, "re") : NULL;
   syserr_t status = data == NULL ? NO_MEMORY : IO_ERROR;
   if (file != NULL && fread(magic, strlen(MAGIC), 1, file) == 1 && strcmp(magic, MAGIC) == 0) status = 0;
-  for (uint32 sizes[2]; status == 0 && fread(sizes, sizeof sizes, 1, file) == 1;) {
+  uint32 sizes[2];
+  size_t got;
+  while (status == 0 && (got = fread(sizes, 1, sizeof sizes, file)) > 0) {
     pss_datum_t key = {data, sizes[0]}, value = {data + sizes[0], sizes[1]};
-    if (sizes[0] > DATA_MAX || sizes[1] > DATA_MAX || fread(data, sizes[0] + sizes[1], 1, file) != 1)
-      status = IO_ERROR;
+    if (got != sizeof sizes || sizes[0] > DATA_MAX || sizes[1] > DATA_MAX ||
+        fread(data, sizes[0] + sizes[1], 1, file) != 1)
+      status = IO_ERROR; /* a store that was cut is no shorter store */
     else
       status = insert(s.count, &key, &value);
   }
+  if (file != NULL && ferror(file)) status = IO_ERROR;
   s.cursor = s.count;
   if (file != NULL) fclose(file);
   return free(data), status;
 }
 
-/* Writes all records to a new file and gives it the name, durably: whole, or not at all. */
+/* Writes all records to a new file of mode 0600, for keys are secrets, and gives it the name, durably: whole, or not at
+ * all. O_EXCL: nothing that another user put there is written to. */
 static syserr_t save(const char* path) {
   char new_path[520];
   snprintf(new_path, sizeof new_path, "%s.new", path);
-  FILE* file = fopen(new_path, "we");
-  if (file == NULL) return IO_ERROR;
+  unlink(new_path);
+  int fd = open(new_path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+  FILE* file = fd >= 0 ? fdopen(fd, "w") : NULL;
+  if (file == NULL) return fd >= 0 ? close(fd) : 0, IO_ERROR;
   int saved = fputs(MAGIC, file) >= 0;
   for (record_t* r = s.records; saved && r < s.records + s.count; ++r) {
     uint32 sizes[2] = {r->key.siz, r->value.siz};
@@ -125,25 +134,28 @@ static syserr_t save(const char* path) {
 static void end(void) {
   for (record_t* r = s.records; r < s.records + s.count; ++r) free(r->key.ptr), free(r->value.ptr);
   free(s.records);
-  close(s.lock);
+  if (s.lock >= 0) close(s.lock);
   memset(&s, 0, sizeof s);
 }
 
 pss_service_t pss_open(const char* url, syserr_t* status) {
-  if (is_open(1)) return *status = BUSY, 0;
-  if (!path_of(url, s.path, sizeof s.path)) return *status = BAD_ARGUMENT, 0;
   struct stat locked, named;
+  if (s.is_open) return *status = BUSY, 0;
+  if (!path_of(url, s.path, sizeof s.path)) return *status = BAD_ARGUMENT, 0;
   if ((s.lock = open(s.path, O_RDWR | O_CLOEXEC)) < 0) return *status = NO_STORE, 0;
   *status = flock(s.lock, LOCK_EX | LOCK_NB) != 0 ? BUSY : load();
   /* Another process may have given the name to a new file before we had the lock. */
   if (*status == 0 && (fstat(s.lock, &locked) != 0 || stat(s.path, &named) != 0 || locked.st_ino != named.st_ino))
     *status = BUSY;
-  return *status == 0 ? 1 : (end(), 0);
+  if (*status != 0) return end(), 0;
+  s.is_changed = 0;
+  return s.is_open = 1, 1;
 }
 
+/* A store that was only read stays as it is; one that could not be changed throughout keeps no change. */
 syserr_t pss_close(pss_service_t table) {
   if (!is_open(table)) return BAD_ARGUMENT;
-  syserr_t status = s.is_partly_changed ? NO_MEMORY : save(s.path);
+  syserr_t status = s.is_partly_changed ? NO_MEMORY : s.is_changed ? save(s.path) : 0;
   return end(), status;
 }
 
@@ -207,6 +219,7 @@ syserr_t pss_store(pss_service_t table, uint32 mode, const pss_datum_t* key, con
   } else {
     status = NO_MEMORY;
   }
+  s.is_changed = 1;
   if (status != 0) s.is_partly_changed = 1;
   return status;
 }
@@ -215,6 +228,7 @@ syserr_t pss_delete(pss_service_t table, const pss_datum_t* key) {
   if (!is_open(table)) return BAD_ARGUMENT;
   uint32 at = lower_bound(key);
   if (!is_stored(at, key)) return SYSERR_PSS_NOKEY;
+  s.is_changed = 1;
   free(s.records[at].key.ptr), free(s.records[at].value.ptr);
   memmove(s.records + at, s.records + at + 1, (--s.count - at) * sizeof *s.records);
   if (at == s.cursor) s.is_before_cursor = 1;
@@ -222,13 +236,15 @@ syserr_t pss_delete(pss_service_t table, const pss_datum_t* key) {
   return 0;
 }
 
-/* An earlier snapshot may be the only copy of its records: the first one is kept under a second name. */
+/* An earlier snapshot may be the only copy of its records: it is kept under the first free name NAME.1, NAME.2 ... */
 syserr_t pss_snapshot(pss_service_t table, uint32 flags, const char* url) {
-  char path[512], kept[520];
+  char path[512], kept[530];
   if (!is_open(table) || flags != 0 || !path_of(url, path, sizeof path)) return BAD_ARGUMENT;
-  snprintf(kept, sizeof kept, "%s.kept", path);
-  if (access(path, F_OK) == 0 && link(path, kept) != 0 && errno != EEXIST) return IO_ERROR;
-  return save(path);
+  for (int number = 1;; ++number) {
+    snprintf(kept, sizeof kept, "%s.%d", path, number);
+    if (link(path, kept) == 0 || errno == ENOENT) return save(path);
+    if (errno != EEXIST) return IO_ERROR;
+  }
 }
 
 const char* syserr2str(syserr_t status) {

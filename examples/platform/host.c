@@ -6,11 +6,11 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-static void store_router(pss_service_t table) {
+static syserr_t store_router(pss_service_t table) {
   vrrp_config_record_t record = {.ifindex = 10, .vr_id = 1, .addr_type = INET_ADDR_TYPE_IPV4};
   uint8 key[VRRP_VR_KEY_SIZE];
   vrrp_make_vr_key(key, VRRP_PSS_KEY_VR, record.ifindex, record.vr_id, record.addr_type);
-  pss_store(table, PSS_NEW_ONLY, &(pss_datum_t){key, sizeof key}, &(pss_datum_t){&record, sizeof record});
+  return pss_store(table, PSS_NEW_ONLY, &(pss_datum_t){key, sizeof key}, &(pss_datum_t){&record, sizeof record});
 }
 
 /* Prints each record's key, and the size of its value. Returns 0 when the store cannot be read. */
@@ -21,13 +21,15 @@ static int show(const char* directory, int is_to_be_filled) {
   pss_service_t table = pss_open(url, &status);
   if (status != 0 || table == 0) return fprintf(stderr, "%s: %s\n", url, syserr2str(status)), 0;
   pss_datum_t* key = pss_move2location(table, PSS_FIRST_KEY, &status);
-  if (key == NULL && is_to_be_filled) store_router(table), key = pss_move2location(table, PSS_FIRST_KEY, &status);
+  if (key == NULL && is_to_be_filled && (status = store_router(table)) == 0)
+    key = pss_move2location(table, PSS_FIRST_KEY, &status);
   for (; key != NULL && status == 0; key = pss_move2location(table, PSS_NEXT_KEY, &status)) {
     for (uint32 i = 0; i < key->siz; ++i) printf("%02x", ((uint8*)key->ptr)[i]);
     const pss_datum_t* value = pss_getvalue(table, &status);
     printf(" %u bytes\n", value != NULL ? value->siz : 0);
   }
-  return pss_close(table) == 0;
+  if (status != 0 && status != SYSERR_PSS_NOKEY) fprintf(stderr, "%s: %s\n", url, syserr2str(status));
+  return pss_close(table) == 0 && (status == 0 || status == SYSERR_PSS_NOKEY);
 }
 
 int main(int argc, char** argv) {

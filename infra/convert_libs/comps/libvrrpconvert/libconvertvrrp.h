@@ -17,7 +17,8 @@
  *  2. syserr_t results: 0 is success, any other value is a platform status (syserr2str). int32 results of the bulk
  *     readers and of make_afk_key: 0 is success, VRRP_CNV_ERR_NO_VALUE, VRRP_CNV_ERR_NO_MEMORY, or a platform status
  *     unchanged.
- *  3. Failures appear only in the trace log: entry points return 0, except for a startup path with VDC number 0.
+ *  3. Failures appear only in the trace log: entry points return 0, except for a startup path with VDC number 0. A
+ *     store that cannot be closed after a downgrade appears not even there.
  *  4. Memory that a function allocates belongs to the caller, who releases it with free(). It is handed over only
  *     with result 0; after any other result there is nothing to release.
  *  5. Key buffers are the caller's and at least as long as the key; builders write the key, no terminator, and no byte
