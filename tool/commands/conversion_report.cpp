@@ -41,16 +41,6 @@ void write_outcome(JsonWriter& json, const Report& report) {
   json.end();
 }
 
-void write_names(JsonWriter& json, const char* name, const std::map<std::string, NameList>& fields) {
-  json.key(name);
-  json.begin_object();
-  for (const auto& [field, names] : fields) {
-    json.key(field);
-    names.write(json);
-  }
-  json.end();
-}
-
 // What there is to decide on, of the same size however many records there are.
 void write_summary(JsonWriter& json, const Plan& plan) {
   json.key("summary");

@@ -60,16 +60,6 @@ void accept_losses(const std::set<std::string>& accepted, Device& device) {
   device.reason.clear();
 }
 
-void write_names(JsonWriter& json, const char* name, const std::map<std::string, NameList>& fields) {
-  json.key(name);
-  json.begin_object();
-  for (const auto& [field, names] : fields) {
-    json.key(field);
-    names.write(json);
-  }
-  json.end();
-}
-
 }  // namespace
 
 std::string Device::verdict() const {

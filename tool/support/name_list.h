@@ -2,6 +2,7 @@
 #ifndef TOOL_SUPPORT_NAME_LIST_H
 #define TOOL_SUPPORT_NAME_LIST_H
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,17 @@ struct NameList {
     json.end();
   }
 };
+
+// Writes lists by field as an object.
+inline void write_names(JsonWriter& json, const char* name, const std::map<std::string, NameList>& fields) {
+  json.key(name);
+  json.begin_object();
+  for (const auto& [field, names] : fields) {
+    json.key(field);
+    names.write(json);
+  }
+  json.end();
+}
 
 }  // namespace vrrpconvert
 
