@@ -179,6 +179,16 @@ std::vector<WayBack> sound_copies(const std::string& store, const std::optional<
   return copies;
 }
 
+// The error of a store that cannot be looked into, with the copies that can.
+[[noreturn]] void throw_with_copies(const Error& error, const std::string& store,
+                                    const std::optional<Release>& release) {
+  std::string message = error.what();
+  if (error.reason == std::string("damaged") || error.reason == std::string("not_a_store")) {
+    for (const WayBack& copy : sound_copies(store, release)) message += "\nWithout problems: " + copy.text();
+  }
+  throw Error(error.exit_code, message, error.reason, error.store);
+}
+
 Exit check_as_json(const CheckOptions& options, const std::optional<Release>& release) {
   const StoreCopy copy(options.store);
   JsonWriter& json = options.json->begin();
@@ -231,7 +241,11 @@ Exit check_as_text(const CheckOptions& options, const std::optional<Release>& re
 Exit check(const CheckOptions& options) {
   std::optional<Release> release;
   if (!options.release.empty()) release = parse_release("--release", options.release);
-  return options.json != nullptr ? check_as_json(options, release) : check_as_text(options, release);
+  try {
+    return options.json != nullptr ? check_as_json(options, release) : check_as_text(options, release);
+  } catch (const Error& error) {
+    throw_with_copies(error, options.store, release);
+  }
 }
 
 }  // namespace vrrpconvert

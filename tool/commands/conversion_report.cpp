@@ -52,6 +52,7 @@ void write_summary(JsonWriter& json, const Plan& plan) {
   write_names(json, "accepted", plan.accepted);
   json.key("added");
   plan.added.write(json);
+  write_names(json, "failing", plan.failing);
   json.member("failures", plan.failures.size());
   json.member_or_null("mismatch", plan.mismatch);
   json.member_or_null("note", plan.note);
@@ -123,7 +124,7 @@ void print_json(const Report& report) {
 void print_failures(const char* label, const std::vector<FailedRecord>& failures) {
   constexpr size_t shown_max = 10;
   for (const FailedRecord& record : std::span(failures).first(std::min(failures.size(), shown_max))) {
-    std::cout << label << ": " << record.record << "  (key " << record.store_key << "): " << record.reason << '\n';
+    std::cout << label << ": " << record.record << ": " << record.reason << '\n';
   }
   if (failures.size() > shown_max) {
     std::cout << label << ": " << failures.size() - shown_max << " more; --json lists all\n";

@@ -175,7 +175,8 @@ Exit convert_store(Report& report) {
 Problem objection_to(const Plan& plan, const ConvertOptions& options) {
   constexpr char start[] = "refused; nothing was changed: ";
   if (!plan.mismatch.empty() && !options.allow_mismatch) {
-    return {exit_found, start + plan.mismatch + "; to convert all the same: --allow-mismatch", "mismatch"};
+    return {plan.failures.empty() ? exit_found : exit_some_failed,
+            start + plan.mismatch + "; to convert all the same: --allow-mismatch", "mismatch"};
   }
   if (!plan.failures.empty() && !options.allow_loss) {
     return {exit_some_failed, std::string(start) + "records would fail; to convert all the same: --allow-loss",

@@ -29,18 +29,21 @@ size_t number_in(const Json& object, const char* name) {
   return found != object.end() && found->is_number_unsigned() ? found->get<size_t>() : 0;
 }
 
-std::map<std::string, NameList> names_in(const Json& summary, const char* name) {
-  std::map<std::string, NameList> fields;
-  if (!summary.contains(name) || !summary[name].is_object()) return fields;
-  for (const auto& [field, names] : summary[name].items()) {
-    if (!names.is_object() || !names.contains("first")) continue;
-    NameList list = {number_in(names, "records"), {}};
-    for (const Json& one : names["first"]) {
-      if (one.is_string()) list.first.push_back(one.get<std::string>());
-    }
-    fields[field] = list;
+NameList list_in(const Json& names) {
+  NameList list;
+  if (!names.is_object() || !names.contains("first")) return list;
+  list.count = number_in(names, "records");
+  for (const Json& one : names["first"]) {
+    if (one.is_string() && list.first.size() < NameList::shown_max) list.first.push_back(one.get<std::string>());
   }
-  return fields;
+  return list;
+}
+
+std::map<std::string, NameList> lists_in(const Json& summary, const char* name) {
+  std::map<std::string, NameList> lists;
+  if (!summary.contains(name) || !summary[name].is_object()) return lists;
+  for (const auto& [key, names] : summary[name].items()) lists[key] = list_in(names);
+  return lists;
 }
 
 size_t count_in(const Json& counts) {
@@ -51,23 +54,42 @@ size_t count_in(const Json& counts) {
   return sum;
 }
 
-void accept_losses(const std::set<std::string>& accepted, Device& device) {
+// What the losses mean here: a dry run may have allowed more, or accepted less.
+void judge_losses(const std::set<std::string>& accepted, Device& device) {
   for (const std::string& field : accepted) {
     if (auto node = device.lost.extract(field)) device.accepted.insert(std::move(node));
   }
-  if (device.reason != "loss" || !device.lost.empty()) return;
-  device.exit = exit_done;
-  device.reason.clear();
+  if (device.exit != exit_done && device.reason != "loss") return;
+  device.exit = device.lost.empty() ? exit_done : exit_found;
+  device.reason = device.lost.empty() ? "" : "loss";
+}
+
+Device bad_report(const std::string& name) {
+  Device device;
+  device.name = name;
+  device.reason = "bad_report";
+  device.problem = "no report of convert --dry-run --json";
+  return device;
+}
+
+// Whether it is the report of a dry run, or of an error that ended one.
+bool is_report(const Json& json) {
+  if (!json.is_object() || number_in(json, "schema") != 1 || !json.contains("exit")) return false;
+  if (!json["exit"].is_number_unsigned() || json["exit"].get<uint64_t>() > exit_interrupted) return false;
+  if (json.contains("summary")) return json["summary"].is_object() && json.value("dry_run", Json()) == true;
+  const auto code = json["exit"].get<uint64_t>();
+  return code != exit_done && code != exit_found && code != exit_some_failed && !text_in(json, "reason").empty();
 }
 
 }  // namespace
 
 std::string Device::verdict() const {
+  if (reason == "mismatch") return "contradiction";
   switch (exit) {
     case exit_done:
       return accepted.empty() ? "clean" : "accepted";
     case exit_found:
-      return reason == "mismatch" ? "contradiction" : "loss";
+      return "loss";
     case exit_some_failed:
       return "would fail";
     case exit_in_use:
@@ -104,6 +126,9 @@ void Device::write(JsonWriter& json) const {
   json.member("changes", changes);
   write_names(json, "lost", lost);
   write_names(json, "accepted", accepted);
+  write_names(json, "failing", failing);
+  json.key("added");
+  added.write(json);
   json.member("failures", failures);
   json.member_or_null("problem", problem);
   json.member_or_null("reason", reason);
@@ -112,14 +137,12 @@ void Device::write(JsonWriter& json) const {
 }
 
 Device device_of_report(const std::string& name, std::istream& report, const std::set<std::string>& accepted) {
+  const Json json = parse_without_lists(report);
+  if (!is_report(json)) return bad_report(name);
   Device device;
   device.name = name;
-  const Json json = parse_without_lists(report);
-  if (!json.is_object() || !json.contains("exit") || number_in(json, "schema") != 1) {
-    device.reason = "bad_report";
-    device.problem = "no report of convert --dry-run --json";
-    return device;
-  }
+  device.from = text_in(json, "from");
+  device.to = text_in(json, "to");
   device.store = text_in(json, "store");
   device.problem = text_in(json, "problem");
   device.reason = text_in(json, "reason");
@@ -129,10 +152,16 @@ Device device_of_report(const std::string& name, std::istream& report, const std
   device.records = summary.contains("records") ? count_in(summary["records"]) : 0;
   device.changes = number_in(summary, "changes");
   device.failures = number_in(summary, "failures");
-  device.lost = names_in(summary, "lost");
-  device.accepted = names_in(summary, "accepted");
+  device.failing = lists_in(summary, "failing");
+  if (summary.contains("added")) device.added = list_in(summary["added"]);
+  device.lost = lists_in(summary, "lost");
+  device.accepted = lists_in(summary, "accepted");
   if (device.problem.empty()) device.problem = text_in(summary, "mismatch");
-  accept_losses(accepted, device);
+  if (device.exit == exit_done && !text_in(summary, "mismatch").empty()) {
+    device.exit = exit_found;  // which --allow-mismatch allowed
+    device.reason = "mismatch";
+  }
+  judge_losses(accepted, device);
   return device;
 }
 

@@ -15,11 +15,13 @@
 namespace vrrpconvert {
 
 struct Device {
-  std::string name, store;
+  std::string name, store, from, to;
   unsigned exit = exit_bad_input;  // of the dry run
   std::string reason, problem;     // empty: none
   size_t records = 0, changes = 0, failures = 0;
   std::map<std::string, NameList> lost, accepted;  // by field
+  std::map<std::string, NameList> failing;         // by reason
+  NameList added;
 
   // "damaged", "in use", "would fail", "contradiction", "loss", "accepted" or "clean".
   std::string verdict() const;

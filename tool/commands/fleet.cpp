@@ -12,7 +12,7 @@
 #include <fstream>
 #include <iomanip>
 #include <iostream>
-#include <optional>
+#include <tuple>
 
 #include "tool/commands/commands.h"
 #include "tool/commands/device.h"
@@ -20,6 +20,7 @@
 #include "tool/conversion/plan.h"
 #include "tool/support/interrupt.h"
 #include "tool/support/progress.h"
+#include "tool/support/scratch_directory.h"
 #include "tool/support/style.h"
 
 namespace vrrpconvert {
@@ -29,8 +30,9 @@ namespace fs = std::filesystem;
 namespace {
 
 struct Input {
-  std::string name;  // of the device
-  fs::path file;     // its store or its report; empty where there is none
+  std::string name;       // of the device
+  fs::path file;          // its store or its report; empty where there is none
+  std::string problem{};  // why
 };
 
 // The name of a device: its directory below what was asked for.
@@ -41,38 +43,72 @@ std::string name_below(const fs::path& directory, const fs::path& asked, bool is
                                        : below.string();
 }
 
-bool is_wanted(const fs::path& file, bool reports) {
-  return reports ? file.extension() == ".json" : file.filename() == running_store;
-}
-
 // A report stands for the device that it is named after, or, as report.json, for its directory.
-Input input_for(const fs::path& file, const fs::path& asked, const FleetOptions& options) {
-  const bool is_only_one = options.paths.size() == 1;
-  const fs::path device =
-      options.reports && file.filename() != "report.json" ? fs::path(file).replace_extension() : file.parent_path();
-  return {name_below(device, asked, is_only_one), file};
+fs::path device_of(const fs::path& file, bool is_report) {
+  return is_report && file.filename() != "report.json" ? fs::path(file).replace_extension() : file.parent_path();
 }
 
-std::vector<Input> find_inputs(const FleetOptions& options) {
-  std::vector<Input> inputs;
-  for (const std::string& asked : options.paths) {
-    const size_t before = inputs.size();
-    std::error_code error;  // a directory that cannot be read shows as one without a store
-    const auto all = fs::directory_options::skip_permission_denied;
-    for (fs::recursive_directory_iterator at(asked, all, error), end; !error && at != end; at.increment(error)) {
-      if (is_wanted(at->path(), options.reports)) inputs.push_back(input_for(at->path(), asked, options));
+// Finds the stores or reports below directories. A directory that cannot be read is an input too: no device is left out
+// without a word.
+class Search {
+ public:
+  explicit Search(const FleetOptions& options) : options_(options) {}
+
+  std::vector<Input> run() {
+    for (const std::string& asked : options_.paths) {
+      const size_t before = inputs_.size();
+      search(asked);
+      if (inputs_.size() == before) {
+        inputs_.push_back({asked, "", options_.reports ? "no report below it" : "no store below it"});
+      }
     }
-    if (inputs.size() == before) inputs.push_back({asked, ""});
+    const auto key = [](const Input& input) { return std::tie(input.name, input.file); };
+    std::sort(inputs_.begin(), inputs_.end(), [key](const Input& a, const Input& b) { return key(a) < key(b); });
+    const auto same = [key](const Input& a, const Input& b) { return key(a) == key(b); };
+    inputs_.erase(std::unique(inputs_.begin(), inputs_.end(), same), inputs_.end());
+    return std::move(inputs_);
   }
-  std::sort(inputs.begin(), inputs.end(), [](const Input& a, const Input& b) { return a.name < b.name; });
-  return inputs;
-}
 
-Device missing_device(const Input& input, const FleetOptions& options) {
+ private:
+  void search(const fs::path& asked) {
+    std::vector<fs::path> waiting = {asked};
+    while (!waiting.empty()) {
+      end_if_interrupted();
+      const fs::path directory = waiting.back();
+      waiting.pop_back();
+      std::error_code error;
+      for (fs::directory_iterator at(directory, error), end; !error && at != end; at.increment(error)) {
+        std::error_code ignored;  // what is no directory and no wanted file does not matter
+        if (at->is_directory(ignored) && !at->is_symlink(ignored)) {
+          waiting.push_back(at->path());
+        } else if (is_wanted(*at)) {
+          add(device_of(at->path(), options_.reports), asked, {"", at->path()});
+        }
+      }
+      if (error) add(directory, asked, {"", "", directory.string() + ": " + error.message()});
+    }
+  }
+
+  bool is_wanted(const fs::directory_entry& entry) const {
+    std::error_code ignored;
+    if (!options_.reports) return entry.path().filename() == running_store;
+    return entry.path().extension() == ".json" && entry.is_regular_file(ignored);
+  }
+
+  void add(const fs::path& directory, const fs::path& asked, Input input) {
+    input.name = name_below(directory, asked, options_.paths.size() == 1);
+    inputs_.push_back(std::move(input));
+  }
+
+  const FleetOptions& options_;
+  std::vector<Input> inputs_;
+};
+
+Device missing_device(const Input& input) {
   Device device;
   device.name = input.name;
   device.reason = "missing";
-  device.problem = options.reports ? "no report below it" : "no store below it";
+  device.problem = input.problem;
   return device;
 }
 
@@ -87,7 +123,7 @@ class DryRuns {
     for (const Input& input : inputs_) {
       if (running_.size() == options_.jobs) wait_for_one();
       if (was_interrupted()) break;
-      input.file.empty() ? add(missing_device(input, options_)) : start(input);
+      input.file.empty() ? add(missing_device(input)) : start(input);
     }
     while (!running_.empty()) wait_for_one();
     end_if_interrupted();
@@ -120,8 +156,14 @@ class DryRuns {
     std::vector<char*> pointers;
     for (std::string& argument : arguments) pointers.push_back(argument.data());
     pointers.push_back(nullptr);
-    const int output = memfd_create("report", MFD_CLOEXEC);
-    const pid_t process = output >= 0 ? fork() : -1;
+    int output = memfd_create("report", MFD_CLOEXEC);
+    pid_t process = output >= 0 ? fork() : -1;
+    while (process < 0 && !running_.empty()) {
+      if (output >= 0) close(output);
+      wait_for_one();  // which gives back what there is too little of
+      output = memfd_create("report", MFD_CLOEXEC);
+      process = output >= 0 ? fork() : -1;
+    }
     if (process < 0) throw Error(exit_io, std::string("no process for a dry run: ") + strerror(errno));
     if (process == 0) {
       prctl(PR_SET_PDEATHSIG, SIGTERM);
@@ -135,14 +177,23 @@ class DryRuns {
 
   void wait_for_one() {
     pid_t ended;
-    while ((ended = waitpid(-1, nullptr, 0)) < 0 && errno == EINTR) {
-      for (const Running& one : running_) kill(one.process, SIGTERM);
-    }
+    int status = 0;
+    do {
+      if (was_interrupted()) {
+        for (const Running& one : running_) kill(one.process, SIGTERM);
+      }
+      ended = waitpid(-1, &status, 0);
+    } while (ended < 0 && errno == EINTR);
     const auto found =
         std::find_if(running_.begin(), running_.end(), [ended](const Running& one) { return one.process == ended; });
     if (found == running_.end()) return;
     std::ifstream report("/proc/self/fd/" + std::to_string(found->output));
-    add(device_of_report(found->name, report, options_.accepted));
+    Device device = device_of_report(found->name, report, options_.accepted);
+    if (WIFSIGNALED(status)) {
+      device.reason = reason_for(exit_unknown);
+      device.problem = "its dry run was ended by signal " + std::to_string(WTERMSIG(status));
+    }
+    add(std::move(device));
     close(found->output);
     running_.erase(found);
   }
@@ -158,21 +209,47 @@ std::vector<Device> read_reports(const FleetOptions& options, const std::vector<
   std::vector<Device> devices;
   for (const Input& input : inputs) {
     end_if_interrupted();
-    std::ifstream report(input.file);
-    devices.push_back(input.file.empty() ? missing_device(input, options)
-                                         : device_of_report(input.name, report, options.accepted));
+    try {
+      std::ifstream report(input.file);
+      devices.push_back(input.file.empty() ? missing_device(input)
+                                           : device_of_report(input.name, report, options.accepted));
+    } catch (const std::ios_base::failure&) {
+      devices.push_back(missing_device({input.name, "", input.file.string() + ": cannot be read"}));
+    }
   }
   return devices;
 }
 
+// The releases that all reports are of; a report of others is none of this change.
+void take_releases(Fleet& fleet) {
+  for (Device& device : fleet.devices) {
+    if (device.from.empty()) continue;
+    if (fleet.from.empty()) {
+      fleet.from = device.from;
+      fleet.to = device.to;
+    } else if (device.from != fleet.from || device.to != fleet.to) {
+      device.exit = exit_bad_input;
+      device.reason = "bad_report";
+      device.problem =
+          "its report is of " + device.from + " to " + device.to + ", another one of " + fleet.from + " to " + fleet.to;
+    }
+  }
+}
+
 // ---- Output ----
+
+// A name may come from another machine: nothing of it moves the cursor.
+std::string printable(std::string text) {
+  std::replace_if(text.begin(), text.end(), [](unsigned char letter) { return letter < 0x20 || letter == 0x7f; }, '?');
+  return text;
+}
 
 void print_table(const Fleet& fleet) {
   std::vector<std::vector<std::string>> rows = {
       {"device", "records", "verdict", "would be lost", "would fail", "problem"}};
   for (const Device& device : fleet.devices) {
-    rows.push_back({device.name, std::to_string(device.records), device.verdict(), device.lost_text(),
-                    std::to_string(device.failures), device.problem});
+    rows.push_back({printable(device.name), std::to_string(device.records), device.verdict(), device.lost_text(),
+                    std::to_string(device.failures), printable(device.problem)});
   }
   std::vector<size_t> widths(rows[0].size());
   for (const auto& row : rows) {
@@ -231,22 +308,39 @@ void print_json(const Fleet& fleet, JsonReport& report) {
   json.end();
 }
 
-// A new file, which only its owner can read: problems name paths, and a store must not be overwritten by mistake.
-int create_page(const std::string& file) {
-  const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-  if (fd < 0) throw Error(exit_usage, file + ": cannot be created: " + strerror(errno));
-  return fd;
-}
-
-void write_page(int fd, const std::string& file, const std::string& html) {
-  for (size_t written = 0; written < html.size();) {
-    const ssize_t count = write(fd, html.data() + written, html.size() - written);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) throw Error(exit_io, file + ": cannot be written: " + strerror(errno));
-    written += static_cast<size_t>(count);
+// The page, in a new file that only its owner can read: problems name paths, and a store must not be overwritten by
+// mistake. A page that was not finished goes.
+class PageFile {
+ public:
+  explicit PageFile(const std::string& file)
+      : file_(file), fd_(file.empty() ? -1 : open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)) {
+    if (!file.empty() && fd_ < 0) throw Error(exit_usage, file + ": cannot be created: " + strerror(errno));
   }
-  if (close(fd) != 0) throw Error(exit_io, file + ": cannot be written: " + strerror(errno));
-}
+  PageFile(const PageFile&) = delete;
+  PageFile& operator=(const PageFile&) = delete;
+  ~PageFile() {
+    if (fd_ < 0) return;
+    close(fd_);
+    unlink(file_.c_str());
+  }
+
+  void write(const std::string& html) {
+    if (fd_ < 0) return;
+    for (size_t written = 0; written < html.size();) {
+      const ssize_t count = ::write(fd_, html.data() + written, html.size() - written);
+      if (count < 0 && errno == EINTR) continue;
+      if (count < 0) throw Error(exit_io, file_ + ": cannot be written: " + strerror(errno));
+      written += static_cast<size_t>(count);
+    }
+    if (fsync(fd_) != 0) throw Error(exit_io, file_ + ": cannot be written: " + strerror(errno));
+    close(fd_);
+    fd_ = -1;
+  }
+
+ private:
+  const std::string file_;
+  int fd_;
+};
 
 }  // namespace
 
@@ -256,13 +350,15 @@ Exit fleet(const FleetOptions& options) {
     parse_release("--from", options.from);
     parse_release("--to", options.to);
   }
-  const int page = options.html.empty() ? -1 : create_page(options.html);
+  temporary_directory();  // which every dry run needs
+  PageFile page(options.html);
   Fleet fleet = {options.from, options.to, {}};
-  const std::vector<Input> inputs = find_inputs(options);
+  const std::vector<Input> inputs = Search(options).run();
   fleet.devices = options.reports ? read_reports(options, inputs) : DryRuns(options, inputs).run();
+  if (options.reports) take_releases(fleet);
   std::sort(fleet.devices.begin(), fleet.devices.end(),
             [](const Device& a, const Device& b) { return std::pair(a.rank(), a.name) < std::pair(b.rank(), b.name); });
-  if (page != -1) write_page(page, options.html, html_of(fleet));
+  page.write(html_of(fleet));
   if (options.json != nullptr) {
     print_json(fleet, *options.json);
   } else {

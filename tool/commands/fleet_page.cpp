@@ -24,7 +24,8 @@ details { border-bottom: 1px solid var(--line); padding: .3rem 0; } summary { cu
   td:not(:first-child)::before { content: attr(data-heading) ": "; opacity: .75; font-weight: 400; color: CanvasText; }
   td:first-child { font-weight: 600; } }
 @media print { :root { color-scheme: light; } body { margin: 0; max-width: none; } .bar { print-color-adjust: exact; }
-  tr, details { break-inside: avoid; } }
+  tr, details { break-inside: avoid; }
+  details::details-content { content-visibility: visible; display: block; } }
 )";
 
 std::string escaped(const std::string& text) {
@@ -100,6 +101,8 @@ std::string details(const Device& device) {
          (device.store.empty() ? "" : "<p>" + escaped(device.store) + "</p>\n") +
          (device.problem.empty() ? "" : "<p class=\"bad\">" + escaped(device.problem) + "</p>\n") +
          list("Would be lost", device.lost) + list("Would be lost, which is accepted", device.accepted) +
+         list("Would fail", device.failing) +
+         (device.added.count > 0 ? "<p>Would be added: " + escaped(device.added.text()) + "</p>\n" : "") +
          "</details>\n";
 }
 

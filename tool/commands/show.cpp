@@ -99,6 +99,10 @@ class Table {
       return;
     }
     if (!has_layouts(kind_of(record.key))) {
+      if (columns_.size() > 2) {  // a track record whose key says nothing
+        first = "value " + hex_of(record.value) + " under key " + hex_of(record.key);
+        return;
+      }
       append_hex(record.key, first);
       append_hex(record.value, row_.add());
       return;

@@ -7,7 +7,9 @@ namespace {
 
 void for_each_loss_in(const Difference& difference, const std::function<void(const Loss&)>& visit) {
   if (difference.before == nullptr) return;
-  if (difference.after == nullptr) return visit({*difference.before, whole_record, nullptr});
+  // A value of no known layout loses what nobody can tell.
+  const bool is_unknown = layout_of(*difference.before) == nullptr && has_layouts(kind_of(difference.before->key));
+  if (difference.after == nullptr || is_unknown) return visit({*difference.before, whole_record, nullptr});
   for (const FieldChange& change : field_changes(difference, View())) {
     if (change.loses_value) visit({*difference.before, change.name, change.field});
   }
@@ -79,6 +81,7 @@ Plan plan_of(const DryRun& dry_run, const Conversion& conversion, const std::set
   plan.changes = verdict.changes;
   plan.added = verdict.added;
   plan.failures = verdict.failed;
+  for (const FailedRecord& failed : plan.failures) plan.failing[failed.reason].add(failed.record);
   compare_releases(conversion, plan);
   return plan;
 }

@@ -19,7 +19,7 @@ constexpr char hidden_too[] = "(hidden, differs)";
 FieldChange value_change(const Difference& difference, bool reveal) {
   const StoredRecord &before = *difference.before, &after = *difference.after;
   const bool hides = !reveal && (is_secret_throughout(before) || is_secret_throughout(after));
-  return {"value", nullptr, hides ? "(hidden)" : hex_of(before.value), hides ? "(hidden)" : hex_of(after.value), false};
+  return {"value", nullptr, hides ? hidden : hex_of(before.value), hides ? hidden_too : hex_of(after.value), false};
 }
 
 bool has_field(const Bytes& value, const Field& field) { return field.offset < value.size(); }
