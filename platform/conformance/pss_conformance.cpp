@@ -217,7 +217,7 @@ void keys_and_values() {
   for (int byte = 0; byte < 256; ++byte) every += static_cast<char>(byte);
   odd[every.substr(230)] = every.substr(0, 137);
   odd["\xff"] = every.substr(119);
-  for (const char last : {1, 2}) odd[Bytes("\1\0\0\0\1", 5) + last] = "keys that differ behind a zero byte";
+  for (const char* last : {"\1", "\2"}) odd[Bytes("\1\0\0\0\1", 5) + last] = "keys that differ behind a zero byte";
   expect(records_of(make(odd)) == odd, "every byte of keys and values comes back, in byte-wise order");
   const std::string url = make(three);
   Table table(url);

@@ -154,6 +154,7 @@ class DryRuns {
   void start(const Input& input) {
     std::vector<std::string> arguments = arguments_for(input.file);
     std::vector<char*> pointers;
+    pointers.reserve(arguments.size() + 1);
     for (std::string& argument : arguments) pointers.push_back(argument.data());
     pointers.push_back(nullptr);
     int output = memfd_create("report", MFD_CLOEXEC);
@@ -167,8 +168,8 @@ class DryRuns {
     if (process < 0) throw Error(exit_io, std::string("no process for a dry run: ") + strerror(errno));
     if (process == 0) {
       prctl(PR_SET_PDEATHSIG, SIGTERM);
-      dup2(output, STDOUT_FILENO);
-      dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);
+      const int errors = open("/dev/null", O_WRONLY);
+      if (errors < 0 || dup2(output, STDOUT_FILENO) < 0 || dup2(errors, STDERR_FILENO) < 0) _exit(127);
       execv("/proc/self/exe", pointers.data());
       _exit(127);
     }
