@@ -86,8 +86,9 @@ class Check {
  public:
   Check(const std::optional<Release>& release, const Visit& visit) : release_(release), visit_(visit) {}
 
-  void run(const Store& store, const std::filesystem::path& file) {
-    findings_ += check_directories(file, visit_);
+  void run_on_directories(const std::filesystem::path& file) { findings_ += check_directories(file, visit_); }
+
+  void run_on_records(const Store& store) {
     store.for_each([this](const StoredRecord& record) { check_record(record); });
     if (!misplaced_.empty()) store.for_each([this](const StoredRecord& record) { find_double(record); });
     check_layouts();
@@ -168,12 +169,12 @@ class Check {
   size_t findings_ = 0;
 };
 
-// Of the copies of a store, those that have no problem of their own.
+// Of the copies of a store, those whose records have no problem: the directory is the same.
 std::vector<WayBack> sound_copies(const std::string& store, const std::optional<Release>& release) {
   std::vector<WayBack> copies = ways_back(store, "");
   std::erase_if(copies, [&release](const WayBack& copy) {
     Check check(release, [](const Finding&) {});
-    check.run(StoreCopy(copy.file).store(), copy.file);
+    check.run_on_records(StoreCopy(copy.file).store());
     return check.findings() > 0;
   });
   return copies;
@@ -202,7 +203,8 @@ Exit check_as_json(const CheckOptions& options, const std::optional<Release>& re
     json.member("problem", finding.problem);
     json.end();
   });
-  check.run(copy.store(), options.store);
+  check.run_on_directories(options.store);
+  check.run_on_records(copy.store());
   json.end();
   json.key("sound_copies");
   json.begin_list();
@@ -224,15 +226,17 @@ Exit check_as_text(const CheckOptions& options, const std::optional<Release>& re
     const std::string key = finding.store_key.empty() ? "" : "  (key " + finding.store_key + ")";
     std::cout << styled(Style::red, finding.record + key) << ": " << finding.problem << '\n';
   });
-  check.run(StoreCopy(options.store).store(), options.store);
+  const StoreCopy copy(options.store);
+  check.run_on_directories(options.store);
+  check.run_on_records(copy.store());
   std::cout << options.store << ": " << check.counts().text() << '\n';
   if (check.left_alone() > 0) {
     std::cout << "Left alone by a conversion: " << check.left_alone() << " (track and other kinds).\n";
   }
   std::cout << (check.findings() == 0 ? "No problems." : "Problems: " + std::to_string(check.findings()) + ".") << '\n';
   if (check.findings() == 0) return exit_done;
-  for (const WayBack& copy : sound_copies(options.store, release))
-    std::cout << "Without problems: " << copy.text() << '\n';
+  for (const WayBack& way : sound_copies(options.store, release))
+    std::cout << "Without problems: " << way.text() << '\n';
   return exit_found;
 }
 

@@ -117,7 +117,9 @@ Device missing_device(const Input& input) {
 class DryRuns {
  public:
   DryRuns(const FleetOptions& options, std::vector<Input> inputs)
-      : options_(options), inputs_(std::move(inputs)), progress_("Devices", inputs_.size()) {}
+      : options_(options), inputs_(std::move(inputs)), progress_("Devices", inputs_.size()) {
+    signal(SIGCHLD, SIG_DFL);  // ignored by whoever started this, it would leave no process to wait for
+  }
 
   std::vector<Device> run() {
     for (const Input& input : inputs_) {
