@@ -423,7 +423,8 @@ const struct {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 4 || !start_second(argv[1])) return fprintf(stderr, "usage: pss_conformance LIBRARY CREATE URL\n"), 2;
+  if (argc != 4) return fprintf(stderr, "usage: pss_conformance LIBRARY CREATE URL\n"), 2;
+  if (!start_second(argv[1])) return perror("pss_conformance: no second process"), 2;
   void* library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) return fprintf(stderr, "pss_conformance: %s\n", dlerror()), 2;
   if (!bind_all(library)) return 2;

@@ -52,7 +52,9 @@ void write_summary(JsonWriter& json, const Plan& plan) {
   write_names(json, "accepted", plan.accepted);
   json.key("added");
   plan.added.write(json);
-  write_names(json, "failing", plan.failing);
+  std::map<std::string, NameList> failing;  // by reason
+  for (const FailedRecord& failed : plan.failures) failing[failed.reason].add(failed.record);
+  write_names(json, "failing", failing);
   json.member("failures", plan.failures.size());
   json.member_or_null("mismatch", plan.mismatch);
   json.member_or_null("note", plan.note);
@@ -169,7 +171,8 @@ void print_plan(const Report& report) {
   print_names("Would be lost", plan.lost);
   print_names("Would be lost, which is accepted", plan.accepted);
   print_failures("would fail", plan.failures);
-  if (!plan.mismatch.empty()) std::cout << "Contradiction: " << plan.mismatch << '\n';
+  // A refusal says it in its problem.
+  if (report.options.dry_run && !plan.mismatch.empty()) std::cout << "Contradiction: " << plan.mismatch << '\n';
 }
 
 void print_text(const Report& report) {

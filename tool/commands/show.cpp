@@ -99,7 +99,7 @@ class Table {
       return;
     }
     if (!has_layouts(kind_of(record.key))) {
-      if (columns_.size() > 2) {  // a track record whose key says nothing
+      if (strcmp(kind_of(record.key), "track") == 0) {  // whose key says nothing
         first = "value " + hex_of(record.value) + " under key " + hex_of(record.key);
         return;
       }

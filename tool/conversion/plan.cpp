@@ -40,15 +40,6 @@ void compare_releases(const Conversion& conversion, Plan& plan) {
   }
 }
 
-}  // namespace
-
-void for_each_loss(const DryRun& dry_run, const std::function<void(const Loss&)>& visit) {
-  for_each_difference(dry_run.before(), dry_run.after(),
-                      [&](const Difference& difference) { for_each_loss_in(difference, visit); });
-}
-
-namespace {
-
 bool is_lossy_name(const std::string& name) {
   if (name == whole_record) return true;
   for (const Layout& layout : layouts()) {
@@ -60,6 +51,11 @@ bool is_lossy_name(const std::string& name) {
 }
 
 }  // namespace
+
+void for_each_loss(const DryRun& dry_run, const std::function<void(const Loss&)>& visit) {
+  for_each_difference(dry_run.before(), dry_run.after(),
+                      [&](const Difference& difference) { for_each_loss_in(difference, visit); });
+}
 
 void check_accepted(const std::set<std::string>& names) {
   for (const std::string& name : names) {
@@ -81,7 +77,6 @@ Plan plan_of(const DryRun& dry_run, const Conversion& conversion, const std::set
   plan.changes = verdict.changes;
   plan.added = verdict.added;
   plan.failures = verdict.failed;
-  for (const FailedRecord& failed : plan.failures) plan.failing[failed.reason].add(failed.record);
   compare_releases(conversion, plan);
   return plan;
 }

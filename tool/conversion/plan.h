@@ -36,7 +36,6 @@ struct Plan {
   std::map<std::string, NameList> lost;      // by field: records that would lose its value
   std::map<std::string, NameList> accepted;  // the same, of fields whose loss is accepted
   NameList added;                            // records that would be new
-  std::map<std::string, NameList> failing;   // the same as `failures`, by reason
   std::vector<FailedRecord> failures;        // records that would not be in the state that they should be in
   std::string mismatch;                      // how the releases contradict the records; empty where they do not
   std::string note;                          // what else there is to know about them
