@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "libconvertvrrp.h"
+#include "platform/embedded/database.h"
 #include "platform/embedded/row.h"
 #include "platform/syserr.h"
 
@@ -27,9 +28,14 @@ void require(syserr_t status) {
   if (status != 0) throw std::runtime_error("a bare loop failed");
 }
 
+// The file's bytes, opened in memory.
 Database open(const fs::path& file) {
+  const int fd = ::open(file.c_str(), O_RDONLY);
+  pss_embedded::Image image;
+  require(pss_embedded::read_image(fd, &image));
+  close(fd);
   Database database;
-  require(pss_embedded::open_database(file.c_str(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, 5000, &database));
+  require(pss_embedded::open_image(&image, &database));
   return database;
 }
 
@@ -52,8 +58,8 @@ class Laps {
   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
-void begin(const Database& database, const char* statement = "BEGIN EXCLUSIVE") {
-  require(pss_embedded::run(database.get(), statement));
+void begin(const Database& database) {
+  require(pss_embedded::run(database.get(), "BEGIN"));
   Statement check = prepare(database, "PRAGMA quick_check(1)");
   require(sqlite3_step(check.get()) == SQLITE_ROW ? 0 : 1);
   check.reset();
@@ -61,12 +67,34 @@ void begin(const Database& database, const char* statement = "BEGIN EXCLUSIVE") 
   require(pss_embedded::compute_digest(database.get(), &digest));
 }
 
-void commit(const Database& database, Laps& laps, Phases& phases) {
+void sync_path(const fs::path& path) {
+  const int fd = ::open(path.c_str(), O_RDONLY);
+  require(fsync(fd) == 0 ? 0 : 1);
+  close(fd);
+}
+
+// Like the platform: into a new file, which is synced and renamed, and its directory synced.
+void write_image(const Database& database, const fs::path& target) {
+  const fs::path made = target.string() + ".made";
+  const void* bytes;
+  sqlite3_int64 size;
+  require(pss_embedded::image_of(database.get(), &bytes, &size));
+  const int fd = ::open(made.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0600);
+  require(pss_embedded::write_bytes(fd, bytes, size));
+  require(fsync(fd) == 0 ? 0 : 1);
+  close(fd);
+  fs::rename(made, target);
+  sync_path(target.parent_path());
+}
+
+void commit(const Database& database, const fs::path& file, bool compacts, Laps& laps, Phases& phases) {
   Digest digest;
   require(pss_embedded::compute_digest(database.get(), &digest));
   require(pss_embedded::write_digest(database.get(), digest));
   laps.end(phases.digest);
   require(pss_embedded::run(database.get(), "COMMIT"));
+  if (compacts) require(pss_embedded::run(database.get(), "VACUUM"));
+  write_image(database, file);
   laps.end(phases.commit);
 }
 
@@ -121,36 +149,6 @@ void remove(const Statement& statement, const void* key, uint32 key_size) {
   require(sqlite3_reset(statement.get()) == SQLITE_OK ? 0 : 1);
 }
 
-void sync_path(const fs::path& path) {
-  const int fd = ::open(path.c_str(), O_RDONLY);
-  require(fsync(fd) == 0 ? 0 : 1);
-  close(fd);
-}
-
-// Like the platform's snapshot: the file's bytes, every row of the copy checked, synced, then renamed into place, and
-// its directory synced.
-void copy_file(const Database& source, const fs::path& target) {
-  const fs::path made = target.string() + ".made";
-  sqlite3_file* file;
-  sqlite3_int64 size;
-  sqlite3_file_control(source.get(), "main", SQLITE_FCNTL_FILE_POINTER, static_cast<void*>(&file));
-  require(file->pMethods->xFileSize(file, &size) == SQLITE_OK ? 0 : 1);
-  {
-    std::vector<char> bytes(65536);
-    const int fd = ::open(made.c_str(), O_WRONLY | O_CREAT, 0600);
-    for (sqlite3_int64 offset = 0; offset < size; offset += 65536) {
-      const int length = static_cast<int>(std::min<sqlite3_int64>(65536, size - offset));
-      require(file->pMethods->xRead(file, bytes.data(), length, offset) == SQLITE_OK ? 0 : 1);
-      require(write(fd, bytes.data(), static_cast<size_t>(length)) == length ? 0 : 1);
-    }
-    close(fd);
-    begin(open(made), "BEGIN");
-  }
-  sync_path(made);
-  fs::rename(made, target);
-  sync_path(target.parent_path());
-}
-
 uint32 global_info_key = VRRP_PSS_GLOBAL_INFO_KEY;
 constexpr char from_key[] = "SELECT key, value, checksum FROM record WHERE key >= ?1 ORDER BY key";
 
@@ -176,7 +174,7 @@ Phases bare_downgrade(const fs::path& file) {
     vrrp_make_assoc_key(key, record.ifindex, record.vr_id, record.inet_addr);
     store(replace, key, sizeof key, &record, sizeof(vrrp_old_ip_assoc_record_t));
   });
-  commit(database, laps, phases);
+  commit(database, file, false, laps, phases);
   return phases;
 }
 
@@ -186,10 +184,10 @@ Phases bare_upgrade(const fs::path& file, const fs::path& snapshot) {
   const Database database = open(file);
   begin(database);
   laps.end(phases.check);
-  copy_file(database, snapshot);
+  write_image(database, snapshot);
   laps.end(phases.snapshot);
-  const Statement select = prepare(database, from_key);
-  const Statement erase = prepare(database, "DELETE FROM record WHERE key = ?1");
+  Statement select = prepare(database, from_key);
+  Statement erase = prepare(database, "DELETE FROM record WHERE key = ?1");
   remove(erase, &global_info_key, sizeof global_info_key);
   for_each_read<vrrp_old_config_record_t>(select, VRRP_PSS_KEY_VR, laps, phases, [&](const auto& record) {
     uint8 key[VRRP_VR_KEY_SIZE];
@@ -201,12 +199,17 @@ Phases bare_upgrade(const fs::path& file, const fs::path& snapshot) {
     vrrp_make_assoc_key(key, record.ifindex, record.vr_id, record.inet_addr);
     remove(erase, key, sizeof key);
   });
-  commit(database, laps, phases);
+  select.reset(), erase.reset();  // beside statements nothing is compacted
+  commit(database, file, true, laps, phases);
   return phases;
 }
 
 void change_by_statement(const fs::path& table, bool is_upgrade) {
-  const Database database = open(table);
+  sqlite3* opened;
+  require(sqlite3_open(table.c_str(), &opened) == SQLITE_OK ? 0 : 1);
+  const Database database(opened);
+  // Without the sync of the directory behind the journal's removal, a power cut can bring the old state back.
+  require(pss_embedded::run(opened, "PRAGMA synchronous=EXTRA; PRAGMA cache_size=-8192"));
   const fs::path copy = table.string() + ".copy";
   fs::remove(copy);
   if (is_upgrade) require(pss_embedded::run(database.get(), ("VACUUM INTO '" + copy.string() + "'").c_str()));

@@ -14,7 +14,7 @@ struct Phases {
   double read = 0;      // in bulk, each kind twice
   double write = 0;
   double digest = 0;  // of the whole store anew
-  double commit = 0;
+  double commit = 0;  // to a new file
 };
 
 // Throw std::runtime_error.

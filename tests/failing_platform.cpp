@@ -4,7 +4,9 @@
 //     DIE_AT_STORE              the call of pss_store at which the process is killed
 //     CHANGE_AT_OPEN            the call of pss_open before which another process adds a record to the store
 //     FAIL_CLOSE                the call of pss_close that keeps nothing and fails
-//     NO_NOREPLACE              the file system cannot rename to a free name only
+//     FAIL_SNAPSHOT             the call of pss_snapshot that fails
+//     REPLACE_AFTER_CLOSE       the call of pss_close after which another process puts the file "before" in the store's place
+//     NO_NOREPLACE              the file system cannot rename to a free name only, and not exchange names
 //     STALL_AT_STORE            the call of pss_store that waits until the process is ended
 //     STALL_MARK                the file that it makes before
 //     ONLY_BELOW                the nonvolatile root under which all this holds, so that a dry run goes well
@@ -57,8 +59,17 @@ pss_service_t pss_open(const char* url, syserr_t* status) {
   return open(url, status);
 }
 
-syserr_t pss_close(pss_service_t table) {
+syserr_t pss_snapshot(pss_service_t table, uint32 flags, const char* url) {
   static int call = 0;
+  return is_due("FAIL_SNAPSHOT", call) ? 0x77 : real<decltype(&pss_snapshot)>("pss_snapshot")(table, flags, url);
+}
+
+syserr_t pss_close(pss_service_t table) {
+  static int call = 0, replaced = 0;
+  if (is_due("REPLACE_AFTER_CLOSE", replaced)) {
+    const syserr_t status = real<decltype(&pss_close)>("pss_close")(table);
+    return rename("before", "flash/vrrp-cfg_runtime_config") == 0 ? status : 0x77;
+  }
   if (!is_due("FAIL_CLOSE", call)) return real<decltype(&pss_close)>("pss_close")(table);
   real<decltype(&pss_embedded_discard)>("pss_embedded_discard")(table);
   return 0x77;

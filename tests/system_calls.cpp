@@ -1,8 +1,11 @@
 #include "tests/system_calls.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <signal.h>
 #include <sqlite3.h>
+#include <stdio.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -39,18 +42,23 @@ ssize_t write(int fd, const void* bytes, size_t size) {
   static const auto real_call = real(&write, "write");
   return SystemCalls::fails(SystemCalls::file) ? -1 : real_call(fd, bytes, size);
 }
-ssize_t pwrite64(int fd, const void* bytes, size_t size, off64_t offset) {
-  static const auto real_call = real(&pwrite64, "pwrite64");
+ssize_t pread64(int fd, void* bytes, size_t size, off64_t offset) {
+  static const auto real_call = real(&pread64, "pread64");
   return SystemCalls::fails(SystemCalls::file) ? -1 : real_call(fd, bytes, size, offset);
 }
+int openat64(int directory, const char* path, int flags, ...) {
+  static const auto real_call = real(&openat64, "openat64");
+  return SystemCalls::fails(SystemCalls::file) ? -1 : real_call(directory, path, flags, 0600);
+}
 SYNC_CALL(fsync)
-SYNC_CALL(fdatasync)
-FILE_CALL(ftruncate64, (int fd, off64_t size), (fd, size))
-FILE_CALL(rename, (const char* from, const char* to), (from, to))
+FILE_CALL(fchmod, (int fd, mode_t mode), (fd, mode))
 FILE_CALL(renameat2, (int from_fd, const char* from, int to_fd, const char* to, unsigned flags),
           (from_fd, from, to_fd, to, flags))
-FILE_CALL(link, (const char* from, const char* to), (from, to))
-FILE_CALL(unlink, (const char* path), (path))
+int unlinkat(int directory, const char* path, int flags) {
+  static const auto real_call = real(&unlinkat, "unlinkat");
+  if (SystemCalls::error == 0) SystemCalls::fails(SystemCalls::file);  // failing, it would only leave a file
+  return real_call(directory, path, flags);
+}
 }
 
 void SystemCalls::configure_sqlite() {

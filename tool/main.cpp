@@ -1,5 +1,6 @@
 // vrrpconvert: the operator's tool over libconvertvrrp. Only this file prints errors and ends the process.
 
+#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <unistd.h>
@@ -18,6 +19,7 @@
 #include "tool/store/store.h"
 #include "tool/support/interrupt.h"
 #include "tool/support/json_report.h"
+#include "tool/support/printable.h"
 
 using namespace vrrpconvert;
 
@@ -272,7 +274,7 @@ Exit run(JsonReport& report, Effect& effect, int argc, char** argv) {
 // Errors go to standard error, and to scripts that asked for JSON as an object too.
 int fail(const Error& error, JsonReport* report) {
   std::cout.exceptions(std::ios::goodbit);  // what it could not write has been reported, and cerr flushes it
-  std::cerr << "vrrpconvert: " << error.what() << '\n';
+  std::cerr << "vrrpconvert: " << printable_lines(error.what()) << '\n';
   if (report != nullptr) report->fail(error);
   std::cout.flush();
   return error.exit_code;
@@ -293,9 +295,18 @@ int fail_to_write(Effect effect) {
   return fail({exit_io, "standard output cannot be written to its end; the output is cut short"}, nullptr);
 }
 
+// A store that is opened while one of these is closed would get its number, and with it what is printed. What stands in
+// for it cannot be read or written either.
+void open_standard_files() {
+  for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(fd, F_GETFD) < 0) (void)open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  open_standard_files();
   std::ios::sync_with_stdio(false);  // reports are long, and nothing here uses stdio
   note_interrupts();
   JsonReport report;

@@ -1,45 +1,51 @@
 #include "platform/embedded/database.h"
 
-#include <cstring>
-
 #include "platform/embedded/pss_embedded.h"
 #include "platform/embedded/status.h"
 
 namespace pss_embedded {
-
 namespace {
 
-// "Cannot open" has its reason in the errno of the call that failed.
-syserr_t status_of_opening(sqlite3* database, int result) {
-  const bool has_reason = result != SQLITE_CANTOPEN_SYMLINK && (result & 0xff) == SQLITE_CANTOPEN;
-  const int error = has_reason ? sqlite3_system_errno(database) : 0;
-  return error != 0 ? status_of_errno(error) : status_of_sqlite(result);
+syserr_t take_over(Image* image, sqlite3* database) {
+  constexpr unsigned flags = SQLITE_DESERIALIZE_FREEONCLOSE | SQLITE_DESERIALIZE_RESIZEABLE;
+  const int result =
+      sqlite3_deserialize(database, "main", image->bytes.release(), image->size, image->size, flags);
+  // Nothing of the image is looked at here: whatever SQLite calls it, only memory can be missing.
+  if (result != SQLITE_OK) return SYSERR_PSS_NO_MEMORY;
+  sqlite3_int64 limit = PSS_EMBEDDED_STORE_MAX;
+  return status_of_sqlite(sqlite3_file_control(database, "main", SQLITE_FCNTL_SIZE_LIMIT, &limit));
 }
 
 }  // namespace
 
-syserr_t open_database(const char* file, int flags, int wait_ms, Database* database) {
+syserr_t open_image(Image* image, Database* database) {
   sqlite3* opened = nullptr;
   // Without SQLite's lock of a connection: the platform is called by one thread at a time.
-  const int whole_flags =
-      flags | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE;
-  const int result = sqlite3_open_v2(file, &opened, whole_flags, nullptr);
+  constexpr int flags =
+      SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE;
+  const int result = sqlite3_open_v2(":memory:", &opened, flags, nullptr);
   database->reset(opened);  // there is one to close even when the opening failed
-  if (result != SQLITE_OK) return status_of_opening(opened, result);
-  // SQLite falls back to reading where a file that can be written cannot be opened for it.
-  const bool is_to_be_written = (flags & SQLITE_OPEN_READWRITE) != 0;
-  if (is_to_be_written && sqlite3_db_readonly(opened, "main") != 0) return SYSERR_PSS_IO;
+  if (result != SQLITE_OK) return status_of_sqlite(result);
 
-  sqlite3_busy_timeout(opened, wait_ms);
   sqlite3_limit(opened, SQLITE_LIMIT_LENGTH, PSS_EMBEDDED_VALUE_MAX + PSS_EMBEDDED_KEY_MAX + 64);
-  sqlite3_db_config(opened, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
   sqlite3_db_config(opened, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
   sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
   sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
-  // synchronous=EXTRA: without the sync of the directory behind the journal's removal, a power cut after a commit can
-  // bring the old state back.
-  return run(opened,
-             "PRAGMA synchronous=EXTRA; PRAGMA cell_size_check=ON; PRAGMA mmap_size=0; PRAGMA cache_size=-8192");
+  syserr_t status = take_over(image, opened);
+  // Whatever goes wrong, the file still holds the store as it was: no journal, no sync. temp_store: nothing of a store
+  // goes to a temporary file. A small cache, because what it saves is a copy from memory to memory.
+  if (status == 0) {
+    status = run(opened,
+                 "PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF; PRAGMA temp_store=MEMORY; PRAGMA mmap_size=0; "
+                 "PRAGMA cell_size_check=ON; PRAGMA cache_size=-1024");
+  }
+  sqlite3_db_config(opened, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);  // it forbids to do without a journal
+  return status;
+}
+
+syserr_t image_of(sqlite3* database, const void** bytes, sqlite3_int64* size) {
+  *bytes = sqlite3_serialize(database, "main", size, SQLITE_SERIALIZE_NOCOPY);
+  return *bytes != nullptr ? 0 : SYSERR_PSS_NO_MEMORY;
 }
 
 syserr_t run(sqlite3* database, const char* sql) {
@@ -53,16 +59,13 @@ syserr_t prepare(sqlite3* database, const char* sql, Statement* statement) {
   return status_of_sqlite(result);
 }
 
-syserr_t pragma_answers(sqlite3* database, const char* pragma, const char* expected, bool* does) {
+syserr_t query_integer(sqlite3* database, const char* sql, int* result) {
   Statement statement;
-  const syserr_t status = prepare(database, pragma, &statement);
+  const syserr_t status = prepare(database, sql, &statement);
   if (status != 0) return status;
   const int step = sqlite3_step(statement.get());
-  if (step != SQLITE_ROW) return status_of_sqlite(step);
-  const auto* answer = reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), 0));
-  if (answer == nullptr) return SYSERR_PSS_NO_MEMORY;
-  *does = strcmp(answer, expected) == 0;
-  return 0;
+  *result = sqlite3_column_int(statement.get(), 0);
+  return step == SQLITE_ROW ? 0 : status_of_sqlite(step);
 }
 
 }  // namespace pss_embedded

@@ -1,4 +1,4 @@
-// SQLite databases and statements with one owner each.
+// SQLite databases in memory and statements, with one owner each.
 #ifndef PLATFORM_EMBEDDED_DATABASE_H
 #define PLATFORM_EMBEDDED_DATABASE_H
 
@@ -6,6 +6,7 @@
 
 #include <memory>
 
+#include "platform/embedded/image.h"
 #include "platform/types.h"
 
 namespace pss_embedded {
@@ -20,15 +21,19 @@ struct FinalizeStatement {
 };
 using Statement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
 
-// Opens the database file and sets it up so that nothing in the file but its rows can have an effect. Every statement
-// waits up to `wait_ms` milliseconds for a lock that another connection holds.
-syserr_t open_database(const char* file, int flags, int wait_ms, Database* database);
+// Opens a database in memory, without a file, and sets it up so that nothing in the image but its rows can have an
+// effect. Takes the image over, also where it fails; an image of no bytes is a new database. Nothing can be undone in it:
+// after a failure of SQLite it is of no use.
+syserr_t open_image(Image* image, Database* database);
+
+// The bytes of the database as of its last commit. They are its own, and last until it is used again.
+syserr_t image_of(sqlite3* database, const void** bytes, sqlite3_int64* size);
 
 // Runs statements that give no rows.
 syserr_t run(sqlite3* database, const char* sql);
 
-// Reports in `*does` whether the first row that the pragma gives is the text `expected`.
-syserr_t pragma_answers(sqlite3* database, const char* pragma, const char* expected, bool* does);
+// Runs a statement that gives one integer.
+syserr_t query_integer(sqlite3* database, const char* sql, int* result);
 
 syserr_t prepare(sqlite3* database, const char* sql, Statement* statement);
 

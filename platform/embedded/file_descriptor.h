@@ -9,11 +9,14 @@ namespace pss_embedded {
 // For descriptors that are only read, or synced after the last write: closing them can lose nothing.
 class FileDescriptor {
  public:
-  explicit FileDescriptor(int fd) : fd_(fd) {}
+  explicit FileDescriptor(int fd = -1) : fd_(fd) {}
   FileDescriptor(const FileDescriptor&) = delete;
   FileDescriptor& operator=(const FileDescriptor&) = delete;
-  ~FileDescriptor() {
+  ~FileDescriptor() { reset(-1); }
+
+  void reset(int fd) {
     if (fd_ >= 0) close(fd_);
+    fd_ = fd;
   }
   int get() const { return fd_; }
 

@@ -1,7 +1,8 @@
 #include "platform/embedded/location.h"
 
+#include <fcntl.h>
+
 #include <cerrno>
-#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -25,10 +26,7 @@ bool has_dot_part(const char* path) {
   return false;
 }
 
-bool fits(int length) { return length >= 0 && length < PATH_MAX; }
-
-// Room is kept for what is appended to the name, and for a scratch directory in the place of the name.
-constexpr size_t file_length_max = path_size - 32;
+// Leaves room for a number and a sidecar file's suffix behind the name.
 constexpr size_t name_length_max = NAME_MAX - 15;
 
 }  // namespace
@@ -40,16 +38,15 @@ syserr_t locate(const char* url, Location* location) {
 
   const char* root = getenv("PSS_NONVOLATILE_ROOT");
   char joined[PATH_MAX];
-  if (!fits(snprintf(joined, sizeof joined, "%s/%s", root != nullptr ? root : "", path))) return SYSERR_PSS_BAD_URL;
+  const int length = snprintf(joined, sizeof joined, "%s/%s", root != nullptr ? root : "", path);
+  if (length < 0 || length >= PATH_MAX) return SYSERR_PSS_BAD_URL;
 
   char* name = strrchr(joined, '/') + 1;
   name[-1] = '\0';
-  char directory[PATH_MAX];
-  if (realpath(*joined != '\0' ? joined : "/", directory) == nullptr) return status_of_errno(errno);
+  location->directory.reset(open(*joined != '\0' ? joined : "/", O_PATH | O_DIRECTORY | O_CLOEXEC));
+  if (location->directory.get() < 0) return status_of_errno(errno);
   if (strlen(name) > name_length_max || has_sidecar_name(name)) return SYSERR_PSS_BAD_URL;
-  const int length = snprintf(location->file, sizeof location->file, "%s/%s", directory, name);
-  if (length < 0 || static_cast<size_t>(length) > file_length_max) return SYSERR_PSS_BAD_URL;
-  memcpy(location->directory, directory, strlen(directory) + 1);  // shorter than the file's path
+  memcpy(location->name, name, strlen(name) + 1);
   return 0;
 }
 

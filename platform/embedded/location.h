@@ -2,20 +2,18 @@
 #ifndef PLATFORM_EMBEDDED_LOCATION_H
 #define PLATFORM_EMBEDDED_LOCATION_H
 
-#include <cstddef>
+#include <climits>
 
+#include "platform/embedded/file_descriptor.h"
 #include "platform/types.h"
 
 namespace pss_embedded {
 
-// Bytes of a store's path with its terminator: SQLite opens no longer one. Names beside the store are a little longer.
-inline constexpr size_t path_size = 512;
-
-// `directory` exists and holds no symbolic link in any of its parts; `file` is the store's place in it, where there may
-// be nothing, or anything.
+// A name in a directory. The directory is open (O_PATH), so that every operation is about the same one, even if another
+// process renames a directory on the way to it. There may be nothing under the name, or anything.
 struct Location {
-  char directory[path_size];
-  char file[path_size];
+  FileDescriptor directory;
+  char name[NAME_MAX + 1] = "";
 };
 
 // Finds the location of `url`, which may be null. Returns 0, SYSERR_PSS_BAD_URL for a text that names no place below

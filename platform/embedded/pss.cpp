@@ -7,17 +7,16 @@
 #include <memory>
 #include <new>
 
-#include "platform/embedded/location.h"
 #include "platform/embedded/pss_embedded.h"
 #include "platform/embedded/store.h"
-#include "platform/embedded/store_file.h"
 #include "platform/syserr.h"
 
 namespace {
 
 using pss_embedded::Existing;
-using pss_embedded::Location;
 using pss_embedded::Store;
+
+constexpr int wait_ms = 5000;  // for a store that is open elsewhere
 
 struct DestroyStore {
   void operator()(Store* store) const {
@@ -27,6 +26,8 @@ struct DestroyStore {
 };
 using OwnedStore = std::unique_ptr<Store, DestroyStore>;
 
+// In memory of SQLite, so that a lack of it is met here as everywhere below: operator new would end the host, which is
+// compiled without exceptions.
 OwnedStore new_store() {
   void* memory = sqlite3_malloc(sizeof(Store));
   return OwnedStore(memory != nullptr ? new (memory) Store : nullptr);
@@ -40,6 +41,7 @@ struct Handle {
 // The open stores. A number is not given twice, so that a handle that was closed is never taken for a later one.
 Handle handles[PSS_EMBEDDED_HANDLES_MAX];
 pss_service_t last_number = 0;
+uint32 last_kept = 0;  // by pss_snapshot
 
 Handle* find(pss_service_t number) {
   for (Handle& handle : handles) {
@@ -71,6 +73,17 @@ Store* usable_store(pss_service_t table, syserr_t* status) {
   return *status == 0 ? handle->store : nullptr;
 }
 
+// Gives the store that `open` opens a handle.
+template <typename Open>
+pss_service_t open_handle(syserr_t* status, Open open) {
+  Handle* handle = find(0);
+  OwnedStore store = handle != nullptr ? new_store() : nullptr;
+  *status = store != nullptr ? open(store.get()) : SYSERR_PSS_NO_MEMORY;
+  if (*status != 0) return 0;
+  *handle = {next_number(), store.release()};
+  return handle->number;
+}
+
 bool is_key(const pss_datum_t* key) {
   return key != nullptr && key->ptr != nullptr && key->siz > 0 && key->siz <= PSS_EMBEDDED_KEY_MAX;
 }
@@ -95,19 +108,7 @@ pss_datum_t* key_after_move(Store* store, syserr_t status) {
 }  // namespace
 
 pss_service_t pss_open(const char* url, syserr_t* status) {
-  Handle* handle = find(0);
-  if (handle == nullptr) {
-    *status = SYSERR_PSS_NO_MEMORY;
-    return 0;
-  }
-  Location location;
-  *status = pss_embedded::locate(url, &location);
-  if (*status != 0) return 0;
-  OwnedStore store = new_store();
-  *status = store != nullptr ? store->open(location) : SYSERR_PSS_NO_MEMORY;
-  if (*status != 0) return 0;
-  *handle = {next_number(), store.release()};
-  return handle->number;
+  return open_handle(status, [url](Store* store) { return store->open(url, wait_ms); });
 }
 
 syserr_t pss_close(pss_service_t table) {
@@ -161,23 +162,45 @@ syserr_t pss_delete(pss_service_t table, const pss_datum_t* key) {
 }
 
 syserr_t pss_snapshot(pss_service_t table, uint32 flags, const char* url) {
+  last_kept = 0;
   syserr_t status;
   Store* store = usable_store(table, &status);
   if (store == nullptr) return status;
-  if (flags != 0 && flags != PSS_EMBEDDED_REPLACE) return SYSERR_PSS_BAD_ARGUMENT;
-  Location target;
-  status = pss_embedded::locate(url, &target);
-  if (status != 0) return status;
-  return store->snapshot(target, flags == PSS_EMBEDDED_REPLACE ? Existing::replace : Existing::keep);
+  constexpr uint32 all = PSS_EMBEDDED_REPLACE | PSS_EMBEDDED_NEW_ONLY | PSS_EMBEDDED_INHERIT;
+  constexpr uint32 contradiction = PSS_EMBEDDED_REPLACE | PSS_EMBEDDED_NEW_ONLY;
+  if ((flags & ~all) != 0 || (flags & contradiction) == contradiction) return SYSERR_PSS_BAD_ARGUMENT;
+  const Existing existing = (flags & PSS_EMBEDDED_REPLACE) != 0    ? Existing::replace
+                            : (flags & PSS_EMBEDDED_NEW_ONLY) != 0 ? Existing::refuse
+                                                                   : Existing::keep;
+  return store->snapshot(url, existing, (flags & PSS_EMBEDDED_INHERIT) != 0, &last_kept);
+}
+
+uint32 pss_embedded_kept(void) { return last_kept; }
+
+pss_service_t pss_embedded_open_copy(const char* url, uint32 wait, syserr_t* status) {
+  return open_handle(status, [=](Store* store) { return store->open_copy(url, static_cast<int>(wait)); });
+}
+
+pss_service_t pss_embedded_open_descriptor(int fd, syserr_t* status) {
+  return open_handle(status, [fd](Store* store) { return store->open_descriptor(fd); });
+}
+
+syserr_t pss_embedded_write_image(pss_service_t table, int fd) {
+  syserr_t status;
+  Store* store = usable_store(table, &status);
+  return store != nullptr ? store->write_image(fd) : status;
 }
 
 syserr_t pss_embedded_create(const char* url) {
-  Location location;
-  const syserr_t status = pss_embedded::locate(url, &location);
-  return status != 0 ? status : pss_embedded::create_store_file(location, Existing::refuse, {});
+  syserr_t status;
+  const pss_service_t table = pss_embedded_open_descriptor(-1, &status);
+  if (table == 0) return status;
+  status = pss_snapshot(table, PSS_EMBEDDED_NEW_ONLY, url);
+  (void)pss_embedded_discard(table);  // the handle was given out just now
+  return status;
 }
 
 syserr_t pss_embedded_discard(pss_service_t table) {
-  // Not closed, its transaction is undone when its database goes.
+  // Not closed, its file stays as it is.
   return take_store(table) != nullptr ? 0 : SYSERR_PSS_BAD_HANDLE;
 }

@@ -1,34 +1,48 @@
 /* What the embedded platform offers beyond the platform declarations: statuses of its own, limits, the creation of
- * stores, and an end of their use that keeps nothing.
+ * stores, copies in memory, and an end of their use that keeps nothing.
  *
  * A store is one SQLite file. "nonvolatile:" and a path name the file at that path below the directory in the
- * environment variable PSS_NONVOLATILE_ROOT, "/" when it is not set.
+ * environment variable PSS_NONVOLATILE_ROOT, "/" when it is not set. Opening reads the whole file into memory, and all
+ * operations work there. The file is never written: pss_close writes a new one, which then takes its name.
  *
  * Guarantees
- *  1. From pss_open to pss_close or pss_embedded_discard there is one transaction under an exclusive lock: no other
- *     process reads or changes the store meanwhile. pss_open waits up to 5 seconds for the lock, and answers
- *     SYSERR_PSS_BUSY when it did not get it. The lock does not protect the file name: snapshot onto an open store only
- *     to replace it, through the process that has it open; who waits for it then gets the new one.
- *  2. A process that dies before pss_close leaves the store as it was. pss_close makes all changes durable at once;
- *     when it fails, the store is wholly old or wholly new.
- *  3. pss_open reads every record and answers SYSERR_PSS_DAMAGED for a store that lost one, gained one, or holds one
- *     that is not byte for byte what was stored. Each record is checked again whenever it is read.
- *  4. A handle that met damage, an I/O error, a full disk or a lack of memory in its own store answers every later
- *     operation with that status, and its pss_close keeps nothing: a store is never left with part of its changes.
- *  5. A store that cannot be written, or whose directory cannot be, is opened for reading, with a shared lock; storing
- *     and deleting then answer SYSERR_PSS_READ_ONLY.
- *  6. pss_snapshot and pss_embedded_create rename a file into place atomically, with mode 0600; after SYSERR_PSS_IO it
- *     may be in place, whole. A symbolic link at that place is never followed. They work in a directory of mode 0700
- *     named .pss-PID-XXXXXX beside the place, which a killed process leaves.
- *  7. pss_snapshot never destroys an earlier snapshot of other content. Whatever stands at the location and is not an
- *     intact store with the same records keeps its content under the first free name NAME.1, NAME.2, ..., sidecar files
- *     included; that name is durable before the new snapshot takes the place. With PSS_EMBEDDED_REPLACE as its flags,
- *     pss_snapshot replaces what stands there.
- *  8. All operations are called by one thread at a time, and a handle is used by the process that opened it, not by a
- *     child of it. Nothing process-wide of SQLite is configured.
+ *  1. From pss_open to pss_close or pss_embedded_discard the store's file is locked exclusively: no other process that
+ *     respects SQLite's locks reads or changes it. pss_open waits up to 5 seconds in all for other processes (locks,
+ *     leases, a file that is replaced meanwhile), then returns SYSERR_PSS_BUSY. The store that it returns is the one
+ *     that has the name at that moment. The lock protects the file, not its name: if another process gives the name to
+ *     another file, pss_close returns SYSERR_PSS_BUSY and changes nothing.
+ *  2. A process that ends before pss_close leaves the store as it was. pss_close makes all changes durable atomically;
+ *     if it fails, the store is as it was, or after SYSERR_PSS_IO possibly changed as a whole.
+ *  3. pss_open reads every record and returns SYSERR_PSS_DAMAGED for a store that lost one, gained one, or holds one
+ *     that is not byte for byte what was stored. Each record is checked again whenever it is read. A device that cannot
+ *     be read is SYSERR_PSS_IO.
+ *  4. After any failure of SQLite, damage or a lack of memory among them, a handle returns that status from every later
+ *     operation, and its pss_close keeps nothing. SYSERR_PSS_NOKEY, SYSERR_PSS_EXISTS, refused arguments and a snapshot
+ *     whose file cannot be written are no such failures.
+ *  5. A store is opened for reading, and storing and deleting return SYSERR_PSS_READ_ONLY, if the user may not write it
+ *     or its directory, if the user is neither its owner nor root and so could not keep its owner, group and
+ *     permissions, or if the file is a mount point. Its lock is shared, and lasts only while pss_open reads it.
+ *  6. pss_close keeps the file's owner, group and permissions; pss_snapshot and pss_embedded_create write files of mode
+ *     0600. Each writes a file named .pss-PID-NUMBER in the same directory, syncs it, gives it the name, and syncs the
+ *     directory. At every moment the name is whole, and no file has two names. A killed process may leave its .pss-
+ *     file. After SYSERR_PSS_IO from pss_snapshot the new file may be in place, whole. Symbolic links under the name are
+ *     never followed.
+ *  7. pss_snapshot never destroys an earlier snapshot of other content. Whatever has the name and is not an intact store
+ *     with the same records, directories included, is kept under the first free name NAME.1, NAME.2, ..., with its
+ *     sidecar files (-journal, -wal, -shm).
+ *  8. No file but the store's own and the new one is opened, and none is changed, because of what a store or its name
+ *     holds. A journal or write-ahead log beside a store that is not empty is another program's unfinished change:
+ *     opening returns SYSERR_PSS_UNTRUSTED. Open the store with the sqlite3 shell, which finishes the change, or remove
+ *     the file if it does not belong to the store.
+ *  9. All operations are called by one thread at a time. A handle is used by the process that opened it; a copy in memory
+ *     may be used by a forked child too, as a copy of its own. Nothing process-wide of SQLite is configured.
  *
- * Whoever can write a directory on the way to a store is trusted: directories may be symbolic links. Opening fails
- * with SYSERR_PSS_UNTRUSTED if a sidecar file belongs to another user. */
+ * A file that takes a store's name is a new one. So other hard links keep the old content, and access control lists and
+ * security labels become those that new files in the directory get. A file system without RENAME_EXCHANGE (NFS, FAT)
+ * gets its store by a plain rename; only there can a third process's file under the name be lost, and is the name of a
+ * snapshot that keeps an earlier one free for a moment.
+ *
+ * Whoever can write a directory on the way to a store is trusted: directories may be symbolic links. */
 #ifndef PLATFORM_EMBEDDED_PSS_EMBEDDED_H
 #define PLATFORM_EMBEDDED_PSS_EMBEDDED_H
 
@@ -42,30 +56,54 @@ extern "C" {
 /* Statuses beside SYSERR_PSS_NOKEY; syserr2str has their texts. */
 #define SYSERR_PSS_NO_STORE ((syserr_t)0x40488001u)     /* nothing there, or no such directory */
 #define SYSERR_PSS_NOT_A_STORE ((syserr_t)0x40488002u)  /* something else than a store of this format */
-#define SYSERR_PSS_DAMAGED ((syserr_t)0x40488003u)      /* not what was stored, or it cannot be read */
+#define SYSERR_PSS_DAMAGED ((syserr_t)0x40488003u)      /* not what was stored */
 #define SYSERR_PSS_BUSY ((syserr_t)0x40488004u)         /* another process or handle holds it */
 #define SYSERR_PSS_READ_ONLY ((syserr_t)0x40488005u)    /* the file or its directory cannot be written */
-#define SYSERR_PSS_NO_SPACE ((syserr_t)0x40488006u)     /* disk or quota full */
-#define SYSERR_PSS_BAD_HANDLE ((syserr_t)0x40488007u)   /* never given out, or its use ended */
+#define SYSERR_PSS_NO_SPACE ((syserr_t)0x40488006u)     /* disk or quota full, or a limit of the file size */
+#define SYSERR_PSS_BAD_HANDLE ((syserr_t)0x40488007u)   /* not the handle of an open store */
 #define SYSERR_PSS_BAD_URL ((syserr_t)0x40488008u)      /* names no place where a store can be */
-#define SYSERR_PSS_BAD_ARGUMENT ((syserr_t)0x40488009u) /* a key, value, mode or location out of range */
+#define SYSERR_PSS_BAD_ARGUMENT ((syserr_t)0x40488009u) /* a key, value, mode, flag or location out of range */
 #define SYSERR_PSS_NO_MEMORY ((syserr_t)0x4048800Au)    /* no memory, or no handle left */
 #define SYSERR_PSS_IO ((syserr_t)0x4048800Bu)           /* the device failed */
 #define SYSERR_PSS_EXISTS ((syserr_t)0x4048800Cu)       /* store, or key stored with PSS_NEW_ONLY */
-#define SYSERR_PSS_UNTRUSTED ((syserr_t)0x4048800Du)    /* a journal beside the store is another user's, or no file */
+#define SYSERR_PSS_UNTRUSTED ((syserr_t)0x4048800Du)    /* another program's unfinished change beside the store */
 #define SYSERR_PSS_NO_FILES ((syserr_t)0x4048800Eu)     /* too many open files */
+#define SYSERR_PSS_TOO_LARGE ((syserr_t)0x4048800Fu)    /* more than PSS_EMBEDDED_STORE_MAX */
 
 /* Sizes in bytes of what can be stored: keys of 1 byte or more, values of 0 bytes or more. */
 enum { PSS_EMBEDDED_KEY_MAX = 1024, PSS_EMBEDDED_VALUE_MAX = 1024 * 1024 };
 
+/* Bytes of the largest store. A process needs as much memory as its store has bytes, and up to three times as much while
+ * it grows: 32-bit processes get SYSERR_PSS_NO_MEMORY earlier. */
+enum { PSS_EMBEDDED_STORE_MAX = 1024 * 1024 * 1024 };
+
 /* Handles that can be open at a time. */
 enum { PSS_EMBEDDED_HANDLES_MAX = 16 };
 
-/* Flags of pss_snapshot beside 0. */
-enum { PSS_EMBEDDED_REPLACE = 1 };
+/* Flags of pss_snapshot, beside 0. */
+enum {
+  PSS_EMBEDDED_REPLACE = 1,  /* an existing file is lost, but for a directory and sidecar files, which are kept */
+  PSS_EMBEDDED_NEW_ONLY = 2, /* an existing file or sidecar file is refused with SYSERR_PSS_EXISTS */
+  PSS_EMBEDDED_INHERIT = 4   /* the file gets the owner, group and permissions of a regular file that it replaces */
+};
 
-/* Creates an empty store at `url`. Returns 0, or SYSERR_PSS_EXISTS when anything is there already. */
+/* The N of the name NAME.N under which the last pss_snapshot of this process kept what had the name; 0 for none. */
+uint32 pss_embedded_kept(void);
+
+/* Creates an empty store at `url`. Returns 0, or SYSERR_PSS_EXISTS if there is anything already. */
 syserr_t pss_embedded_create(const char* url);
+
+/* Opens a copy in memory of the store at `url`, after waiting up to `wait_ms` milliseconds for other processes; it keeps
+ * them out only while it reads. All operations work on a copy, also changes; pss_close keeps nothing of it. Returns its
+ * handle with `*status` 0, or 0 as pss_open does. */
+pss_service_t pss_embedded_open_copy(const char* url, uint32 wait_ms, syserr_t* status);
+
+/* The same from the start of the open file `fd`, which stays open and is not locked; -1 stands for an empty store. */
+pss_service_t pss_embedded_open_descriptor(int fd, syserr_t* status);
+
+/* Writes the store's image, changes included, to the file `fd` at its offset. It can be opened with
+ * pss_embedded_open_descriptor. */
+syserr_t pss_embedded_write_image(pss_service_t table, int fd);
 
 /* Ends the use of a handle like pss_close, but undoes every change that was made through it; snapshots stay. Returns 0,
  * or SYSERR_PSS_BAD_HANDLE. */

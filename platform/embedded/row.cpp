@@ -61,6 +61,7 @@ syserr_t compute_digest(sqlite3* database, Digest* digest) {
   Statement statement;
   const syserr_t status = prepare(database, "SELECT key, value, checksum FROM record ORDER BY key", &statement);
   if (status != 0) return status;
+  *digest = {};
   PreviousKey previous;
   int step;
   while ((step = sqlite3_step(statement.get())) == SQLITE_ROW) {

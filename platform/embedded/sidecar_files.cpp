@@ -1,14 +1,18 @@
 #include "platform/embedded/sidecar_files.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <initializer_list>
+
+#include "platform/embedded/status.h"
 
 namespace pss_embedded {
 
-SidecarPath::SidecarPath(const char* file, const char* suffix) { snprintf(text, sizeof text, "%s%s", file, suffix); }
+SidecarName::SidecarName(const char* name, const char* suffix) { snprintf(text, sizeof text, "%s%s", name, suffix); }
 
 bool has_sidecar_name(const char* name) {
   for (const char* suffix : sidecar_suffixes) {
@@ -18,21 +22,25 @@ bool has_sidecar_name(const char* name) {
   return false;
 }
 
-bool has_sidecar(const char* file) {
+bool has_sidecar(int directory, const char* name) {
   struct stat status;
   for (const char* suffix : sidecar_suffixes) {
-    if (lstat(SidecarPath(file, suffix).text, &status) == 0) return true;
+    if (fstatat(directory, SidecarName(name, suffix).text, &status, AT_SYMLINK_NOFOLLOW) == 0) return true;
   }
   return false;
 }
 
-bool can_trust_sidecars(const char* file, uid_t owner) {
-  for (const char* suffix : sidecar_suffixes) {
+syserr_t has_unfinished_change(int directory, const char* name, bool* does) {
+  *does = false;
+  for (const char* suffix : {"-journal", "-wal"}) {
     struct stat status;
-    if (lstat(SidecarPath(file, suffix).text, &status) != 0) continue;
-    if (!S_ISREG(status.st_mode) || (status.st_uid != owner && status.st_uid != geteuid())) return false;
+    if (fstatat(directory, SidecarName(name, suffix).text, &status, AT_SYMLINK_NOFOLLOW) == 0) {
+      *does = *does || !S_ISREG(status.st_mode) || status.st_size > 0;
+    } else if (errno != ENOENT) {
+      return status_of_errno(errno);
+    }
   }
-  return true;
+  return 0;
 }
 
 }  // namespace pss_embedded

@@ -1,29 +1,29 @@
-// The files that SQLite keeps beside a store. A journal there may be the only way to undo what an interrupted writer
-// did.
+// The files that SQLite keeps beside a database. This platform makes none and never opens one; one that is not empty
+// belongs to another program, and may be needed to undo a change that it did not finish.
 #ifndef PLATFORM_EMBEDDED_SIDECAR_FILES_H
 #define PLATFORM_EMBEDDED_SIDECAR_FILES_H
 
-#include <sys/types.h>
+#include <climits>
 
-#include "platform/embedded/location.h"
+#include "platform/types.h"
 
 namespace pss_embedded {
 
 inline constexpr const char* sidecar_suffixes[] = {"-journal", "-wal", "-shm"};
 
-struct SidecarPath {
-  char text[path_size + 32];
-  SidecarPath(const char* file, const char* suffix);
+struct SidecarName {
+  char text[NAME_MAX + 32];
+  SidecarName(const char* name, const char* suffix);
 };
 
 bool has_sidecar_name(const char* name);
 
-// Whether any sidecar file lies beside `file`.
-bool has_sidecar(const char* file);
+// Whether there is any sidecar file of `name` in `directory`.
+bool has_sidecar(int directory, const char* name);
 
-// Whether every sidecar file of `file` is a regular file of `owner` or of this user: SQLite plays back whatever stands
-// there, so a FIFO would hold the caller for ever, and another user's journal would change the store.
-bool can_trust_sidecars(const char* file, uid_t owner);
+// Reports in `*does` whether a journal or a write-ahead log of `name` holds something, or is no regular file. Returns 0
+// or the status that says why nothing is known.
+syserr_t has_unfinished_change(int directory, const char* name, bool* does);
 
 }  // namespace pss_embedded
 

@@ -9,7 +9,7 @@
 
 namespace {
 
-// A version text is a few characters; what lies behind this many bytes of a file is left out.
+// A version text is a few characters. A longer file has none: cut, it could name another release.
 char text[512];
 
 // Reads at most `size` bytes. Returns how many, or -1.
@@ -34,9 +34,9 @@ const char* srg_sw_ver_file_get(const char* path) {
   if (fd < 0) return nullptr;
   struct stat status;
   const bool is_file = fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
-  const ssize_t length = is_file ? read_fully(fd, text, sizeof text - 1) : -1;
+  const ssize_t length = is_file ? read_fully(fd, text, sizeof text) : -1;
   close(fd);  // nothing was written: there is nothing to lose
-  if (length < 0) return nullptr;
+  if (length < 0 || length == static_cast<ssize_t>(sizeof text)) return nullptr;
   text[length] = '\0';
   return text;
 }

@@ -30,7 +30,8 @@ constexpr struct {
     {SYSERR_PSS_IO, "input/output error"},
     {SYSERR_PSS_EXISTS, "the store or key exists already"},
     {SYSERR_PSS_NO_FILES, "too many open files"},
-    {SYSERR_PSS_UNTRUSTED, "a journal beside the store belongs to another user or is no file"},
+    {SYSERR_PSS_UNTRUSTED, "a journal or log beside the store holds a change that another program did not finish"},
+    {SYSERR_PSS_TOO_LARGE, "the store is too large to be held in memory"},
 };
 
 }  // namespace
@@ -47,21 +48,14 @@ const char* syserr2str(syserr_t status) {
 namespace pss_embedded {
 
 syserr_t status_of_sqlite(int result) {
-  if (result == SQLITE_CANTOPEN_SYMLINK) return SYSERR_PSS_NOT_A_STORE;
   if (result == SQLITE_IOERR_NOMEM) return SYSERR_PSS_NO_MEMORY;
   switch (result & 0xff) {
     case SQLITE_OK:
     case SQLITE_ROW:
     case SQLITE_DONE:
       return 0;
-    case SQLITE_BUSY:
-    case SQLITE_LOCKED:
-      return SYSERR_PSS_BUSY;
-    case SQLITE_READONLY:
-    case SQLITE_PERM:
-      return SYSERR_PSS_READ_ONLY;
-    case SQLITE_FULL:
-      return SYSERR_PSS_NO_SPACE;
+    case SQLITE_FULL:  // there is no disk below, only the limit in memory
+      return SYSERR_PSS_TOO_LARGE;
     case SQLITE_NOMEM:
       return SYSERR_PSS_NO_MEMORY;
     case SQLITE_CORRUPT:
@@ -86,6 +80,7 @@ syserr_t status_of_errno(int error) {
       return SYSERR_PSS_READ_ONLY;
     case ENOSPC:
     case EDQUOT:
+    case EFBIG:
       return SYSERR_PSS_NO_SPACE;
     case ENOMEM:
       return SYSERR_PSS_NO_MEMORY;
@@ -94,6 +89,8 @@ syserr_t status_of_errno(int error) {
       return SYSERR_PSS_NO_FILES;
     case EEXIST:
       return SYSERR_PSS_EXISTS;
+    case EBUSY:
+      return SYSERR_PSS_BUSY;
     case EISDIR:
     case ENAMETOOLONG:
     case ELOOP:

@@ -1,26 +1,15 @@
 #include "platform/embedded/store.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <cstdio>
 #include <cstring>
 
-#include "platform/embedded/sidecar_files.h"
 #include "platform/embedded/status.h"
-#include "platform/embedded/store_file.h"
 #include "platform/embedded/store_format.h"
 #include "platform/syserr.h"
 
 namespace pss_embedded {
 namespace {
-
-constexpr int wait_ms = 5000;  // for a store that is open elsewhere
-constexpr int attempts_max = 10;
-
-bool can_write(const char* path) { return faccessat(AT_FDCWD, path, W_OK, AT_EACCESS) == 0; }
 
 // `lifetime` is SQLITE_STATIC where the datum stays as it is until the statement was stepped, else SQLITE_TRANSIENT.
 int bind(sqlite3_stmt* statement, int parameter, const pss_datum_t& datum, sqlite3_destructor_type lifetime) {
@@ -30,49 +19,44 @@ int bind(sqlite3_stmt* statement, int parameter, const pss_datum_t& datum, sqlit
 
 }  // namespace
 
-// ---- Transaction ----
+// ---- From file to file ----
 
-syserr_t Store::open(const Location& location) {
-  struct stat own;
-  if (lstat(location.file, &own) != 0) return status_of_errno(errno);
-  if (!S_ISREG(own.st_mode)) return SYSERR_PSS_NOT_A_STORE;
-  static_assert(sizeof file_ == sizeof location.file);
-  memcpy(file_, location.file, sizeof file_);
-  if (!can_trust_sidecars(file_, own.st_uid)) return SYSERR_PSS_UNTRUSTED;
-
-  // A store that is replaced while this process waits for its lock is not the one that the name means any more.
-  int has_moved = 1;
-  for (int attempt = 0; has_moved != 0; ++attempt) {
-    if (attempt == attempts_max) return SYSERR_PSS_BUSY;
-    const syserr_t begun = begin(location);
-    if (begun != 0) return begun;
-    sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_HAS_MOVED, &has_moved);
-  }
-  Digest digest;
-  const syserr_t checked = check_records(database_.get(), &digest);
-  return checked != 0 ? checked : prepare_statements();
+syserr_t Store::open(const char* url, int wait_ms) {
+  Image image;
+  syserr_t status = locate(url, &location_);
+  if (status == 0) status = file_.open(location_, Access::change, wait_ms);
+  if (status == 0) status = file_.read(&image);
+  if (status != 0) return status;
+  if (!file_.can_change()) file_.unlock();
+  return use(&image);
 }
 
-syserr_t Store::begin(const Location& location) {
-  // Without its directory a store cannot be written either: that is where the journal goes.
-  const bool permitted = can_write(location.file) && can_write(location.directory);
-  syserr_t status =
-      open_database(location.file, permitted ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY, wait_ms, &database_);
-  // Looked at before the journal is set, which would change a file that is not ours.
-  if (status == 0) status = check_format(database_.get());
-  bool has_rollback_journal = false;
-  if (status == 0) {
-    status = pragma_answers(database_.get(), "PRAGMA journal_mode=DELETE", "delete", &has_rollback_journal);
-  }
-  if (status == 0 && !has_rollback_journal) status = SYSERR_PSS_READ_ONLY;
-  if (status != 0) return status;
+syserr_t Store::open_copy(const char* url, int wait_ms) {
+  is_copy_ = true;
+  Image image;
+  Location location;
+  StoreFile file;
+  syserr_t status = locate(url, &location);
+  if (status == 0) status = file.open(location, Access::read, wait_ms);
+  if (status == 0) status = file.read(&image);
+  file.unlock();
+  return status != 0 ? status : use(&image);
+}
 
-  // The exclusive lock before the first read. A lesser one lets readers stay, and every write that does not fit the
-  // cache would then wait for them anew.
-  writable_ = sqlite3_db_readonly(database_.get(), "main") == 0;
-  if (permitted && !writable_) return SYSERR_PSS_NOT_A_STORE;  // the header names a format that SQLite does not write
-  status = run(database_.get(), writable_ ? "BEGIN EXCLUSIVE" : "BEGIN");
-  return status != 0 ? status : check_format(database_.get());
+syserr_t Store::open_descriptor(int fd) {
+  is_copy_ = true;
+  Image image;
+  const syserr_t status = fd >= 0 ? read_image(fd, &image) : 0;
+  return status != 0 ? status : use(&image);
+}
+
+syserr_t Store::use(Image* image) {
+  const bool is_new = image->bytes == nullptr;
+  syserr_t status = open_image(image, &database_);
+  if (status == 0 && is_new) status = create_format(database_.get());
+  if (status == 0) status = run(database_.get(), "BEGIN");
+  if (status == 0) status = check_store(database_.get(), &digest_);
+  return status != 0 ? status : prepare_statements();
 }
 
 syserr_t Store::prepare_statements() {
@@ -80,14 +64,14 @@ syserr_t Store::prepare_statements() {
     Statement* statement;
     const char* sql;
   } statements[] = {
-      {&at_or_after_, "SELECT key, value, checksum FROM record WHERE key >= ?1 ORDER BY key"},
-      {&after_, "SELECT key, value, checksum FROM record WHERE key > ?1 ORDER BY key"},
-      {&at_end_, "SELECT key, value, checksum FROM record ORDER BY key DESC"},
-      {&before_, "SELECT key, value, checksum FROM record WHERE key < ?1 ORDER BY key DESC"},
-      {&exact_, "SELECT key, value, checksum FROM record WHERE key = ?1"},
-      {&replace_, "REPLACE INTO record VALUES(?1, ?2, ?3)"},
-      {&insert_, "INSERT INTO record VALUES(?1, ?2, ?3) ON CONFLICT(key) DO NOTHING"},
-      {&delete_, "DELETE FROM record WHERE key = ?1"},
+      {&statements_.at_or_after, "SELECT key, value, checksum FROM record WHERE key >= ?1 ORDER BY key"},
+      {&statements_.after, "SELECT key, value, checksum FROM record WHERE key > ?1 ORDER BY key"},
+      {&statements_.at_end, "SELECT key, value, checksum FROM record ORDER BY key DESC"},
+      {&statements_.before, "SELECT key, value, checksum FROM record WHERE key < ?1 ORDER BY key DESC"},
+      {&statements_.exact, "SELECT key, value, checksum FROM record WHERE key = ?1"},
+      {&statements_.replace, "REPLACE INTO record VALUES(?1, ?2, ?3)"},
+      {&statements_.insert, "INSERT INTO record VALUES(?1, ?2, ?3) ON CONFLICT(key) DO NOTHING"},
+      {&statements_.remove, "DELETE FROM record WHERE key = ?1"},
   };
   for (const auto& [statement, sql] : statements) {
     const syserr_t status = prepare(database_.get(), sql, statement);
@@ -96,47 +80,85 @@ syserr_t Store::prepare_statements() {
   return 0;
 }
 
+// Commits to memory, because the image has no page that is not committed.
+syserr_t Store::commit() {
+  if (is_committed_) return 0;
+  save_key();
+  syserr_t status = update_digest(database_.get(), &digest_);
+  if (status == 0) status = run(database_.get(), "COMMIT; BEGIN");
+  is_committed_ = status == 0;
+  return note_failure(status);
+}
+
+// Gives back the room of records that are gone, once it is more than half of the store: every later open would read it.
+syserr_t Store::compact() {
+  int pages = 0, free_pages = 0;
+  syserr_t status = query_integer(database_.get(), "PRAGMA page_count", &pages);
+  if (status == 0) status = query_integer(database_.get(), "PRAGMA freelist_count", &free_pages);
+  if (status != 0 || free_pages <= pages / 2) return status;
+  statements_ = {};  // VACUUM refuses to run beside them
+  return run(database_.get(), "COMMIT; VACUUM");
+}
+
+syserr_t Store::get_content(Content* content) {
+  content->digest = digest_;
+  return image_of(database_.get(), &content->bytes, &content->size);
+}
+
 syserr_t Store::close() {
   leave();
-  syserr_t status = failure_;
-  if (status == 0 && changed_) status = commit();
-  // A transaction that could not be committed is undone here, or by the next process that opens the store.
-  if (sqlite3_get_autocommit(database_.get()) == 0) (void)run(database_.get(), "ROLLBACK");
-  return status;
+  if (failure_ != 0 || is_copy_ || !has_changes_) return failure_;
+  Content content;
+  syserr_t status = commit();
+  if (status == 0) status = compact();
+  if (status == 0) status = get_content(&content);
+  return status != 0 ? status : update_store(location_, content, file_.status());
 }
 
-syserr_t Store::commit() {
-  Digest digest;
-  syserr_t status = compute_digest(database_.get(), &digest);
-  if (status == 0) status = write_digest(database_.get(), digest);
-  return status != 0 ? status : run(database_.get(), "COMMIT");
-}
-
-// Every status of the transaction's work passes here.
-syserr_t Store::note_failure(syserr_t status) {
-  // After these SQLite may have undone the transaction, and would commit whatever follows piece by piece.
-  if (status == SYSERR_PSS_DAMAGED || status == SYSERR_PSS_IO || status == SYSERR_PSS_NO_SPACE ||
-      status == SYSERR_PSS_NO_MEMORY) {
-    failure_ = status;
+syserr_t Store::snapshot(const char* url, Existing existing, bool inherits, uint32* kept) {
+  Location target;
+  Content content;
+  syserr_t status = locate(url, &target);
+  // A snapshot over its own store would take the place of the file that the close is to replace.
+  struct stat there;
+  if (status == 0 && !is_copy_ &&
+      fstatat(target.directory.get(), target.name, &there, AT_SYMLINK_NOFOLLOW) == 0 &&
+      is_same_file(there, file_.status())) {
+    return SYSERR_PSS_BAD_ARGUMENT;
   }
+  if (status == 0) status = commit();
+  if (status == 0) status = get_content(&content);
+  return status != 0 ? status : put_store(target, content, existing, inherits, kept);
+}
+
+syserr_t Store::write_image(int fd) {
+  Content content;
+  syserr_t status = commit();
+  if (status == 0) status = get_content(&content);
+  return status != 0 ? status : write_bytes(fd, content.bytes, content.size);
+}
+
+// Every status of SQLite passes here. After a failure it may have ended the transaction, and keep a part of it.
+syserr_t Store::note_failure(syserr_t status) {
+  if (status != 0 && status != SYSERR_PSS_NOKEY) failure_ = status;
   return status;
 }
 
 // ---- Cursor ----
 
-syserr_t Store::move_to_key(const pss_datum_t& key) { return seek(at_or_after_.get(), &key); }
+syserr_t Store::move_to_key(const pss_datum_t& key) { return seek(statements_.at_or_after.get(), &key); }
 
 syserr_t Store::move_to_location(pss_location_t location) {
   static const pss_datum_t before_all = {};
   switch (location) {
     case PSS_FIRST_KEY:
-      return seek(at_or_after_.get(), &before_all);
+      return seek(statements_.at_or_after.get(), &before_all);
     case PSS_LAST_KEY:
-      return seek(at_end_.get(), nullptr);
+      return seek(statements_.at_end.get(), nullptr);
     case PSS_NEXT_KEY:
-      return advance(after_, at_or_after_);
+      return advance(statements_.after, statements_.at_or_after);
     case PSS_PREVIOUS_KEY:
-      return advance(before_, at_end_);
+      return advance(statements_.before, statements_.at_end);
     case PSS_CURRENT_KEY:
       return read_value();
     case PSS_NULL_KEY:
@@ -203,18 +225,18 @@ syserr_t Store::advance(const Statement& statement, const Statement& same_direct
 }
 
 syserr_t Store::read_saved_key() {
-  sqlite3_reset(exact_.get());
-  const int bound = bind(exact_.get(), 1, {saved_key_, saved_key_size_}, SQLITE_STATIC);
-  const int result = bound == SQLITE_OK ? sqlite3_step(exact_.get()) : bound;
+  sqlite3_reset(statements_.exact.get());
+  const int bound = bind(statements_.exact.get(), 1, {saved_key_, saved_key_size_}, SQLITE_STATIC);
+  const int result = bound == SQLITE_OK ? sqlite3_step(statements_.exact.get()) : bound;
   if (result == SQLITE_DONE) return SYSERR_PSS_NOKEY;
-  return note_failure(result == SQLITE_ROW ? read_row(exact_.get(), &row_) : status_of_sqlite(result));
+  return note_failure(result == SQLITE_ROW ? read_row(statements_.exact.get(), &row_) : status_of_sqlite(result));
 }
 
 void Store::leave() {
   // A reset reports again what the step before it reported.
   if (running_ != nullptr) (void)sqlite3_reset(running_);
   running_ = nullptr;
-  if (exact_ != nullptr) (void)sqlite3_reset(exact_.get());
+  (void)sqlite3_reset(statements_.exact.get());
   cursor_ = Cursor::off;
 }
 
@@ -236,8 +258,8 @@ sqlite3_destructor_type Store::lifetime_of_arguments() const {
 }
 
 syserr_t Store::store(uint32 mode, const pss_datum_t& key, const pss_datum_t& value) {
-  if (!writable_) return SYSERR_PSS_READ_ONLY;
-  sqlite3_stmt* statement = mode == PSS_REPLACE ? replace_.get() : insert_.get();
+  if (!can_change()) return SYSERR_PSS_READ_ONLY;
+  sqlite3_stmt* statement = mode == PSS_REPLACE ? statements_.replace.get() : statements_.insert.get();
   int bound = bind(statement, 1, key, lifetime_of_arguments());
   if (bound == SQLITE_OK) bound = bind(statement, 2, value, lifetime_of_arguments());
   if (bound == SQLITE_OK) {
@@ -249,10 +271,10 @@ syserr_t Store::store(uint32 mode, const pss_datum_t& key, const pss_datum_t& va
 }
 
 syserr_t Store::remove(const pss_datum_t& key) {
-  if (!writable_) return SYSERR_PSS_READ_ONLY;
-  const int bound = bind(delete_.get(), 1, key, lifetime_of_arguments());
+  if (!can_change()) return SYSERR_PSS_READ_ONLY;
+  const int bound = bind(statements_.remove.get(), 1, key, lifetime_of_arguments());
   if (bound != SQLITE_OK) return note_failure(status_of_sqlite(bound));
-  return write(delete_.get(), SYSERR_PSS_NOKEY);
+  return write(statements_.remove.get(), SYSERR_PSS_NOKEY);
 }
 
 // Runs a bound statement that changes one row or none.
@@ -262,22 +284,9 @@ syserr_t Store::write(sqlite3_stmt* statement, syserr_t status_if_unchanged) {
   const syserr_t status = note_failure(status_of_sqlite(sqlite3_reset(statement)));
   if (status != 0) return status;
   if (sqlite3_changes(database_.get()) == 0) return status_if_unchanged;
-  changed_ = true;
+  has_changes_ = true;
+  is_committed_ = false;
   return 0;
-}
-
-syserr_t Store::snapshot(const Location& target, Existing existing) {
-  // A snapshot over its own store would take the store's place under the open transaction.
-  struct stat own, there;
-  if (stat(file_, &own) == 0 && lstat(target.file, &there) == 0 && own.st_dev == there.st_dev &&
-      own.st_ino == there.st_ino) {
-    return SYSERR_PSS_BAD_ARGUMENT;
-  }
-  const syserr_t status = create_store_file(target, existing, {database_.get(), changed_});
-  // A target that cannot be written is no fault of this store; but reading it may have cost the transaction.
-  const bool lost_transaction = sqlite3_get_autocommit(database_.get()) != 0;
-  if (status != 0 && lost_transaction) failure_ = status;
-  return status;
 }
 
 }  // namespace pss_embedded

@@ -1,12 +1,13 @@
-// One open store: its transaction and its cursor.
+// One open store: its records in memory, its cursor, and the file that it came from.
 #ifndef PLATFORM_EMBEDDED_STORE_H
 #define PLATFORM_EMBEDDED_STORE_H
 
 #include "platform/embedded/database.h"
-#include "platform/embedded/existing_file.h"
 #include "platform/embedded/location.h"
+#include "platform/embedded/place.h"
 #include "platform/embedded/pss_embedded.h"
 #include "platform/embedded/row.h"
+#include "platform/embedded/store_file.h"
 #include "platform/pss.h"
 
 namespace pss_embedded {
@@ -18,13 +19,22 @@ class Store {
   Store(const Store&) = delete;
   Store& operator=(const Store&) = delete;
 
-  // Opens the store at `location`, begins its transaction and checks every record.
-  syserr_t open(const Location& location);
+  // Each reads a store into memory and checks every record. Another program's lock is waited for up to `wait_ms`
+  // milliseconds.
 
-  // Ends the transaction: commits durably, or keeps nothing where that is impossible. Ends the use of the object too.
+  // The store at `url`, to be changed; where that is impossible, to be read.
+  syserr_t open(const char* url, int wait_ms);
+
+  // A copy of it, which may be changed and is never written. Other processes are kept out only while it is read.
+  syserr_t open_copy(const char* url, int wait_ms);
+
+  // A copy of the store in the file `fd`, from its start; -1 stands for an empty store.
+  syserr_t open_descriptor(int fd);
+
+  // Puts what was changed in the store's place, durably, or keeps nothing. Ends the use of the object.
   syserr_t close();
 
-  // The failure that made the transaction worthless, or 0. The object is then only good for close().
+  // The failure after which the store in memory is of no use, or 0. The object is then only good for close().
   syserr_t failure() const { return failure_; }
 
   // Places the cursor on `key`, which is not the cursor's own, or on the first key behind it.
@@ -38,15 +48,23 @@ class Store {
 
   syserr_t store(uint32 mode, const pss_datum_t& key, const pss_datum_t& value);
   syserr_t remove(const pss_datum_t& key);
-  syserr_t snapshot(const Location& target, Existing existing);
+
+  // Puts a store with the records of this one at `url`, as put_store.
+  syserr_t snapshot(const char* url, Existing existing, bool inherits, uint32* kept);
+
+  // Writes the store's image to the file `fd`.
+  syserr_t write_image(int fd);
 
  private:
   // A SELECT's results are undefined once its table is written, so a write saves the key and the next move seeks again.
   enum class Cursor { off, on_row, on_saved_key };
 
-  syserr_t begin(const Location& location);
+  bool can_change() const { return is_copy_ || file_.can_change(); }
+  syserr_t use(Image* image);
   syserr_t prepare_statements();
+  syserr_t get_content(Content* content);
   syserr_t commit();
+  syserr_t compact();
   syserr_t note_failure(syserr_t status);
 
   syserr_t seek(sqlite3_stmt* statement, const pss_datum_t* key);
@@ -58,15 +76,21 @@ class Store {
   sqlite3_destructor_type lifetime_of_arguments() const;
   syserr_t write(sqlite3_stmt* statement, syserr_t status_if_unchanged);
 
+  struct Statements {
+    Statement at_or_after, after, at_end, before, exact;
+    Statement replace, insert, remove;
+  };
+
   syserr_t failure_ = 0;
-  bool writable_ = false;
-  bool changed_ = false;
-  char file_[path_size];
+  bool is_copy_ = false;
+  bool has_changes_ = false;   // since the image was read
+  bool is_committed_ = true;   // whether the image has them
+  Digest digest_;              // of the records in the image
+  Location location_;          // of a store that is no copy
+  StoreFile file_;             // the same
 
   Database database_;
-  Statement at_or_after_, after_, at_end_, before_, exact_;
-  Statement replace_, insert_, delete_;
-
+  Statements statements_;
   Cursor cursor_ = Cursor::off;
   sqlite3_stmt* running_ = nullptr;  // the statement whose row the cursor is on
   Row row_ = {};

@@ -1,135 +1,136 @@
 #include "platform/embedded/store_file.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <cstdio>
-#include <memory>
 
-#include "platform/embedded/database.h"
-#include "platform/embedded/file_descriptor.h"
+#include "platform/embedded/deadline.h"
 #include "platform/embedded/pss_embedded.h"
-#include "platform/embedded/row.h"
-#include "platform/embedded/scratch_directory.h"
+#include "platform/embedded/sidecar_files.h"
 #include "platform/embedded/status.h"
-#include "platform/embedded/store_format.h"
 
 namespace pss_embedded {
 namespace {
 
-// Without a copy: the row stays as it is until its statement is stepped.
-int bind_row(sqlite3_stmt* insert, const Row& row) {
-  int bound = sqlite3_bind_blob64(insert, 1, row.key, row.key_size, SQLITE_STATIC);
-  if (bound == SQLITE_OK) bound = sqlite3_bind_blob64(insert, 2, row.value, row.value_size, SQLITE_STATIC);
-  if (bound == SQLITE_OK) bound = sqlite3_bind_int64(insert, 3, static_cast<sqlite3_int64>(row.checksum));
-  return bound;
+// The bytes that SQLite's lock protocol is about. They lie behind what a store can hold or are no data of it.
+constexpr off_t pending_byte = 0x40000000, reserved_byte = pending_byte + 1, shared_first = pending_byte + 2,
+                shared_size = 510;
+
+// Locks of the open file description: the host may close another descriptor of the file without losing them.
+int lock_bytes(int fd, short type, off_t start, off_t size) {
+  struct flock lock = {};
+  lock.l_type = type;
+  lock.l_whence = SEEK_SET;
+  lock.l_start = start;
+  lock.l_len = size;
+  return fcntl(fd, F_OFD_SETLK, &lock);
 }
 
-syserr_t copy_records(sqlite3* source, sqlite3* target, Digest* digest) {
-  Statement select, insert;
-  syserr_t status = prepare(source, "SELECT key, value, checksum FROM record ORDER BY key", &select);
-  if (status == 0) status = prepare(target, "INSERT INTO record VALUES(?1, ?2, ?3)", &insert);
-  if (status != 0) return status;
+bool is_reserved(int fd) {
+  struct flock lock = {};
+  lock.l_type = F_WRLCK;
+  lock.l_whence = SEEK_SET;
+  lock.l_start = reserved_byte;
+  lock.l_len = 1;
+  return fcntl(fd, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+}
 
-  int step;
-  while ((step = sqlite3_step(select.get())) == SQLITE_ROW) {
-    Row row;
-    status = read_row(select.get(), &row);
-    if (status != 0) return status;
-    const int bound = bind_row(insert.get(), row);
-    if (bound != SQLITE_OK) return status_of_sqlite(bound);
-    sqlite3_step(insert.get());
-    const int inserted = sqlite3_reset(insert.get());
-    if (inserted != SQLITE_OK) return status_of_sqlite(inserted);
-    digest->add(row);
+bool has_group(gid_t group) {
+  gid_t groups[256];
+  const int count = getgroups(256, groups);
+  for (int i = 0; i < count; ++i) {
+    if (groups[i] == group) return true;
   }
-  return status_of_sqlite(step);
+  return group == getegid();
 }
 
-// Memory of SQLite, which lets a lack of it be tested, and spares the stack of the caller's thread.
-struct FreeMemory {
-  void operator()(void* memory) const { sqlite3_free(memory); }
-};
-
-bool write_fully(int fd, const char* bytes, size_t size) {
-  while (size > 0) {
-    const ssize_t written = write(fd, bytes, size);
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return false;
-    bytes += written;
-    size -= static_cast<size_t>(written);
-  }
-  return true;
+// A file that is mounted by itself cannot be replaced.
+bool is_mount_point(const Location& location) {
+  struct statx found;
+  return statx(location.directory.get(), location.name, AT_SYMLINK_NOFOLLOW, 0, &found) == 0 &&
+         (found.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
 }
 
-// Copies the file that `source` has open. Read through SQLite's own handle: to open the file a second time and close it
-// would drop the locks that this process has on it. As long as nothing was written, the file is the committed state.
-syserr_t copy_file(sqlite3* source, int target) {
-  sqlite3_file* file = nullptr;
-  sqlite3_file_control(source, "main", SQLITE_FCNTL_FILE_POINTER, static_cast<void*>(&file));
-  if (file == nullptr || file->pMethods == nullptr) return SYSERR_PSS_IO;
-  constexpr int chunk_size = 65536;
-  const std::unique_ptr<void, FreeMemory> chunk(sqlite3_malloc(chunk_size));
-  if (chunk == nullptr) return SYSERR_PSS_NO_MEMORY;
-  sqlite3_int64 size = 0;
-  int result = file->pMethods->xFileSize(file, &size);
-  for (sqlite3_int64 offset = 0; result == SQLITE_OK && offset < size; offset += chunk_size) {
-    const int length = static_cast<int>(std::min<sqlite3_int64>(chunk_size, size - offset));
-    result = file->pMethods->xRead(file, chunk.get(), length, offset);
-    if (result == SQLITE_OK && !write_fully(target, static_cast<char*>(chunk.get()), static_cast<size_t>(length))) {
-      return status_of_errno(errno);
-    }
-  }
-  return status_of_sqlite(result);
+// Whether a new file can take the place of this one, with its owner and group. A close that found out later would be too
+// late: after a downgrade the library does not look at its status.
+bool can_replace(const Location& location, const struct stat& file) {
+  const bool can_keep_owner = geteuid() == 0 || (file.st_uid == geteuid() && has_group(file.st_gid));
+  return can_keep_owner && faccessat(location.directory.get(), ".", W_OK | X_OK, AT_EACCESS) == 0 &&
+         !is_mount_point(location);
 }
 
-// Fills the empty file at `file` with a store and returns its digest. The file is private until it is whole and synced,
-// so that it needs neither a journal nor syncs of its own.
-syserr_t build_store(const char* file, sqlite3* source, Digest* digest) {
-  Database target;
-  syserr_t status = open_database(file, SQLITE_OPEN_READWRITE, 0, &target);
-  if (status != 0) return status;
-  sqlite3_db_config(target.get(), SQLITE_DBCONFIG_DEFENSIVE, 0, nullptr);  // it forbids to do without a journal
-  // Rows that come in key order need no cache but for the pages along the edge of the tree.
-  status = run(target.get(),
-               "PRAGMA page_size=8192; PRAGMA cache_size=-512; PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF; BEGIN");
-  if (status == 0) status = create_format(target.get());
-  if (status == 0 && source != nullptr) status = copy_records(source, target.get(), digest);
-  if (status == 0) status = write_digest(target.get(), *digest);
-  if (status == 0) status = run(target.get(), "COMMIT");
-  return status;
+// O_NONBLOCK: a FIFO that takes the name in between would hold the caller, and so would another process's lease.
+int open_file(const Location& location, int mode) {
+  return openat(location.directory.get(), location.name, mode | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
 }
 
 }  // namespace
 
-syserr_t create_store_file(const Location& location, Existing existing, const Source& source) {
-  // Opened first, so that a directory that cannot be synced is found while nothing is done yet.
-  const FileDescriptor directory(open(location.directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (directory.get() < 0) return status_of_errno(errno);
-  ScratchDirectory scratch;
-  syserr_t status = scratch.make(location.directory);
-  if (status != 0) return status;
-  const FileDescriptor file(open(scratch.store(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-  if (file.get() < 0 || fchmod(file.get(), 0600) != 0) return status_of_errno(errno);
+bool is_same_file(const struct stat& one, const struct stat& other) {
+  return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
 
-  Digest digest;
-  if (source.database == nullptr || source.has_changes) {
-    status = build_store(scratch.store(), source.database, &digest);
-  } else {
-    status = copy_file(source.database, file.get());
-    if (status == 0) status = check_store(scratch.store(), &digest);
+syserr_t StoreFile::open(const Location& location, Access access, int wait_ms) {
+  Deadline deadline(wait_ms);
+  syserr_t status;
+  do {
+    status = try_to_open(location, access);
+    if (status != 0) unlock();
+  } while (status == SYSERR_PSS_BUSY && deadline.pause());
+  return status;
+}
+
+syserr_t StoreFile::try_to_open(const Location& location, Access access) {
+  // Looked at before it is opened: opening a device can have effects.
+  if (fstatat(location.directory.get(), location.name, &status_, AT_SYMLINK_NOFOLLOW) != 0) {
+    return status_of_errno(errno);
   }
+  if (!S_ISREG(status_.st_mode)) return SYSERR_PSS_NOT_A_STORE;
+  can_change_ = access == Access::change && can_replace(location, status_);
+  file_.reset(open_file(location, can_change_ ? O_RDWR : O_RDONLY));
+  if (file_.get() < 0 && can_change_ && (errno == EACCES || errno == EPERM || errno == EROFS)) {
+    can_change_ = false;
+    file_.reset(open_file(location, O_RDONLY));
+  }
+  if (file_.get() < 0) {
+    if (errno == EWOULDBLOCK) return SYSERR_PSS_BUSY;  // a lease
+    return errno == ELOOP ? SYSERR_PSS_NOT_A_STORE : status_of_errno(errno);
+  }
+  const syserr_t status = lock();
   if (status != 0) return status;
-  if (fsync(file.get()) != 0) return status_of_errno(errno);
-  status = make_way(location, existing, digest, directory.get(), scratch.discarded());
-  if (status != 0) return status;
-  const int renamed = existing == Existing::refuse ? rename_to_free_name(scratch.store(), location.file)
-                                                   : rename(scratch.store(), location.file);
-  if (renamed != 0) return status_of_errno(errno);
-  return fsync(directory.get()) == 0 ? 0 : status_of_errno(errno);
+
+  // The lock protects the file, not its name: before it was granted, another process may have put a new file there.
+  struct stat opened, named;
+  if (fstat(file_.get(), &opened) != 0) return status_of_errno(errno);
+  if (fstatat(location.directory.get(), location.name, &named, AT_SYMLINK_NOFOLLOW) != 0) return status_of_errno(errno);
+  if (!is_same_file(opened, named) || !is_same_file(opened, status_)) return SYSERR_PSS_BUSY;
+  status_ = opened;
+  return check_journal(location);
+}
+
+syserr_t StoreFile::lock() {
+  const bool locked = can_change_
+                          ? lock_bytes(file_.get(), F_WRLCK, pending_byte, shared_first + shared_size - pending_byte) == 0
+                          : lock_bytes(file_.get(), F_RDLCK, pending_byte, 1) == 0 &&
+                                lock_bytes(file_.get(), F_RDLCK, shared_first, shared_size) == 0;
+  if (locked) return 0;
+  return errno == EAGAIN || errno == EACCES ? SYSERR_PSS_BUSY : status_of_errno(errno);
+}
+
+// A journal without a living writer says that the file holds a part of a change.
+syserr_t StoreFile::check_journal(const Location& location) const {
+  bool is_unfinished;
+  const syserr_t status = has_unfinished_change(location.directory.get(), location.name, &is_unfinished);
+  if (status != 0 || !is_unfinished) return status;
+  // A writer that holds its lock has not written to the file itself, as long as readers may.
+  return !can_change_ && is_reserved(file_.get()) ? 0 : SYSERR_PSS_UNTRUSTED;
+}
+
+void StoreFile::unlock() {
+  // Explicitly: a process that the host forked meanwhile has the same open file description.
+  if (file_.get() >= 0) (void)lock_bytes(file_.get(), F_UNLCK, 0, 0);
+  file_.reset(-1);
 }
 
 }  // namespace pss_embedded

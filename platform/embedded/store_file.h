@@ -1,24 +1,51 @@
-// How the file of a store comes into being.
+// The file of an open store, and its lock.
 #ifndef PLATFORM_EMBEDDED_STORE_FILE_H
 #define PLATFORM_EMBEDDED_STORE_FILE_H
 
-#include <sqlite3.h>
+#include <sys/stat.h>
 
-#include "platform/embedded/existing_file.h"
+#include "platform/embedded/file_descriptor.h"
+#include "platform/embedded/image.h"
 #include "platform/embedded/location.h"
 #include "platform/types.h"
 
 namespace pss_embedded {
 
-// The store whose records a new one gets, if any. Its transaction is open.
-struct Source {
-  sqlite3* database = nullptr;
-  bool has_changes = false;  // in its transaction
+enum class Access { read, change };
+
+class StoreFile {
+ public:
+  StoreFile() = default;
+  StoreFile(const StoreFile&) = delete;
+  StoreFile& operator=(const StoreFile&) = delete;
+  ~StoreFile() { unlock(); }
+
+  // Opens and locks the regular file at `location`: exclusively to change it, where it can be replaced by a file with
+  // the same owner, group and permissions, else shared. Waits at most `wait_ms` milliseconds, whatever for, then returns
+  // SYSERR_PSS_BUSY.
+  syserr_t open(const Location& location, Access access, int wait_ms);
+
+  // Whether the lock is exclusive. It lasts until unlock().
+  bool can_change() const { return can_change_; }
+
+  syserr_t read(Image* image) const { return read_image(file_.get(), image); }
+
+  // The file's owner, group, permissions and identity.
+  const struct stat& status() const { return status_; }
+
+  void unlock();
+
+ private:
+  syserr_t try_to_open(const Location& location, Access access);
+  syserr_t lock();
+  syserr_t check_journal(const Location& location) const;
+
+  FileDescriptor file_;
+  struct stat status_ = {};
+  bool can_change_ = false;
 };
 
-// Renames a new store into place at `location`, atomically, with mode 0600: an empty one, or with the records of
-// `source`. `existing` says what becomes of an existing file.
-syserr_t create_store_file(const Location& location, Existing existing, const Source& source);
+bool is_same_file(const struct stat& one, const struct stat& other);
 
 }  // namespace pss_embedded
 

@@ -20,16 +20,6 @@ constexpr const char* schema[] = {
     "CREATE TABLE digest(records INTEGER NOT NULL, checksum INTEGER NOT NULL) STRICT",
 };
 
-// Runs a statement that gives one integer.
-syserr_t query_integer(sqlite3* database, const char* sql, int* result) {
-  Statement statement;
-  const syserr_t status = prepare(database, sql, &statement);
-  if (status != 0) return status;
-  const int step = sqlite3_step(statement.get());
-  *result = sqlite3_column_int(statement.get(), 0);
-  return step == SQLITE_ROW ? 0 : status_of_sqlite(step);
-}
-
 syserr_t check_schema(sqlite3* database) {
   Statement statement;
   const syserr_t status = prepare(database, "SELECT sql FROM sqlite_schema ORDER BY rowid", &statement);
@@ -44,8 +34,6 @@ syserr_t check_schema(sqlite3* database) {
   return step == SQLITE_ROW ? SYSERR_PSS_NOT_A_STORE : status_of_sqlite(step);
 }
 
-}  // namespace
-
 syserr_t check_format(sqlite3* database) {
   int application_id = 0, version = 0;
   syserr_t status = query_integer(database, "PRAGMA application_id", &application_id);
@@ -55,11 +43,23 @@ syserr_t check_format(sqlite3* database) {
   return check_schema(database);
 }
 
-syserr_t check_records(sqlite3* database, Digest* digest) {
-  // quick_check finds damage outside the records that writes would spread, in the list of free pages for instance.
-  bool is_intact = false;
-  syserr_t status = pragma_answers(database, "PRAGMA quick_check(1)", "ok", &is_intact);
-  if (status == 0 && !is_intact) status = SYSERR_PSS_DAMAGED;
+// quick_check finds damage outside the records that writes would spread, in the list of free pages for instance.
+syserr_t check_pages(sqlite3* database) {
+  Statement statement;
+  const syserr_t status = prepare(database, "PRAGMA quick_check(1)", &statement);
+  if (status != 0) return status;
+  const int step = sqlite3_step(statement.get());
+  if (step != SQLITE_ROW) return status_of_sqlite(step);
+  const auto* answer = reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), 0));
+  if (answer == nullptr) return SYSERR_PSS_NO_MEMORY;
+  return strcmp(answer, "ok") == 0 ? 0 : SYSERR_PSS_DAMAGED;
+}
+
+}  // namespace
+
+syserr_t check_store(sqlite3* database, Digest* digest) {
+  syserr_t status = check_format(database);
+  if (status == 0) status = check_pages(database);
   Digest kept;
   if (status == 0) status = read_digest(database, &kept);
   if (status == 0) status = compute_digest(database, digest);
@@ -67,18 +67,15 @@ syserr_t check_records(sqlite3* database, Digest* digest) {
   return *digest == kept ? 0 : SYSERR_PSS_DAMAGED;
 }
 
-syserr_t check_store(const char* file, Digest* digest) {
-  Database database;
-  syserr_t status = open_database(file, SQLITE_OPEN_READONLY, 0, &database);
-  if (status == 0) status = run(database.get(), "BEGIN");
-  if (status == 0) status = check_format(database.get());
-  return status != 0 ? status : check_records(database.get(), digest);
+syserr_t update_digest(sqlite3* database, Digest* digest) {
+  const syserr_t status = compute_digest(database, digest);
+  return status != 0 ? status : write_digest(database, *digest);
 }
 
 syserr_t create_format(sqlite3* database) {
-  char pragmas[80];
-  snprintf(pragmas, sizeof pragmas, "PRAGMA application_id=%d; PRAGMA user_version=%d", store_application_id,
-           store_format_version);
+  char pragmas[112];
+  snprintf(pragmas, sizeof pragmas, "PRAGMA page_size=8192; PRAGMA application_id=%d; PRAGMA user_version=%d",
+           store_application_id, store_format_version);
   syserr_t status = run(database, pragmas);
   for (const char* table : schema) {
     if (status == 0) status = run(database, table);

@@ -15,15 +15,12 @@
 
 namespace pss_embedded {
 
-// Returns 0 when the database is a store of this format, SYSERR_PSS_NOT_A_STORE when it is something else.
-syserr_t check_format(sqlite3* database);
+// Reads everything in a database and returns the digest of its records. SYSERR_PSS_NOT_A_STORE when it is not of this
+// format, SYSERR_PSS_DAMAGED when it is not what was stored.
+syserr_t check_store(sqlite3* database, Digest* digest);
 
-// Reads everything in a store of this format and returns the digest of its records; SYSERR_PSS_DAMAGED when it is not
-// what was stored.
-syserr_t check_records(sqlite3* database, Digest* digest);
-
-// Opens the file for reading and does both. SYSERR_PSS_BUSY, without waiting, where another handle or process has it.
-syserr_t check_store(const char* file, Digest* digest);
+// Makes the digest that the store keeps the one of its records.
+syserr_t update_digest(sqlite3* database, Digest* digest);
 
 // Gives an empty database this format, without records.
 syserr_t create_format(sqlite3* database);

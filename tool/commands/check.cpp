@@ -13,9 +13,13 @@
 #include "tool/record/record_fields.h"
 #include "tool/store/record_counts.h"
 #include "tool/support/digits.h"
+#include "tool/support/printable.h"
 #include "tool/support/style.h"
 
 namespace vrrpconvert {
+
+namespace fs = std::filesystem;
+
 namespace {
 
 struct Finding {
@@ -174,7 +178,12 @@ std::vector<WayBack> sound_copies(const std::string& store, const std::optional<
   std::vector<WayBack> copies = ways_back(store, "");
   std::erase_if(copies, [&release](const WayBack& copy) {
     Check check(release, [](const Finding&) {});
-    check.run_on_records(StoreCopy(copy.file).store());
+    try {
+      check.run_on_records(Store(copy.file, no_wait));
+    } catch (const Error& error) {
+      if (error.exit_code == exit_interrupted) throw;
+      return true;  // another process changed it meanwhile
+    }
     return check.findings() > 0;
   });
   return copies;
@@ -190,8 +199,18 @@ std::vector<WayBack> sound_copies(const std::string& store, const std::optional<
   throw Error(error.exit_code, message, error.reason, error.store);
 }
 
+// Files beside the store that a killed process left while it wrote one.
+std::vector<std::string> unfinished_files(const std::string& store) {
+  std::vector<std::string> found;
+  for (const auto& entry : std::filesystem::directory_iterator(existing_directory(fs::path(store).parent_path()))) {
+    if (entry.path().filename().string().starts_with(unfinished_file_prefix)) found.push_back(entry.path().string());
+  }
+  std::sort(found.begin(), found.end());
+  return found;
+}
+
 Exit check_as_json(const CheckOptions& options, const std::optional<Release>& release) {
-  const StoreCopy copy(options.store);
+  const Store copy(options.store);
   JsonWriter& json = options.json->begin();
   json.member("store", options.store);
   json.key("problems");
@@ -204,13 +223,17 @@ Exit check_as_json(const CheckOptions& options, const std::optional<Release>& re
     json.end();
   });
   check.run_on_directories(options.store);
-  check.run_on_records(copy.store());
+  check.run_on_records(copy);
   json.end();
   json.key("sound_copies");
   json.begin_list();
   if (check.findings() > 0) {
     for (const WayBack& way : sound_copies(options.store, release)) json.value(way.file.string());
   }
+  json.end();
+  json.key("unfinished_files");
+  json.begin_list();
+  for (const std::string& file : unfinished_files(options.store)) json.value(file);
   json.end();
   json.member("sound", check.findings() == 0);
   json.member("layout", check.layout());
@@ -224,19 +247,22 @@ Exit check_as_json(const CheckOptions& options, const std::optional<Release>& re
 Exit check_as_text(const CheckOptions& options, const std::optional<Release>& release) {
   Check check(release, [](const Finding& finding) {
     const std::string key = finding.store_key.empty() ? "" : "  (key " + finding.store_key + ")";
-    std::cout << styled(Style::red, finding.record + key) << ": " << finding.problem << '\n';
+    std::cout << styled(Style::red, printable(finding.record + key)) << ": " << finding.problem << '\n';
   });
-  const StoreCopy copy(options.store);
+  const Store copy(options.store);
   check.run_on_directories(options.store);
-  check.run_on_records(copy.store());
-  std::cout << options.store << ": " << check.counts().text() << '\n';
+  check.run_on_records(copy);
+  std::cout << printable(options.store) << ": " << check.counts().text() << '\n';
   if (check.left_alone() > 0) {
     std::cout << "Left alone by a conversion: " << check.left_alone() << " (track and other kinds).\n";
+  }
+  for (const std::string& file : unfinished_files(options.store)) {
+    std::cout << "Left by a process that was killed, or being written: " << printable(file) << '\n';
   }
   std::cout << (check.findings() == 0 ? "No problems." : "Problems: " + std::to_string(check.findings()) + ".") << '\n';
   if (check.findings() == 0) return exit_done;
   for (const WayBack& way : sound_copies(options.store, release))
-    std::cout << "Without problems: " << way.text() << '\n';
+    std::cout << "Without problems: " << printable(way.text()) << '\n';
   return exit_found;
 }
 

@@ -7,6 +7,7 @@
 #include "tool/record/field_value.h"
 #include "tool/record/record_text.h"
 #include "tool/support/digits.h"
+#include "tool/support/printable.h"
 
 namespace vrrpconvert {
 namespace {
@@ -177,27 +178,27 @@ void print_plan(const Report& report) {
 
 void print_text(const Report& report) {
   const Change change = report.conversion.change();
-  std::cout << report.conversion.store().string() << ": " << report.conversion.from.text << " to "
+  std::cout << printable(report.conversion.store()) << ": " << report.conversion.from.text << " to "
             << report.conversion.to.text << ": "
             << (change == Change::none ? "no conversion, the store is left as it is" : name_of(change)) << '\n';
   if (report.options.dry_run || report.refused) print_plan(report);
   if (!report.plan.note.empty()) std::cout << "Note: " << report.plan.note << '\n';
   if (report.verdict) print_verdict(*report.verdict);
-  if (!report.snapshot.empty()) std::cout << "Snapshot of the library: " << report.snapshot.string() << '\n';
+  if (!report.snapshot.empty()) std::cout << "Snapshot of the library: " << printable(report.snapshot) << '\n';
   if (!report.earlier_snapshot.empty()) {
-    std::cout << "Earlier snapshot, kept as: " << report.earlier_snapshot.string() << '\n';
+    std::cout << "Earlier snapshot, kept as: " << printable(report.earlier_snapshot) << '\n';
   }
-  if (!report.copy.empty()) std::cout << "Copy of the store as it was: " << report.copy.string() << '\n';
+  if (!report.copy.empty()) std::cout << "Copy of the store as it was: " << printable(report.copy) << '\n';
   if (!report.ways_back.empty()) std::cout << "Ways back, for vrrpconvert restore:\n";
-  for (const WayBack& way : report.ways_back) std::cout << "  " << way.text() << '\n';
-  if (!report.next.empty()) std::cout << "Next: " << report.next << '\n';
+  for (const WayBack& way : report.ways_back) std::cout << "  " << printable(way.text()) << '\n';
+  if (!report.next.empty()) std::cout << "Next: " << printable(report.next) << '\n';
 }
 
 }  // namespace
 
 Exit print(const Report& report) {
   report.options.json != nullptr ? print_json(report) : print_text(report);
-  if (!report.problem.empty()) std::cerr << "vrrpconvert: " << report.problem << '\n';
+  if (!report.problem.empty()) std::cerr << "vrrpconvert: " << printable(report.problem) << '\n';
   return report.exit;
 }
 

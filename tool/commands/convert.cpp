@@ -52,9 +52,9 @@ void make_snapshot_directory(const Conversion& conversion) {
 
 // Whether the snapshot that the upgrade takes would meet another store's, or anything else that is not the same.
 bool meets_other_snapshot(const Report& report) {
-  if (report.conversion.change() != Change::upgrade || file_number(report.conversion.snapshot()) == 0) return false;
+  if (report.conversion.change() != Change::upgrade || !is_taken(report.conversion.snapshot())) return false;
   try {
-    return Store(report.conversion.snapshot()).digest() != report.dry_run.before().digest();
+    return Store(report.conversion.snapshot(), no_wait).digest() != report.dry_run.before().digest();
   } catch (const Error&) {
     return true;  // what cannot be read is something else
   }
@@ -66,26 +66,24 @@ Run run_on_store(Report& report) {
   const Conversion& conversion = report.conversion;
   if (!options.trace.empty()) create_trace_file(options.trace);
   make_snapshot_directory(conversion);
-  if (options.backup && report.plan.changes > 0) {
+  if (options.backup && conversion.change() != Change::none) {
     report.copy = keep_copy(report.dry_run.before(), conversion.store(), conversion.from);
   }
-  const ino_t earlier = file_number(conversion.snapshot());
   const Trace trace = options.trace.empty() ? Trace::device_log : Trace::to_file;
-  const Run run = run_conversion(conversion, {report.dry_run.before().digest(), trace, options.trace, "Converting",
-                                              report.dry_run.run().operations});
-  if (conversion.change() == Change::upgrade && file_number(conversion.snapshot()) != earlier) {
+  const Run run = run_conversion(
+      conversion, {report.dry_run.before().digest(), trace, options.trace, report.dry_run.run().operations});
+  if (run.has_snapshot) {
     report.snapshot = conversion.snapshot();
-    report.earlier_snapshot = earlier != 0 ? kept_name(conversion.snapshot(), earlier) : fs::path();
+    report.earlier_snapshot = run.earlier_snapshot;
   }
   return run;
 }
 
-// Compares the store after the run with what it was. Throws Error when it cannot be read.
-void examine(const Run& run, Report& report) {
-  const Store& before = report.dry_run.before();
-  const Store after(report.conversion.store());
-  report.verdict = verdict_of(report.conversion.change(), before, after, run);
-  report.is_as_it_was = report.verdict->changes == 0;
+// Removes the copy of a store that was not changed: the store itself holds the same.
+void drop_copy(Report& report) {
+  std::error_code ignored;  // a copy that stays does no harm
+  if (!report.copy.empty()) fs::remove(report.copy, ignored);
+  report.copy.clear();
 }
 
 struct Problem {
@@ -93,6 +91,29 @@ struct Problem {
   std::string text{};
   const char* reason = reason_for(exit);
 };
+
+// Compares the store after the run with what it was. Returns why nothing can be said of it, if nothing can.
+Problem examine(const Run& run, Report& report) {
+  try {
+    const Store now(report.conversion.store());
+    const StoreDigest digest = now.digest();
+    report.is_as_it_was = digest == report.dry_run.before().digest();
+    const bool is_converted = run.closed && digest == *run.closed;
+    const bool has_to_be_converted = run.answered && run.closed && run.close_status == 0;
+    if (is_converted || (report.is_as_it_was && !has_to_be_converted)) {
+      report.verdict = verdict_of(report.conversion.change(), report.dry_run.before(), now, run);
+      return {};
+    }
+    return {exit_unknown,
+            report.conversion.store().string() + ": " +
+                (has_to_be_converted ? "was converted, but another process" : "another process") +
+                " replaced or changed it since; see with check which records it has",
+            "replaced"};
+  } catch (const Error& error) {
+    report.is_as_it_was = false;
+    return {exit_unknown, std::string("unknown outcome, because the store cannot be read: ") + error.what()};
+  }
+}
 
 // What was not as it should be in a run, if anything.
 Problem problem_of(const Run& run, const Report& report) {
@@ -115,9 +136,6 @@ Problem problem_of(const Run& run, const Report& report) {
     return {exit_some_failed,
             "not every record is in the state that it should be in; failed: " + std::to_string(failed.size())};
   }
-  if (report.conversion.change() == Change::upgrade && report.snapshot.empty()) {
-    return {exit_some_failed, report.conversion.snapshot().string() + ": the library could not take its snapshot"};
-  }
   return {};
 }
 
@@ -135,28 +153,29 @@ std::string next_step(const Report& report) {
 // Runs the library on the store itself, and reports what became of it.
 Exit convert_store(Report& report) {
   const Run run = run_on_store(report);
-  std::error_code ignored;  // a copy that stays does no harm
   if (run.was_changed) {
-    fs::remove(report.copy, ignored);
+    drop_copy(report);
     throw Error(exit_in_use, report.conversion.store().string() +
                                  ": changed since it was looked at; nothing was changed; run it again");
   }
   if (run.answered && run.open_status != 0) {
-    fs::remove(report.copy, ignored);
+    drop_copy(report);
     throw_store_error(report.conversion.store(), run.open_status);  // nothing was changed
   }
   ignore_interrupts();  // from here on the outcome has to be reported
-  std::string unreadable;
-  try {
-    examine(run, report);
-  } catch (const Error& error) {
-    unreadable = std::string("unknown outcome, because the store cannot be read: ") + error.what();
-  }
-  if (unreadable.empty() && run.interrupted && report.is_as_it_was) {
-    fs::remove(report.copy, ignored);
+  Problem problem = examine(run, report);
+  if (problem.exit == exit_done && run.interrupted && report.is_as_it_was) {
+    drop_copy(report);
     throw Error(exit_interrupted, "interrupted; the store is as it was");
   }
-  const Problem problem = unreadable.empty() ? problem_of(run, report) : Problem{exit_unknown, unreadable};
+  if (problem.exit == exit_done && run.snapshot_status != 0 && report.is_as_it_was) {
+    drop_copy(report);
+    throw Error(exit_io, report.conversion.snapshot().string() + ": the snapshot cannot be written: " +
+                             syserr2str(run.snapshot_status) +
+                             "; an upgrade deletes the records, so nothing was changed without it");
+  }
+  if (problem.exit == exit_done) problem = problem_of(run, report);
+  if (problem.exit == exit_done && report.is_as_it_was) drop_copy(report);
   report.exit = problem.exit;
   if (problem.exit != exit_done) report.reason = problem.reason;
   report.problem = problem.text;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "tool/support/printable.h"
+
 namespace vrrpconvert {
 namespace {
 
@@ -19,9 +21,10 @@ Json parse_without_lists(std::istream& report) {
       false);
 }
 
+// What a report holds may come from another machine.
 std::string text_in(const Json& object, const char* name) {
   const auto found = object.find(name);
-  return found != object.end() && found->is_string() ? found->get<std::string>() : "";
+  return found != object.end() && found->is_string() ? printable(found->get<std::string>()) : "";
 }
 
 size_t number_in(const Json& object, const char* name) {
@@ -34,7 +37,7 @@ NameList list_in(const Json& names) {
   if (!names.is_object() || !names.contains("first")) return list;
   list.count = number_in(names, "records");
   for (const Json& one : names["first"]) {
-    if (one.is_string() && list.first.size() < NameList::shown_max) list.first.push_back(one.get<std::string>());
+    if (one.is_string() && list.first.size() < NameList::shown_max) list.first.push_back(printable(one.get<std::string>()));
   }
   return list;
 }
@@ -42,7 +45,7 @@ NameList list_in(const Json& names) {
 std::map<std::string, NameList> lists_in(const Json& summary, const char* name) {
   std::map<std::string, NameList> lists;
   if (!summary.contains(name) || !summary[name].is_object()) return lists;
-  for (const auto& [key, names] : summary[name].items()) lists[key] = list_in(names);
+  for (const auto& [key, names] : summary[name].items()) lists[printable(key)] = list_in(names);
   return lists;
 }
 

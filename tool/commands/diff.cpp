@@ -54,9 +54,9 @@ Exit diff(const DiffOptions& options) {
   if (std::filesystem::equivalent(options.a, options.b, error)) {
     throw Error(exit_usage, options.a + " and " + options.b + " are the same file; name two stores");
   }
-  const StoreCopy a(options.a), b(options.b);
-  const bool differ = options.json != nullptr ? diff_as_json(a.store(), b.store(), options)
-                                              : diff_as_text(a.store(), b.store(), options);
+  const Store a(options.a), b(options.b);
+  const bool differ = options.json != nullptr ? diff_as_json(a, b, options)
+                                              : diff_as_text(a, b, options);
   return differ ? exit_found : exit_done;
 }
 

@@ -74,12 +74,12 @@ void write_records(const Store& store, bool raw, const std::function<void(std::s
 }  // namespace
 
 Exit export_store(const ExportOptions& options) {
-  const StoreCopy copy(options.store);
+  const Store copy(options.store);
   if (options.output.empty()) {
-    write_records(copy.store(), options.raw, [](std::string_view text) { std::cout << text; });
+    write_records(copy, options.raw, [](std::string_view text) { std::cout << text; });
   } else {
     NewFile file(options.output);
-    write_records(copy.store(), options.raw, [&file](std::string_view text) { file.write(text); });
+    write_records(copy, options.raw, [&file](std::string_view text) { file.write(text); });
     file.keep();
   }
   return exit_done;

@@ -19,8 +19,9 @@
 #include "tool/conversion/conversion.h"
 #include "tool/conversion/plan.h"
 #include "tool/support/interrupt.h"
+#include "tool/support/memory_file.h"
+#include "tool/support/printable.h"
 #include "tool/support/progress.h"
-#include "tool/support/scratch_directory.h"
 #include "tool/support/style.h"
 
 namespace vrrpconvert {
@@ -92,7 +93,7 @@ class Search {
   bool is_wanted(const fs::directory_entry& entry) const {
     std::error_code ignored;
     if (!options_.reports) return entry.path().filename() == running_store;
-    return entry.path().extension() == ".json" && entry.is_regular_file(ignored);
+    return entry.path().extension() == ".json" && fs::is_regular_file(entry.symlink_status(ignored));
   }
 
   void add(const fs::path& directory, const fs::path& asked, Input input) {
@@ -192,9 +193,12 @@ class DryRuns {
     if (found == running_.end()) return;
     std::ifstream report("/proc/self/fd/" + std::to_string(found->output));
     Device device = device_of_report(found->name, report, options_.accepted);
-    if (WIFSIGNALED(status)) {
-      device.reason = reason_for(exit_unknown);
-      device.problem = "its dry run was ended by signal " + std::to_string(WTERMSIG(status));
+    // Whatever a dry run printed counts only with the exit code that goes with it.
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != static_cast<int>(device.exit)) {
+      device.exit = exit_io;
+      device.reason = "not_examined";
+      device.problem = WIFSIGNALED(status) ? "its dry run was ended by signal " + std::to_string(WTERMSIG(status))
+                                           : "its dry run could not be run to its end";
     }
     add(std::move(device));
     close(found->output);
@@ -208,17 +212,24 @@ class DryRuns {
   std::vector<Device> devices_;
 };
 
+Device read_report(const Input& input, const std::set<std::string>& accepted) {
+  // Not a link, nor anything else that another user put there since the search.
+  const int fd = open(input.file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0) return missing_device({input.name, "", input.file.string() + ": cannot be read"});
+  std::ifstream report("/proc/self/fd/" + std::to_string(fd));
+  close(fd);  // the stream has it open
+  try {
+    return device_of_report(input.name, report, accepted);
+  } catch (const std::ios_base::failure&) {
+    return missing_device({input.name, "", input.file.string() + ": cannot be read"});
+  }
+}
+
 std::vector<Device> read_reports(const FleetOptions& options, const std::vector<Input>& inputs) {
   std::vector<Device> devices;
   for (const Input& input : inputs) {
     end_if_interrupted();
-    try {
-      std::ifstream report(input.file);
-      devices.push_back(input.file.empty() ? missing_device(input)
-                                           : device_of_report(input.name, report, options.accepted));
-    } catch (const std::ios_base::failure&) {
-      devices.push_back(missing_device({input.name, "", input.file.string() + ": cannot be read"}));
-    }
+    devices.push_back(input.file.empty() ? missing_device(input) : read_report(input, options.accepted));
   }
   return devices;
 }
@@ -240,12 +251,6 @@ void take_releases(Fleet& fleet) {
 }
 
 // ---- Output ----
-
-// A name may come from another machine: nothing of it moves the cursor.
-std::string printable(std::string text) {
-  std::replace_if(text.begin(), text.end(), [](unsigned char letter) { return letter < 0x20 || letter == 0x7f; }, '?');
-  return text;
-}
 
 void print_table(const Fleet& fleet) {
   std::vector<std::vector<std::string>> rows = {
@@ -353,7 +358,6 @@ Exit fleet(const FleetOptions& options) {
     parse_release("--from", options.from);
     parse_release("--to", options.to);
   }
-  temporary_directory();  // which every dry run needs
   PageFile page(options.html);
   Fleet fleet = {options.from, options.to, {}};
   const std::vector<Input> inputs = Search(options).run();

@@ -1,6 +1,7 @@
 // The overview of a fleet as one page of HTML: no script, nothing loaded from elsewhere.
 
 #include "tool/commands/device.h"
+#include "tool/support/printable.h"
 
 namespace vrrpconvert {
 namespace {
@@ -30,7 +31,7 @@ details { border-bottom: 1px solid var(--line); padding: .3rem 0; } summary { cu
 
 std::string escaped(const std::string& text) {
   std::string html;
-  for (const char letter : text) {
+  for (const char letter : printable(text)) {
     switch (letter) {
       case '&':
         html += "&amp;";

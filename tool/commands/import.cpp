@@ -6,8 +6,8 @@
 #include "tool/store/store.h"
 #include "tool/support/interrupt.h"
 #include "tool/support/line_reader.h"
+#include "tool/support/printable.h"
 #include "tool/support/progress.h"
-#include "tool/support/scratch_directory.h"
 
 namespace vrrpconvert {
 
@@ -41,34 +41,43 @@ size_t import_lines(LineReader& input, Store& store) {
   return records;
 }
 
-void refuse_existing(const ImportOptions& options) {
-  if (options.force || file_number(options.store) == 0) return;
-  throw Error(exit_usage, options.store + ": exists already; choose another name, or replace it with --force");
+[[noreturn]] void refuse_existing(const std::string& store) {
+  throw Error(exit_usage, store + ": exists already; choose another name, or replace it with --force");
+}
+
+// Puts the store in its place. Returns the name under which an earlier one is kept, if there is one.
+fs::path put(const Store& store, size_t records, const ImportOptions& options) {
+  if (!options.force) {
+    if (!store.put_new(options.store)) refuse_existing(options.store);  // another process may have been faster
+    return {};
+  }
+  if (records == 0 && is_taken(options.store)) {
+    throw Error(exit_bad_input, (options.file == "-" ? "standard input" : options.file) + ": holds no records; " + options.store + " was not replaced");
+  }
+  // Held until it is replaced: a process that waits for it then gets the new one.
+  const std::unique_ptr<Store> held = Store::open_to_replace(options.store);
+  return store.put(options.store, Existing::kept);
 }
 
 }  // namespace
 
 Exit import_store(const ImportOptions& options) {
-  const fs::path target = options.store;
-  refuse_existing(options);
-  (void)Store::open_to_replace(target);  // so that no line is read for a place that cannot be taken
+  if (!options.force && is_taken(options.store)) refuse_existing(options.store);
+  (void)Store::open_to_replace(options.store);  // so that no line is read for a place that cannot be taken
   LineReader input(options.file);
-
-  // Built aside and renamed into place: other processes never see a part of it.
-  const ScratchDirectory scratch(existing_directory(target.parent_path()));
-  Store store = Store::create(scratch.path() / "store");
+  Store store(-1, options.store);
   const size_t records = import_lines(input, store);
-  // Held until it is replaced: a process that waits for it then gets the new one.
-  const std::unique_ptr<Store> held = Store::open_to_replace(target);
-  refuse_existing(options);  // another process may have been faster
-  options.force ? store.replace(target) : store.write_copy(target);
+  const fs::path kept = put(store, records, options);
   if (options.json == nullptr) {
-    std::cout << target.string() << ": " << records << (records == 1 ? " record\n" : " records\n");
+    std::cout << printable(options.store) << ": " << records << (records == 1 ? " record" : " records");
+    if (!kept.empty()) std::cout << "; the earlier store is kept as " << printable(kept);
+    std::cout << '\n';
     return exit_done;
   }
   JsonWriter& json = options.json->begin();
   json.member("store", options.store);
   json.member("records", records);
+  json.member_or_null("kept", kept.string());
   json.end();
   return exit_done;
 }

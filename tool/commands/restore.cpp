@@ -2,6 +2,7 @@
 
 #include "tool/commands/commands.h"
 #include "tool/store/record_counts.h"
+#include "tool/support/printable.h"
 
 namespace vrrpconvert {
 
@@ -12,21 +13,20 @@ namespace {
 struct Restored {
   RecordCounts counts;                       // of the copy
   std::string replaced = "a damaged store";  // what stood in its place
-  fs::path kept;                             // where that is now, if anywhere
+  fs::path kept;                             // the name of that now, if it has one
 };
 
 Restored restore_store(const RestoreOptions& options) {
   Restored restored;
   const Store copy(options.copy);  // opening checks every record
   // Held until it is replaced: a process that waits for it then gets the new one.
+  const bool was_there = is_taken(options.store);
   const std::unique_ptr<Store> held = Store::open_to_replace(options.store);
-  const ino_t number = file_number(options.store);  // of the one that is held, which may have come while this waited
   restored.counts = count_records(copy);
+  const bool is_same = held != nullptr && held->digest() == copy.digest();
+  restored.kept = copy.put(options.store, options.backup && !is_same ? Existing::kept : Existing::lost);
   if (held != nullptr) restored.replaced = count_records(*held).text();
-  if (number == 0) restored.replaced = "nothing";
-  const bool keeps = options.backup && (held == nullptr || held->digest() != copy.digest());
-  keeps ? copy.write_copy(options.store) : copy.replace(options.store);
-  if (keeps && number != 0) restored.kept = kept_name(options.store, number);
+  if (held == nullptr && !was_there && restored.kept.empty()) restored.replaced = "nothing";
   return restored;
 }
 
@@ -39,9 +39,9 @@ Exit restore(const RestoreOptions& options) {
   }
   const Restored restored = restore_store(options);
   if (options.json == nullptr) {
-    std::cout << options.store << ": restored from " << options.copy << ": " << restored.counts.text() << '\n'
+    std::cout << printable(options.store) << ": restored from " << printable(options.copy) << ": " << restored.counts.text() << '\n'
               << "Replaced: " << restored.replaced;
-    if (!restored.kept.empty()) std::cout << "; kept as " << restored.kept.string();
+    if (!restored.kept.empty()) std::cout << "; kept as " << printable(restored.kept);
     std::cout << '\n';
     return exit_done;
   }

@@ -9,6 +9,7 @@
 #include "tool/record/record_text.h"
 #include "tool/store/record_counts.h"
 #include "tool/support/digits.h"
+#include "tool/support/printable.h"
 #include "tool/support/style.h"
 
 namespace vrrpconvert {
@@ -175,7 +176,7 @@ void show_tables(const Store& store, const ShowOptions& options) {
     table.print_record(record);
   });
   if (!kind.empty()) std::cout << '\n';
-  std::cout << options.store << ": " << counts.text() << '\n';
+  std::cout << printable(options.store) << ": " << counts.text() << '\n';
 }
 
 void show_json(const Store& store, const ShowOptions& options) {
@@ -197,8 +198,8 @@ void show_json(const Store& store, const ShowOptions& options) {
 }  // namespace
 
 Exit show(const ShowOptions& options) {
-  const StoreCopy copy(options.store);
-  options.json != nullptr ? show_json(copy.store(), options) : show_tables(copy.store(), options);
+  const Store copy(options.store);
+  options.json != nullptr ? show_json(copy, options) : show_tables(copy, options);
   return exit_done;
 }
 

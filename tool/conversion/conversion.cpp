@@ -12,7 +12,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
+#include <functional>
 #include <iostream>
 
 #include "libconvertvrrp.h"
@@ -20,8 +20,8 @@
 #include "tool/store/store.h"
 #include "tool/support/error.h"
 #include "tool/support/interrupt.h"
+#include "tool/support/memory_file.h"
 #include "tool/support/progress.h"
-#include "tool/support/scratch_directory.h"
 
 namespace vrrpconvert {
 
@@ -30,12 +30,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr char no_regular_file[] = ": is no regular file; name one that the trace can be appended to";
-
-void write_version_file(const fs::path& file, const std::string& version) {
-  std::ofstream stream(file);
-  stream << version << '\n';
-  if (!stream.flush()) throw Error(exit_io, file.string() + ": cannot be written; nothing was changed");
-}
 
 int open_trace_file(const std::string& file) {
   // Mode 0600: a dump of a record shows its authentication key. O_NONBLOCK: a FIFO would hold the tool.
@@ -57,36 +51,49 @@ syserr_t call_library(const Conversion& conversion, Trace trace) {
                                          conversion.startup ? VRRP_CONVERT_STARTUP : VRRP_CONVERT_GSYNC);
 }
 
-[[noreturn]] void run_library_in_child(const Conversion& conversion, const RunOptions& options,
-                                       const fs::path& versions, int trace, Observation& observation) {
+// How a run is made: in the process of its own `prepare` is called, then the library.
+struct Runner {
+  const Conversion& conversion;
+  Trace trace = Trace::none;
+  std::string trace_file{};
+  const char* label;           // of the progress bar
+  size_t expected_operations;  // 0: not known
+  std::function<void(Observation&)> prepare;
+
+  Run run() const;
+  [[noreturn]] void run_in_child(const MemoryFile& from, const MemoryFile& to, int trace_descriptor,
+                                 Observation& observation) const;
+};
+
+void Runner::run_in_child(const MemoryFile& from, const MemoryFile& to, int trace_descriptor,
+                          Observation& observation) const {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
     if (signal(number, SIG_DFL) == SIG_IGN) signal(number, SIG_IGN);  // nohup holds for the library too
   }
-  set_nonvolatile_root(conversion.root);
-  setenv("SYSMGR_FROM_SRG_PATH", (versions / "from").c_str(), 1);
-  setenv("SYSMGR_TO_SRG_PATH", (versions / "to").c_str(), 1);
+  setenv("SYSMGR_FROM_SRG_PATH", from.path().c_str(), 1);
+  setenv("SYSMGR_TO_SRG_PATH", to.path().c_str(), 1);
   setenv("SYSMGR_VDC_ID", std::to_string(conversion.vdc).c_str(), 1);
-  trace_fd = trace;
-  observation.begin(options.expected);
-  observation.shared().result = call_library(conversion, options.trace);
+  trace_fd = trace_descriptor;
+  prepare(observation);
+  observation.shared().result = call_library(conversion, trace);
   observation.shared().answered = true;
   _exit(0);
 }
 
-// A process that was killed while it took its snapshot leaves its scratch directory, whose name has its number.
-void remove_scratch_directories(pid_t process, const fs::path& parent) {
+// A process that was killed while it wrote a file of a store leaves it under a name that has its number.
+void remove_unfinished_files(pid_t process, const fs::path& directory) {
   std::error_code ignored;  // what cannot be removed does no harm
-  const std::string start = ".pss-" + std::to_string(process) + "-";
-  for (const auto& entry : fs::directory_iterator(parent, ignored)) {
-    if (entry.path().filename().string().rfind(start, 0) == 0) fs::remove_all(entry.path(), ignored);
+  const std::string start = unfinished_file_prefix + std::to_string(process) + "-";
+  for (const auto& entry : fs::directory_iterator(directory, ignored)) {
+    if (entry.path().filename().string().starts_with(start)) fs::remove(entry.path(), ignored);
   }
 }
 
 // Waits for the process, which has the other end of the pipe `alive`, and shows how far it is. Returns whether the
 // operator interrupted it.
-bool wait_for(pid_t process, int alive, const Observation& observation, const RunOptions& options) {
-  Progress progress(options.label, options.expected_operations);
+bool wait_for(pid_t process, int alive, const Observation& observation, const Runner& runner) {
+  Progress progress(runner.label, runner.expected_operations);
   constexpr int pause_ms = 50;
   pollfd end = {alive, POLLIN, 0};
   bool interrupted = false;
@@ -99,6 +106,42 @@ bool wait_for(pid_t process, int alive, const Observation& observation, const Ru
   }
   while (waitpid(process, nullptr, 0) < 0 && errno == EINTR) continue;
   return interrupted || was_interrupted();
+}
+
+Run Runner::run() const {
+  const MemoryFile from(conversion.from.text + '\n'), to(conversion.to.text + '\n');
+  Observation observation;
+  const int trace_descriptor = trace == Trace::to_file ? open_trace_file(trace_file) : -1;
+  int alive[2];  // a pipe that the process has open as long as it lives
+  if (pipe2(alive, O_CLOEXEC) != 0) throw Error(exit_io, std::string("no pipe: ") + strerror(errno));
+  std::cout.flush();
+  const pid_t process = fork();
+  if (process == 0) run_in_child(from, to, trace_descriptor, observation);
+  const int reason = errno;
+  close(alive[1]);
+  if (trace_descriptor != -1) close(trace_descriptor);  // the library synced every line
+  const bool interrupted = process > 0 && wait_for(process, alive[0], observation, *this);
+  close(alive[0]);
+  if (process < 0) throw Error(exit_io, std::string("no process for the conversion: ") + strerror(reason));
+  const auto& shared = observation.shared();
+  if (!shared.answered) {
+    remove_unfinished_files(process, conversion.store().parent_path());
+    remove_unfinished_files(process, conversion.snapshot().parent_path());
+  }
+  Run run;
+  run.answered = shared.answered;
+  run.interrupted = interrupted;
+  run.was_changed = shared.was_changed;
+  run.has_snapshot = shared.has_snapshot;
+  run.result = shared.result;
+  run.open_status = shared.open_status;
+  run.snapshot_status = shared.snapshot_status;
+  run.close_status = shared.close_status;
+  run.earlier_snapshot = kept_name(conversion.snapshot(), shared.kept_number);
+  if (shared.has_closed) run.closed = shared.closed;
+  run.operations = shared.operations;
+  run.failures = observation.failures();
+  return run;
 }
 
 }  // namespace
@@ -140,10 +183,18 @@ std::string device_path(const fs::path& root, const fs::path& directory, bool st
 }
 
 void check_trace_file(const Conversion& conversion, const std::string& file) {
+  std::error_code ignored;  // a directory that is not there holds no store
+  const fs::path place = fs::weakly_canonical(fs::absolute(file).parent_path(), ignored) / fs::path(file).filename();
+  for (const fs::path& store : {conversion.store(), conversion.snapshot()}) {
+    for (const char* suffix : {"", "-journal", "-wal", "-shm"}) {
+      if (place == store.string() + suffix) {
+        throw Error(exit_usage, file + ": is the name of a store or belongs to one; name another file for the trace");
+      }
+    }
+  }
   struct stat trace, other;
   if (stat(file.c_str(), &trace) != 0) {
-    const fs::path directory = fs::path(file).parent_path();
-    if (errno == ENOENT && access(directory.empty() ? "." : directory.c_str(), W_OK) == 0) return;
+    if (errno == ENOENT && access(place.parent_path().c_str(), W_OK) == 0) return;
     throw Error(exit_io, file + ": cannot be opened for the trace: " + strerror(errno));
   }
   if (!S_ISREG(trace.st_mode)) throw Error(exit_usage, file + no_regular_file);
@@ -160,26 +211,24 @@ void check_trace_file(const Conversion& conversion, const std::string& file) {
 void create_trace_file(const std::string& file) { close(open_trace_file(file)); }
 
 Run run_conversion(const Conversion& conversion, const RunOptions& options) {
-  const ScratchDirectory versions(temporary_directory());
-  write_version_file(versions.path() / "from", conversion.from.text);
-  write_version_file(versions.path() / "to", conversion.to.text);
-  Observation observation;
-  const int trace = options.trace == Trace::to_file ? open_trace_file(options.trace_file) : -1;
-  int alive[2];  // a pipe that the process has open as long as it lives
-  if (pipe2(alive, O_CLOEXEC) != 0) throw Error(exit_io, std::string("no pipe: ") + strerror(errno));
-  std::cout.flush();
-  const pid_t process = fork();
-  if (process == 0) run_library_in_child(conversion, options, versions.path(), trace, observation);
-  const int reason = errno;
-  close(alive[1]);
-  if (trace != -1) close(trace);  // the library synced every line
-  const bool interrupted = process > 0 && wait_for(process, alive[0], observation, options);
-  close(alive[0]);
-  if (process < 0) throw Error(exit_io, std::string("no process for the conversion: ") + strerror(reason));
-  const auto& shared = observation.shared();
-  if (!shared.answered) remove_scratch_directories(process, conversion.snapshot().parent_path());
-  return {shared.answered,    interrupted,         shared.was_changed, shared.result,
-          shared.open_status, shared.close_status, shared.operations,  observation.failures()};
+  const Runner runner = {conversion,
+                         options.trace,
+                         options.trace_file,
+                         "Converting",
+                         options.expected_operations,
+                         [&](Observation& observation) {
+                           set_nonvolatile_root(conversion.root);
+                           observation.begin(options.expected);
+                         }};
+  return runner.run();
+}
+
+Run run_dry(const Conversion& conversion, const Store& original, int result) {
+  const Runner runner = {
+      conversion, Trace::none,
+      "",         "Dry run, records",
+      0,          [&](Observation& observation) { observation.begin_dry_run(original.handle(), result); }};
+  return runner.run();
 }
 
 }  // namespace vrrpconvert

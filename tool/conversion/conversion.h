@@ -36,13 +36,16 @@ std::string device_path(const std::filesystem::path& root, const std::filesystem
 
 // What came of a run.
 struct Run {
-  bool answered = false;  // false: the process that ran the library died before it answered
+  bool answered = false;  // false: the process that ran the library ended before it answered
   bool interrupted = false;
   bool was_changed = false;  // the store was not the expected one, and the library did not get it
+  bool has_snapshot = false;
   syserr_t result = 0;
-  syserr_t open_status = 0, close_status = 0;
-  size_t operations = 0;               // records that the library stored or deleted, or tried to
-  std::map<Bytes, syserr_t> failures;  // of those, by key
+  syserr_t open_status = 0, snapshot_status = 0, close_status = 0;
+  std::filesystem::path earlier_snapshot;  // under the name that it has now, if there was one
+  std::optional<StoreDigest> closed;       // of the store when the library closed it
+  size_t operations = 0;                   // records that the library stored or deleted, or tried to
+  std::map<Bytes, syserr_t> failures;      // of those, by key
 };
 
 // Where the library traces to.
@@ -52,23 +55,25 @@ enum class Trace {
   none
 };
 
-// Throws Error unless the trace can go to `file`, which is then no store. Creates nothing.
+// Throws Error unless the trace can go to `file`, which is then no store, and not named like one. Creates nothing.
 void check_trace_file(const Conversion& conversion, const std::string& file);
 
 // Creates it where there is none, so that nothing else takes its name. Throws Error.
 void create_trace_file(const std::string& file);
 
 struct RunOptions {
-  std::optional<StoreDigest> expected{};  // of the store: another one is not converted
+  StoreDigest expected;  // of the store: another one is not converted
   Trace trace = Trace::none;
   std::string trace_file{};
-  const char* label = "Dry run, records";  // of the progress bar
-  size_t expected_operations = 0;          // 0: not known
+  size_t expected_operations = 0;  // 0: not known
 };
 
-// Runs the conversion in a process of its own, so that an interrupt ends it at once and the store stays as it was.
-// Throws Error when the run cannot be prepared.
+// Both run the conversion in a process of its own, so that an interrupt ends it at once and the store stays as it was.
+// They throw Error when the run cannot be prepared.
 Run run_conversion(const Conversion& conversion, const RunOptions& options);
+
+// Converts `original`, whose image afterwards goes to the file `result`, and touches no other file.
+Run run_dry(const Conversion& conversion, const Store& original, int result);
 
 }  // namespace vrrpconvert
 

@@ -1,26 +1,45 @@
 #include "tool/conversion/dry_run.h"
 
+#include "platform/syserr.h"
+#include "tool/store/record_counts.h"
 #include "tool/support/error.h"
+#include "tool/support/memory_file.h"
 
 namespace vrrpconvert {
+namespace {
 
-namespace fs = std::filesystem;
+// The library handles the global info record and every record of the two kinds that have layouts.
+size_t expected_operations(Change change, const Store& store) {
+  if (change == Change::none) return 0;
+  const RecordCounts counts = count_records(store);
+  return 1 + counts.of("vr") + counts.of("ip_assoc");
+}
 
-DryRun::DryRun(const Conversion& real) : scratch_(temporary_directory()) {
-  Conversion conversion = real;
-  conversion.root = scratch_.path() / "root";
-  const fs::path before = scratch_.path() / "before", after = conversion.store();
-  fs::create_directories(after.parent_path());
-  fs::create_directories(conversion.snapshot().parent_path());
-  Store(real.store()).write_copy(before);
-  std::error_code error;
-  fs::copy_file(before, after, error);  // which is checked when it is opened
-  if (error) throw Error(exit_io, after.string() + ": cannot be written: " + error.message() + "; nothing was changed");
-  run_ = run_conversion(conversion, {});
+// A dry run that did not go through says nothing of the conversion, least of all that nothing would be lost.
+void require_complete(const Conversion& conversion, const Run& run, const Store& before) {
+  std::string problem;
+  if (!run.answered) {
+    problem = "the library ended before it was done";
+  } else if (!run.closed) {
+    problem = "the library could not open the copy";
+  } else if (run.close_status != 0) {
+    problem = syserr2str(run.close_status);
+  } else if (run.operations != expected_operations(conversion.change(), before)) {
+    problem = "the library did not convert every record; there may be too little memory";
+  }
+  if (problem.empty()) return;
+  throw Error(exit_io, conversion.store().string() + ": the dry run failed: " + problem + "; nothing was changed",
+              "not_examined", conversion.store().string());
+}
+
+}  // namespace
+
+DryRun::DryRun(const Conversion& conversion) : before_(conversion.store()) {
+  const MemoryFile result;
+  run_ = run_dry(conversion, before_, result.descriptor());
   if (run_.interrupted) throw Error(exit_interrupted, "interrupted; nothing was changed");
-  if (!run_.answered) throw Error(exit_unknown, "the library died on a copy of the store; nothing was changed");
-  before_.emplace(before);
-  after_.emplace(after);
+  require_complete(conversion, run_, before_);
+  after_.emplace(result.descriptor(), conversion.store());
 }
 
 }  // namespace vrrpconvert

@@ -33,39 +33,42 @@ syserr_t noted(const pss_datum_t& key, syserr_t status) {
 
 }  // namespace
 
-Observation::Observation() : log_(memfd_create("failures", MFD_CLOEXEC)) {
+Observation::Observation() {
   void* memory = mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  if (memory == MAP_FAILED || log_ < 0) throw Error(exit_io, std::string("no shared memory: ") + strerror(errno));
+  if (memory == MAP_FAILED) throw Error(exit_io, std::string("no shared memory: ") + strerror(errno));
   shared_ = new (memory) Shared{};
 }
 
-Observation::~Observation() {
-  munmap(shared_, sizeof(Shared));
-  close(log_);
+Observation::~Observation() { munmap(shared_, sizeof(Shared)); }
+
+void Observation::begin_dry_run(pss_service_t store, int file) {
+  original = store;
+  result = file;
+  begun = this;
 }
 
-void Observation::begin(const std::optional<StoreDigest>& expected) {
-  shared_->expected = expected;
+void Observation::begin(StoreDigest digest) {
+  expected = digest;
   begun = this;
 }
 
 void Observation::note_failure(const pss_datum_t& key, syserr_t status) const {
   uint32 size = key.siz;
   const iovec parts[] = {{&size, sizeof size}, {key.ptr, key.siz}, {&status, sizeof status}};
-  [[maybe_unused]] const ssize_t written = writev(log_, parts, 3);  // a lost one costs a reason only
+  [[maybe_unused]] const ssize_t written = writev(log_.descriptor(), parts, 3);  // a lost one costs a reason only
 }
 
 std::map<Bytes, syserr_t> Observation::failures() const {
   std::map<Bytes, syserr_t> failures;
   off_t at = 0;
   uint32 size;
-  while (pread(log_, &size, sizeof size, at) == sizeof size) {
+  while (pread(log_.descriptor(), &size, sizeof size, at) == sizeof size) {
     Bytes key(size);
     syserr_t status = 0;
     at += sizeof size;
-    if (pread(log_, key.data(), size, at) != static_cast<ssize_t>(size)) break;
+    if (pread(log_.descriptor(), key.data(), size, at) != static_cast<ssize_t>(size)) break;
     at += size;
-    if (pread(log_, &status, sizeof status, at) != sizeof status) break;
+    if (pread(log_.descriptor(), &status, sizeof status, at) != sizeof status) break;
     at += sizeof status;
     failures[key] = status;
   }
@@ -79,16 +82,31 @@ using vrrpconvert::next;
 using vrrpconvert::noted;
 
 pss_service_t pss_open(const char* url, syserr_t* status) {
+  if (begun != nullptr && begun->original != 0) {
+    *status = 0;
+    return begun->original;
+  }
   const pss_service_t table = next(&pss_open, "pss_open")(url, status);
   if (begun == nullptr) return table;
   auto& shared = begun->shared();
   shared.open_status = *status;
-  // Under the lock of the open store: what was looked at is what is converted.
-  if (table == 0 || !shared.expected || vrrpconvert::digest_of(table) == *shared.expected) return table;
+  // Digests are compared while the store is locked, so that the library converts the records that the dry run saw.
+  if (table == 0 || vrrpconvert::digest_of(table) == begun->expected) return table;
   shared.was_changed = true;
   (void)next(&pss_close, "pss_close")(table);  // nothing was changed through it
   *status = SYSERR_PSS_BUSY;
   return 0;
+}
+
+syserr_t pss_snapshot(pss_service_t table, uint32 flags, const char* url) {
+  if (begun != nullptr && begun->original != 0) return 0;
+  const syserr_t status = next(&pss_snapshot, "pss_snapshot")(table, flags, url);
+  if (begun == nullptr) return status;
+  auto& shared = begun->shared();
+  shared.has_snapshot = status == 0;
+  shared.snapshot_status = status;
+  shared.kept_number = pss_embedded_kept();
+  return status;
 }
 
 syserr_t pss_store(pss_service_t table, uint32 mode, const pss_datum_t* key, const pss_datum_t* value) {
@@ -102,7 +120,18 @@ syserr_t pss_delete(pss_service_t table, const pss_datum_t* key) {
 }
 
 syserr_t pss_close(pss_service_t table) {
-  const syserr_t status = next(&pss_close, "pss_close")(table);
-  if (begun != nullptr) begun->shared().close_status = status;
-  return status;
+  if (begun == nullptr) return next(&pss_close, "pss_close")(table);
+  auto& shared = begun->shared();
+  shared.closed = vrrpconvert::digest_of(table);
+  shared.has_closed = true;
+  if (begun->original != 0) {
+    shared.close_status = pss_embedded_write_image(table, begun->result);
+  } else if (shared.snapshot_status != 0) {
+    // The library deletes the records all the same, and they are nowhere else.
+    (void)pss_embedded_discard(table);
+    shared.close_status = shared.snapshot_status;
+  } else {
+    shared.close_status = next(&pss_close, "pss_close")(table);
+  }
+  return shared.close_status;
 }

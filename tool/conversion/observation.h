@@ -7,10 +7,10 @@
 
 #include <atomic>
 #include <map>
-#include <optional>
 
 #include "tool/record/stored_record.h"
 #include "tool/store/store.h"
+#include "tool/support/memory_file.h"
 
 namespace vrrpconvert {
 
@@ -22,16 +22,21 @@ class Observation {
   Observation& operator=(const Observation&) = delete;
   ~Observation();
 
-  // Begins in the process that runs the library. A store with another digest than `expected`, where one is, is not
-  // given to it.
-  void begin(const std::optional<StoreDigest>& expected);
+  // Begin in the process that runs the library. In a dry run it gets the store `original`, whatever it opens, and takes
+  // no snapshot; what it makes of it goes to the file `result`. Otherwise a store with another digest than `expected` is
+  // not given to it, and after a snapshot that failed its changes are not kept.
+  void begin_dry_run(pss_service_t original, int result);
+  void begin(StoreDigest expected);
 
   struct Shared {
-    std::optional<StoreDigest> expected;
     std::atomic<uint32> operations;  // stores and deletions so far
-    syserr_t open_status, close_status;
-    bool was_changed;  // the store had another digest
-    bool answered;     // the library returned `result`
+    syserr_t open_status, snapshot_status, close_status;
+    uint32 kept_number;  // of an earlier snapshot, as kept_name() has it
+    bool has_snapshot;   // a snapshot was taken
+    bool was_changed;    // the store had another digest
+    bool has_closed;     // the library closed the store, whose records then had the digest `closed`
+    StoreDigest closed;
+    bool answered;  // the library returned `result`
     syserr_t result;
   };
   Shared& shared() const { return *shared_; }
@@ -39,9 +44,14 @@ class Observation {
   void note_failure(const pss_datum_t& key, syserr_t status) const;
   std::map<Bytes, syserr_t> failures() const;  // by key
 
+  // Of this process.
+  pss_service_t original = 0;  // in a dry run, else 0
+  int result = -1;
+  StoreDigest expected = 0;
+
  private:
   Shared* shared_;
-  int log_;  // of failures: key size, key, status
+  MemoryFile log_{};  // of failures: key size, key, status
 };
 
 }  // namespace vrrpconvert

@@ -43,7 +43,7 @@ std::vector<WayBack> ways_back(const fs::path& store, const fs::path& snapshot) 
   std::vector<WayBack> found;
   for (const fs::path& file : files) {
     try {
-      found.push_back({file, release_in(file), count_records(StoreCopy(file).store())});
+      found.push_back({file, release_in(file), count_records(Store(file, no_wait))});
     } catch (const Error& error) {
       if (error.exit_code == exit_interrupted) throw;  // anything else cannot be gone back to
     }

@@ -31,12 +31,6 @@ void assign(const pss_datum_t& datum, Bytes& bytes) {
   bytes.assign(start, start + datum.siz);
 }
 
-void discard(pss_service_t handle) {
-  // Another platform, loaded before the embedded one, knows only its own handles. Closing one keeps what was changed: a
-  // scratch file at most.
-  if (pss_embedded_discard(handle) == SYSERR_PSS_BAD_HANDLE) (void)pss_close(handle);
-}
-
 Exit exit_code_for(syserr_t status) {
   switch (status) {
     case SYSERR_PSS_BUSY:
@@ -45,6 +39,7 @@ Exit exit_code_for(syserr_t status) {
     case SYSERR_PSS_NO_SPACE:
     case SYSERR_PSS_NO_MEMORY:
     case SYSERR_PSS_READ_ONLY:
+    case SYSERR_PSS_NO_FILES:
       return exit_io;
     default:
       return exit_bad_input;
@@ -67,6 +62,8 @@ const char* reason_for(syserr_t status) {
       return "no_space";
     case SYSERR_PSS_NO_MEMORY:
       return "no_memory";
+    case SYSERR_PSS_TOO_LARGE:
+      return "too_large";
     default:
       return nullptr;
   }
@@ -79,16 +76,26 @@ const char* advice_for(syserr_t status) {
     case SYSERR_PSS_DAMAGED:
       return "; nothing was changed: put a copy or snapshot of it back";
     case SYSERR_PSS_UNTRUSTED:
-      return "; look at the files beside it that end in -journal, -wal and -shm, and remove what is not the store's";
+      return "; let the sqlite3 shell finish the change (.tables is enough), or remove the files beside the store that end in "
+             "-journal and -wal if they are not the store's";
     case SYSERR_PSS_BUSY:
       return "; try again when it is done";
     case SYSERR_PSS_NO_SPACE:
-      return "; make room and try again";
+      return "; make room in its directory, or raise the limit of the file size, and try again";
+    case SYSERR_PSS_NO_MEMORY:
+    case SYSERR_PSS_TOO_LARGE:
+      return "; a store is held in memory";
     case SYSERR_PSS_READ_ONLY:
       return "; check the owner and mode of the file and its directory";
     default:
       return "";
   }
+}
+
+// Of the file at `path`, which is another one when the number is; 0 where nothing is.
+ino_t file_number(const fs::path& path) {
+  struct stat status;
+  return lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
 }
 
 }  // namespace
@@ -125,27 +132,27 @@ StoreDigest digest_of(pss_service_t handle) {
   return XXH3_64bits_digest(&state);
 }
 
-Store::Store(const fs::path& file) : file_(file) {
+Store::Store(const fs::path& file, unsigned wait_ms) : file_(file) {
   syserr_t status = 0;
-  handle_ = pss_open(url_of(file).c_str(), &status);
+  handle_ = pss_embedded_open_copy(url_of(file).c_str(), wait_ms, &status);
   if (status != 0) fail(status);
 }
 
-Store Store::create(const fs::path& file) {
-  const syserr_t status = pss_embedded_create(url_of(file).c_str());
-  if (status != 0) throw_store_error(file, status);
-  return Store(file);
+Store::Store(int descriptor, const fs::path& name) : file_(name) {
+  syserr_t status = 0;
+  handle_ = pss_embedded_open_descriptor(descriptor, &status);
+  if (status != 0) fail(status);
 }
 
-// Changes are renamed into place as a copy: nothing is ever kept through a handle of the tool's own.
-Store::~Store() { discard(handle_); }
+// A handle of the tool's own only reads, or is a copy.
+Store::~Store() { (void)pss_embedded_discard(handle_); }
 
 std::unique_ptr<Store> Store::open_to_replace(const fs::path& file) {
-  if (file_number(file) == 0) return nullptr;
+  if (!is_taken(file)) return nullptr;
   syserr_t status = 0;
   const pss_service_t handle = pss_open(url_of(file).c_str(), &status);
-  if (handle != 0) return std::unique_ptr<Store>(new Store(file, handle));
-  if (status != SYSERR_PSS_DAMAGED) throw_store_error(file, status);
+  if (handle != 0) return std::unique_ptr<Store>(new Store(file, Opened{handle}));
+  if (status != SYSERR_PSS_DAMAGED && status != SYSERR_PSS_UNTRUSTED) throw_store_error(file, status);
   return nullptr;
 }
 
@@ -187,43 +194,32 @@ bool Store::add(const StoredRecord& record) {
   return status == 0;
 }
 
-void Store::write_copy(const fs::path& file) const { snapshot(file, 0); }
+fs::path Store::put(const fs::path& file, Existing existing) const {
+  snapshot(file, existing == Existing::lost ? PSS_EMBEDDED_INHERIT | PSS_EMBEDDED_REPLACE : PSS_EMBEDDED_INHERIT);
+  return kept_name(file, pss_embedded_kept());
+}
 
-void Store::replace(const fs::path& file) const { snapshot(file, PSS_EMBEDDED_REPLACE); }
+bool Store::put_new(const fs::path& file) const { return snapshot(file, PSS_EMBEDDED_NEW_ONLY) == 0; }
 
-void Store::snapshot(const fs::path& file, uint32 flags) const {
+// Returns 0, or SYSERR_PSS_EXISTS.
+syserr_t Store::snapshot(const fs::path& file, uint32 flags) const {
   const ino_t earlier = file_number(file);
   const syserr_t status = pss_snapshot(handle_, flags, url_of(file).c_str());
   if (status == SYSERR_PSS_IO && file_number(file) != earlier) {
-    throw Error(exit_unknown, file.string() +
-                                  ": is in place, but could not be made durable: a power cut could still bring "
-                                  "back what it replaced");
+    const fs::path kept = kept_name(file, pss_embedded_kept());
+    throw Error(exit_unknown, file.string() + ": is in place, but could not be made durable: a power cut could still " +
+                                  "bring back what it replaced" + (kept.empty() ? "" : ", which is " + kept.string()));
   }
-  if (status != 0) throw_store_error(file, status);
+  if (status != 0 && status != SYSERR_PSS_EXISTS) throw_store_error(file, status);
+  return status;
 }
 
 void Store::fail(syserr_t status) const { throw_store_error(file_, status); }
 
-StoreCopy::StoreCopy(const fs::path& original) : scratch_(temporary_directory()) {
-  const fs::path copy = scratch_.path() / "copy";
-  Store(original).write_copy(copy);
-  store_ = std::make_unique<Store>(copy);
-}
+bool is_taken(const fs::path& path) { return file_number(path) != 0; }
 
-ino_t file_number(const fs::path& path) {
-  struct stat status;
-  return lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
-}
-
-fs::path kept_name(const fs::path& path, ino_t number) {
-  for (unsigned i = 1;; ++i) {
-    fs::path name = path.string() + "." + std::to_string(i);
-    if (file_number(name) == number) return name;
-    // The platform takes the first name that neither a file nor a sidecar file has.
-    const bool is_taken = file_number(name) != 0 || file_number(name.string() + "-journal") != 0 ||
-                          file_number(name.string() + "-wal") != 0 || file_number(name.string() + "-shm") != 0;
-    if (!is_taken) return {};
-  }
+fs::path kept_name(const fs::path& file, uint32 number) {
+  return number == 0 ? fs::path() : fs::path(file.string() + "." + std::to_string(number));
 }
 
 }  // namespace vrrpconvert

@@ -8,7 +8,6 @@
 
 #include "platform/pss.h"
 #include "tool/record/stored_record.h"
-#include "tool/support/scratch_directory.h"
 
 namespace vrrpconvert {
 
@@ -18,6 +17,9 @@ std::filesystem::path existing_directory(const std::filesystem::path& path);
 // Makes "nonvolatile:/" mean `root` for the platform in this process. Stores are opened by their whole path, under "/".
 void set_nonvolatile_root(const std::filesystem::path& root);
 
+// How the names of files begin that a killed process may leave where it wrote a store.
+inline constexpr char unfinished_file_prefix[] = ".pss-";
+
 // All records of a store as one number: stores with different records differ in it.
 using StoreDigest = uint64_t;
 StoreDigest digest_of(pss_service_t handle);
@@ -25,21 +27,32 @@ StoreDigest digest_of(pss_service_t handle);
 // Throws the error for `status` at `file`.
 [[noreturn]] void throw_store_error(const std::filesystem::path& file, syserr_t status);
 
+// How long a store that another process holds is waited for, in milliseconds.
+inline constexpr unsigned usual_wait_ms = 5000, no_wait = 0;
+
+// What becomes of an existing file where a store is put.
+enum class Existing {
+  kept,  // under a name of its own, unless it is a store with the same records
+  lost   // but for a directory and sidecar files, which are kept
+};
+
 class Store {
  public:
-  // Opens an existing store; no other process can open it meanwhile. Throws Error.
-  explicit Store(const std::filesystem::path& file);
+  // Opens a copy of an existing store in memory, so that no other process waits for it. Throws Error.
+  explicit Store(const std::filesystem::path& file, unsigned wait_ms = usual_wait_ms);
 
-  // Creates an empty store where there is nothing, and opens it.
-  static Store create(const std::filesystem::path& file);
+  // Opens the image in the file `descriptor`, which errors name `name`; -1 stands for an empty store.
+  Store(int descriptor, const std::filesystem::path& name);
 
   // Opens a store that is to be replaced, which keeps other processes out of it until then. Null where there is
-  // nothing, or a damaged store. Throws Error where something else is.
+  // nothing, or a store that only a copy can help. Throws Error where something else is.
   static std::unique_ptr<Store> open_to_replace(const std::filesystem::path& file);
 
   Store(const Store&) = delete;
   Store& operator=(const Store&) = delete;
   ~Store();
+
+  pss_service_t handle() const { return handle_; }
 
   // Read the first record in key order, and the one behind the record that was read last. Return false at the end.
   bool first(StoredRecord& record) const;
@@ -54,36 +67,31 @@ class Store {
   // Adds a record. Returns false when its key is stored already.
   bool add(const StoredRecord& record);
 
-  // Writes the records, added ones included, to `file`, atomically. An existing file of other content is kept under
-  // another name by the first, and lost by the second.
-  void write_copy(const std::filesystem::path& file) const;
-  void replace(const std::filesystem::path& file) const;
+  // Puts a durable store with the records, added ones included, at `file`, atomically. It has the owner, group and mode of
+  // a store that it replaces, else mode 0600. Returns the name under which an existing file is kept, if it is.
+  std::filesystem::path put(const std::filesystem::path& file, Existing existing) const;
+
+  // The same where there is nothing. Returns false, and changes nothing, where there is something.
+  bool put_new(const std::filesystem::path& file) const;
 
  private:
-  explicit Store(const std::filesystem::path& file, pss_service_t handle) : file_(file), handle_(handle) {}
+  struct Opened {
+    pss_service_t handle;
+  };
+  Store(const std::filesystem::path& file, Opened opened) : file_(file), handle_(opened.handle) {}
   bool read(pss_location_t location, StoredRecord& record) const;
-  void snapshot(const std::filesystem::path& file, uint32 flags) const;
+  syserr_t snapshot(const std::filesystem::path& file, uint32 flags) const;
   [[noreturn]] void fail(syserr_t status) const;
 
   std::filesystem::path file_;
   pss_service_t handle_;
 };
 
-// A private copy of a store, taken in one step, so that other processes need not wait while it is read.
-class StoreCopy {
- public:
-  explicit StoreCopy(const std::filesystem::path& original);
-  const Store& store() const { return *store_; }
+// Whether there is anything at `path`.
+bool is_taken(const std::filesystem::path& path);
 
- private:
-  ScratchDirectory scratch_;
-  std::unique_ptr<Store> store_;
-};
-
-// The number of the file at `path`, or 0; and where the file of that number is kept when another one took its place,
-// empty where nothing is.
-ino_t file_number(const std::filesystem::path& path);
-std::filesystem::path kept_name(const std::filesystem::path& path, ino_t number);
+// "FILE.2", the name under which the platform keeps what was there; empty for the number 0.
+std::filesystem::path kept_name(const std::filesystem::path& file, uint32 number);
 
 }  // namespace vrrpconvert
 

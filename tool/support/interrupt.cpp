@@ -20,6 +20,7 @@ void note_interrupts() {
   const bool has_nohup = sigaction(SIGHUP, nullptr, &inherited) == 0 && inherited.sa_handler == SIG_IGN;
   if (!has_nohup) sigaction(SIGHUP, &action, nullptr);
   signal(SIGPIPE, SIG_IGN);
+  signal(SIGXFSZ, SIG_IGN);
 }
 
 bool was_interrupted() { return interrupted != 0; }

@@ -5,7 +5,7 @@
 namespace vrrpconvert {
 
 // From here on SIGINT, SIGTERM and SIGHUP are noted instead of ending the process, and a reader of the output that went
-// away shows as a write that fails.
+// away, or a limit of the file size, shows as a write that fails.
 void note_interrupts();
 
 bool was_interrupted();

@@ -1,0 +1,213 @@
+#include "platform/embedded/place.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+
+#include "platform/embedded/database.h"
+#include "platform/embedded/new_file.h"
+#include "platform/embedded/pss_embedded.h"
+#include "platform/embedded/sidecar_files.h"
+#include "platform/embedded/status.h"
+#include "platform/embedded/store_file.h"
+#include "platform/embedded/store_format.h"
+
+namespace pss_embedded {
+namespace {
+
+constexpr size_t name_size = NAME_MAX + 32;
+
+bool find(int directory, const char* name, struct stat* found) {
+  return fstatat(directory, name, found, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+// Each returns 0, or -1 with the reason in errno.
+
+int rename_to_free_name(int directory, const char* from, const char* to) {
+  if (renameat2(directory, from, directory, to, RENAME_NOREPLACE) == 0) return 0;
+  if (errno != EINVAL) return -1;
+  // The file system cannot rename so, but may have links.
+  return linkat(directory, from, directory, to, 0) == 0 ? unlinkat(directory, from, 0) : -1;
+}
+
+int exchange(int directory, const char* one, const char* other) {
+  return renameat2(directory, one, directory, other, RENAME_EXCHANGE);
+}
+
+// Where the file system cannot exchange names, `place` is empty for a moment, and its file has the name `aside`.
+int exchange_by_steps(int directory, const char* made, const char* place, const char* aside) {
+  if (rename_to_free_name(directory, place, aside) != 0) return -1;
+  const int placed = rename_to_free_name(directory, made, place);
+  const int reason = errno;
+  const int kept = rename_to_free_name(directory, aside, placed == 0 ? made : place);
+  errno = placed == 0 ? errno : reason;
+  return placed == 0 ? kept : -1;
+}
+
+void move_sidecars(int directory, const char* from, const char* to, syserr_t* status) {
+  for (const char* suffix : sidecar_suffixes) {
+    const SidecarName sidecar(from, suffix), target(to, suffix);
+    if (rename_to_free_name(directory, sidecar.text, target.text) != 0 && errno != ENOENT && *status == 0) {
+      *status = status_of_errno(errno);
+    }
+  }
+}
+
+// Whether the file is an intact store with the records of `content`.
+bool holds(const Location& place, const Digest& content) {
+  StoreFile file;
+  Image image;
+  Database database;
+  Digest found;
+  return file.open(place, Access::read, 0) == 0 && file.read(&image) == 0 && open_image(&image, &database) == 0 &&
+         check_store(database.get(), &found) == 0 && found == content;
+}
+
+// Gives `from` the first free name NAME.1, NAME.2, ... that no sidecar file has either.
+syserr_t rename_to_next_name(const Location& place, const char* from, char (&name)[name_size], uint32* number) {
+  const int directory = place.directory.get();
+  for (*number = 1;; ++*number) {
+    snprintf(name, sizeof name, "%s.%u", place.name, *number);
+    if (has_sidecar(directory, name)) continue;
+    if (rename_to_free_name(directory, from, name) == 0) return 0;
+    if (errno != EEXIST) return status_of_errno(errno);
+  }
+}
+
+class Placement {
+ public:
+  Placement(const Location& place, NewFile& made) : place_(place), directory_(place.directory.get()), made_(made) {}
+
+  // Takes a name that nothing has. SYSERR_PSS_EXISTS where something has.
+  syserr_t take() {
+    return rename_to_free_name(directory_, made_.name(), place_.name) == 0 ? 0 : status_of_errno(errno);
+  }
+
+  // Takes the place of `lost`. What another process put there meanwhile goes back: SYSERR_PSS_BUSY.
+  syserr_t replace(const struct stat& lost) {
+    struct stat found;
+    if (exchange(directory_, made_.name(), place_.name) == 0) {
+      if (find(directory_, made_.name(), &found) && is_same_file(found, lost)) return 0;
+      return put_back();
+    }
+    if (errno != EINVAL) return status_of_errno(errno);
+    if (!find(directory_, place_.name, &found) || !is_same_file(found, lost)) return SYSERR_PSS_BUSY;
+    return renameat(directory_, made_.name(), directory_, place_.name) == 0 ? 0 : status_of_errno(errno);
+  }
+
+  // Takes the place of whatever is there, which gets the next free name with its sidecar files: the new file takes that
+  // name first, then both change names.
+  syserr_t keep(uint32* kept) {
+    char name[name_size];
+    syserr_t status = rename_to_next_name(place_, made_.name(), name, kept);
+    if (status != 0) return status;
+    move_sidecars(directory_, place_.name, name, &status);
+    if (status == 0 && exchange(directory_, name, place_.name) != 0 &&
+        (errno != EINVAL || exchange_by_steps(directory_, name, place_.name, made_.name()) != 0)) {
+      status = status_of_errno(errno);
+    }
+    if (status == 0) return 0;
+    // Only sidecar files were there: they stay aside, and the place is free.
+    struct stat found;
+    const bool is_free = status == SYSERR_PSS_NO_STORE && !find(directory_, place_.name, &found);
+    // Nothing more can be done where this fails; the first failure is reported.
+    (void)rename_to_free_name(directory_, name, made_.name());
+    syserr_t ignored = 0;
+    if (!is_free) move_sidecars(directory_, name, place_.name, &ignored);
+    return is_free ? take() : status;
+  }
+
+ private:
+  syserr_t put_back() {
+    struct stat found, own;
+    if (exchange(directory_, made_.name(), place_.name) != 0) {
+      made_.disown();
+      return SYSERR_PSS_IO;
+    }
+    const bool is_own = fstat(made_.descriptor(), &own) == 0 && find(directory_, made_.name(), &found) &&
+                        is_same_file(found, own);
+    if (is_own) return SYSERR_PSS_BUSY;
+    // A third file had taken the place of the new one by then.
+    char name[name_size];
+    uint32 number;
+    made_.disown();
+    (void)rename_to_next_name(place_, made_.name(), name, &number);  // where it fails, the file keeps the name it has
+    return SYSERR_PSS_BUSY;
+  }
+
+  const Location& place_;
+  int directory_;
+  NewFile& made_;
+};
+
+syserr_t put(const Location& place, const Content& content, Existing existing, NewFile& made, uint32* kept) {
+  *kept = 0;
+  Placement placement(place, made);
+  struct stat found;
+  const bool has_sidecars = has_sidecar(place.directory.get(), place.name);
+  // A sidecar file may be the only way to recover the store that it belonged to, and is no new store's.
+  if (existing == Existing::refuse) return has_sidecars ? SYSERR_PSS_EXISTS : placement.take();
+  if (!find(place.directory.get(), place.name, &found)) {
+    if (errno != ENOENT) return status_of_errno(errno);
+    return has_sidecars ? placement.keep(kept) : placement.take();
+  }
+  const bool is_to_be_lost = !has_sidecars && !S_ISDIR(found.st_mode) &&
+                             (existing == Existing::replace || holds(place, content.digest));
+  return is_to_be_lost ? placement.replace(found) : placement.keep(kept);
+}
+
+// Whether another process changed what is at the place while it was looked at.
+bool was_overtaken(syserr_t status) {
+  return status == SYSERR_PSS_EXISTS || status == SYSERR_PSS_NO_STORE || status == SYSERR_PSS_BUSY;
+}
+
+syserr_t write_and_put(const Location& place, const Content& content, Existing existing, const struct stat* owner,
+                       uint32* kept) {
+  NewFile made;
+  syserr_t status = made.create(place);
+  if (status == 0) status = made.fill(content.bytes, content.size, owner);
+  if (status == 0) status = put(place, content, existing, made, kept);
+  constexpr int attempts_max = 100;
+  for (int attempt = 1; existing != Existing::refuse && was_overtaken(status) && attempt < attempts_max; ++attempt) {
+    status = put(place, content, existing, made, kept);
+  }
+  return status;
+}
+
+syserr_t write_and_replace(const Location& place, const Content& content, const struct stat& file) {
+  NewFile made;
+  syserr_t status = made.create(place);
+  if (status == 0) status = made.fill(content.bytes, content.size, &file);
+  return status != 0 ? status : Placement(place, made).replace(file);
+}
+
+// Opened first, so that a directory that cannot be synced is found while nothing is done yet.
+int open_directory(const Location& place) {
+  return openat(place.directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+}
+
+syserr_t sync(const FileDescriptor& directory) { return fsync(directory.get()) == 0 ? 0 : status_of_errno(errno); }
+
+}  // namespace
+
+syserr_t put_store(const Location& place, const Content& content, Existing existing, bool inherits, uint32* kept) {
+  *kept = 0;
+  const FileDescriptor directory(open_directory(place));
+  if (directory.get() < 0) return status_of_errno(errno);
+  struct stat replaced;
+  const bool has_owner = inherits && find(place.directory.get(), place.name, &replaced) && S_ISREG(replaced.st_mode);
+  const syserr_t status = write_and_put(place, content, existing, has_owner ? &replaced : nullptr, kept);
+  return status != 0 ? status : sync(directory);
+}
+
+syserr_t update_store(const Location& place, const Content& content, const struct stat& file) {
+  const FileDescriptor directory(open_directory(place));
+  if (directory.get() < 0) return status_of_errno(errno);
+  const syserr_t status = write_and_replace(place, content, file);
+  return status != 0 ? status : sync(directory);
+}
+
+}  // namespace pss_embedded

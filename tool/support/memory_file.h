@@ -1,0 +1,29 @@
+// A file in memory, which no other user can open.
+#ifndef TOOL_SUPPORT_MEMORY_FILE_H
+#define TOOL_SUPPORT_MEMORY_FILE_H
+
+#include <string>
+#include <string_view>
+
+namespace vrrpconvert {
+
+class MemoryFile {
+ public:
+  // Holds `content` at first. Throws Error.
+  explicit MemoryFile(std::string_view content = {});
+  MemoryFile(const MemoryFile&) = delete;
+  MemoryFile& operator=(const MemoryFile&) = delete;
+  ~MemoryFile();
+
+  int descriptor() const { return fd_; }
+
+  // By which this process and its forked children can open it.
+  std::string path() const { return "/proc/self/fd/" + std::to_string(fd_); }
+
+ private:
+  int fd_;
+};
+
+}  // namespace vrrpconvert
+
+#endif
