@@ -1,7 +1,10 @@
 // What the embedded store gives beyond the contract, which pss_conformance asks for: limits, names, snapshots that are
 // kept, and what it answers to damaged and foreign files.
 
+#include <fcntl.h>
+#include <signal.h>
 #include <sqlite3.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -263,6 +266,109 @@ TEST_F(StoreTest, SnapshotsKeepWhatTheyDoNotHold) {
   EXPECT_EQ(pss_embedded_discard(table), 0u);
 }
 
+// ---- The file ----
+
+TEST_F(StoreTest, KeepsOwnerGroupAndModeOfItsFile) {
+  create("s", {{"a", Bytes(100000, 'x')}, {"b", "2"}});
+  create("t", {{"b", "2"}});
+  const size_t size = content("s").size();
+  const auto attributes = [this] {
+    struct stat status;
+    stat(file("s").c_str(), &status);
+    return std::to_string(status.st_uid) + ":" + std::to_string(status.st_gid) + ":" + std::to_string(status.st_mode);
+  };
+  (void)!chown(file("s").c_str(), 65534, 65533);  // as far as this user may
+  chmod(file("s").c_str(), 0664);
+  const std::string before = attributes();
+  const pss_service_t table = open("s");
+  EXPECT_EQ(remove(table, "a"), 0u);
+  EXPECT_EQ(pss_close(table), 0u);
+  EXPECT_EQ(attributes(), before);
+  EXPECT_LT(content("s").size(), size / 2) << "a store that is mostly free is compacted";
+
+  const pss_service_t source = open("t");
+  EXPECT_EQ(put(source, "c", "3"), 0u);
+  EXPECT_EQ(pss_snapshot(source, PSS_EMBEDDED_INHERIT, url("s").c_str()), 0u);
+  EXPECT_EQ(attributes(), before);
+  EXPECT_EQ(records("s.1"), Records({{"b", "2"}}));
+  EXPECT_EQ(pss_snapshot(source, PSS_EMBEDDED_NEW_ONLY, url("s").c_str()), SYSERR_PSS_EXISTS);
+  EXPECT_EQ(pss_embedded_discard(source), 0u);
+}
+
+// The lock is on the file: what another process does to its name loses neither that process's file nor this store.
+TEST_F(StoreTest, GivesWayToAnotherFileUnderItsName) {
+  create("s", three);
+  create("other", {{"o", "1"}});
+  pss_service_t table = open("s");
+  EXPECT_EQ(put(table, "new", "x"), 0u);
+  std::filesystem::rename(file("s"), file("moved"));
+  std::filesystem::rename(file("moved"), file("s"));
+  EXPECT_EQ(put(table, "newer", "x"), 0u);
+  EXPECT_EQ(pss_close(table), 0u);
+  EXPECT_EQ(records("s").size(), 5u) << "the name was away for a moment, the change is whole";
+
+  table = open("s");
+  EXPECT_EQ(put(table, "lost", "x"), 0u);
+  std::filesystem::create_hard_link(file("s"), file("link"));
+  std::filesystem::rename(file("other"), file("s"));
+  EXPECT_EQ(pss_close(table), SYSERR_PSS_BUSY);
+  EXPECT_EQ(records("s"), Records({{"o", "1"}}));
+  EXPECT_EQ(records("link").size(), 5u);
+
+  table = open("s");
+  EXPECT_EQ(put(table, "p", "2"), 0u);
+  std::filesystem::remove(file("s"));
+  EXPECT_EQ(pss_close(table), SYSERR_PSS_NO_STORE);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(root), {}), 1) << "no new file is left";
+}
+
+TEST_F(StoreTest, IsReadAsFarAsItsHeaderSays) {
+  create("s", three);
+  std::string huge = content("s");
+  std::filesystem::resize_file(file("s"), uintmax_t{8} << 30);
+  EXPECT_EQ(records("s"), three) << "a hole behind the end is not read";
+  huge.replace(28, 4, hex("00 02 00 01"));  // pages: one more than fit
+  write("s", huge);
+  open("s", SYSERR_PSS_TOO_LARGE);
+  huge.replace(28, 4, hex("00 01 ff ff"));
+  write("s", huge);
+  open("s", SYSERR_PSS_DAMAGED);
+}
+
+TEST_F(StoreTest, OpensCopiesThatAreNeverWritten) {
+  create("s", three);
+  const std::string before = content("s");
+  syserr_t status = 1;
+  const pss_service_t copy = pss_embedded_open_copy(url("s").c_str(), 0, &status);
+  ASSERT_EQ(status, 0u);
+  const pss_service_t held = open("s");
+  EXPECT_EQ(put(copy, "new", "x"), 0u) << "a copy holds no lock, and can be changed";
+  EXPECT_EQ(pss_embedded_open_copy(url("s").c_str(), 20, &status), 0u);
+  EXPECT_EQ(status, SYSERR_PSS_BUSY);
+  EXPECT_EQ(pss_close(held), 0u);
+
+  FILE* image = tmpfile();
+  EXPECT_EQ(pss_embedded_write_image(copy, fileno(image)), 0u);
+  EXPECT_EQ(pss_close(copy), 0u);
+  EXPECT_EQ(content("s"), before);
+  const pss_service_t again = pss_embedded_open_descriptor(fileno(image), &status);
+  EXPECT_EQ(records(again).count("new"), 1u);
+  EXPECT_EQ(pss_close(again), 0u);
+  fclose(image);
+}
+
+TEST_F(StoreTest, WaitsForALeaseAsForALock) {
+  create("s", three);
+  const int leased = ::open(file("s").c_str(), O_RDWR);
+  signal(SIGIO, SIG_IGN);  // by which the kernel asks for it back
+  ASSERT_EQ(fcntl(leased, F_SETLEASE, F_WRLCK), 0);
+  syserr_t status;
+  EXPECT_EQ(pss_embedded_open_copy(url("s").c_str(), 20, &status), 0u);
+  EXPECT_EQ(status, SYSERR_PSS_BUSY);
+  close(leased);
+  EXPECT_EQ(records("s"), three);
+}
+
 // ---- Damaged and foreign files ----
 
 TEST_F(StoreTest, RefusesForeignFiles) {
@@ -360,7 +466,20 @@ TEST_F(StoreTest, IsReadOnlyWhereItCannotBeWritten) {
     return records(table) == three && put(table, "a", "x") == SYSERR_PSS_READ_ONLY &&
            remove(table, "a") == SYSERR_PSS_READ_ONLY && pss_close(table) == 0;
   });
+  // Who may write it, but could not keep its owner, may only read it: found when it is opened.
+  chmod(file("s").c_str(), 0666);
+  chmod(root.c_str(), 0777);
+  in_a_process([] {
+    if (setuid(65534) != 0) return false;
+    const pss_service_t table = open("s");
+    return put(table, "a", "x") == SYSERR_PSS_READ_ONLY && pss_close(table) == 0;
+  });
   EXPECT_EQ(records("s"), three);
+  if (mount(file("s").c_str(), file("s").c_str(), nullptr, MS_BIND, nullptr) != 0) GTEST_SKIP() << "needs mounts";
+  const pss_service_t mounted = open("s");
+  EXPECT_EQ(put(mounted, "a", "x"), SYSERR_PSS_READ_ONLY);
+  EXPECT_EQ(pss_close(mounted), 0u);
+  umount(file("s").c_str());
 }
 
 }  // namespace
