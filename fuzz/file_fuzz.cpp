@@ -1,8 +1,8 @@
-// The files of a store as anybody could have left them: the store's own, cut and changed, and journals, write-ahead logs
-// and other sidecar files of any content. The store is refused, or read whole and changed whole; no other file is opened,
-// changed or removed. Input: four sizes of two bytes (journal, log, shared memory file, edits), then these; an edit is the
-// offset in the store in two bytes, and the byte there. What follows makes the store longer, or, without anything, the
-// last size cuts it.
+// The files of a store as anybody could have left them: the store's own, cut and changed, and journals, write-ahead
+// logs and other sidecar files of any content. The store is refused, or read whole and changed whole; no other file is
+// opened, changed or removed. Input: four sizes of two bytes (journal, log, shared memory file, edits), then these; an
+// edit is the offset in the store in two bytes, and the byte there. What follows makes the store longer, or, without
+// anything, the last size cuts it.
 
 #include <dlfcn.h>
 #include <fcntl.h>

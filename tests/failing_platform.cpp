@@ -5,8 +5,8 @@
 //     CHANGE_AT_OPEN            the call of pss_open before which another process adds a record to the store
 //     FAIL_CLOSE                the call of pss_close that keeps nothing and fails
 //     FAIL_SNAPSHOT             the call of pss_snapshot that fails
-//     REPLACE_AFTER_CLOSE       the call of pss_close after which another process puts the file "before" in the store's place
-//     NO_NOREPLACE              the file system cannot rename to a free name only, and not exchange names
+//     REPLACE_AFTER_CLOSE       the call of pss_close after which another process puts the file "before" in the store's
+//     place NO_NOREPLACE              the file system cannot rename to a free name only, and not exchange names
 //     STALL_AT_STORE            the call of pss_store that waits until the process is ended
 //     STALL_MARK                the file that it makes before
 //     ONLY_BELOW                the nonvolatile root under which all this holds, so that a dry run goes well

@@ -66,7 +66,8 @@ TEST_F(StoreTest, RefusesBadArguments) {
   EXPECT_NE(pss_move2key(table, &null, &status), nullptr) << "null would mean the end of the store";
   EXPECT_EQ(status, SYSERR_PSS_BAD_ARGUMENT);
   EXPECT_EQ(pss_snapshot(table, 8, url("t").c_str()), SYSERR_PSS_BAD_ARGUMENT);
-  EXPECT_EQ(pss_snapshot(table, PSS_EMBEDDED_REPLACE | PSS_EMBEDDED_NEW_ONLY, url("t").c_str()), SYSERR_PSS_BAD_ARGUMENT);
+  EXPECT_EQ(pss_snapshot(table, PSS_EMBEDDED_REPLACE | PSS_EMBEDDED_NEW_ONLY, url("t").c_str()),
+            SYSERR_PSS_BAD_ARGUMENT);
   EXPECT_EQ(pss_snapshot(table, 0, url("s").c_str()), SYSERR_PSS_BAD_ARGUMENT) << "over itself";
   EXPECT_EQ(pss_close(table), 0u);
   EXPECT_EQ(records("s"), longest);

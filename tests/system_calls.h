@@ -1,6 +1,6 @@
-// The calls by which this process reads and changes files, and those by which SQLite takes memory, counted: one of them, or all
-// from it on, fail, or it is the last thing the process does. Syncs are counted and not carried out: what they are for
-// is a loss of power, not the end of a process.
+// The calls by which this process reads and changes files, and those by which SQLite takes memory, counted: one of
+// them, or all from it on, fail, or it is the last thing the process does. Syncs are counted and not carried out: what
+// they are for is a loss of power, not the end of a process.
 #ifndef TESTS_SYSTEM_CALLS_H
 #define TESTS_SYSTEM_CALLS_H
 

@@ -8,8 +8,7 @@ namespace {
 
 syserr_t take_over(Image* image, sqlite3* database) {
   constexpr unsigned flags = SQLITE_DESERIALIZE_FREEONCLOSE | SQLITE_DESERIALIZE_RESIZEABLE;
-  const int result =
-      sqlite3_deserialize(database, "main", image->bytes.release(), image->size, image->size, flags);
+  const int result = sqlite3_deserialize(database, "main", image->bytes.release(), image->size, image->size, flags);
   // Nothing of the image is looked at here: whatever SQLite calls it, only memory can be missing.
   if (result != SQLITE_OK) return SYSERR_PSS_NO_MEMORY;
   sqlite3_int64 limit = PSS_EMBEDDED_STORE_MAX;
@@ -21,8 +20,7 @@ syserr_t take_over(Image* image, sqlite3* database) {
 syserr_t open_image(Image* image, Database* database) {
   sqlite3* opened = nullptr;
   // Without SQLite's lock of a connection: the platform is called by one thread at a time.
-  constexpr int flags =
-      SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE;
+  constexpr int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE;
   const int result = sqlite3_open_v2(":memory:", &opened, flags, nullptr);
   database->reset(opened);  // there is one to close even when the opening failed
   if (result != SQLITE_OK) return status_of_sqlite(result);

@@ -22,8 +22,8 @@ struct FinalizeStatement {
 using Statement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
 
 // Opens a database in memory, without a file, and sets it up so that nothing in the image but its rows can have an
-// effect. Takes the image over, also where it fails; an image of no bytes is a new database. Nothing can be undone in it:
-// after a failure of SQLite it is of no use.
+// effect. Takes the image over, also where it fails; an image of no bytes is a new database. Nothing can be undone in
+// it: after a failure of SQLite it is of no use.
 syserr_t open_image(Image* image, Database* database);
 
 // The bytes of the database as of its last commit. They are its own, and last until it is used again.

@@ -20,8 +20,9 @@ struct Image {
   sqlite3_int64 size = 0;
 };
 
-// Reads the database that the file `fd` holds, as long as its header says, and no byte behind it. SYSERR_PSS_NOT_A_STORE
-// for any other file, SYSERR_PSS_DAMAGED for one that is shorter, SYSERR_PSS_TOO_LARGE beyond PSS_EMBEDDED_STORE_MAX.
+// Reads the database that the file `fd` holds, as long as its header says, and no byte behind it.
+// SYSERR_PSS_NOT_A_STORE for any other file, SYSERR_PSS_DAMAGED for one that is shorter, SYSERR_PSS_TOO_LARGE beyond
+// PSS_EMBEDDED_STORE_MAX.
 syserr_t read_image(int fd, Image* image);
 
 // Writes all bytes. Returns 0 or the status of the failure.

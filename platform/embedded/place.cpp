@@ -127,8 +127,8 @@ class Placement {
       made_.disown();
       return SYSERR_PSS_IO;
     }
-    const bool is_own = fstat(made_.descriptor(), &own) == 0 && find(directory_, made_.name(), &found) &&
-                        is_same_file(found, own);
+    const bool is_own =
+        fstat(made_.descriptor(), &own) == 0 && find(directory_, made_.name(), &found) && is_same_file(found, own);
     if (is_own) return SYSERR_PSS_BUSY;
     // A third file had taken the place of the new one by then.
     char name[name_size];
@@ -154,8 +154,8 @@ syserr_t put(const Location& place, const Content& content, Existing existing, N
     if (errno != ENOENT) return status_of_errno(errno);
     return has_sidecars ? placement.keep(kept) : placement.take();
   }
-  const bool is_to_be_lost = !has_sidecars && !S_ISDIR(found.st_mode) &&
-                             (existing == Existing::replace || holds(place, content.digest));
+  const bool is_to_be_lost =
+      !has_sidecars && !S_ISDIR(found.st_mode) && (existing == Existing::replace || holds(place, content.digest));
   return is_to_be_lost ? placement.replace(found) : placement.keep(kept);
 }
 

@@ -15,7 +15,7 @@ namespace pss_embedded {
 struct Content {
   const void* bytes;  // an image
   sqlite3_int64 size;
-  Digest digest;      // of its records
+  Digest digest;  // of its records
 };
 
 enum class Existing {
@@ -25,9 +25,9 @@ enum class Existing {
 };
 
 // Puts a new store at `place`. With `inherits` it gets the owner, group and permissions of a regular file that it
-// replaces, else this user's and mode 0600. Reports in `*kept` the number in the name under which an existing file or its
-// sidecar files are kept, or 0. Returns 0; SYSERR_PSS_IO, after which the store may be in place, whole; or the status
-// that says why it is not.
+// replaces, else this user's and mode 0600. Reports in `*kept` the number in the name under which an existing file or
+// its sidecar files are kept, or 0. Returns 0; SYSERR_PSS_IO, after which the store may be in place, whole; or the
+// status that says why it is not.
 syserr_t put_store(const Location& place, const Content& content, Existing existing, bool inherits, uint32* kept);
 
 // Puts changed content in the place of `file`, which this process has locked, with its owner, group and permissions.

@@ -25,17 +25,17 @@
  *  6. pss_close keeps the file's owner, group and permissions; pss_snapshot and pss_embedded_create write files of mode
  *     0600. Each writes a file named .pss-PID-NUMBER in the same directory, syncs it, gives it the name, and syncs the
  *     directory. At every moment the name is whole, and no file has two names. A killed process may leave its .pss-
- *     file. After SYSERR_PSS_IO from pss_snapshot the new file may be in place, whole. Symbolic links under the name are
- *     never followed.
- *  7. pss_snapshot never destroys an earlier snapshot of other content. Whatever has the name and is not an intact store
- *     with the same records, directories included, is kept under the first free name NAME.1, NAME.2, ..., with its
+ *     file. After SYSERR_PSS_IO from pss_snapshot the new file may be in place, whole. Symbolic links under the name
+ * are never followed.
+ *  7. pss_snapshot never destroys an earlier snapshot of other content. Whatever has the name and is not an intact
+ * store with the same records, directories included, is kept under the first free name NAME.1, NAME.2, ..., with its
  *     sidecar files (-journal, -wal, -shm).
  *  8. No file but the store's own and the new one is opened, and none is changed, because of what a store or its name
  *     holds. A journal or write-ahead log beside a store that is not empty is another program's unfinished change:
  *     opening returns SYSERR_PSS_UNTRUSTED. Open the store with the sqlite3 shell, which finishes the change, or remove
  *     the file if it does not belong to the store.
- *  9. All operations are called by one thread at a time. A handle is used by the process that opened it; a copy in memory
- *     may be used by a forked child too, as a copy of its own. Nothing process-wide of SQLite is configured.
+ *  9. All operations are called by one thread at a time. A handle is used by the process that opened it; a copy in
+ * memory may be used by a forked child too, as a copy of its own. Nothing process-wide of SQLite is configured.
  *
  * A file that takes a store's name is a new one. So other hard links keep the old content, and access control lists and
  * security labels become those that new files in the directory get. A file system without RENAME_EXCHANGE (NFS, FAT)
@@ -73,8 +73,8 @@ extern "C" {
 /* Sizes in bytes of what can be stored: keys of 1 byte or more, values of 0 bytes or more. */
 enum { PSS_EMBEDDED_KEY_MAX = 1024, PSS_EMBEDDED_VALUE_MAX = 1024 * 1024 };
 
-/* Bytes of the largest store. A process needs as much memory as its store has bytes, and up to three times as much while
- * it grows: 32-bit processes get SYSERR_PSS_NO_MEMORY earlier. */
+/* Bytes of the largest store. A process needs as much memory as its store has bytes, and up to three times as much
+ * while it grows: 32-bit processes get SYSERR_PSS_NO_MEMORY earlier. */
 enum { PSS_EMBEDDED_STORE_MAX = 1024 * 1024 * 1024 };
 
 /* Handles that can be open at a time. */
@@ -93,9 +93,9 @@ uint32 pss_embedded_kept(void);
 /* Creates an empty store at `url`. Returns 0, or SYSERR_PSS_EXISTS if there is anything already. */
 syserr_t pss_embedded_create(const char* url);
 
-/* Opens a copy in memory of the store at `url`, after waiting up to `wait_ms` milliseconds for other processes; it keeps
- * them out only while it reads. All operations work on a copy, also changes; pss_close keeps nothing of it. Returns its
- * handle with `*status` 0, or 0 as pss_open does. */
+/* Opens a copy in memory of the store at `url`, after waiting up to `wait_ms` milliseconds for other processes; it
+ * keeps them out only while it reads. All operations work on a copy, also changes; pss_close keeps nothing of it.
+ * Returns its handle with `*status` 0, or 0 as pss_open does. */
 pss_service_t pss_embedded_open_copy(const char* url, uint32 wait_ms, syserr_t* status);
 
 /* The same from the start of the open file `fd`, which stays open and is not locked; -1 stands for an empty store. */

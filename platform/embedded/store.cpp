@@ -121,8 +121,7 @@ syserr_t Store::snapshot(const char* url, Existing existing, bool inherits, uint
   syserr_t status = locate(url, &target);
   // A snapshot over its own store would take the place of the file that the close is to replace.
   struct stat there;
-  if (status == 0 && !is_copy_ &&
-      fstatat(target.directory.get(), target.name, &there, AT_SYMLINK_NOFOLLOW) == 0 &&
+  if (status == 0 && !is_copy_ && fstatat(target.directory.get(), target.name, &there, AT_SYMLINK_NOFOLLOW) == 0 &&
       is_same_file(there, file_.status())) {
     return SYSERR_PSS_BAD_ARGUMENT;
   }

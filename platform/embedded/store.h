@@ -83,11 +83,11 @@ class Store {
 
   syserr_t failure_ = 0;
   bool is_copy_ = false;
-  bool has_changes_ = false;   // since the image was read
-  bool is_committed_ = true;   // whether the image has them
-  Digest digest_;              // of the records in the image
-  Location location_;          // of a store that is no copy
-  StoreFile file_;             // the same
+  bool has_changes_ = false;  // since the image was read
+  bool is_committed_ = true;  // whether the image has them
+  Digest digest_;             // of the records in the image
+  Location location_;         // of a store that is no copy
+  StoreFile file_;            // the same
 
   Database database_;
   Statements statements_;

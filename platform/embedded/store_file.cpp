@@ -52,8 +52,8 @@ bool is_mount_point(const Location& location) {
          (found.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
 }
 
-// Whether a new file can take the place of this one, with its owner and group. A close that found out later would be too
-// late: after a downgrade the library does not look at its status.
+// Whether a new file can take the place of this one, with its owner and group. A close that found out later would be
+// too late: after a downgrade the library does not look at its status.
 bool can_replace(const Location& location, const struct stat& file) {
   const bool can_keep_owner = geteuid() == 0 || (file.st_uid == geteuid() && has_group(file.st_gid));
   return can_keep_owner && faccessat(location.directory.get(), ".", W_OK | X_OK, AT_EACCESS) == 0 &&
@@ -88,15 +88,16 @@ syserr_t StoreFile::try_to_open(const Location& location, Access access) {
   }
   if (!S_ISREG(status_.st_mode)) return SYSERR_PSS_NOT_A_STORE;
   can_change_ = access == Access::change && can_replace(location, status_);
-  file_.reset(open_file(location, can_change_ ? O_RDWR : O_RDONLY));
-  if (file_.get() < 0 && can_change_ && (errno == EACCES || errno == EPERM || errno == EROFS)) {
+  int fd = open_file(location, can_change_ ? O_RDWR : O_RDONLY);
+  if (fd < 0 && can_change_ && (errno == EACCES || errno == EPERM || errno == EROFS)) {
     can_change_ = false;
-    file_.reset(open_file(location, O_RDONLY));
+    fd = open_file(location, O_RDONLY);
   }
-  if (file_.get() < 0) {
+  if (fd < 0) {
     if (errno == EWOULDBLOCK) return SYSERR_PSS_BUSY;  // a lease
     return errno == ELOOP ? SYSERR_PSS_NOT_A_STORE : status_of_errno(errno);
   }
+  file_.reset(fd);
   const syserr_t status = lock();
   if (status != 0) return status;
 
@@ -110,10 +111,10 @@ syserr_t StoreFile::try_to_open(const Location& location, Access access) {
 }
 
 syserr_t StoreFile::lock() {
-  const bool locked = can_change_
-                          ? lock_bytes(file_.get(), F_WRLCK, pending_byte, shared_first + shared_size - pending_byte) == 0
-                          : lock_bytes(file_.get(), F_RDLCK, pending_byte, 1) == 0 &&
-                                lock_bytes(file_.get(), F_RDLCK, shared_first, shared_size) == 0;
+  const bool locked =
+      can_change_ ? lock_bytes(file_.get(), F_WRLCK, pending_byte, shared_first + shared_size - pending_byte) == 0
+                  : lock_bytes(file_.get(), F_RDLCK, pending_byte, 1) == 0 &&
+                        lock_bytes(file_.get(), F_RDLCK, shared_first, shared_size) == 0;
   if (locked) return 0;
   return errno == EAGAIN || errno == EACCES ? SYSERR_PSS_BUSY : status_of_errno(errno);
 }

@@ -21,8 +21,8 @@ class StoreFile {
   ~StoreFile() { unlock(); }
 
   // Opens and locks the regular file at `location`: exclusively to change it, where it can be replaced by a file with
-  // the same owner, group and permissions, else shared. Waits at most `wait_ms` milliseconds, whatever for, then returns
-  // SYSERR_PSS_BUSY.
+  // the same owner, group and permissions, else shared. Waits at most `wait_ms` milliseconds, whatever for, then
+  // returns SYSERR_PSS_BUSY.
   syserr_t open(const Location& location, Access access, int wait_ms);
 
   // Whether the lock is exclusive. It lasts until unlock().

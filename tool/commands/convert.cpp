@@ -170,8 +170,8 @@ Exit convert_store(Report& report) {
   }
   if (problem.exit == exit_done && run.snapshot_status != 0 && report.is_as_it_was) {
     drop_copy(report);
-    throw Error(exit_io, report.conversion.snapshot().string() + ": the snapshot cannot be written: " +
-                             syserr2str(run.snapshot_status) +
+    throw Error(exit_io, report.conversion.snapshot().string() +
+                             ": the snapshot cannot be written: " + syserr2str(run.snapshot_status) +
                              "; an upgrade deletes the records, so nothing was changed without it");
   }
   if (problem.exit == exit_done) problem = problem_of(run, report);

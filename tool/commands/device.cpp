@@ -37,7 +37,8 @@ NameList list_in(const Json& names) {
   if (!names.is_object() || !names.contains("first")) return list;
   list.count = number_in(names, "records");
   for (const Json& one : names["first"]) {
-    if (one.is_string() && list.first.size() < NameList::shown_max) list.first.push_back(printable(one.get<std::string>()));
+    if (one.is_string() && list.first.size() < NameList::shown_max)
+      list.first.push_back(printable(one.get<std::string>()));
   }
   return list;
 }

@@ -55,8 +55,7 @@ Exit diff(const DiffOptions& options) {
     throw Error(exit_usage, options.a + " and " + options.b + " are the same file; name two stores");
   }
   const Store a(options.a), b(options.b);
-  const bool differ = options.json != nullptr ? diff_as_json(a, b, options)
-                                              : diff_as_text(a, b, options);
+  const bool differ = options.json != nullptr ? diff_as_json(a, b, options) : diff_as_text(a, b, options);
   return differ ? exit_found : exit_done;
 }
 

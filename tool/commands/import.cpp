@@ -52,7 +52,8 @@ fs::path put(const Store& store, size_t records, const ImportOptions& options) {
     return {};
   }
   if (records == 0 && is_taken(options.store)) {
-    throw Error(exit_bad_input, (options.file == "-" ? "standard input" : options.file) + ": holds no records; " + options.store + " was not replaced");
+    throw Error(exit_bad_input, (options.file == "-" ? "standard input" : options.file) + ": holds no records; " +
+                                    options.store + " was not replaced");
   }
   // Held until it is replaced: a process that waits for it then gets the new one.
   const std::unique_ptr<Store> held = Store::open_to_replace(options.store);
@@ -67,6 +68,7 @@ Exit import_store(const ImportOptions& options) {
   LineReader input(options.file);
   Store store(-1, options.store);
   const size_t records = import_lines(input, store);
+  end_if_interrupted();  // the last point at which nothing is changed
   const fs::path kept = put(store, records, options);
   if (options.json == nullptr) {
     std::cout << printable(options.store) << ": " << records << (records == 1 ? " record" : " records");

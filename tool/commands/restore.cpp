@@ -39,7 +39,8 @@ Exit restore(const RestoreOptions& options) {
   }
   const Restored restored = restore_store(options);
   if (options.json == nullptr) {
-    std::cout << printable(options.store) << ": restored from " << printable(options.copy) << ": " << restored.counts.text() << '\n'
+    std::cout << printable(options.store) << ": restored from " << printable(options.copy) << ": "
+              << restored.counts.text() << '\n'
               << "Replaced: " << restored.replaced;
     if (!restored.kept.empty()) std::cout << "; kept as " << printable(restored.kept);
     std::cout << '\n';

@@ -23,8 +23,8 @@ class Observation {
   ~Observation();
 
   // Begin in the process that runs the library. In a dry run it gets the store `original`, whatever it opens, and takes
-  // no snapshot; what it makes of it goes to the file `result`. Otherwise a store with another digest than `expected` is
-  // not given to it, and after a snapshot that failed its changes are not kept.
+  // no snapshot; what it makes of it goes to the file `result`. Otherwise a store with another digest than `expected`
+  // is not given to it, and after a snapshot that failed its changes are not kept.
   void begin_dry_run(pss_service_t original, int result);
   void begin(StoreDigest expected);
 

@@ -76,7 +76,8 @@ const char* advice_for(syserr_t status) {
     case SYSERR_PSS_DAMAGED:
       return "; nothing was changed: put a copy or snapshot of it back";
     case SYSERR_PSS_UNTRUSTED:
-      return "; let the sqlite3 shell finish the change (.tables is enough), or remove the files beside the store that end in "
+      return "; let the sqlite3 shell finish the change (.tables is enough), or remove the files beside the store that "
+             "end in "
              "-journal and -wal if they are not the store's";
     case SYSERR_PSS_BUSY:
       return "; try again when it is done";

@@ -67,8 +67,8 @@ class Store {
   // Adds a record. Returns false when its key is stored already.
   bool add(const StoredRecord& record);
 
-  // Puts a durable store with the records, added ones included, at `file`, atomically. It has the owner, group and mode of
-  // a store that it replaces, else mode 0600. Returns the name under which an existing file is kept, if it is.
+  // Puts a durable store with the records, added ones included, at `file`, atomically. It has the owner, group and mode
+  // of a store that it replaces, else mode 0600. Returns the name under which an existing file is kept, if it is.
   std::filesystem::path put(const std::filesystem::path& file, Existing existing) const;
 
   // The same where there is nothing. Returns false, and changes nothing, where there is something.
