@@ -358,6 +358,29 @@ TEST_F(StoreTest, OpensCopiesThatAreNeverWritten) {
   fclose(image);
 }
 
+TEST_F(StoreTest, IsNotDamagedWhereMemoryIsShort) {
+  if (getenv("ASAN_OPTIONS") != nullptr) GTEST_SKIP() << "the sanitizer needs more for itself";
+  Records large;
+  for (char key = 'a'; key < 'a' + 20; ++key) large[Bytes(1, key)] = Bytes(500000, key);
+  create("s", large);
+  in_a_process([] {
+    bool was_short = false;
+    for (rlim_t room = 0; room < (rlim_t{40} << 20); room += 1 << 18) {
+      rlimit limit = {0, RLIM_INFINITY};
+      unsigned long pages = 0;
+      std::ifstream("/proc/self/statm") >> pages;
+      limit.rlim_cur = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + room;
+      setrlimit(RLIMIT_AS, &limit);
+      syserr_t status;
+      const pss_service_t table = pss_open(url("s").c_str(), &status);
+      if (table != 0) return was_short && pss_close(table) == 0;
+      if (status != SYSERR_PSS_NO_MEMORY) return false;
+      was_short = true;
+    }
+    return false;
+  });
+}
+
 TEST_F(StoreTest, WaitsForALeaseAsForALock) {
   create("s", three);
   const int leased = ::open(file("s").c_str(), O_RDWR);

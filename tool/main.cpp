@@ -10,6 +10,7 @@
 #include <exception>
 #include <functional>
 #include <iostream>
+#include <new>
 #include <numeric>
 #include <string>
 #include <thread>
@@ -319,6 +320,10 @@ int main(int argc, char** argv) {
     return fail(error, as_json ? &report : nullptr);
   } catch (const std::ios_base::failure&) {
     return fail_to_write(effect);
+  } catch (const std::bad_alloc&) {
+    return effect == Effect::changes
+               ? fail({exit_unknown, "out of memory; see with check what became of the store", "no_memory"}, nullptr)
+               : fail({exit_io, "out of memory", "no_memory"}, nullptr);
   } catch (const std::exception& error) {
     return fail({effect == Effect::changes ? exit_unknown : exit_io, error.what()}, as_json ? &report : nullptr);
   }

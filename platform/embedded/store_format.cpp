@@ -43,11 +43,20 @@ syserr_t check_format(sqlite3* database) {
   return check_schema(database);
 }
 
-// quick_check finds damage outside the records that writes would spread, in the list of free pages for instance.
+// Whether there is memory for SQLite's cache of pages, and some more.
+bool has_room_for_pages() {
+  void* room = sqlite3_malloc(4 << 20);
+  sqlite3_free(room);
+  return room != nullptr;
+}
+
+// quick_check finds damage outside the records that writes would spread, in the list of free pages for instance. It
+// reports a page for which there is no memory as damaged, so memory is looked for first.
 syserr_t check_pages(sqlite3* database) {
   Statement statement;
   const syserr_t status = prepare(database, "PRAGMA quick_check(1)", &statement);
   if (status != 0) return status;
+  if (!has_room_for_pages()) return SYSERR_PSS_NO_MEMORY;
   const int step = sqlite3_step(statement.get());
   if (step != SQLITE_ROW) return status_of_sqlite(step);
   const auto* answer = reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), 0));

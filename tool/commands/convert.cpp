@@ -1,4 +1,5 @@
 #include <iostream>
+#include <new>
 
 #include "platform/syserr.h"
 #include "tool/commands/commands.h"
@@ -112,6 +113,9 @@ Problem examine(const Run& run, Report& report) {
   } catch (const Error& error) {
     report.is_as_it_was = false;
     return {exit_unknown, std::string("unknown outcome, because the store cannot be read: ") + error.what()};
+  } catch (const std::bad_alloc&) {
+    report.verdict.reset();
+    return {exit_unknown, "unknown outcome, because there is too little memory to compare the records; run check"};
   }
 }
 
