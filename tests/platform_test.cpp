@@ -34,11 +34,12 @@ TEST_F(PlatformTest, VersionFilesAreReadBounded) {
   EXPECT_STREQ(srg_sw_ver_file_get(file("version").c_str()), "4.2(1)\n");
   write("longest", std::string(511, '7'));
   EXPECT_EQ(srg_sw_ver_file_get(file("longest").c_str()), std::string(511, '7'));
+  write("nul", std::string("4.2(1\0005)", 8));
   write("long", "4.2(" + std::string(507, '0') + "1)");
   write("empty", "");
   EXPECT_STREQ(srg_sw_ver_file_get(file("empty").c_str()), "");
   mkfifo(file("fifo").c_str(), 0600);
-  for (const std::string& none : {file("absent"), root, file("fifo"), file("long")}) {
+  for (const std::string& none : {file("absent"), root, file("fifo"), file("long"), file("nul")}) {
     EXPECT_EQ(srg_sw_ver_file_get(none.c_str()), nullptr) << none;
   }
   EXPECT_EQ(srg_sw_ver_file_get(nullptr), nullptr);

@@ -264,6 +264,15 @@ TEST_F(StoreTest, SnapshotsKeepWhatTheyDoNotHold) {
   std::filesystem::rename(file("t"), file("t-journal"));
   EXPECT_EQ(snapshot(), 0u);
   EXPECT_EQ(names(), "t t.1-journal t.2 t.3 t.4 t.4-wal t.5 t.6-journal ");
+  // A second name of the very store that is open.
+  std::filesystem::rename(file("t"), file("u"));
+  std::filesystem::create_hard_link(file("s"), file("t"));
+  EXPECT_EQ(snapshot(), 0u);
+  EXPECT_EQ(pss_embedded_kept(), 7u);
+  const std::string longest(240, 'l');
+  create(longest, {});
+  EXPECT_EQ(pss_snapshot(table, 0, url(longest).c_str()), 0u);
+  EXPECT_TRUE(std::filesystem::exists(file(longest + ".1")));
   EXPECT_EQ(pss_embedded_discard(table), 0u);
 }
 
@@ -379,6 +388,19 @@ TEST_F(StoreTest, IsNotDamagedWhereMemoryIsShort) {
     }
     return false;
   });
+}
+
+// A process that the host forked has the lock's open file too.
+TEST_F(StoreTest, LetsGoOfItsLockAtClose) {
+  create("s", three);
+  const pss_service_t table = open("s");
+  const pid_t child = fork();
+  if (child == 0) pause();
+  EXPECT_EQ(pss_close(table), 0u);
+  syserr_t status;
+  EXPECT_NE(pss_embedded_open_copy(url("s").c_str(), 0, &status), 0u);
+  kill(child, SIGKILL);
+  EXPECT_EQ(waitpid(child, nullptr, 0), child);
 }
 
 TEST_F(StoreTest, WaitsForALeaseAsForALock) {

@@ -37,16 +37,6 @@ int exchange(int directory, const char* one, const char* other) {
   return renameat2(directory, one, directory, other, RENAME_EXCHANGE);
 }
 
-// Where the file system cannot exchange names, `place` is empty for a moment, and its file has the name `aside`.
-int exchange_by_steps(int directory, const char* made, const char* place, const char* aside) {
-  if (rename_to_free_name(directory, place, aside) != 0) return -1;
-  const int placed = rename_to_free_name(directory, made, place);
-  const int reason = errno;
-  const int kept = rename_to_free_name(directory, aside, placed == 0 ? made : place);
-  errno = placed == 0 ? errno : reason;
-  return placed == 0 ? kept : -1;
-}
-
 void move_sidecars(int directory, const char* from, const char* to, syserr_t* status) {
   for (const char* suffix : sidecar_suffixes) {
     const SidecarName sidecar(from, suffix), target(to, suffix);
@@ -98,29 +88,45 @@ class Placement {
     return renameat(directory_, made_.name(), directory_, place_.name) == 0 ? 0 : status_of_errno(errno);
   }
 
-  // Takes the place of whatever is there, which gets the next free name with its sidecar files: the new file takes that
-  // name first, then both change names.
+  // Takes the place of whatever is there, which gets the next free name.
   syserr_t keep(uint32* kept) {
+    if (has_sidecar(directory_, place_.name)) return keep_with_sidecars(kept);
+    // The new file takes that name first, then both change names, so that each always has one of the two.
     char name[name_size];
-    syserr_t status = rename_to_next_name(place_, made_.name(), name, kept);
-    if (status != 0) return status;
-    move_sidecars(directory_, place_.name, name, &status);
-    if (status == 0 && exchange(directory_, name, place_.name) != 0 &&
-        (errno != EINVAL || exchange_by_steps(directory_, name, place_.name, made_.name()) != 0)) {
-      status = status_of_errno(errno);
-    }
-    if (status == 0) return 0;
-    // Only sidecar files were there: they stay aside, and the place is free.
-    struct stat found;
-    const bool is_free = status == SYSERR_PSS_NO_STORE && !find(directory_, place_.name, &found);
-    // Nothing more can be done where this fails; the first failure is reported.
-    (void)rename_to_free_name(directory_, name, made_.name());
-    syserr_t ignored = 0;
-    if (!is_free) move_sidecars(directory_, name, place_.name, &ignored);
-    return is_free ? take() : status;
+    const syserr_t status = rename_to_next_name(place_, made_.name(), name, kept);
+    if (status != 0 || exchange(directory_, name, place_.name) == 0) return status;
+    const int reason = errno;
+    if (rename_to_free_name(directory_, name, made_.name()) != 0) return SYSERR_PSS_IO;
+    return reason == EINVAL ? keep_by_steps(name) : status_of_errno(reason);
   }
 
  private:
+  // Where the file system cannot exchange names, the place is free for a moment.
+  syserr_t keep_by_steps(const char* name) {
+    if (rename_to_free_name(directory_, place_.name, name) != 0) return status_of_errno(errno);
+    return take();
+  }
+
+  // The sidecar files go first: beside a new file that takes the place they would be played into it.
+  syserr_t keep_with_sidecars(uint32* kept) {
+    char name[name_size];
+    struct stat found;
+    *kept = 0;
+    do {
+      snprintf(name, sizeof name, "%s.%u", place_.name, ++*kept);
+    } while (find(directory_, name, &found) || has_sidecar(directory_, name));
+    syserr_t status = 0;
+    move_sidecars(directory_, place_.name, name, &status);
+    if (status == 0 && rename_to_free_name(directory_, place_.name, name) != 0 && errno != ENOENT) {
+      status = status_of_errno(errno);
+    }
+    if (status == 0) return take();
+    // Back to where they belong; the first failure is reported.
+    syserr_t ignored = 0;
+    move_sidecars(directory_, name, place_.name, &ignored);
+    return status;
+  }
+
   syserr_t put_back() {
     struct stat found, own;
     if (exchange(directory_, made_.name(), place_.name) != 0) {
@@ -150,7 +156,9 @@ syserr_t put(const Location& place, const Content& content, Existing existing, N
   const bool has_sidecars = has_sidecar(place.directory.get(), place.name);
   // A sidecar file may be the only way to recover the store that it belonged to, and is no new store's.
   if (existing == Existing::refuse) return has_sidecars ? SYSERR_PSS_EXISTS : placement.take();
-  if (!find(place.directory.get(), place.name, &found)) {
+  // Open, so that its number stays its own.
+  const FileDescriptor existing_file(openat(place.directory.get(), place.name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+  if (existing_file.get() < 0 || fstat(existing_file.get(), &found) != 0) {
     if (errno != ENOENT) return status_of_errno(errno);
     return has_sidecars ? placement.keep(kept) : placement.take();
   }
@@ -169,7 +177,8 @@ syserr_t write_and_put(const Location& place, const Content& content, Existing e
   NewFile made;
   syserr_t status = made.create(place);
   if (status == 0) status = made.fill(content.bytes, content.size, owner);
-  if (status == 0) status = put(place, content, existing, made, kept);
+  if (status != 0) return status;
+  status = put(place, content, existing, made, kept);
   constexpr int attempts_max = 100;
   for (int attempt = 1; existing != Existing::refuse && was_overtaken(status) && attempt < attempts_max; ++attempt) {
     status = put(place, content, existing, made, kept);
@@ -189,7 +198,8 @@ int open_directory(const Location& place) {
   return openat(place.directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
 }
 
-syserr_t sync(const FileDescriptor& directory) { return fsync(directory.get()) == 0 ? 0 : status_of_errno(errno); }
+// After the store took its place. Whatever the reason of a failure is: it is in place, and may not be durable.
+syserr_t sync(const FileDescriptor& directory) { return fsync(directory.get()) == 0 ? 0 : SYSERR_PSS_IO; }
 
 }  // namespace
 
@@ -200,6 +210,7 @@ syserr_t put_store(const Location& place, const Content& content, Existing exist
   struct stat replaced;
   const bool has_owner = inherits && find(place.directory.get(), place.name, &replaced) && S_ISREG(replaced.st_mode);
   const syserr_t status = write_and_put(place, content, existing, has_owner ? &replaced : nullptr, kept);
+  if (status != 0) *kept = 0;
   return status != 0 ? status : sync(directory);
 }
 

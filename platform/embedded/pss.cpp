@@ -2,6 +2,7 @@
 
 #include "platform/pss.h"
 
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -178,7 +179,8 @@ syserr_t pss_snapshot(pss_service_t table, uint32 flags, const char* url) {
 uint32 pss_embedded_kept(void) { return last_kept; }
 
 pss_service_t pss_embedded_open_copy(const char* url, uint32 wait, syserr_t* status) {
-  return open_handle(status, [=](Store* store) { return store->open_copy(url, static_cast<int>(wait)); });
+  return open_handle(
+      status, [=](Store* store) { return store->open_copy(url, static_cast<int>(wait < INT_MAX ? wait : INT_MAX)); });
 }
 
 pss_service_t pss_embedded_open_descriptor(int fd, syserr_t* status) {

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <cstring>
 
 namespace {
 
@@ -37,6 +38,7 @@ const char* srg_sw_ver_file_get(const char* path) {
   const ssize_t length = is_file ? read_fully(fd, text, sizeof text) : -1;
   close(fd);  // nothing was written: there is nothing to lose
   if (length < 0 || length == static_cast<ssize_t>(sizeof text)) return nullptr;
+  if (memchr(text, '\0', static_cast<size_t>(length)) != nullptr) return nullptr;  // it would cut the text too
   text[length] = '\0';
   return text;
 }

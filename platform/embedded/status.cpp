@@ -77,6 +77,7 @@ syserr_t status_of_errno(int error) {
     case EACCES:
     case EPERM:
     case EROFS:
+    case EBUSY:  // a mount point, which has no other name
       return SYSERR_PSS_READ_ONLY;
     case ENOSPC:
     case EDQUOT:
@@ -89,8 +90,6 @@ syserr_t status_of_errno(int error) {
       return SYSERR_PSS_NO_FILES;
     case EEXIST:
       return SYSERR_PSS_EXISTS;
-    case EBUSY:
-      return SYSERR_PSS_BUSY;
     case EISDIR:
     case ENAMETOOLONG:
     case ELOOP:

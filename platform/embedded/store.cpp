@@ -1,7 +1,5 @@
 #include "platform/embedded/store.h"
 
-#include <fcntl.h>
-
 #include <cstring>
 
 #include "platform/embedded/status.h"
@@ -15,6 +13,12 @@ namespace {
 int bind(sqlite3_stmt* statement, int parameter, const pss_datum_t& datum, sqlite3_destructor_type lifetime) {
   if (datum.siz == 0) return sqlite3_bind_zeroblob(statement, parameter, 0);
   return sqlite3_bind_blob64(statement, parameter, datum.ptr, datum.siz, lifetime);
+}
+
+bool is_same_place(const Location& one, const Location& other) {
+  struct stat one_directory, other_directory;
+  return strcmp(one.name, other.name) == 0 && fstat(one.directory.get(), &one_directory) == 0 &&
+         fstat(other.directory.get(), &other_directory) == 0 && is_same_file(one_directory, other_directory);
 }
 
 }  // namespace
@@ -120,11 +124,7 @@ syserr_t Store::snapshot(const char* url, Existing existing, bool inherits, uint
   Content content;
   syserr_t status = locate(url, &target);
   // A snapshot over its own store would take the place of the file that the close is to replace.
-  struct stat there;
-  if (status == 0 && !is_copy_ && fstatat(target.directory.get(), target.name, &there, AT_SYMLINK_NOFOLLOW) == 0 &&
-      is_same_file(there, file_.status())) {
-    return SYSERR_PSS_BAD_ARGUMENT;
-  }
+  if (status == 0 && !is_copy_ && is_same_place(target, location_)) return SYSERR_PSS_BAD_ARGUMENT;
   if (status == 0) status = commit();
   if (status == 0) status = get_content(&content);
   return status != 0 ? status : put_store(target, content, existing, inherits, kept);

@@ -6,6 +6,7 @@
 #include <cerrno>
 
 #include "platform/embedded/deadline.h"
+#include "platform/embedded/new_file.h"
 #include "platform/embedded/pss_embedded.h"
 #include "platform/embedded/sidecar_files.h"
 #include "platform/embedded/status.h"
@@ -27,22 +28,21 @@ int lock_bytes(int fd, short type, off_t start, off_t size) {
   return fcntl(fd, F_OFD_SETLK, &lock);
 }
 
-bool is_reserved(int fd) {
+// Whether another process holds a lock on one of the bytes.
+bool is_locked(int fd, off_t start, off_t size) {
   struct flock lock = {};
   lock.l_type = F_WRLCK;
   lock.l_whence = SEEK_SET;
-  lock.l_start = reserved_byte;
-  lock.l_len = 1;
+  lock.l_start = start;
+  lock.l_len = size;
   return fcntl(fd, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }
 
-bool has_group(gid_t group) {
-  gid_t groups[256];
-  const int count = getgroups(256, groups);
-  for (int i = 0; i < count; ++i) {
-    if (groups[i] == group) return true;
-  }
-  return group == getegid();
+// Whether a new file in the directory can get the owner and group of this one; where it has others, tried out.
+bool can_give(const Location& location, const struct stat& file) {
+  if (file.st_uid == geteuid() && file.st_gid == getegid()) return true;
+  NewFile trial;
+  return trial.create(location) == 0 && fchown(trial.descriptor(), file.st_uid, file.st_gid) == 0;
 }
 
 // A file that is mounted by itself cannot be replaced.
@@ -55,9 +55,8 @@ bool is_mount_point(const Location& location) {
 // Whether a new file can take the place of this one, with its owner and group. A close that found out later would be
 // too late: after a downgrade the library does not look at its status.
 bool can_replace(const Location& location, const struct stat& file) {
-  const bool can_keep_owner = geteuid() == 0 || (file.st_uid == geteuid() && has_group(file.st_gid));
-  return can_keep_owner && faccessat(location.directory.get(), ".", W_OK | X_OK, AT_EACCESS) == 0 &&
-         !is_mount_point(location);
+  return faccessat(location.directory.get(), ".", W_OK | X_OK, AT_EACCESS) == 0 && !is_mount_point(location) &&
+         can_give(location, file);
 }
 
 // O_NONBLOCK: a FIFO that takes the name in between would hold the caller, and so would another process's lease.
@@ -125,7 +124,9 @@ syserr_t StoreFile::check_journal(const Location& location) const {
   const syserr_t status = has_unfinished_change(location.directory.get(), location.name, &is_unfinished);
   if (status != 0 || !is_unfinished) return status;
   // A writer that holds its lock has not written to the file itself, as long as readers may.
-  return !can_change_ && is_reserved(file_.get()) ? 0 : SYSERR_PSS_UNTRUSTED;
+  if (is_locked(file_.get(), reserved_byte, 1)) return 0;
+  // A process that has the file open with a write-ahead log shares this lock.
+  return is_locked(file_.get(), shared_first, shared_size) ? SYSERR_PSS_BUSY : SYSERR_PSS_UNTRUSTED;
 }
 
 void StoreFile::unlock() {

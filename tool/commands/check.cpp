@@ -50,8 +50,8 @@ std::vector<std::string> problems_of(const StoredRecord& record, const std::opti
   return problems;
 }
 
-// What lets other users than root and the owner of the store change `directory`, and so plant a journal that SQLite
-// plays back into the store, or put another store in its place; null where nothing does.
+// What lets other users than root and the owner of the store change `directory`, and so put another store in its place,
+// or make it unusable by a journal beside it; null where nothing does.
 const char* danger_of(const struct stat& directory, uid_t owner, bool is_own) {
   const bool is_for_all = (directory.st_mode & S_IWOTH) != 0, is_for_group = (directory.st_mode & S_IWGRP) != 0;
   const bool is_sticky = (directory.st_mode & S_ISVTX) != 0;
@@ -199,16 +199,6 @@ std::vector<WayBack> sound_copies(const std::string& store, const std::optional<
   throw Error(error.exit_code, message, error.reason, error.store);
 }
 
-// Files beside the store that a killed process left while it wrote one.
-std::vector<std::string> unfinished_files(const std::string& store) {
-  std::vector<std::string> found;
-  for (const auto& entry : std::filesystem::directory_iterator(existing_directory(fs::path(store).parent_path()))) {
-    if (entry.path().filename().string().starts_with(unfinished_file_prefix)) found.push_back(entry.path().string());
-  }
-  std::sort(found.begin(), found.end());
-  return found;
-}
-
 Exit check_as_json(const CheckOptions& options, const std::optional<Release>& release) {
   const Store copy(options.store);
   JsonWriter& json = options.json->begin();
@@ -233,7 +223,9 @@ Exit check_as_json(const CheckOptions& options, const std::optional<Release>& re
   json.end();
   json.key("unfinished_files");
   json.begin_list();
-  for (const std::string& file : unfinished_files(options.store)) json.value(file);
+  for (const fs::path& file : unfinished_files_in(existing_directory(fs::path(options.store).parent_path()))) {
+    json.value(file.string());
+  }
   json.end();
   json.member("sound", check.findings() == 0);
   json.member("layout", check.layout());
@@ -256,8 +248,8 @@ Exit check_as_text(const CheckOptions& options, const std::optional<Release>& re
   if (check.left_alone() > 0) {
     std::cout << "Left alone by a conversion: " << check.left_alone() << " (track and other kinds).\n";
   }
-  for (const std::string& file : unfinished_files(options.store)) {
-    std::cout << "Left by a process that was killed, or being written: " << printable(file) << '\n';
+  for (const fs::path& file : unfinished_files_in(existing_directory(fs::path(options.store).parent_path()))) {
+    std::cout << unfinished_file_text << printable(file) << '\n';
   }
   std::cout << (check.findings() == 0 ? "No problems." : "Problems: " + std::to_string(check.findings()) + ".") << '\n';
   if (check.findings() == 0) return exit_done;

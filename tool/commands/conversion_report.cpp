@@ -117,6 +117,10 @@ void print_json(const Report& report) {
   json.member_or_null("earlier_snapshot", report.earlier_snapshot.string());
   json.member_or_null("copy", report.copy.string());
   write_ways_back(json, report.ways_back);
+  json.key("unfinished_files");
+  json.begin_list();
+  for (const std::filesystem::path& file : report.unfinished) json.value(file.string());
+  json.end();
   json.member_or_null("problem", report.problem);
   json.member_or_null("reason", report.reason != nullptr ? report.reason : "");
   json.member_or_null("next", report.next);
@@ -191,6 +195,9 @@ void print_text(const Report& report) {
   if (!report.copy.empty()) std::cout << "Copy of the store as it was: " << printable(report.copy) << '\n';
   if (!report.ways_back.empty()) std::cout << "Ways back, for vrrpconvert restore:\n";
   for (const WayBack& way : report.ways_back) std::cout << "  " << printable(way.text()) << '\n';
+  for (const std::filesystem::path& file : report.unfinished) {
+    std::cout << unfinished_file_text << printable(file) << '\n';
+  }
   if (!report.next.empty()) std::cout << "Next: " << printable(report.next) << '\n';
 }
 

@@ -26,6 +26,7 @@ struct Report {
   std::optional<Verdict> verdict{};
   std::filesystem::path snapshot{}, earlier_snapshot{}, copy{};
   std::vector<WayBack> ways_back{};
+  std::vector<std::filesystem::path> unfinished{};  // files that may hold a store
   Exit exit = exit_done;
   const char* reason = nullptr;  // a word for why it is not exit_done
   std::string problem{}, next{};

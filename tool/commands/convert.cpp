@@ -93,6 +93,17 @@ struct Problem {
   const char* reason = reason_for(exit);
 };
 
+// Files that this process or an earlier one left where the conversion writes stores.
+std::vector<fs::path> unfinished_files(const Conversion& conversion) {
+  std::vector<fs::path> files = unfinished_files_in(conversion.store().parent_path());
+  if (conversion.change() != Change::upgrade) return files;
+  for (const fs::path& file : unfinished_files_in(conversion.snapshot().parent_path())) files.push_back(file);
+  return files;
+}
+
+// Whether the library closed the store and so changed it durably.
+bool is_closed(const Run& run) { return run.answered && run.closed && run.close_status == 0; }
+
 // Compares the store after the run with what it was. Returns why nothing can be said of it, if nothing can.
 Problem examine(const Run& run, Report& report) {
   try {
@@ -100,19 +111,23 @@ Problem examine(const Run& run, Report& report) {
     const StoreDigest digest = now.digest();
     report.is_as_it_was = digest == report.dry_run.before().digest();
     const bool is_converted = run.closed && digest == *run.closed;
-    const bool has_to_be_converted = run.answered && run.closed && run.close_status == 0;
-    if (is_converted || (report.is_as_it_was && !has_to_be_converted)) {
+    if (is_converted || (report.is_as_it_was && !is_closed(run))) {
       report.verdict = verdict_of(report.conversion.change(), report.dry_run.before(), now, run);
       return {};
     }
     return {exit_unknown,
             report.conversion.store().string() + ": " +
-                (has_to_be_converted ? "was converted, but another process" : "another process") +
+                (is_closed(run) ? "was converted, but another process" : "another process") +
                 " replaced or changed it since; see with check which records it has",
             "replaced"};
   } catch (const Error& error) {
     report.is_as_it_was = false;
-    return {exit_unknown, std::string("unknown outcome, because the store cannot be read: ") + error.what()};
+    if (!is_closed(run) || *run.closed != report.dry_run.after().digest()) {
+      return {exit_unknown, std::string("unknown outcome, because the store cannot be read: ") + error.what()};
+    }
+    // The records that were closed are those of the dry run.
+    report.verdict = verdict_of(report.conversion.change(), report.dry_run.before(), report.dry_run.after(), run);
+    return {exit_unknown, std::string("was converted, but cannot be read again: ") + error.what()};
   } catch (const std::bad_alloc&) {
     report.verdict.reset();
     return {exit_unknown, "unknown outcome, because there is too little memory to compare the records; run check"};
@@ -122,7 +137,12 @@ Problem examine(const Run& run, Report& report) {
 // What was not as it should be in a run, if anything.
 Problem problem_of(const Run& run, const Report& report) {
   const auto& failed = report.verdict->failed;
-  if (!run.answered && report.is_as_it_was) return {exit_unknown, "the library died; the store is as it was"};
+  if (!run.answered) {
+    return {exit_unknown, report.is_as_it_was
+                              ? "the library died; the store is as it was"
+                              : "the store is converted, but the library died; a power cut could still bring the old "
+                                "records back"};
+  }
   if (run.result != 0) {
     char status[16];
     snprintf(status, sizeof status, "0x%x", run.result);
@@ -168,9 +188,12 @@ Exit convert_store(Report& report) {
   }
   ignore_interrupts();  // from here on the outcome has to be reported
   Problem problem = examine(run, report);
+  report.unfinished = unfinished_files(report.conversion);
   if (problem.exit == exit_done && run.interrupted && report.is_as_it_was) {
     drop_copy(report);
-    throw Error(exit_interrupted, "interrupted; the store is as it was");
+    std::string text = "interrupted; the store is as it was";
+    for (const fs::path& file : report.unfinished) text += "\n" + (unfinished_file_text + file.string());
+    throw Error(exit_interrupted, text);
   }
   if (problem.exit == exit_done && run.snapshot_status != 0 && report.is_as_it_was) {
     drop_copy(report);

@@ -2,6 +2,7 @@
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -215,7 +216,11 @@ class DryRuns {
 Device read_report(const Input& input, const std::set<std::string>& accepted) {
   // Not a link, nor anything else that another user put there since the search.
   const int fd = open(input.file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-  if (fd < 0) return missing_device({input.name, "", input.file.string() + ": cannot be read"});
+  struct stat status;
+  if (fd < 0 || fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+    if (fd >= 0) close(fd);
+    return missing_device({input.name, "", input.file.string() + ": cannot be read"});
+  }
   std::ifstream report("/proc/self/fd/" + std::to_string(fd));
   close(fd);  // the stream has it open
   try {

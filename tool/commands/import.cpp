@@ -57,7 +57,9 @@ fs::path put(const Store& store, size_t records, const ImportOptions& options) {
   }
   // Held until it is replaced: a process that waits for it then gets the new one.
   const std::unique_ptr<Store> held = Store::open_to_replace(options.store);
-  return store.put(options.store, Existing::kept);
+  const bool is_same = held != nullptr && held->digest() == store.digest();
+  ignore_interrupts();  // from here on the outcome has to be reported
+  return store.put(options.store, is_same ? Existing::lost : Existing::kept);
 }
 
 }  // namespace

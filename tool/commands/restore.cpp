@@ -2,6 +2,7 @@
 
 #include "tool/commands/commands.h"
 #include "tool/store/record_counts.h"
+#include "tool/support/interrupt.h"
 #include "tool/support/printable.h"
 
 namespace vrrpconvert {
@@ -11,10 +12,19 @@ namespace fs = std::filesystem;
 namespace {
 
 struct Restored {
-  RecordCounts counts;                       // of the copy
-  std::string replaced = "a damaged store";  // what stood in its place
-  fs::path kept;                             // the name of that now, if it has one
+  RecordCounts counts;               // of the copy
+  std::string replaced = "nothing";  // what had its place
+  fs::path kept;                     // the name of that now, if it has one
 };
+
+// The records of what was replaced, which may be no intact store.
+std::string text_of_kept(const fs::path& kept) {
+  try {
+    return count_records(Store(kept, no_wait)).text();
+  } catch (const Error& error) {
+    return error.reason == std::string("damaged") ? "a damaged store" : "a store that cannot be opened";
+  }
+}
 
 Restored restore_store(const RestoreOptions& options) {
   Restored restored;
@@ -23,10 +33,13 @@ Restored restore_store(const RestoreOptions& options) {
   const bool was_there = is_taken(options.store);
   const std::unique_ptr<Store> held = Store::open_to_replace(options.store);
   restored.counts = count_records(copy);
-  const bool is_same = held != nullptr && held->digest() == copy.digest();
-  restored.kept = copy.put(options.store, options.backup && !is_same ? Existing::kept : Existing::lost);
   if (held != nullptr) restored.replaced = count_records(*held).text();
-  if (held == nullptr && !was_there && restored.kept.empty()) restored.replaced = "nothing";
+  if (held == nullptr && was_there) restored.replaced = "a damaged store";
+  const bool is_same = held != nullptr && held->digest() == copy.digest();
+  end_if_interrupted();
+  ignore_interrupts();  // from here on the outcome has to be reported
+  restored.kept = copy.put(options.store, options.backup && !is_same ? Existing::kept : Existing::lost);
+  if (held == nullptr && !restored.kept.empty()) restored.replaced = text_of_kept(restored.kept);
   return restored;
 }
 

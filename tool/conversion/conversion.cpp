@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <iostream>
 
@@ -32,10 +33,17 @@ namespace {
 constexpr char no_regular_file[] = ": is no regular file; name one that the trace can be appended to";
 
 int open_trace_file(const std::string& file) {
-  // Mode 0600: a dump of a record shows its authentication key. O_NONBLOCK: a FIFO would hold the tool.
-  const int fd = open(file.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0600);
+  // Mode 0600: a dump of a record shows its authentication key. O_NONBLOCK: a FIFO would hold the tool. O_NOFOLLOW: a
+  // link may lead to a store.
+  const int fd = open(file.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW, 0600);
   if (fd == -1) throw Error(exit_io, file + ": cannot be opened for the trace: " + strerror(errno));
   return fd;
+}
+
+bool is_database(const std::string& file) {
+  char start[15] = {};
+  std::ifstream(file, std::ios::binary).read(start, sizeof start);
+  return std::string_view(start, sizeof start) == "SQLite format 3";
 }
 
 // Calls the library once, as the system manager does. Without a trace the driver is called behind the entry point,
@@ -81,15 +89,6 @@ void Runner::run_in_child(const MemoryFile& from, const MemoryFile& to, int trac
   _exit(0);
 }
 
-// A process that was killed while it wrote a file of a store leaves it under a name that has its number.
-void remove_unfinished_files(pid_t process, const fs::path& directory) {
-  std::error_code ignored;  // what cannot be removed does no harm
-  const std::string start = unfinished_file_prefix + std::to_string(process) + "-";
-  for (const auto& entry : fs::directory_iterator(directory, ignored)) {
-    if (entry.path().filename().string().starts_with(start)) fs::remove(entry.path(), ignored);
-  }
-}
-
 // Waits for the process, which has the other end of the pipe `alive`, and shows how far it is. Returns whether the
 // operator interrupted it.
 bool wait_for(pid_t process, int alive, const Observation& observation, const Runner& runner) {
@@ -124,10 +123,6 @@ Run Runner::run() const {
   close(alive[0]);
   if (process < 0) throw Error(exit_io, std::string("no process for the conversion: ") + strerror(reason));
   const auto& shared = observation.shared();
-  if (!shared.answered) {
-    remove_unfinished_files(process, conversion.store().parent_path());
-    remove_unfinished_files(process, conversion.snapshot().parent_path());
-  }
   Run run;
   run.answered = shared.answered;
   run.interrupted = interrupted;
@@ -192,8 +187,8 @@ void check_trace_file(const Conversion& conversion, const std::string& file) {
       }
     }
   }
-  struct stat trace, other;
-  if (stat(file.c_str(), &trace) != 0) {
+  struct stat trace;
+  if (lstat(file.c_str(), &trace) != 0) {
     if (errno == ENOENT && access(place.parent_path().c_str(), W_OK) == 0) return;
     throw Error(exit_io, file + ": cannot be opened for the trace: " + strerror(errno));
   }
@@ -201,11 +196,7 @@ void check_trace_file(const Conversion& conversion, const std::string& file) {
   if (access(file.c_str(), W_OK) != 0) {
     throw Error(exit_io, file + ": cannot be opened for the trace: " + strerror(errno));
   }
-  for (const fs::path& store : {conversion.store(), conversion.snapshot()}) {
-    if (stat(store.c_str(), &other) == 0 && other.st_dev == trace.st_dev && other.st_ino == trace.st_ino) {
-      throw Error(exit_usage, file + ": is a store; name another file for the trace");
-    }
-  }
+  if (is_database(file)) throw Error(exit_usage, file + ": is a store; name another file for the trace");
 }
 
 void create_trace_file(const std::string& file) { close(open_trace_file(file)); }

@@ -16,10 +16,9 @@ std::set<fs::path> files_beside(const fs::path& file, const char* ending) {
   const std::regex form(ending);
   const std::string name = file.filename();
   std::set<fs::path> found;
-  std::error_code ignored;  // where there is no such directory there is no copy
-  for (const auto& entry : fs::directory_iterator(file.parent_path().empty() ? "." : file.parent_path(), ignored)) {
-    const std::string other = entry.path().filename();
-    if (other.starts_with(name) && std::regex_match(other.substr(name.size()), form)) found.insert(entry.path());
+  for (const fs::path& one : files_in(file.parent_path().empty() ? "." : file.parent_path())) {
+    const std::string other = one.filename();
+    if (other.starts_with(name) && std::regex_match(other.substr(name.size()), form)) found.insert(one);
   }
   return found;
 }

@@ -3,6 +3,8 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
@@ -76,9 +78,9 @@ const char* advice_for(syserr_t status) {
     case SYSERR_PSS_DAMAGED:
       return "; nothing was changed: put a copy or snapshot of it back";
     case SYSERR_PSS_UNTRUSTED:
-      return "; let the sqlite3 shell finish the change (.tables is enough), or remove the files beside the store that "
-             "end in "
-             "-journal and -wal if they are not the store's";
+      return "; let the sqlite3 shell finish it (sqlite3 STORE 'PRAGMA journal_mode=DELETE'), or remove the files "
+             "beside "
+             "the store that end in -journal and -wal if they are not the store's";
     case SYSERR_PSS_BUSY:
       return "; try again when it is done";
     case SYSERR_PSS_NO_SPACE:
@@ -216,6 +218,22 @@ syserr_t Store::snapshot(const fs::path& file, uint32 flags) const {
 }
 
 void Store::fail(syserr_t status) const { throw_store_error(file_, status); }
+
+std::vector<fs::path> files_in(const fs::path& directory) {
+  std::vector<fs::path> files;
+  std::error_code error;
+  for (fs::directory_iterator at(directory, error), end; !error && at != end; at.increment(error)) {
+    files.push_back(at->path());
+  }
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+std::vector<fs::path> unfinished_files_in(const fs::path& directory) {
+  std::vector<fs::path> files = files_in(directory);
+  std::erase_if(files, [](const fs::path& file) { return !file.filename().string().starts_with(".pss-"); });
+  return files;
+}
 
 bool is_taken(const fs::path& path) { return file_number(path) != 0; }
 

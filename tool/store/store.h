@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <vector>
 
 #include "platform/pss.h"
 #include "tool/record/stored_record.h"
@@ -17,8 +18,12 @@ std::filesystem::path existing_directory(const std::filesystem::path& path);
 // Makes "nonvolatile:/" mean `root` for the platform in this process. Stores are opened by their whole path, under "/".
 void set_nonvolatile_root(const std::filesystem::path& root);
 
-// How the names of files begin that a killed process may leave where it wrote a store.
-inline constexpr char unfinished_file_prefix[] = ".pss-";
+// The files in a directory, in order; none where it cannot be read.
+std::vector<std::filesystem::path> files_in(const std::filesystem::path& directory);
+
+// Those that a killed process left where it wrote a store, or that another one writes.
+inline constexpr char unfinished_file_text[] = "Left by a killed process, or being written; it may hold a store: ";
+std::vector<std::filesystem::path> unfinished_files_in(const std::filesystem::path& directory);
 
 // All records of a store as one number: stores with different records differ in it.
 using StoreDigest = uint64_t;
