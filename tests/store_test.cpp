@@ -462,7 +462,8 @@ TEST_F(StoreTest, RefusesForeignFiles) {
 TEST_F(StoreTest, DetectsChangesThatLeaveEveryRowIntact) {
   for (const char* sql :
        {"DELETE FROM record WHERE key = x'61'", "UPDATE record SET value = x'99' WHERE key = x'61'",
-        "UPDATE digest SET records = records + 1", "DELETE FROM digest", "INSERT INTO digest VALUES(3, 0)",
+        "INSERT INTO record VALUES(zeroblob(2000), x'00', 0)", "UPDATE digest SET records = records + 1",
+        "DELETE FROM digest", "INSERT INTO digest VALUES(3, 0)",
         "INSERT INTO record SELECT x'63', value, checksum FROM record WHERE key = x'61'"}) {
     std::filesystem::remove(file("s"));
     create("s", three);
@@ -512,14 +513,18 @@ TEST_F(StoreTest, IsReadOnlyWhereItCannotBeWritten) {
     return records(table) == three && put(table, "a", "x") == SYSERR_PSS_READ_ONLY &&
            remove(table, "a") == SYSERR_PSS_READ_ONLY && pss_close(table) == 0;
   });
-  // Who may write it, but could not keep its owner, may only read it: found when it is opened.
-  chmod(file("s").c_str(), 0666);
+  // Who may write it, but could not keep its owner, may only read it: found when it is opened. So may its owner where
+  // the mode says so.
   chmod(root.c_str(), 0777);
-  in_a_process([] {
-    if (setuid(65534) != 0) return false;
-    const pss_service_t table = open("s");
-    return put(table, "a", "x") == SYSERR_PSS_READ_ONLY && pss_close(table) == 0;
-  });
+  for (const auto& [owner, mode] : {std::pair(0u, 0666), std::pair(65534u, 0400)}) {
+    EXPECT_EQ(chown(file("s").c_str(), owner, owner), 0);
+    chmod(file("s").c_str(), static_cast<mode_t>(mode));
+    in_a_process([] {
+      if (setgid(65534) != 0 || setuid(65534) != 0) return false;
+      const pss_service_t table = open("s");
+      return put(table, "a", "x") == SYSERR_PSS_READ_ONLY && pss_close(table) == 0;
+    });
+  }
   EXPECT_EQ(records("s"), three);
   if (mount(file("s").c_str(), file("s").c_str(), nullptr, MS_BIND, nullptr) != 0) GTEST_SKIP() << "needs mounts";
   const pss_service_t mounted = open("s");
