@@ -104,7 +104,14 @@ class Placement {
   // Where the file system cannot exchange names, the place is free for a moment.
   syserr_t keep_by_steps(const char* name) {
     if (rename_to_free_name(directory_, place_.name, name) != 0) return status_of_errno(errno);
-    return take();
+    return take_after(name);
+  }
+
+  // Takes the name of a file that has the name `kept` now; where that fails, the file gets its own back.
+  syserr_t take_after(const char* kept) {
+    const syserr_t status = take();
+    if (status != 0) (void)rename_to_free_name(directory_, kept, place_.name);  // it may be another file's by now
+    return status;
   }
 
   // The sidecar files go first: beside a new file that takes the place they would be played into it.
@@ -120,7 +127,8 @@ class Placement {
     if (status == 0 && rename_to_free_name(directory_, place_.name, name) != 0 && errno != ENOENT) {
       status = status_of_errno(errno);
     }
-    if (status == 0) return take();
+    if (status == 0) status = take_after(name);
+    if (status == 0) return 0;
     // Back to where they belong; the first failure is reported.
     syserr_t ignored = 0;
     move_sidecars(directory_, name, place_.name, &ignored);

@@ -40,7 +40,7 @@
  *
  * A file that takes a store's name is a new one. So other hard links keep the old content, and access control lists and
  * security labels become those that new files in the directory get. A file system without RENAME_NOREPLACE and
- * RENAME_EXCHANGE (NFS, FAT) needs hard links. On it a file may have two names for a moment, the name of what is kept
+ * RENAME_EXCHANGE (NFS) needs hard links. On it a file may have two names for a moment, the name of what is kept
  * is free for a moment, and a file that another process puts there just then can be lost.
  *
  * Whoever can write a directory on the way to a store is trusted: directories may be symbolic links. */
