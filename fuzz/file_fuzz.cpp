@@ -67,25 +67,6 @@ size_t count(pss_service_t table) {
   return records;
 }
 
-// The input from its start on.
-class Input {
- public:
-  Input(const uint8_t* data, size_t size) : bytes_(reinterpret_cast<const char*>(data), size) {}
-  size_t number() {
-    const std::string bytes = take(2);
-    return bytes.size() < 2 ? 0 : static_cast<uint8_t>(bytes[0]) << 8 | static_cast<uint8_t>(bytes[1]);
-  }
-  std::string take(size_t size) {
-    const std::string taken = bytes_.substr(0, size);
-    bytes_.erase(0, size);
-    return taken;
-  }
-  bool is_empty() const { return bytes_.empty(); }
-
- private:
-  std::string bytes_;
-};
-
 }  // namespace
 
 // The one call by which the platform opens anything.
@@ -98,22 +79,31 @@ extern "C" int openat64(int directory, const char* name, int flags, ...) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static const std::string sound = sound_store();
-  Input input(data, size);
-  const size_t sizes[] = {input.number(), input.number(), input.number()}, last = input.number();
+  std::string input(reinterpret_cast<const char*>(data), size);
+  const auto take = [&input](size_t length) {
+    const std::string taken = input.substr(0, length);
+    input.erase(0, length);
+    return taken;
+  };
+  const auto number = [&take] {
+    const std::string bytes = take(2);
+    return bytes.size() < 2 ? size_t{0} : static_cast<uint8_t>(bytes[0]) << 8 | static_cast<uint8_t>(bytes[1]);
+  };
+  const size_t sizes[] = {number(), number(), number()}, last = number();
   const char* sidecars[] = {"s-journal", "s-wal", "s-shm"};
   std::string sidecar_contents[3];
   for (int i = 0; i < 3; ++i) {
-    sidecar_contents[i] = input.take(sizes[i]);
+    sidecar_contents[i] = take(sizes[i]);
     sizes[i] > 0 ? write(sidecars[i], sidecar_contents[i]) : (void)std::filesystem::remove(root + "/" + sidecars[i]);
   }
   std::string store = sound;
-  for (size_t edits = last / 3; edits > 0 && !input.is_empty(); --edits) {
-    const size_t at = input.number() % store.size();
-    const std::string byte = input.take(1);
+  for (size_t edits = last / 3; edits > 0 && !input.empty(); --edits) {
+    const size_t at = number() % store.size();
+    const std::string byte = take(1);
     if (!byte.empty()) store[at] = byte[0];
   }
-  input.is_empty() ? store.resize(last % (store.size() + 1) == 0 ? store.size() : last % (store.size() + 1))
-                   : (void)(store += input.take(65536));
+  input.empty() ? store.resize(last % (store.size() + 1) == 0 ? store.size() : last % (store.size() + 1))
+                : (void)(store += take(65536));
   write("s", store);
   write("victim", "not ours");
 

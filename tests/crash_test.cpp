@@ -187,7 +187,6 @@ TEST_P(CrashTest, LeavesTheStoreOldOrNew) {
   for (const Trouble& trouble : {Trouble{"killed", SystemCalls::file, 0, false, 0},
                                  {"EIO once", SystemCalls::file, EIO, false, SYSERR_PSS_IO},
                                  {"EIO persistently", SystemCalls::file, EIO, true, SYSERR_PSS_IO},
-                                 {"ENOSPC once", SystemCalls::file, ENOSPC, false, SYSERR_PSS_NO_SPACE},
                                  {"ENOSPC persistently", SystemCalls::file, ENOSPC, true, SYSERR_PSS_NO_SPACE}}) {
     for (const bool log_is_open : {false, true}) report(trouble, log_is_open);
   }

@@ -148,18 +148,6 @@ TEST_F(StoreTest, HandlesAreBoundedAndNeverMeanALaterStore) {
   EXPECT_EQ(pss_close(later), 0u);
 }
 
-TEST_F(StoreTest, NamesALackOfOpenFiles) {
-  create("s", three);
-  in_a_process([] {
-    const rlimit none = {3, 3};
-    setrlimit(RLIMIT_NOFILE, &none);
-    for (int fd = 3; fd < 100; ++fd) close(fd);
-    open("s", SYSERR_PSS_NO_FILES);
-    return pss_embedded_create(url("t").c_str()) == SYSERR_PSS_NO_FILES && !HasFailure();
-  });
-  EXPECT_EQ(records("s"), three);
-}
-
 TEST_F(StoreTest, KeepsNothingOfAHandleThatIsDiscarded) {
   create("s", three);
   const std::string before = content("s");

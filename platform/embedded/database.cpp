@@ -9,7 +9,7 @@ namespace {
 syserr_t take_over(Image* image, sqlite3* database) {
   constexpr unsigned flags = SQLITE_DESERIALIZE_FREEONCLOSE | SQLITE_DESERIALIZE_RESIZEABLE;
   const int result = sqlite3_deserialize(database, "main", image->bytes.release(), image->size, image->size, flags);
-  // Nothing of the image is looked at here: whatever SQLite calls it, only memory can be missing.
+  // SQLite does not read the image here, so only a lack of memory can fail, whatever code it returns.
   if (result != SQLITE_OK) return SYSERR_PSS_NO_MEMORY;
   sqlite3_int64 limit = PSS_EMBEDDED_STORE_MAX;
   return status_of_sqlite(sqlite3_file_control(database, "main", SQLITE_FCNTL_SIZE_LIMIT, &limit));

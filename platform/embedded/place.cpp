@@ -175,7 +175,7 @@ syserr_t put(const Location& place, const Content& content, Existing existing, N
   return is_to_be_lost ? placement.replace(found) : placement.keep(kept);
 }
 
-// Whether another process changed what is at the place while it was looked at.
+// Whether another process changed the place between two calls.
 bool was_overtaken(syserr_t status) {
   return status == SYSERR_PSS_EXISTS || status == SYSERR_PSS_NO_STORE || status == SYSERR_PSS_BUSY;
 }

@@ -81,7 +81,7 @@ syserr_t StoreFile::open(const Location& location, Access access, int wait_ms) {
 }
 
 syserr_t StoreFile::try_to_open(const Location& location, Access access) {
-  // Looked at before it is opened: opening a device can have effects.
+  // Check the type before opening the file: opening a device can have effects.
   if (fstatat(location.directory.get(), location.name, &status_, AT_SYMLINK_NOFOLLOW) != 0) {
     return status_of_errno(errno);
   }

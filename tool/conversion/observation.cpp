@@ -127,7 +127,7 @@ syserr_t pss_close(pss_service_t table) {
   if (begun->original != 0) {
     shared.close_status = pss_embedded_write_image(table, begun->result);
   } else if (shared.snapshot_status != 0) {
-    // The library deletes the records all the same, and they are nowhere else.
+    // The library deletes the records anyway, and no other file has them.
     (void)pss_embedded_discard(table);
     shared.close_status = shared.snapshot_status;
   } else {
