@@ -67,8 +67,8 @@ enum {
 syserr_t convert_running(const char* pkg_name, const char* from_pkg_version, const char* to_pkg_version);
 
 /* Opens the saved startup store in the "/bin" subdirectory of `path`, inspects it, and closes it unchanged. Returns 0,
- * or SYSERR_SYSMGR_VDC_UNKNOWN_VDC_ID if the store opens and `path` contains "/vdc_" without a number after it, or with a
- * multiple of 65536, 0 included. A `path` of 252 characters or more opens nothing; result 0. */
+ * or SYSERR_SYSMGR_VDC_UNKNOWN_VDC_ID if the store opens and `path` contains "/vdc_" without a number after it, or with
+ * a multiple of 65536, 0 included. A `path` of 252 characters or more opens nothing; result 0. */
 syserr_t convert_startup(const char* path, const char* pkg_name, const char* to_pkg_version,
                          const char* from_pkg_version);
 
