@@ -20,23 +20,23 @@
  *     operation, and its pss_close keeps nothing. SYSERR_PSS_NOKEY, SYSERR_PSS_EXISTS, refused arguments and a snapshot
  *     whose file cannot be written are no such failures.
  *  5. A store is opened for reading, and storing and deleting return SYSERR_PSS_READ_ONLY, if the user may not write it
- *     or its directory, if the user is neither its owner nor root and so could not keep its owner, group and
- *     permissions, or if the file is a mount point. Its lock is shared, and lasts only while pss_open reads it.
+ *     or its directory, if a new file of this user could not get its owner and group, or if the file is a mount point.
+ *     The lock is shared then, and lasts only while pss_open reads.
  *  6. pss_close keeps the file's owner, group and permissions; pss_snapshot and pss_embedded_create write files of mode
  *     0600. Each writes a file named .pss-PID-NUMBER in the same directory, syncs it, gives it the name, and syncs the
- *     directory. At every moment the name is whole. A killed process may leave a file .pss-PID-NUMBER, a part of a
- * store or a replaced one, and a copy of the new store under a name NAME.N. After SYSERR_PSS_IO from pss_snapshot the
- * new file may be in place, whole. Symbolic links under the name are never followed.
+ *     directory. At every moment the name is whole. A killed process may leave a file .pss-PID-NUMBER, which holds a
+ *     part of a store or a replaced one, and a copy of the new store under a name NAME.N. After SYSERR_PSS_IO from
+ *     pss_snapshot the new file may be in place, whole. Symbolic links under the name are never followed.
  *  7. pss_snapshot never destroys an earlier snapshot of other content. Whatever has the name and is not an intact
- * store with the same records, directories included, is kept under the first free name NAME.1, NAME.2, ..., with its
- *     sidecar files (-journal, -wal, -shm). If there are such files, the name is free for a moment, and a killed
- * process may leave them and their store under different ones of both names.
+ *     store with the same records, directories included, is kept under the first free name NAME.1, NAME.2, ..., with
+ *     its sidecar files (-journal, -wal, -shm). If there are such files, the name is free for a moment, and a killed
+ *     process may leave them and their store under different ones of both names.
  *  8. No file but the store's own and the new one is opened, and none is changed, because of what a store or its name
  *     holds. A journal or write-ahead log beside a store that is not empty is another program's unfinished change:
  *     opening returns SYSERR_PSS_UNTRUSTED. Open the store with the sqlite3 shell, which finishes the change, or remove
  *     the file if it does not belong to the store.
  *  9. All operations are called by one thread at a time. A handle is used by the process that opened it; a copy in
- * memory may be used by a forked child too, as a copy of its own. Nothing process-wide of SQLite is configured.
+ *     memory may be used by a forked child too, as a copy of its own. Nothing process-wide of SQLite is configured.
  *
  * A file that takes a store's name is a new one. So other hard links keep the old content, and access control lists and
  * security labels become those that new files in the directory get. A file system without RENAME_NOREPLACE and

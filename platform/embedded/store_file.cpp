@@ -18,23 +18,24 @@ namespace {
 constexpr off_t pending_byte = 0x40000000, reserved_byte = pending_byte + 1, shared_first = pending_byte + 2,
                 shared_size = 510;
 
-// Locks of the open file description: the host may close another descriptor of the file without losing them.
-int lock_bytes(int fd, short type, off_t start, off_t size) {
+struct flock lock_of(short type, off_t start, off_t size) {
   struct flock lock = {};
   lock.l_type = type;
   lock.l_whence = SEEK_SET;
   lock.l_start = start;
   lock.l_len = size;
+  return lock;
+}
+
+// Locks of the open file description: the host may close another descriptor of the file without losing them.
+int lock_bytes(int fd, short type, off_t start, off_t size) {
+  const struct flock lock = lock_of(type, start, size);
   return fcntl(fd, F_OFD_SETLK, &lock);
 }
 
 // Whether another process holds a lock on one of the bytes.
 bool is_locked(int fd, off_t start, off_t size) {
-  struct flock lock = {};
-  lock.l_type = F_WRLCK;
-  lock.l_whence = SEEK_SET;
-  lock.l_start = start;
-  lock.l_len = size;
+  struct flock lock = lock_of(F_WRLCK, start, size);
   return fcntl(fd, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }
 
@@ -52,11 +53,9 @@ bool is_mount_point(const Location& location) {
          (found.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
 }
 
-// Whether a new file can take the place of this one, with its owner and group. A close that found out later would be
-// too late: after a downgrade the library does not look at its status.
-bool can_replace(const Location& location, const struct stat& file) {
-  return faccessat(location.directory.get(), ".", W_OK | X_OK, AT_EACCESS) == 0 && !is_mount_point(location) &&
-         can_give(location, file);
+// Whether a new file can take the name of this one.
+bool can_replace(const Location& location) {
+  return faccessat(location.directory.get(), ".", W_OK | X_OK, AT_EACCESS) == 0 && !is_mount_point(location);
 }
 
 // O_NONBLOCK: a FIFO that takes the name in between would hold the caller, and so would another process's lease.
@@ -86,7 +85,7 @@ syserr_t StoreFile::try_to_open(const Location& location, Access access) {
     return status_of_errno(errno);
   }
   if (!S_ISREG(status_.st_mode)) return SYSERR_PSS_NOT_A_STORE;
-  can_change_ = access == Access::change && can_replace(location, status_);
+  can_change_ = access == Access::change && can_replace(location);
   int fd = open_file(location, can_change_ ? O_RDWR : O_RDONLY);
   if (fd < 0 && can_change_ && (errno == EACCES || errno == EPERM || errno == EROFS)) {
     can_change_ = false;
@@ -106,7 +105,12 @@ syserr_t StoreFile::try_to_open(const Location& location, Access access) {
   if (fstatat(location.directory.get(), location.name, &named, AT_SYMLINK_NOFOLLOW) != 0) return status_of_errno(errno);
   if (!is_same_file(opened, named) || !is_same_file(opened, status_)) return SYSERR_PSS_BUSY;
   status_ = opened;
-  return check_journal(location);
+  const syserr_t checked = check_journal(location);
+  if (checked != 0 || !can_change_ || can_give(location, status_)) return checked;
+  // Found here and not at the close, whose status the library ignores after a downgrade; and only once the store is
+  // locked, so that no wait tries it again and again.
+  can_change_ = false;
+  return lock();
 }
 
 syserr_t StoreFile::lock() {
