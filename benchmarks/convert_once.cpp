@@ -1,7 +1,7 @@
 // convert_once up|down ROUTERS: converts one store and prints the largest amount of memory that the process had, in
 // bytes, beside that of the larger array of records.
 // convert_once make ROUTERS FILE: makes a store in the new layout, and beside it FILE-table with the same records.
-// convert_once at ROOT: downgrades the store in ROOT/d.
+// convert_once at ROOT [up]: downgrades the store in ROOT/d, or upgrades it.
 
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -52,13 +52,13 @@ int measure_memory(bench::Device& device, int routers, bool is_upgrade) {
 
 int main(int argc, char** argv) {
   if (argc < 3) {
-    fprintf(stderr, "usage: convert_once up|down ROUTERS, convert_once make ROUTERS FILE, or convert_once at ROOT\n");
+    fprintf(stderr, "usage: convert_once up|down ROUTERS, convert_once make ROUTERS FILE, or convert_once at ROOT [up]\n");
     return 2;
   }
   bench::Device device;
   const std::string work = argv[1];
   if (work == "at") {
-    device.use(false);
+    device.use(argc == 4 && argv[3] == std::string("up"));
     setenv("PSS_NONVOLATILE_ROOT", argv[2], 1);
     return static_cast<int>(convert_gsync("/d", "", "", ""));
   }

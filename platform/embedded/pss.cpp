@@ -187,6 +187,15 @@ pss_service_t pss_embedded_open_descriptor(int fd, syserr_t* status) {
   return open_handle(status, [fd](Store* store) { return store->open_descriptor(fd); });
 }
 
+syserr_t pss_embedded_digest(pss_service_t table, pss_embedded_digest_t* digest) {
+  syserr_t status;
+  Store* store = usable_store(table, &status);
+  pss_embedded::Digest found;
+  if (store != nullptr) status = store->get_digest(&found);
+  *digest = {found.records, found.checksum};
+  return status;
+}
+
 syserr_t pss_embedded_write_image(pss_service_t table, int fd) {
   syserr_t status;
   Store* store = usable_store(table, &status);

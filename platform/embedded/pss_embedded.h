@@ -88,6 +88,9 @@ enum {
   PSS_EMBEDDED_INHERIT = 4   /* the file gets the owner, group and permissions of a regular file that it replaces */
 };
 
+/* The start of the name of a file that is being written. */
+#define PSS_EMBEDDED_NEW_FILE_PREFIX ".pss-"
+
 /* The N of the name NAME.N under which the last pss_snapshot of this process kept what had the name; 0 for none. */
 uint32 pss_embedded_kept(void);
 
@@ -101,6 +104,16 @@ pss_service_t pss_embedded_open_copy(const char* url, uint32 wait_ms, syserr_t* 
 
 /* The same from the start of the open file `fd`, which stays open and is not locked; -1 stands for an empty store. */
 pss_service_t pss_embedded_open_descriptor(int fd, syserr_t* status);
+
+/* All records of a store in two numbers of 8 bytes each, in host byte order: how many there are, and the sum of their
+ * checksums (XXH3_64bits_withSeed(value, XXH3_64bits(key))) modulo 2^64. */
+typedef struct {
+  uint64_t records;
+  uint64_t checksum;
+} pss_embedded_digest_t;
+
+/* Gets the digest of the store's records, changes included. Only after a change are the records read for it. */
+syserr_t pss_embedded_digest(pss_service_t table, pss_embedded_digest_t* digest);
 
 /* Writes the store's image, changes included, to the file `fd` at its offset. It can be opened with
  * pss_embedded_open_descriptor. */

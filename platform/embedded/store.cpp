@@ -130,6 +130,12 @@ syserr_t Store::snapshot(const char* url, Existing existing, bool inherits, uint
   return status != 0 ? status : put_store(target, content, existing, inherits, kept);
 }
 
+syserr_t Store::get_digest(Digest* digest) {
+  const syserr_t status = commit();
+  *digest = digest_;
+  return status;
+}
+
 syserr_t Store::write_image(int fd) {
   Content content;
   syserr_t status = commit();

@@ -52,6 +52,9 @@ class Store {
   // Puts a store with the records of this one at `url`, as put_store.
   syserr_t snapshot(const char* url, Existing existing, bool inherits, uint32* kept);
 
+  // Of all records, changes included.
+  syserr_t get_digest(Digest* digest);
+
   // Writes the store's image to the file `fd`.
   syserr_t write_image(int fd);
 

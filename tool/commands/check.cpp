@@ -9,8 +9,9 @@
 
 #include "tool/commands/commands.h"
 #include "tool/conversion/release.h"
-#include "tool/conversion/ways_back.h"
+#include "tool/conversion/restore_source.h"
 #include "tool/record/record_fields.h"
+#include "tool/store/files.h"
 #include "tool/store/record_counts.h"
 #include "tool/support/digits.h"
 #include "tool/support/printable.h"
@@ -22,15 +23,21 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct Finding {
+struct CheckOptions {
+  std::string store;
+  std::string release;  // empty: any
+  JsonReport* json = nullptr;
+};
+
+struct Problem {
   std::string record, store_key, problem;
 };
 
-using Visit = std::function<void(const Finding&)>;  // called as each is found: there may be as many as records
+using Visit = std::function<void(const Problem&)>;  // called as each is found: there may be as many as records
 
 // What is wrong with a record by itself.
 std::vector<std::string> problems_of(const StoredRecord& record, const std::optional<Release>& release) {
-  const std::string kind = kind_of(record.key);
+  const Kind kind = kind_of(record.key);
   if (!has_layouts(kind)) return {};
   const Layout* layout = layout_of(record);
   if (layout == nullptr) {
@@ -39,13 +46,13 @@ std::vector<std::string> problems_of(const StoredRecord& record, const std::opti
       if (kind == known.kind) expected += (expected.empty() ? "" : " or ") + std::to_string(known.size);
     }
     return {"its value has " + std::to_string(record.value.size()) + " bytes; expected " + expected +
-            (kind == "global_info" ? "" : "; a downgrade stores another record, made from it")};
+            (kind == Kind::global_info ? "" : "; a downgrade stores another record, made from it")};
   }
   std::vector<std::string> problems;
   const Bytes expected = expected_key(*layout, record.value);
   if (record.key != expected) problems.push_back("it is misplaced; its expected key is " + hex_of(expected));
-  if (release && layout->layout != nullptr && release->has_old_layout != (layout->layout == std::string("old"))) {
-    problems.push_back(std::string("release ") + release->text + " cannot read its " + layout->layout + " layout");
+  if (release && layout->version == (release->has_old_layout ? Version::new_one : Version::old_one)) {
+    problems.push_back("release " + release->text + " cannot read its " + word_of(layout->version) + " layout");
   }
   return problems;
 }
@@ -72,11 +79,11 @@ const char* danger_of(const struct stat& directory, uid_t owner, bool is_own) {
 }
 
 // Reports the first directory on the way to the store that other users can change.
-size_t check_directories(const std::filesystem::path& store, const Visit& visit) {
-  const std::filesystem::path own = existing_directory(store.parent_path());
+size_t check_directories(const fs::path& store, const Visit& visit) {
+  const fs::path own = existing_directory(store.parent_path());
   struct stat file, status;
   if (stat(store.c_str(), &file) != 0) return 0;
-  for (std::filesystem::path directory = own;; directory = directory.parent_path()) {
+  for (fs::path directory = own;; directory = directory.parent_path()) {
     if (stat(directory.c_str(), &status) != 0) return 0;
     if (const char* danger = danger_of(status, file.st_uid, directory == own)) {
       visit({"the directory " + directory.string(), "", danger});
@@ -90,7 +97,7 @@ class Check {
  public:
   Check(const std::optional<Release>& release, const Visit& visit) : release_(release), visit_(visit) {}
 
-  void run_on_directories(const std::filesystem::path& file) { findings_ += check_directories(file, visit_); }
+  void run_on_directories(const fs::path& file) { problems_ += check_directories(file, visit_); }
 
   void run_on_records(const Store& store) {
     store.for_each([this](const StoredRecord& record) { check_record(record); });
@@ -98,13 +105,12 @@ class Check {
     check_layouts();
   }
 
-  size_t findings() const { return findings_; }
+  size_t problems() const { return problems_; }
   const RecordCounts& counts() const { return counts_; }
-  size_t left_alone() const { return counts_.of("track") + counts_.of("other"); }
+  size_t left_alone() const { return counts_.of(Kind::track) + counts_.of(Kind::other); }
 
   const char* layout() const {
-    const bool has_new = counts_.of("vr", "new") + counts_.of("ip_assoc", "new") > 0;
-    const bool has_old = counts_.of("vr", "old") + counts_.of("ip_assoc", "old") > 0;
+    const bool has_new = counts_.with_layout(Version::new_one) > 0, has_old = counts_.with_layout(Version::old_one) > 0;
     return has_new && has_old ? "mixed" : has_new ? "new" : has_old ? "old" : "none";
   }
 
@@ -124,11 +130,11 @@ class Check {
 
   // VR configuration records come first in a walk, and the others name their router in the same bytes of their keys.
   void check_router(const StoredRecord& record) {
-    const std::string kind = kind_of(record.key);
+    const Kind kind = kind_of(record.key);
     const auto router = router_in(record.key);
     if (!router) return;
-    if (kind == "vr") routers_.push_back(*router);
-    const bool needs_router = (kind == "ip_assoc" && layout_of(record) != nullptr) || track_key_of(record.key);
+    if (kind == Kind::vr) routers_.push_back(*router);
+    const bool needs_router = (kind == Kind::ip_assoc && layout_of(record) != nullptr) || track_key_of(record.key);
     if (needs_router && !std::binary_search(routers_.begin(), routers_.end(), *router)) {
       report(record, "the store has no VR configuration of its virtual router");
     }
@@ -141,11 +147,11 @@ class Check {
 
   void check_layouts() {
     bool has_mixed_kind = false;
-    for (const char* kind : {"vr", "ip_assoc"}) {
-      const size_t new_ones = counts_.of(kind, "new"), old_ones = counts_.of(kind, "old");
+    for (const Kind kind : {Kind::vr, Kind::ip_assoc}) {
+      const size_t new_ones = counts_.of(kind, Version::new_one), old_ones = counts_.of(kind, Version::old_one);
       if (new_ones == 0 || old_ones == 0) continue;
       has_mixed_kind = true;
-      report({kind, "",
+      report({word_of(kind), "",
               "layouts are mixed: " + std::to_string(new_ones) + " in the new layout and " + std::to_string(old_ones) +
                   " in the old one"});
     }
@@ -154,9 +160,9 @@ class Check {
     }
   }
 
-  void report(const Finding& finding) {
-    ++findings_;
-    visit_(finding);
+  void report(const Problem& problem) {
+    ++problems_;
+    visit_(problem);
   }
   void report(const StoredRecord& record, const std::string& problem) {
     report({name_of(record), hex_of(record.key), problem});
@@ -170,104 +176,110 @@ class Check {
   RecordCounts counts_;
   std::vector<RouterKey> routers_;          // of VR configuration records, in order
   std::map<Bytes, std::string> misplaced_;  // keys of misplaced records, by their expected keys
-  size_t findings_ = 0;
+  size_t problems_ = 0;
 };
 
-// Of the copies of a store, those whose records have no problem: the directory is the same.
-std::vector<WayBack> sound_copies(const std::string& store, const std::optional<Release>& release) {
-  std::vector<WayBack> copies = ways_back(store, "");
-  std::erase_if(copies, [&release](const WayBack& copy) {
-    Check check(release, [](const Finding&) {});
+// Of the files that the store can be restored from, those whose records have no problem: the directory is the same.
+std::vector<RestoreSource> sound_copies(const std::string& store, const std::optional<Release>& release) {
+  std::vector<RestoreSource> sources = restore_sources(store);
+  std::erase_if(sources, [&release](const RestoreSource& source) {
+    Check check(release, [](const Problem&) {});
     try {
-      check.run_on_records(Store(copy.file, no_wait));
+      check.run_on_records(Store(source.file, no_wait));
     } catch (const Error& error) {
       if (error.exit_code == exit_interrupted) throw;
       return true;  // another process changed it meanwhile
     }
-    return check.findings() > 0;
+    return check.problems() > 0;
   });
-  return copies;
+  return sources;
 }
 
-// The error of a store that cannot be looked into, with the copies that can.
+// The error of a store that cannot be read, with the copies that can.
 [[noreturn]] void throw_with_copies(const Error& error, const std::string& store,
                                     const std::optional<Release>& release) {
   std::string message = error.what();
-  if (error.reason == std::string("damaged") || error.reason == std::string("not_a_store")) {
-    for (const WayBack& copy : sound_copies(store, release)) message += "\nWithout problems: " + copy.text();
+  if (error.reason == "damaged" || error.reason == "not_a_store") {
+    for (const RestoreSource& copy : sound_copies(store, release)) message += "\nWithout problems: " + copy.text();
   }
   throw Error(error.exit_code, message, error.reason, error.store);
 }
 
-Exit check_as_json(const CheckOptions& options, const std::optional<Release>& release) {
-  const Store copy(options.store);
-  JsonWriter& json = options.json->begin();
-  json.member("store", options.store);
-  json.key("problems");
-  json.begin_list();
-  Check check(release, [&json](const Finding& finding) {
-    json.begin_object();
-    json.member("store_key", finding.store_key);
-    json.member("record", finding.record);
-    json.member("problem", finding.problem);
-    json.end();
-  });
-  check.run_on_directories(options.store);
-  check.run_on_records(copy);
-  json.end();
-  json.key("sound_copies");
-  json.begin_list();
-  if (check.findings() > 0) {
-    for (const WayBack& way : sound_copies(options.store, release)) json.value(way.file.string());
-  }
-  json.end();
-  json.key("unfinished_files");
-  json.begin_list();
-  for (const fs::path& file : unfinished_files_in(existing_directory(fs::path(options.store).parent_path()))) {
-    json.value(file.string());
-  }
-  json.end();
-  json.member("sound", check.findings() == 0);
-  json.member("layout", check.layout());
-  json.member("left_alone", check.left_alone());
-  json.key("summary");
-  check.counts().write(json);
-  json.end();
-  return check.findings() == 0 ? exit_done : exit_found;
+void print_problem(const Problem& problem) {
+  const std::string key = problem.store_key.empty() ? "" : "  (key " + problem.store_key + ")";
+  std::cout << styled(Style::red, printable(problem.record + key)) << ": " << problem.problem << '\n';
 }
 
-Exit check_as_text(const CheckOptions& options, const std::optional<Release>& release) {
-  Check check(release, [](const Finding& finding) {
-    const std::string key = finding.store_key.empty() ? "" : "  (key " + finding.store_key + ")";
-    std::cout << styled(Style::red, printable(finding.record + key)) << ": " << finding.problem << '\n';
-  });
-  const Store copy(options.store);
-  check.run_on_directories(options.store);
-  check.run_on_records(copy);
-  std::cout << printable(options.store) << ": " << check.counts().text() << '\n';
+void write_problem(JsonWriter& json, const Problem& problem) {
+  json.value(Json{{"store_key", problem.store_key}, {"record", problem.record}, {"problem", problem.problem}});
+}
+
+void end_json(const Check& check, const std::vector<RestoreSource>& copies, const std::vector<fs::path>& unfinished,
+              JsonWriter& json) {
+  json.end();
+  Json members = {{"sound_copies", Json::array()}, {"unfinished_files", Json::array()}};
+  for (const RestoreSource& copy : copies) members["sound_copies"].push_back(copy.file);
+  for (const fs::path& file : unfinished) members["unfinished_files"].push_back(file.native());
+  members.update({{"sound", check.problems() == 0},
+                  {"layout", check.layout()},
+                  {"left_alone", check.left_alone()},
+                  {"summary", check.counts()}});
+  json.members(members);
+  json.end();
+}
+
+void end_text(const Check& check, const std::vector<RestoreSource>& copies, const std::vector<fs::path>& unfinished,
+              const std::string& store) {
+  std::cout << printable(store) << ": " << check.counts().text() << '\n';
   if (check.left_alone() > 0) {
     std::cout << "Left alone by a conversion: " << check.left_alone() << " (track and other kinds).\n";
   }
-  for (const fs::path& file : unfinished_files_in(existing_directory(fs::path(options.store).parent_path()))) {
-    std::cout << unfinished_file_text << printable(file) << '\n';
-  }
-  std::cout << (check.findings() == 0 ? "No problems." : "Problems: " + std::to_string(check.findings()) + ".") << '\n';
-  if (check.findings() == 0) return exit_done;
-  for (const WayBack& way : sound_copies(options.store, release))
-    std::cout << "Without problems: " << printable(way.text()) << '\n';
-  return exit_found;
+  for (const fs::path& file : unfinished) std::cout << unfinished_file_text << printable(file) << '\n';
+  std::cout << (check.problems() == 0 ? "No problems." : "Problems: " + std::to_string(check.problems()) + ".") << '\n';
+  for (const RestoreSource& copy : copies) std::cout << "Without problems: " << printable(copy.text()) << '\n';
 }
 
-}  // namespace
+Exit check_store(const CheckOptions& options, const std::optional<Release>& release) {
+  const Store store(options.store);
+  JsonWriter* json = nullptr;
+  if (options.json != nullptr) {
+    json = &options.json->begin();
+    json->member("store", options.store);
+    json->key("problems");
+    json->begin_list();
+  }
+  Check check(release, [json](const Problem& problem) {
+    json != nullptr ? write_problem(*json, problem) : print_problem(problem);
+  });
+  check.run_on_directories(options.store);
+  check.run_on_records(store);
+  const auto unfinished = unfinished_files_in(existing_directory(fs::path(options.store).parent_path()));
+  std::vector<RestoreSource> copies;
+  if (check.problems() > 0) copies = sound_copies(options.store, release);
+  json != nullptr ? end_json(check, copies, unfinished, *json) : end_text(check, copies, unfinished, options.store);
+  return check.problems() == 0 ? exit_done : exit_found;
+}
 
 Exit check(const CheckOptions& options) {
   std::optional<Release> release;
   if (!options.release.empty()) release = parse_release("--release", options.release);
   try {
-    return options.json != nullptr ? check_as_json(options, release) : check_as_text(options, release);
+    return check_store(options, release);
   } catch (const Error& error) {
     throw_with_copies(error, options.store, release);
   }
+}
+
+}  // namespace
+
+void add_check(CLI::App& app, Choice& choice) {
+  Command command(app, choice, "check", "Check that a store is consistent, of one layout, and readable by a release",
+                  "vrrpconvert check --release '4.1(2)' vrrp-cfg_runtime_config");
+  const auto options = std::make_shared<CheckOptions>();
+  run_with(command, options, check, Effect::reads);
+  command.add_operand("STORE", options->store, "The store to read");
+  command.add_text("--release", options->release, "The release that is to read it, as 4.2(1)");
+  command.add_json(options->json);
 }
 
 }  // namespace vrrpconvert

@@ -1,8 +1,8 @@
-// The commands of the tool. Each prints its result on standard output and returns its exit code, or throws Error when
-// it cannot do what it is asked.
-#ifndef TOOL_COMMANDS_COMMANDS_H
-#define TOOL_COMMANDS_COMMANDS_H
+// The commands of the tool. Each adds itself and its options to the command line; main runs the chosen one.
+#pragma once
 
+#include <functional>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -10,86 +10,70 @@
 #include "tool/support/error.h"
 #include "tool/support/json_report.h"
 
+namespace CLI {
+class App;
+}
+
 namespace vrrpconvert {
 
-// `json` is the report to write, null where users read the result.
+enum class Effect { reads, changes };
 
-struct ImportOptions {
-  std::string store;
-  std::string file = "-";
-  bool force = false;
-  JsonReport* json = nullptr;
-};
-Exit import_store(const ImportOptions& options);
+// What the command line asks for.
+struct Choice {
+  JsonReport report;  // on standard output
 
-struct ExportOptions {
-  std::string store;
-  std::string output;  // empty: standard output
-  bool raw = false;
+  // The chosen command; empty if none is. Prints its result on standard output and returns its exit status, or throws
+  // Error if it cannot do what it is asked.
+  std::function<Exit()> run{};
+  Effect effect = Effect::reads;  // what the command does to a store
 };
-Exit export_store(const ExportOptions& options);
 
-struct ShowOptions {
-  std::string store;
-  std::string kind;  // empty: all
-  bool reveal = false;
-  JsonReport* json = nullptr;
-};
-Exit show(const ShowOptions& options);
+// A command on the command line. Values that are not given stay as they are, and last as long as the command can run.
+class Command {
+ public:
+  Command(CLI::App& app, Choice& choice, const char* name, const char* summary, const char* example);
 
-struct CheckOptions {
-  std::string store;
-  std::string release;  // empty: any
-  JsonReport* json = nullptr;
-};
-Exit check(const CheckOptions& options);
+  // What to run, and what that does to a store.
+  void set_run(std::function<Exit()> run, std::function<Effect()> effect);
 
-struct DiffOptions {
-  std::string a, b;
-  bool reveal = false;
-  bool ignore_layout = false;
-  JsonReport* json = nullptr;
-};
-Exit diff(const DiffOptions& options);
+  void add_operand(const char* name, std::string& value, const char* help, bool is_required = true);
+  void add_operands(const char* name, std::vector<std::string>& values, const char* help);
+  void add_flag(const char* name, bool& value, const char* help, bool given = true);
+  void add_text(const char* name, std::string& value, const char* help, bool is_required = false);
+  void add_number(const char* name, unsigned& value, unsigned most, const char* help);  // from 1
+  void add_word(const char* name, std::string& value, const std::vector<std::string>& words, const char* help);
 
-struct ConvertOptions {
-  std::string directory;
-  std::string from;
-  std::string to;
-  unsigned vdc = 1;
-  bool startup = false;
-  std::string trace;
-  std::string root;
-  bool dry_run = false;
-  bool summary = false;            // no list of what would change
-  std::set<std::string> accepted;  // names of fields whose loss is no reason to refuse
-  bool allow_loss = false;
-  bool allow_mismatch = false;
-  bool backup = true;
-  bool reveal = false;
-  JsonReport* json = nullptr;
-};
-Exit convert(const ConvertOptions& options);
+  // The value of an environment variable, unless the option is given.
+  void add_default(const char* option, const char* variable);
+  void exclude(const char* option, const char* other);
 
-struct FleetOptions {
-  std::vector<std::string> paths;
-  bool reports = false;  // the paths hold reports, not stores
-  std::string from, to;
-  std::set<std::string> accepted;
-  unsigned jobs = 1;
-  std::string html;  // empty: none
-  JsonReport* json = nullptr;
-};
-Exit fleet(const FleetOptions& options);
+  // Options that several commands have. `json` is the report to write; null means text for users.
+  void add_json(JsonReport*& json);
+  void add_reveal(bool& reveal) { add_flag("--reveal", reveal, "Show authentication keys"); }
+  void add_accept_loss(std::set<std::string>& accepted);
 
-struct RestoreOptions {
-  std::string copy;
-  std::string store;
-  bool backup = true;
-  JsonReport* json = nullptr;
+ private:
+  CLI::App* app_;
+  Choice& choice_;
 };
-Exit restore(const RestoreOptions& options);
+
+// The options live as long as the command.
+template <typename Options>
+void run_with(Command& command, const std::shared_ptr<Options>& options, Exit (*run)(const Options&), Effect effect) {
+  command.set_run([options, run] { return run(*options); }, [effect] { return effect; });
+}
+
+void add_import(CLI::App& app, Choice& choice);
+void add_export(CLI::App& app, Choice& choice);
+void add_show(CLI::App& app, Choice& choice);
+void add_check(CLI::App& app, Choice& choice);
+void add_diff(CLI::App& app, Choice& choice);
+void add_convert(CLI::App& app, Choice& choice);
+void add_restore(CLI::App& app, Choice& choice);
+void add_fleet(CLI::App& app, Choice& choice);
+
+// Adds all commands and reads the command line. Returns false if help is all that it asks for; then that was printed.
+// Throws Error.
+bool parse_command_line(int argc, char** argv, Choice& choice);
 
 }  // namespace vrrpconvert
-
-#endif

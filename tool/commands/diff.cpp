@@ -7,6 +7,12 @@
 namespace vrrpconvert {
 namespace {
 
+struct DiffOptions {
+  std::string a, b;
+  View view{};
+  JsonReport* json = nullptr;
+};
+
 void for_each_shown(const Store& a, const Store& b, const View& view,
                     const std::function<void(const Difference&)>& visit) {
   for_each_difference(a, b, [&](const Difference& difference) {
@@ -18,16 +24,15 @@ void for_each_shown(const Store& a, const Store& b, const View& view,
 // One walk for each list, so that none is kept.
 bool diff_as_json(const Store& a, const Store& b, const DiffOptions& options) {
   bool differ = false;
-  const View view = {options.reveal, options.ignore_layout};
   JsonWriter& json = options.json->begin();
   json.member("a", options.a);
   json.member("b", options.b);
   for (const char* list : {"added", "removed", "changed"}) {
     json.key(list);
     json.begin_list();
-    for_each_shown(a, b, view, [&](const Difference& difference) {
+    for_each_shown(a, b, options.view, [&](const Difference& difference) {
       if (strcmp(difference.name(), list) != 0) return;
-      write_difference(json, difference, view);
+      write_difference(json, difference, options.view);
       differ = true;
     });
     json.end();
@@ -38,16 +43,13 @@ bool diff_as_json(const Store& a, const Store& b, const DiffOptions& options) {
 
 bool diff_as_text(const Store& a, const Store& b, const DiffOptions& options) {
   bool differ = false;
-  const View view = {options.reveal, options.ignore_layout};
-  for_each_shown(a, b, view, [&](const Difference& difference) {
-    print_difference(difference, view);
+  for_each_shown(a, b, options.view, [&](const Difference& difference) {
+    std::cout << text_of(difference, options.view);
     differ = true;
   });
   if (!differ) std::cout << "No difference.\n";
   return differ;
 }
-
-}  // namespace
 
 Exit diff(const DiffOptions& options) {
   std::error_code error;
@@ -57,6 +59,20 @@ Exit diff(const DiffOptions& options) {
   const Store a(options.a), b(options.b);
   const bool differ = options.json != nullptr ? diff_as_json(a, b, options) : diff_as_text(a, b, options);
   return differ ? exit_found : exit_done;
+}
+
+}  // namespace
+
+void add_diff(CLI::App& app, Choice& choice) {
+  Command command(app, choice, "diff", "Show which records and fields differ between two stores",
+                  "vrrpconvert diff vrrp-cfg_runtime_config.from-4.2-1 vrrp-cfg_runtime_config");
+  const auto options = std::make_shared<DiffOptions>();
+  run_with(command, options, diff, Effect::reads);
+  command.add_operand("A", options->a, "One store");
+  command.add_operand("B", options->b, "The other");
+  command.add_flag("--ignore-layout", options->view.ignore_layout, "Compare only the fields that both layouts have");
+  command.add_reveal(options->view.reveal);
+  command.add_json(options->json);
 }
 
 }  // namespace vrrpconvert

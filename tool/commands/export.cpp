@@ -1,62 +1,24 @@
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
 #include <functional>
 #include <iostream>
 
 #include "tool/commands/commands.h"
 #include "tool/record/record_text.h"
 #include "tool/store/store.h"
+#include "tool/support/new_file.h"
 #include "tool/support/progress.h"
 
 namespace vrrpconvert {
 namespace {
 
-// A new file with mode 0600, because it holds authentication keys. Unless it is kept, it is removed again.
-class NewFile {
- public:
-  explicit NewFile(const std::string& name)
-      : name_(name), fd_(open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)) {
-    if (fd_ < 0) {
-      throw Error(errno == EEXIST ? exit_usage : exit_io, name + ": cannot be created: " + strerror(errno));
-    }
-  }
-  NewFile(const NewFile&) = delete;
-  NewFile& operator=(const NewFile&) = delete;
-  ~NewFile() {
-    if (fd_ < 0) return;
-    unlink(name_.c_str());
-    close(fd_);
-  }
-
-  void write(std::string_view text) {
-    while (!text.empty()) {
-      const ssize_t written = ::write(fd_, text.data(), text.size());
-      if (written < 0 && errno == EINTR) continue;
-      if (written < 0) fail();
-      text.remove_prefix(static_cast<size_t>(written));
-    }
-  }
-
-  void keep() {
-    if (fsync(fd_) != 0 || close(fd_) != 0) fail();
-    fd_ = -1;
-  }
-
- private:
-  [[noreturn]] void fail() const {
-    throw Error(exit_io, name_ + ": cannot be written to its end: " + strerror(errno) + "; the export was removed");
-  }
-
-  std::string name_;
-  int fd_;
+struct ExportOptions {
+  std::string store;
+  std::string output;  // empty: standard output
+  bool raw = false;
 };
 
 void write_records(const Store& store, bool raw, const std::function<void(std::string_view)>& write) {
   size_t done = 0;
-  Progress progress("Exporting", Progress::is_wanted() ? store.count() : 0);
+  Progress progress("Exporting", store.digest().records);
   std::string lines;
   JsonWriter json(lines);
   store.for_each([&](const StoredRecord& record) {
@@ -71,8 +33,6 @@ void write_records(const Store& store, bool raw, const std::function<void(std::s
   write(lines);
 }
 
-}  // namespace
-
 Exit export_store(const ExportOptions& options) {
   const Store copy(options.store);
   if (options.output.empty()) {
@@ -83,6 +43,18 @@ Exit export_store(const ExportOptions& options) {
     file.keep();
   }
   return exit_done;
+}
+
+}  // namespace
+
+void add_export(CLI::App& app, Choice& choice) {
+  Command command(app, choice, "export", "Write the records of a store as lines of JSON, authentication keys included",
+                  "vrrpconvert export -o records.jsonl vrrp-cfg_runtime_config");
+  const auto options = std::make_shared<ExportOptions>();
+  run_with(command, options, export_store, Effect::reads);
+  command.add_operand("STORE", options->store, "The store to read");
+  command.add_text("-o,--output", options->output, "Write to this new file, which only you can read");
+  command.add_flag("--raw", options->raw, "Write every record as the hexadecimal digits of its key and value");
 }
 
 }  // namespace vrrpconvert

@@ -3,6 +3,7 @@
 #include "platform/embedded/pss_embedded.h"
 #include "tool/commands/commands.h"
 #include "tool/record/record_text.h"
+#include "tool/store/files.h"
 #include "tool/store/store.h"
 #include "tool/support/interrupt.h"
 #include "tool/support/line_reader.h"
@@ -14,6 +15,13 @@ namespace vrrpconvert {
 namespace fs = std::filesystem;
 
 namespace {
+
+struct ImportOptions {
+  std::string store;
+  std::string file = "-";
+  bool force = false;
+  JsonReport* json = nullptr;
+};
 
 void import_line(std::string_view line, Store& store) {
   const StoredRecord record = record_of_line(line);
@@ -62,28 +70,35 @@ fs::path put(const Store& store, size_t records, const ImportOptions& options) {
   return store.put(options.store, is_same ? Existing::lost : Existing::kept);
 }
 
-}  // namespace
-
 Exit import_store(const ImportOptions& options) {
   if (!options.force && is_taken(options.store)) refuse_existing(options.store);
-  (void)Store::open_to_replace(options.store);  // so that no line is read for a place that cannot be taken
+  (void)Store::open_to_replace(options.store);  // so that no line is read for a path that cannot be replaced
   LineReader input(options.file);
   Store store(-1, options.store);
   const size_t records = import_lines(input, store);
   end_if_interrupted();  // the last point at which nothing is changed
   const fs::path kept = put(store, records, options);
-  if (options.json == nullptr) {
-    std::cout << printable(options.store) << ": " << records << (records == 1 ? " record" : " records");
-    if (!kept.empty()) std::cout << "; the earlier store is kept as " << printable(kept);
-    std::cout << '\n';
+  if (options.json != nullptr) {
+    options.json->print({{"store", options.store}, {"records", records}, {"kept", or_null(kept)}});
     return exit_done;
   }
-  JsonWriter& json = options.json->begin();
-  json.member("store", options.store);
-  json.member("records", records);
-  json.member_or_null("kept", kept.string());
-  json.end();
+  std::cout << printable(options.store) << ": " << records << (records == 1 ? " record" : " records");
+  if (!kept.empty()) std::cout << "; the earlier store is kept as " << printable(kept);
+  std::cout << '\n';
   return exit_done;
+}
+
+}  // namespace
+
+void add_import(CLI::App& app, Choice& choice) {
+  Command command(app, choice, "import", "Create a store from lines of JSON, one record a line",
+                  "vrrpconvert import vrrp-cfg_runtime_config records.jsonl");
+  const auto options = std::make_shared<ImportOptions>();
+  run_with(command, options, import_store, Effect::changes);
+  command.add_operand("STORE", options->store, "The store to create");
+  command.add_operand("FILE", options->file, "The lines; standard input when not given or -", false);
+  command.add_flag("--force", options->force, "Replace an existing store");
+  command.add_json(options->json);
 }
 
 }  // namespace vrrpconvert

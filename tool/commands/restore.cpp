@@ -1,6 +1,7 @@
 #include <iostream>
 
 #include "tool/commands/commands.h"
+#include "tool/store/files.h"
 #include "tool/store/record_counts.h"
 #include "tool/support/interrupt.h"
 #include "tool/support/printable.h"
@@ -10,6 +11,13 @@ namespace vrrpconvert {
 namespace fs = std::filesystem;
 
 namespace {
+
+struct RestoreOptions {
+  std::string copy;
+  std::string store;
+  bool backup = true;
+  JsonReport* json = nullptr;
+};
 
 struct Restored {
   RecordCounts counts;               // of the copy
@@ -22,7 +30,7 @@ std::string text_of_kept(const fs::path& kept) {
   try {
     return count_records(Store(kept, no_wait)).text();
   } catch (const Error& error) {
-    return error.reason == std::string("damaged") ? "a damaged store" : "a store that cannot be opened";
+    return error.reason == "damaged" ? "a damaged store" : "a store that cannot be opened";
   }
 }
 
@@ -43,31 +51,39 @@ Restored restore_store(const RestoreOptions& options) {
   return restored;
 }
 
-}  // namespace
-
 Exit restore(const RestoreOptions& options) {
   std::error_code error;
   if (fs::equivalent(options.copy, options.store, error)) {
     throw Error(exit_usage, options.copy + " and " + options.store + " are the same file; name a copy and the store");
   }
   const Restored restored = restore_store(options);
-  if (options.json == nullptr) {
-    std::cout << printable(options.store) << ": restored from " << printable(options.copy) << ": "
-              << restored.counts.text() << '\n'
-              << "Replaced: " << restored.replaced;
-    if (!restored.kept.empty()) std::cout << "; kept as " << printable(restored.kept);
-    std::cout << '\n';
+  if (options.json != nullptr) {
+    options.json->print({{"store", options.store},
+                         {"copy", options.copy},
+                         {"summary", restored.counts},
+                         {"replaced", restored.replaced},
+                         {"kept", or_null(restored.kept)}});
     return exit_done;
   }
-  JsonWriter& json = options.json->begin();
-  json.member("store", options.store);
-  json.member("copy", options.copy);
-  json.key("summary");
-  restored.counts.write(json);
-  json.member("replaced", restored.replaced);
-  json.member_or_null("kept", restored.kept.string());
-  json.end();
+  std::cout << printable(options.store) << ": restored from " << printable(options.copy) << ": "
+            << restored.counts.text() << '\n'
+            << "Replaced: " << restored.replaced;
+  if (!restored.kept.empty()) std::cout << "; kept as " << printable(restored.kept);
+  std::cout << '\n';
   return exit_done;
+}
+
+}  // namespace
+
+void add_restore(CLI::App& app, Choice& choice) {
+  Command command(app, choice, "restore", "Put a copy or a snapshot of a store back in its place, in one step",
+                  "vrrpconvert restore /tmp/vrrp-pss vrrp-cfg_runtime_config");
+  const auto options = std::make_shared<RestoreOptions>();
+  run_with(command, options, restore, Effect::changes);
+  command.add_operand("COPY", options->copy, "The copy or snapshot; it is checked first, and stays");
+  command.add_operand("STORE", options->store, "The store that it replaces");
+  command.add_flag("--no-backup", options->backup, "Keep nothing of what it replaces", false);
+  command.add_json(options->json);
 }
 
 }  // namespace vrrpconvert

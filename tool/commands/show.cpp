@@ -3,6 +3,7 @@
 #include <deque>
 #include <iostream>
 #include <map>
+#include <optional>
 
 #include "tool/commands/commands.h"
 #include "tool/record/field_value.h"
@@ -14,6 +15,13 @@
 
 namespace vrrpconvert {
 namespace {
+
+struct ShowOptions {
+  std::string store;
+  std::string kind;  // empty: all
+  bool reveal = false;
+  JsonReport* json = nullptr;
+};
 
 // The cells of one line. What they held before is overwritten in its place.
 class Row {
@@ -35,8 +43,8 @@ class Row {
 // The table of one kind: a column a field, but for fields that are unset in every record.
 class Table {
  public:
-  Table(const std::string& kind, bool reveal) : title_(title_of(kind)), reveal_(reveal) {
-    if (kind == "track") {
+  Table(Kind kind, bool reveal) : title_(title_of(kind)), reveal_(reveal) {
+    if (kind == Kind::track) {
       columns_ = {{"interface", true}, {"vr", true}, {"family", true}, {"object", true}, {"value", true}};
       return;
     }
@@ -48,7 +56,7 @@ class Table {
     // The kind's longest layout comes first, and has the fields of the others.
     const auto all = layouts();
     const auto longest =
-        std::find_if(all.begin(), all.end(), [&](const Layout& layout) { return kind == layout.kind; });
+        std::find_if(all.begin(), all.end(), [kind](const Layout& layout) { return kind == layout.kind; });
     for (const Field& field : longest->fields) columns_.push_back({field.heading, field.is_always_shown()});
   }
 
@@ -99,8 +107,9 @@ class Table {
       append_hex(record.value, row_.add());
       return;
     }
-    if (!has_layouts(kind_of(record.key))) {
-      if (strcmp(kind_of(record.key), "track") == 0) {  // whose key says nothing
+    const Kind kind = kind_of(record.key);
+    if (!has_layouts(kind)) {
+      if (kind == Kind::track) {  // whose key has no documented form
         first = "value " + hex_of(record.value) + " under key " + hex_of(record.key);
         return;
       }
@@ -113,7 +122,7 @@ class Table {
       first = "of " + std::to_string(record.value.size()) + " bytes under key " + hex_of(record.key);
       return;
     }
-    first = layout->layout != nullptr ? layout->layout : "-";
+    first = layout->version != Version::only ? word_of(layout->version) : "-";
     if (expected_key(*layout, record.value) != record.key) first += " under key " + hex_of(record.key);
     for (const Field& field : layout->fields) append_text(field, field.in(record.value), reveal_, row_.add());
     while (row_.size() < columns_.size()) row_.add() = '-';  // fields that the old layout does not have
@@ -149,33 +158,32 @@ class Table {
 };
 
 bool is_selected(const StoredRecord& record, const ShowOptions& options) {
-  return options.kind.empty() || options.kind == kind_of(record.key);
+  return options.kind.empty() || options.kind == word_of(kind_of(record.key));
 }
 
 // The keys put the records of one kind next to each other, so that two walks print all tables without keeping a record.
 void show_tables(const Store& store, const ShowOptions& options) {
-  std::map<std::string, Table, std::less<>> tables;
+  std::map<Kind, Table> tables;
   RecordCounts counts;
   store.for_each([&](const StoredRecord& record) {
     counts.add(record);
     if (!is_selected(record, options)) return;
-    const char* kind = kind_of(record.key);
-    auto table = tables.find(kind);
-    if (table == tables.end()) table = tables.try_emplace(kind, kind, options.reveal).first;
-    table->second.measure(record);
+    const Kind kind = kind_of(record.key);
+    tables.try_emplace(kind, kind, options.reveal).first->second.measure(record);
   });
-  std::string kind;
+  std::optional<Kind> shown;
   store.for_each([&](const StoredRecord& record) {
     if (!is_selected(record, options)) return;
-    Table& table = tables.find(kind_of(record.key))->second;
-    if (kind != kind_of(record.key)) {
-      if (!kind.empty()) std::cout << '\n';
-      kind = kind_of(record.key);
+    const Kind kind = kind_of(record.key);
+    Table& table = tables.find(kind)->second;
+    if (kind != shown) {
+      if (shown) std::cout << '\n';
+      shown = kind;
       table.print_header();
     }
     table.print_record(record);
   });
-  if (!kind.empty()) std::cout << '\n';
+  if (shown) std::cout << '\n';
   std::cout << printable(options.store) << ": " << counts.text() << '\n';
 }
 
@@ -190,17 +198,29 @@ void show_json(const Store& store, const ShowOptions& options) {
     if (is_selected(record, options)) write_record(json, record, options.reveal);
   });
   json.end();
-  json.key("summary");
-  counts.write(json);
+  json.member("summary", Json(counts));
   json.end();
+}
+
+Exit show(const ShowOptions& options) {
+  const Store store(options.store);
+  options.json != nullptr ? show_json(store, options) : show_tables(store, options);
+  return exit_done;
 }
 
 }  // namespace
 
-Exit show(const ShowOptions& options) {
-  const Store copy(options.store);
-  options.json != nullptr ? show_json(copy, options) : show_tables(copy, options);
-  return exit_done;
+void add_show(CLI::App& app, Choice& choice) {
+  Command command(app, choice, "show", "Show the records of a store as tables",
+                  "vrrpconvert show --kind vr vrrp-cfg_runtime_config");
+  const auto options = std::make_shared<ShowOptions>();
+  run_with(command, options, show, Effect::reads);
+  command.add_operand("STORE", options->store, "The store to read");
+  std::vector<std::string> words;
+  for (const Kind kind : kinds) words.emplace_back(word_of(kind));
+  command.add_word("--kind", options->kind, words, "Only records of this kind");
+  command.add_reveal(options->reveal);
+  command.add_json(options->json);
 }
 
 }  // namespace vrrpconvert

@@ -1,29 +1,30 @@
-// The same conversion, by the same library, of a copy in memory: what would change, and what would be lost.
-#ifndef TOOL_CONVERSION_DRY_RUN_H
-#define TOOL_CONVERSION_DRY_RUN_H
+// A dry run: the same library converts an image of the store in memory.
+#pragma once
 
 #include <optional>
 
 #include "tool/conversion/conversion.h"
+#include "tool/conversion/outcome.h"
 #include "tool/store/store.h"
 
 namespace vrrpconvert {
 
 class DryRun {
  public:
-  // Runs it. Throws Error when the store cannot be read, the operator interrupts, or not every record was converted.
+  // Reads the store, and converts what it read. Writes no file. Throws Error if the store cannot be read, the operator
+  // interrupts, or the library did not handle every record.
   explicit DryRun(const Conversion& conversion);
 
-  const Store& before() const { return before_; }  // the store as it is
-  const Store& after() const { return *after_; }   // as it would be
-  const Run& run() const { return run_; }
+  const Store& before() const { return before_; }
+  const Store& after() const { return *after_; }
+  const Outcome& outcome() const { return outcome_; }
+  uint32 operations() const { return operations_; }  // records that the library stored or deleted
 
  private:
   Store before_;
-  Run run_;
   std::optional<Store> after_;
+  Outcome outcome_;
+  uint32 operations_ = 0;
 };
 
 }  // namespace vrrpconvert
-
-#endif

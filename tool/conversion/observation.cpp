@@ -25,34 +25,30 @@ Function* next(Function*, const char* name) {
 }
 
 syserr_t noted(const pss_datum_t& key, syserr_t status) {
-  if (begun == nullptr) return status;
-  ++begun->shared().operations;
-  if (status != 0) begun->note_failure(key, status);
+  if (begun != nullptr) begun->note_operation(key, status);
   return status;
 }
 
 }  // namespace
 
 Observation::Observation() {
-  void* memory = mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  void* memory = mmap(nullptr, sizeof(Observed), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (memory == MAP_FAILED) throw Error(exit_io, std::string("no shared memory: ") + strerror(errno));
-  shared_ = new (memory) Shared{};
+  observed_ = new (memory) Observed{};
 }
 
-Observation::~Observation() { munmap(shared_, sizeof(Shared)); }
+Observation::~Observation() { munmap(observed_, sizeof(Observed)); }
 
-void Observation::begin_dry_run(pss_service_t store, int file) {
-  original = store;
-  result = file;
+void Observation::begin(const RunOptions& options) {
+  expected = options.original.digest();
+  result = options.result;
+  if (result >= 0) original = options.original.handle();
   begun = this;
 }
 
-void Observation::begin(StoreDigest digest) {
-  expected = digest;
-  begun = this;
-}
-
-void Observation::note_failure(const pss_datum_t& key, syserr_t status) const {
+void Observation::note_operation(const pss_datum_t& key, syserr_t status) const {
+  __atomic_fetch_add(&observed_->operations, 1, __ATOMIC_RELAXED);
+  if (status == 0) return;
   uint32 size = key.siz;
   const iovec parts[] = {{&size, sizeof size}, {key.ptr, key.siz}, {&status, sizeof status}};
   [[maybe_unused]] const ssize_t written = writev(log_.descriptor(), parts, 3);  // a lost one costs a reason only
@@ -88,11 +84,12 @@ pss_service_t pss_open(const char* url, syserr_t* status) {
   }
   const pss_service_t table = next(&pss_open, "pss_open")(url, status);
   if (begun == nullptr) return table;
-  auto& shared = begun->shared();
-  shared.open_status = *status;
+  auto& observed = begun->observed();
+  observed.open_status = *status;
   // Digests are compared while the store is locked, so that the library converts the records that the dry run saw.
-  if (table == 0 || vrrpconvert::digest_of(table) == begun->expected) return table;
-  shared.was_changed = true;
+  vrrpconvert::StoreDigest found;
+  if (table == 0 || (vrrpconvert::get_digest(table, &found) == 0 && found == begun->expected)) return table;
+  observed.was_changed = true;
   (void)next(&pss_close, "pss_close")(table);  // nothing was changed through it
   *status = SYSERR_PSS_BUSY;
   return 0;
@@ -102,10 +99,10 @@ syserr_t pss_snapshot(pss_service_t table, uint32 flags, const char* url) {
   if (begun != nullptr && begun->original != 0) return 0;
   const syserr_t status = next(&pss_snapshot, "pss_snapshot")(table, flags, url);
   if (begun == nullptr) return status;
-  auto& shared = begun->shared();
-  shared.has_snapshot = status == 0;
-  shared.snapshot_status = status;
-  shared.kept_number = pss_embedded_kept();
+  auto& observed = begun->observed();
+  observed.has_snapshot = status == 0;
+  observed.snapshot_status = status;
+  observed.kept_number = pss_embedded_kept();
   return status;
 }
 
@@ -121,17 +118,16 @@ syserr_t pss_delete(pss_service_t table, const pss_datum_t* key) {
 
 syserr_t pss_close(pss_service_t table) {
   if (begun == nullptr) return next(&pss_close, "pss_close")(table);
-  auto& shared = begun->shared();
-  shared.closed = vrrpconvert::digest_of(table);
-  shared.has_closed = true;
+  auto& observed = begun->observed();
+  observed.has_closed = vrrpconvert::get_digest(table, &observed.closed) == 0;
   if (begun->original != 0) {
-    shared.close_status = pss_embedded_write_image(table, begun->result);
-  } else if (shared.snapshot_status != 0) {
+    observed.close_status = pss_embedded_write_image(table, begun->result);
+  } else if (observed.snapshot_status != 0) {
     // The library deletes the records anyway, and no other file has them.
     (void)pss_embedded_discard(table);
-    shared.close_status = shared.snapshot_status;
+    observed.close_status = observed.snapshot_status;
   } else {
-    shared.close_status = next(&pss_close, "pss_close")(table);
+    observed.close_status = next(&pss_close, "pss_close")(table);
   }
-  return shared.close_status;
+  return observed.close_status;
 }

@@ -1,16 +1,33 @@
 #include "tool/conversion/release.h"
 
-#include <regex>
+#include <algorithm>
+#include <cctype>
 
 #include "libconvertvrrp.h"
 #include "tool/support/error.h"
 
 namespace vrrpconvert {
+namespace {
+
+// Removes a number of 1 to 9 digits and the character `end` from the start of `text`.
+bool take_number(std::string_view& text, char end) {
+  size_t digits = 0;
+  while (digits < text.size() && isdigit(static_cast<unsigned char>(text[digits])) != 0) ++digits;
+  if (digits == 0 || digits > 9 || digits == text.size() || (end != '\0' && text[digits] != end)) return false;
+  text.remove_prefix(digits + (end != '\0' ? 1 : 0));
+  return true;
+}
+
+}  // namespace
+
+bool is_release(std::string_view text) {
+  if (text.size() > 40 || !take_number(text, '.') || !take_number(text, '(') || !take_number(text, '\0')) return false;
+  const auto is_letter = [](char letter) { return letter == '.' || isalnum(static_cast<unsigned char>(letter)) != 0; };
+  return text.back() == ')' && std::all_of(text.begin(), text.end() - 1, is_letter);
+}
 
 Release parse_release(const std::string& option, const std::string& text) {
-  static const std::regex form(R"(\d{1,9}\.\d{1,9}\(\d{1,9}[0-9A-Za-z.]*\))");
-  // The length is bounded first: the matching of a regular expression takes stack for every character.
-  if (text.size() > 40 || !std::regex_match(text, form)) {
+  if (!is_release(text)) {
     throw Error(exit_usage, option + ": \"" + text + "\" is not a release; expected one like 4.2(1), in quotes");
   }
   int32 major = 0, minor = 0, patch = 0;

@@ -1,8 +1,8 @@
 // A software release, as the operator names it.
-#ifndef TOOL_CONVERSION_RELEASE_H
-#define TOOL_CONVERSION_RELEASE_H
+#pragma once
 
 #include <string>
+#include <string_view>
 
 namespace vrrpconvert {
 
@@ -11,10 +11,10 @@ struct Release {
   bool has_old_layout;  // older than the boundary
 };
 
-// Reads a release of the form 4.2(1); letters and numbers may stand behind the patch number, as in 4.2(1a). Throws
-// Error for anything else; `option` names where it was given.
+// Whether the text has the form 4.2(1); letters, digits and dots may follow the patch number, as in 4.2(1a).
+bool is_release(std::string_view text);
+
+// Throws Error for any other text; `option` names where it was given.
 Release parse_release(const std::string& option, const std::string& text);
 
 }  // namespace vrrpconvert
-
-#endif

@@ -1,6 +1,5 @@
 // Why a line is no record.
-#ifndef TOOL_RECORD_BAD_RECORD_H
-#define TOOL_RECORD_BAD_RECORD_H
+#pragma once
 
 #include <stdexcept>
 
@@ -12,5 +11,3 @@ struct BadRecord : std::runtime_error {
 };
 
 }  // namespace vrrpconvert
-
-#endif

@@ -1,6 +1,5 @@
 // What a field of a record holds, as JSON and as text for users.
-#ifndef TOOL_RECORD_FIELD_VALUE_H
-#define TOOL_RECORD_FIELD_VALUE_H
+#pragma once
 
 #include <span>
 #include <string>
@@ -22,5 +21,3 @@ void write_field(JsonWriter& json, const Field& field, std::span<const uint8> by
 void append_text(const Field& field, std::span<const uint8> bytes, bool reveal, std::string& text);
 
 }  // namespace vrrpconvert
-
-#endif

@@ -55,73 +55,88 @@ constexpr Field global_info_fields[] = {
 #undef FIELD
 
 // A layout of `size` bytes: the old one of a kind is a prefix of the new one, and has the fields that end in it.
-constexpr Layout layout(const char* kind, const char* name, size_t size, std::span<const Field> fields) {
+constexpr Layout layout(Kind kind, Version version, size_t size, std::span<const Field> fields) {
   const auto ends_behind = [size](const Field& field) { return field.offset + field.size > size; };
-  return {kind, name, size, {fields.begin(), std::find_if(fields.begin(), fields.end(), ends_behind)}};
+  return {kind, version, size, {fields.begin(), std::find_if(fields.begin(), fields.end(), ends_behind)}};
 }
 
+// The longest layout of a kind comes first.
 constexpr Layout all_layouts[] = {
-    layout("vr", "new", sizeof(vrrp_config_record_t), vr_fields),
-    layout("vr", "old", sizeof(vrrp_old_config_record_t), vr_fields),
-    layout("ip_assoc", "new", sizeof(vrrp_ip_assoc_record_t), ip_assoc_fields),
-    layout("ip_assoc", "old", sizeof(vrrp_old_ip_assoc_record_t), ip_assoc_fields),
-    layout("global_info", nullptr, sizeof(vrrp_pss_global_info_t), global_info_fields),
+    layout(Kind::vr, Version::new_one, sizeof(vrrp_config_record_t), vr_fields),
+    layout(Kind::vr, Version::old_one, sizeof(vrrp_old_config_record_t), vr_fields),
+    layout(Kind::ip_assoc, Version::new_one, sizeof(vrrp_ip_assoc_record_t), ip_assoc_fields),
+    layout(Kind::ip_assoc, Version::old_one, sizeof(vrrp_old_ip_assoc_record_t), ip_assoc_fields),
+    layout(Kind::global_info, Version::only, sizeof(vrrp_pss_global_info_t), global_info_fields),
 };
-
-bool is_kind(const Layout& layout, const char* kind) { return strcmp(layout.kind, kind) == 0; }
 
 }  // namespace
 
 std::span<const Layout> layouts() { return all_layouts; }
 
-bool has_layouts(const std::string& kind) {
-  return std::any_of(std::begin(all_layouts), std::end(all_layouts),
-                     [&kind](const Layout& layout) { return kind == layout.kind; });
+const char* word_of(Kind kind) {
+  static constexpr const char* words[] = {"vr", "ip_assoc", "global_info", "track", "other"};
+  return words[static_cast<int>(kind)];
 }
 
-const char* kind_of(const Bytes& key) {
+const char* title_of(Kind kind) {
+  static constexpr const char* titles[] = {"VR configuration", "IP association", "Global info", "Track", "Other kinds"};
+  return titles[static_cast<int>(kind)];
+}
+
+const char* word_of(Version version) {
+  static constexpr const char* words[] = {"new", "old", "only", "unknown"};
+  return words[static_cast<int>(version)];
+}
+
+bool has_layouts(Kind kind) { return kind <= Kind::global_info; }
+
+Kind kind_of(const Bytes& key) {
   const uint32 global_key = VRRP_PSS_GLOBAL_INFO_KEY;
-  if (key.size() == sizeof global_key && memcmp(key.data(), &global_key, sizeof global_key) == 0) return "global_info";
+  if (key.size() == sizeof global_key && memcmp(key.data(), &global_key, sizeof global_key) == 0) {
+    return Kind::global_info;
+  }
   switch (key.empty() ? 0 : key[0]) {
     case VRRP_PSS_KEY_VR:
-      return "vr";
+      return Kind::vr;
     case VRRP_PSS_KEY_IP_ASSOC:
-      return "ip_assoc";
+      return Kind::ip_assoc;
     case VRRP_PSS_KEY_TRACK:
-      return "track";
+      return Kind::track;
     default:
-      return "other";
+      return Kind::other;
   }
 }
 
-const char* title_of(const std::string& kind) {
-  if (kind == "vr") return "VR configuration";
-  if (kind == "ip_assoc") return "IP association";
-  if (kind == "global_info") return "Global info";
-  return kind == "track" ? "Track" : "Other kinds";
-}
-
 const Layout* layout_of(const StoredRecord& record) {
-  const char* kind = kind_of(record.key);
+  const Kind kind = kind_of(record.key);
   for (const Layout& layout : all_layouts) {
-    if (record.value.size() == layout.size && is_kind(layout, kind)) return &layout;
+    if (record.value.size() == layout.size && layout.kind == kind) return &layout;
   }
   return nullptr;
 }
 
+Bytes downgraded_value(const StoredRecord& record) {
+  const Kind kind = kind_of(record.key);
+  Bytes value = kind == Kind::global_info ? Bytes{1} : record.value;
+  for (const Layout& layout : all_layouts) {
+    if (layout.kind == kind && layout.version != Version::new_one) value.resize(layout.size);
+  }
+  return value;
+}
+
 bool is_secret_throughout(const StoredRecord& record) {
-  return strcmp(kind_of(record.key), "vr") == 0 && layout_of(record) == nullptr && !is_zero(record.value);
+  return kind_of(record.key) == Kind::vr && layout_of(record) == nullptr && !is_zero(record.value);
 }
 
 Bytes expected_key(const Layout& layout, const Bytes& value) {
-  if (is_kind(layout, "vr")) {
+  if (layout.kind == Kind::vr) {
     vrrp_old_config_record_t record;
     memcpy(&record, value.data(), sizeof record);
     Bytes key(VRRP_VR_KEY_SIZE, 0);
     vrrp_make_vr_key(key.data(), VRRP_PSS_KEY_VR, record.ifindex, record.vr_id, record.addr_type);
     return key;
   }
-  if (is_kind(layout, "ip_assoc")) {
+  if (layout.kind == Kind::ip_assoc) {
     vrrp_old_ip_assoc_record_t record;
     memcpy(&record, value.data(), sizeof record);
     Bytes key(VRRP_ASSOC_KEY_SIZE, 0);
@@ -142,6 +157,8 @@ bool is_unset(const Field& field, const Bytes& value) {
   if (field.type == Type::high_bits) return value[field.offset] >> 1 == 0;
   return is_zero(field.in(value));
 }
+
+bool is_set(const Field& field, const Bytes& value) { return field.offset < value.size() && !is_unset(field, value); }
 
 std::optional<RouterKey> router_in(const Bytes& key) {
   RouterKey router;
@@ -168,16 +185,16 @@ std::string router_name(uint32 vr_id, uint32 addr_type, uint32 ifindex) {
 }  // namespace
 
 std::string name_of(const StoredRecord& record) {
-  const std::string kind = kind_of(record.key);
+  const Kind kind = kind_of(record.key);
   const Layout* layout = layout_of(record);
-  if (kind == "global_info") return "global info";
+  if (kind == Kind::global_info) return "global info";
   if (const auto track = track_key_of(record.key)) {
     return "track object " + std::to_string(track->track_obj_id) + " of " +
            router_name(track->vr_id, track->addr_type, track->ifindex);
   }
-  if (layout == nullptr) return kind + " record " + hex_of(record.key);
+  if (layout == nullptr) return word_of(kind) + (" record " + hex_of(record.key));
   const uint32 ifindex = number_in(std::span(record.value).first(4));
-  if (kind == "ip_assoc") {
+  if (kind == Kind::ip_assoc) {
     const std::string address = address_text(layout->fields[2].in(record.value));
     return (address.empty() ? "address without text" : address) + " of VR " + std::to_string(record.value[4]) + " on " +
            interface_text(ifindex);

@@ -1,6 +1,5 @@
 // What a stored record is: its kind, its layout, its fields, and the key that belongs to it.
-#ifndef TOOL_RECORD_RECORD_FIELDS_H
-#define TOOL_RECORD_RECORD_FIELDS_H
+#pragma once
 
 #include <array>
 #include <optional>
@@ -30,9 +29,21 @@ struct Field {
   bool is_always_shown() const { return offset < 5 && !may_be_left_out(); }
 };
 
+// Records are of a kind, which their key shows.
+enum class Kind { vr, ip_assoc, global_info, track, other };
+inline constexpr Kind kinds[] = {Kind::vr, Kind::ip_assoc, Kind::global_info, Kind::track, Kind::other};
+const char* word_of(Kind kind);   // "vr", "ip_assoc", "global_info", "track", "other"
+const char* title_of(Kind kind);  // for users: "VR configuration", "IP association", ...
+Kind kind_of(const Bytes& key);
+
+// Which layout of its kind a record has: "only" if the kind has one, "unknown" if no layout has the value's length, or
+// the kind has none.
+enum class Version { new_one, old_one, only, unknown };
+const char* word_of(Version version);  // "new", "old", "only", "unknown"
+
 struct Layout {
-  const char* kind;    // "vr", "ip_assoc" or "global_info"
-  const char* layout;  // "new" or "old"; null where there is only one
+  Kind kind;
+  Version version;
   size_t size;
   std::span<const Field> fields;  // those of the old layout are the first of the new one's
 };
@@ -40,16 +51,13 @@ struct Layout {
 std::span<const Layout> layouts();
 
 // Whether records of this kind have layouts: only those are converted.
-bool has_layouts(const std::string& kind);
-
-// The kind that a key shows: that of a layout, "track", or "other".
-const char* kind_of(const Bytes& key);
-
-// A kind for users: "VR configuration", "IP association", ...
-const char* title_of(const std::string& kind);
+bool has_layouts(Kind kind);
 
 // The layout of a record by its kind and its value's length, or null.
 const Layout* layout_of(const StoredRecord& record);
+
+// Returns what a downgrade stores for a record of a kind that has layouts.
+Bytes downgraded_value(const StoredRecord& record);
 
 // Whether the whole value of a record is a secret, because it has no layout that says where its secret is.
 bool is_secret_throughout(const StoredRecord& record);
@@ -61,6 +69,9 @@ bool is_zero(std::span<const uint8> bytes);
 
 // Whether the field is zero in `value`; a bit field is only its bits.
 bool is_unset(const Field& field, const Bytes& value);
+
+// Whether `value` is long enough to have the field, and the field is not zero.
+bool is_set(const Field& field, const Bytes& value);
 
 // The virtual router that a key of the manager's store names, in the bytes behind its type. They are the same in the
 // keys of its VR configuration, its IP associations and its track records.
@@ -75,7 +86,7 @@ struct TrackKey {
 };
 std::optional<TrackKey> track_key_of(const Bytes& key);
 
-// A record in words: "VR 7 ipv4 on 0x10", "192.0.2.1 of VR 7 on 0x10", "global info", "track object 1 of VR 7 ipv4 on
+// A record for users: "VR 7 ipv4 on 0x10", "192.0.2.1 of VR 7 on 0x10", "global info", "track object 1 of VR 7 ipv4 on
 // 0x10", or "other record 07..." where no more is known.
 std::string name_of(const StoredRecord& record);
 
@@ -94,5 +105,3 @@ std::string address_text(std::span<const uint8> bytes);
 uint32 number_in(std::span<const uint8> bytes);
 
 }  // namespace vrrpconvert
-
-#endif

@@ -127,9 +127,11 @@ const Layout& layout_in(JsonMembers& members) {
   const Json* layout = members.take("layout");
   bool kind_is_known = false;
   for (const Layout& candidate : layouts()) {
-    if (!is_text(kind, candidate.kind)) continue;
+    if (!is_text(kind, word_of(candidate.kind))) continue;
     kind_is_known = true;
-    if (candidate.layout == nullptr ? layout == nullptr : is_text(layout, candidate.layout)) return candidate;
+    if (candidate.version == Version::only ? layout == nullptr : is_text(layout, word_of(candidate.version))) {
+      return candidate;
+    }
   }
   if (!kind_is_known) {
     throw BadRecord(

@@ -11,8 +11,7 @@
 //
 // Its key is built from its fields. A record that this form does not carry byte for byte has the raw form, which any
 // record can have: {"store_key": "HEX", "value": "HEX"}.
-#ifndef TOOL_RECORD_RECORD_TEXT_H
-#define TOOL_RECORD_RECORD_TEXT_H
+#pragma once
 
 #include <string_view>
 
@@ -35,5 +34,3 @@ void write_identity(JsonWriter& json, const StoredRecord& record);
 StoredRecord record_of_line(std::string_view line);
 
 }  // namespace vrrpconvert
-
-#endif

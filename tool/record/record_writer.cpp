@@ -27,8 +27,8 @@ void write_record(JsonWriter& json, const StoredRecord& record, bool reveal) {
   const Layout* layout = layout_of(record);
   if (layout == nullptr || !round_trips(*layout, record)) return write_raw_record(json, record, reveal);
   json.begin_object();
-  json.member("kind", layout->kind);
-  if (layout->layout != nullptr) json.member("layout", layout->layout);
+  json.member("kind", word_of(layout->kind));
+  if (layout->version != Version::only) json.member("layout", word_of(layout->version));
   for (const Field& field : layout->fields) {
     if (field.may_be_left_out() && is_unset(field, record.value)) continue;
     json.key(field.name);
@@ -47,20 +47,23 @@ void write_raw_record(JsonWriter& json, const StoredRecord& record, bool reveal)
 }
 
 void write_identity(JsonWriter& json, const StoredRecord& record) {
-  const auto track = track_key_of(record.key);
+  Json vr_id, ifindex, family;
+  const auto name_family = [&family](uint32 type) {
+    if (const char* word = word_of(Type::address_type, type)) family = word;
+  };
   const Layout* layout = layout_of(record);
-  const bool has_router = layout != nullptr && layout->layout != nullptr;
-  json.key("vr_id");
-  track ? json.value(uint32{track->vr_id}) : has_router ? json.value(uint32{record.value[4]}) : json.value(nullptr);
-  json.key("ifindex");
-  track        ? json.value(track->ifindex)
-  : has_router ? json.value(number_in(std::span(record.value).first(4)))
-               : json.value(nullptr);
-  const char* family = track        ? word_of(Type::address_type, track->addr_type)
-                       : has_router ? word_of(Type::address_type,
-                                              number_in(std::span(record.value).subspan(layout->fields[2].offset, 4)))
-                                    : nullptr;
-  json.member_or_null("addr_type", family != nullptr ? family : "");
+  if (const auto track = track_key_of(record.key)) {
+    vr_id = track->vr_id;
+    ifindex = track->ifindex;
+    name_family(track->addr_type);
+  } else if (layout != nullptr && layout->version != Version::only) {
+    vr_id = record.value[4];
+    ifindex = number_in(std::span(record.value).first(4));
+    name_family(number_in(std::span(record.value).subspan(layout->fields[2].offset, 4)));
+  }
+  json.member("vr_id", vr_id);
+  json.member("ifindex", ifindex);
+  json.member("addr_type", family);
 }
 
 }  // namespace vrrpconvert

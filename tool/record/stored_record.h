@@ -1,6 +1,5 @@
-// A stored record as it stands.
-#ifndef TOOL_RECORD_STORED_RECORD_H
-#define TOOL_RECORD_STORED_RECORD_H
+// A stored record: the bytes of its key and of its value.
+#pragma once
 
 #include <vector>
 
@@ -10,7 +9,6 @@ namespace vrrpconvert {
 
 using Bytes = std::vector<uint8>;
 
-// The whole key and the whole value.
 struct StoredRecord {
   Bytes key;
   Bytes value;
@@ -18,5 +16,3 @@ struct StoredRecord {
 };
 
 }  // namespace vrrpconvert
-
-#endif

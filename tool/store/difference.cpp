@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <compare>
-#include <iostream>
 
 #include "tool/record/field_value.h"
 #include "tool/record/record_text.h"
@@ -19,12 +18,10 @@ constexpr char hidden_too[] = "(hidden, differs)";
 FieldChange value_change(const Difference& difference, bool reveal) {
   const StoredRecord &before = *difference.before, &after = *difference.after;
   const bool hides = !reveal && (is_secret_throughout(before) || is_secret_throughout(after));
-  return {"value", nullptr, hides ? hidden : hex_of(before.value), hides ? hidden_too : hex_of(after.value), false};
+  return {"value", nullptr, hides ? hidden : hex_of(before.value), hides ? hidden_too : hex_of(after.value)};
 }
 
 bool has_field(const Bytes& value, const Field& field) { return field.offset < value.size(); }
-
-bool is_set(const Bytes& value, const Field& field) { return has_field(value, field) && !is_unset(field, value); }
 
 std::string text_in(const Bytes& value, const Field& field, bool reveal) {
   std::string text;
@@ -34,7 +31,7 @@ std::string text_in(const Bytes& value, const Field& field, bool reveal) {
 
 // The longer layout has all fields of the shorter one. Bits of one byte are fields of their own.
 bool is_equal(const Field& field, const Bytes& before, const Bytes& after) {
-  if (!is_set(before, field) && !is_set(after, field)) return true;
+  if (!is_set(field, before) && !is_set(field, after)) return true;
   if (!has_field(before, field) || !has_field(after, field)) return false;
   const auto a = field.in(before), b = field.in(after);
   return std::equal(a.begin(), a.end(), b.begin()) ||
@@ -86,34 +83,28 @@ std::vector<FieldChange> field_changes(const Difference& difference, const View&
   if (old_layout == nullptr || new_layout == nullptr) return {value_change(difference, view.reveal)};
   std::vector<FieldChange> changes;
   if (old_layout != new_layout && !view.ignore_layout) {
-    changes.push_back({"layout", nullptr, old_layout->layout, new_layout->layout, false});
+    changes.push_back({"layout", nullptr, word_of(old_layout->version), word_of(new_layout->version)});
   }
   for (const Field& field : (before.size() > after.size() ? old_layout : new_layout)->fields) {
     if (is_equal(field, before, after)) continue;
     if (view.ignore_layout && (!has_field(before, field) || !has_field(after, field))) continue;
-    changes.push_back({field.name, &field, text_in(before, field, view.reveal), text_in(after, field, view.reveal),
-                       is_set(before, field) && !is_set(after, field)});
+    changes.push_back({field.name, &field, text_in(before, field, view.reveal), text_in(after, field, view.reveal)});
     FieldChange& change = changes.back();
     if (field.type == Type::secret && change.before == change.after) change.after = hidden_too;
   }
   return changes;
 }
 
-void print_difference(const Difference& difference, const View& view) {
+std::string text_of(const Difference& difference, const View& view) {
   const std::string name = name_of(difference.either()) + "  (key " + hex_of(difference.either().key) + ")";
-  if (difference.before == nullptr) {
-    std::cout << styled(Style::green, "+ " + name) << '\n';
-    return;
-  }
-  if (difference.after == nullptr) {
-    std::cout << styled(Style::red, "- " + name) << '\n';
-    return;
-  }
-  std::cout << styled(Style::yellow, "~ " + name) << '\n';
+  if (difference.before == nullptr) return styled(Style::green, "+ " + name) + '\n';
+  if (difference.after == nullptr) return styled(Style::red, "- " + name) + '\n';
+  std::string text = styled(Style::yellow, "~ " + name) + '\n';
   for (const FieldChange& change : field_changes(difference, view)) {
-    std::cout << "    " << change.name << ": " << (change.before.empty() ? "(no such field)" : change.before) << " -> "
-              << (change.after.empty() ? "(dropped)" : change.after) << '\n';
+    text += std::string("    ") + change.name + ": " + (change.before.empty() ? "(no such field)" : change.before) +
+            " -> " + (change.after.empty() ? "(dropped)" : change.after) + '\n';
   }
+  return text;
 }
 
 void write_difference(JsonWriter& json, const Difference& difference, const View& view) {

@@ -1,6 +1,5 @@
 // How two stores differ, record by record and field by field.
-#ifndef TOOL_STORE_DIFFERENCE_H
-#define TOOL_STORE_DIFFERENCE_H
+#pragma once
 
 #include <functional>
 #include <string>
@@ -27,8 +26,7 @@ struct Difference {
 struct FieldChange {
   const char* name;
   const Field* field;         // null for "layout" and "value"
-  std::string before, after;  // as text for users; empty where the layout has no such field
-  bool loses_value;           // it was not zero, and is gone or zero afterwards
+  std::string before, after;  // as text for users; empty if the layout does not have the field
 };
 
 // Walks both stores in key order and calls `visit` for every key of either, or only for those whose records differ. The
@@ -45,9 +43,7 @@ struct View {
 std::vector<FieldChange> field_changes(const Difference& difference, const View& view);
 
 // The difference as text, a line for the record and one for each field, and as JSON.
-void print_difference(const Difference& difference, const View& view);
+std::string text_of(const Difference& difference, const View& view);
 void write_difference(JsonWriter& json, const Difference& difference, const View& view);
 
 }  // namespace vrrpconvert
-
-#endif

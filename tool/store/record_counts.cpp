@@ -1,53 +1,65 @@
 #include "tool/store/record_counts.h"
 
-#include "tool/record/record_fields.h"
+#include <numeric>
 
 namespace vrrpconvert {
+namespace {
+
+constexpr Version versions[] = {Version::new_one, Version::old_one, Version::only, Version::unknown};
+
+}  // namespace
 
 void RecordCounts::add(const StoredRecord& record) {
-  const std::string kind = kind_of(record.key);
+  const Kind kind = kind_of(record.key);
   const Layout* layout = layout_of(record);
-  const char* name = layout != nullptr && layout->layout != nullptr ? layout->layout : "only";
-  ++counts_[kind][has_layouts(kind) && layout == nullptr ? "unknown" : name];
+  const Version version = layout != nullptr ? layout->version : has_layouts(kind) ? Version::unknown : Version::only;
+  ++counts_[static_cast<size_t>(kind)][static_cast<size_t>(version)];
 }
 
-size_t RecordCounts::of(const std::string& kind) const {
+size_t RecordCounts::of(Kind kind) const {
+  const auto& counts = counts_[static_cast<size_t>(kind)];
+  return std::accumulate(counts.begin(), counts.end(), size_t{0});
+}
+
+size_t RecordCounts::total() const {
   size_t sum = 0;
-  const auto found = counts_.find(kind);
-  if (found == counts_.end()) return 0;
-  for (const auto& [layout, count] : found->second) sum += count;
+  for (const Kind kind : kinds) sum += of(kind);
   return sum;
-}
-
-size_t RecordCounts::of(const std::string& kind, const std::string& layout) const {
-  const auto found = counts_.find(kind);
-  if (found == counts_.end() || found->second.count(layout) == 0) return 0;
-  return found->second.at(layout);
 }
 
 std::string RecordCounts::text() const {
   std::string text;
-  for (const char* kind : {"vr", "ip_assoc", "global_info", "track", "other"}) {
+  for (const Kind kind : kinds) {
     if (of(kind) == 0) continue;
-    text += (text.empty() ? "" : ", ") + std::to_string(of(kind)) + " " + kind;
+    text += (text.empty() ? "" : ", ") + std::to_string(of(kind)) + " " + word_of(kind);
     std::string layouts;
-    for (const auto& [layout, count] : counts_.at(kind)) {
-      if (layout != "only") layouts += (layouts.empty() ? "" : ", ") + std::to_string(count) + " " + layout;
+    for (const Version version : versions) {
+      if (version == Version::only || of(kind, version) == 0) continue;
+      layouts += (layouts.empty() ? "" : ", ") + std::to_string(of(kind, version)) + " " + word_of(version);
     }
     if (!layouts.empty()) text += " (" + layouts + ")";
   }
   return text.empty() ? "no records" : text;
 }
 
-void RecordCounts::write(JsonWriter& json) const {
-  json.begin_object();
-  for (const auto& [kind, layouts] : counts_) {
-    json.key(kind);
-    json.begin_object();
-    for (const auto& [layout, count] : layouts) json.member(layout, count);
-    json.end();
+void to_json(Json& json, const RecordCounts& counts) {
+  json = Json::object();
+  for (const Kind kind : kinds) {
+    for (const Version version : versions) {
+      if (counts.of(kind, version) > 0) json[word_of(kind)][word_of(version)] = counts.of(kind, version);
+    }
   }
-  json.end();
+}
+
+void from_json(const Json& json, RecordCounts& counts) {
+  for (const Kind kind : kinds) {
+    for (const Version version : versions) {
+      if (!json.contains(word_of(kind)) || !json.at(word_of(kind)).contains(word_of(version))) continue;
+      json.at(word_of(kind))
+          .at(word_of(version))
+          .get_to(counts.counts_[static_cast<size_t>(kind)][static_cast<size_t>(version)]);
+    }
+  }
 }
 
 RecordCounts count_records(const Store& store) {

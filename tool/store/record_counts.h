@@ -1,12 +1,12 @@
 // The records of a store, counted by kind and layout.
-#ifndef TOOL_STORE_RECORD_COUNTS_H
-#define TOOL_STORE_RECORD_COUNTS_H
+#pragma once
 
-#include <map>
+#include <array>
 #include <string>
 
+#include "tool/record/record_fields.h"
 #include "tool/store/store.h"
-#include "tool/support/json_writer.h"
+#include "tool/support/json.h"
 
 namespace vrrpconvert {
 
@@ -14,21 +14,24 @@ class RecordCounts {
  public:
   void add(const StoredRecord& record);
 
-  size_t of(const std::string& kind) const;
-  size_t of(const std::string& kind, const std::string& layout) const;
+  size_t of(Kind kind) const;
+  size_t of(Kind kind, Version version) const {
+    return counts_[static_cast<size_t>(kind)][static_cast<size_t>(version)];
+  }
+  size_t with_layout(Version version) const { return of(Kind::vr, version) + of(Kind::ip_assoc, version); }
+  size_t total() const;
 
   // "5 vr (5 new), 7 ip_assoc (7 new), 1 global_info, 1 track"
   std::string text() const;
-  void write(JsonWriter& json) const;
+
+  // By kind, then by version; what has no records is left out.
+  friend void to_json(Json& json, const RecordCounts& counts);
+  friend void from_json(const Json& json, RecordCounts& counts);  // throws Json::exception
 
  private:
-  // By "vr", "ip_assoc", "global_info", "track" or "other", then by "new", "old", "only" (where a kind has one layout)
-  // or "unknown" (a value of no layout's length).
-  std::map<std::string, std::map<std::string, size_t>> counts_;
+  std::array<std::array<size_t, 4>, 5> counts_{};
 };
 
 RecordCounts count_records(const Store& store);
 
 }  // namespace vrrpconvert
-
-#endif

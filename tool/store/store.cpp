@@ -1,15 +1,10 @@
 #include "tool/store/store.h"
 
 #include <stdlib.h>
-#include <sys/stat.h>
-
-#include <algorithm>
-
-#define XXH_INLINE_ALL
-#include <xxhash.h>
 
 #include "platform/embedded/pss_embedded.h"
 #include "platform/syserr.h"
+#include "tool/store/files.h"
 #include "tool/support/error.h"
 #include "tool/support/interrupt.h"
 
@@ -33,106 +28,49 @@ void assign(const pss_datum_t& datum, Bytes& bytes) {
   bytes.assign(start, start + datum.siz);
 }
 
-Exit exit_code_for(syserr_t status) {
-  switch (status) {
-    case SYSERR_PSS_BUSY:
-      return exit_in_use;
-    case SYSERR_PSS_IO:
-    case SYSERR_PSS_NO_SPACE:
-    case SYSERR_PSS_NO_MEMORY:
-    case SYSERR_PSS_READ_ONLY:
-    case SYSERR_PSS_NO_FILES:
-      return exit_io;
-    default:
-      return exit_bad_input;
-  }
-}
+// What a failure of the platform means to an operator.
+struct Meaning {
+  syserr_t status;
+  Exit exit;
+  const char* reason;
+  const char* advice;
+};
 
-const char* reason_for(syserr_t status) {
-  switch (status) {
-    case SYSERR_PSS_NO_STORE:
-      return "missing";
-    case SYSERR_PSS_NOT_A_STORE:
-      return "not_a_store";
-    case SYSERR_PSS_DAMAGED:
-      return "damaged";
-    case SYSERR_PSS_READ_ONLY:
-      return "permission";
-    case SYSERR_PSS_UNTRUSTED:
-      return "untrusted";
-    case SYSERR_PSS_NO_SPACE:
-      return "no_space";
-    case SYSERR_PSS_NO_MEMORY:
-      return "no_memory";
-    case SYSERR_PSS_TOO_LARGE:
-      return "too_large";
-    default:
-      return nullptr;
-  }
-}
-
-const char* advice_for(syserr_t status) {
-  switch (status) {
-    case SYSERR_PSS_NOT_A_STORE:
-      return "; expected a store that vrrpconvert import or the store's manager wrote";
-    case SYSERR_PSS_DAMAGED:
-      return "; nothing was changed: put a copy or snapshot of it back";
-    case SYSERR_PSS_UNTRUSTED:
-      return "; let the sqlite3 shell finish it (sqlite3 STORE 'PRAGMA journal_mode=DELETE'), or remove the files "
-             "beside "
-             "the store that end in -journal and -wal if they are not the store's";
-    case SYSERR_PSS_BUSY:
-      return "; try again when it is done";
-    case SYSERR_PSS_NO_SPACE:
-      return "; make room in its directory, or raise the limit of the file size, and try again";
-    case SYSERR_PSS_NO_MEMORY:
-    case SYSERR_PSS_TOO_LARGE:
-      return "; a store is held in memory";
-    case SYSERR_PSS_READ_ONLY:
-      return "; check the owner and mode of the file and its directory";
-    default:
-      return "";
-  }
-}
-
-// Of the file at `path`, which is another one when the number is; 0 where nothing is.
-ino_t file_number(const fs::path& path) {
-  struct stat status;
-  return lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
-}
+constexpr Meaning meanings[] = {
+    {SYSERR_PSS_NO_STORE, exit_bad_input, "missing", ""},
+    {SYSERR_PSS_NOT_A_STORE, exit_bad_input, "not_a_store",
+     "; expected a store that vrrpconvert import or the store's manager wrote"},
+    {SYSERR_PSS_DAMAGED, exit_bad_input, "damaged", "; nothing was changed: put a copy or snapshot of it back"},
+    {SYSERR_PSS_UNTRUSTED, exit_bad_input, "untrusted",
+     "; let the sqlite3 shell finish it (sqlite3 STORE 'PRAGMA journal_mode=DELETE'), or remove the files beside the "
+     "store that end in -journal and -wal if they are not the store's"},
+    {SYSERR_PSS_BUSY, exit_in_use, "in_use", "; try again when it is done"},
+    {SYSERR_PSS_NO_SPACE, exit_io, "no_space",
+     "; make room in its directory, or raise the limit of the file size, and try again"},
+    {SYSERR_PSS_NO_MEMORY, exit_io, "no_memory", "; a store is held in memory"},
+    {SYSERR_PSS_TOO_LARGE, exit_bad_input, "too_large", "; a store is held in memory"},
+    {SYSERR_PSS_READ_ONLY, exit_io, "permission", "; check the owner and mode of the file and its directory"},
+    {SYSERR_PSS_IO, exit_io, "io", ""},
+    {SYSERR_PSS_NO_FILES, exit_io, "io", ""},
+};
 
 }  // namespace
 
 void throw_store_error(const fs::path& file, syserr_t status) {
-  throw Error(exit_code_for(status), file.string() + ": " + syserr2str(status) + advice_for(status), reason_for(status),
-              file.string());
-}
-
-fs::path existing_directory(const fs::path& path) {
-  std::error_code error;
-  const fs::path directory = fs::canonical(path.empty() ? "." : path, error);
-  if (error || !fs::is_directory(directory))
-    throw Error(exit_bad_input, path.string() + ": no such directory", "missing");
-  return directory;
+  Meaning meaning = {status, exit_bad_input, "bad_input", ""};
+  for (const Meaning& known : meanings) {
+    if (known.status == status) meaning = known;
+  }
+  throw Error(meaning.exit, file.string() + ": " + syserr2str(status) + meaning.advice, meaning.reason, file.string());
 }
 
 void set_nonvolatile_root(const fs::path& root) { setenv("PSS_NONVOLATILE_ROOT", root.c_str(), 1); }
 
-StoreDigest digest_of(pss_service_t handle) {
-  XXH3_state_t state;
-  XXH3_64bits_reset(&state);
-  const auto add = [&state](const pss_datum_t& datum) {
-    XXH3_64bits_update(&state, &datum.siz, sizeof datum.siz);
-    XXH3_64bits_update(&state, datum.ptr, datum.siz);
-  };
-  syserr_t status = 0;
-  const pss_datum_t* key = pss_move2location(handle, PSS_FIRST_KEY, &status);
-  for (; key != nullptr && status == 0; key = pss_move2location(handle, PSS_NEXT_KEY, &status)) {
-    add(*key);
-    const pss_datum_t* value = pss_getvalue(handle, &status);
-    if (value != nullptr) add(*value);
-  }
-  return XXH3_64bits_digest(&state);
+syserr_t get_digest(pss_service_t handle, StoreDigest* digest) {
+  pss_embedded_digest_t found;
+  const syserr_t status = pss_embedded_digest(handle, &found);
+  *digest = {found.records, found.checksum};
+  return status;
 }
 
 Store::Store(const fs::path& file, unsigned wait_ms) : file_(file) {
@@ -183,10 +121,11 @@ void Store::for_each(const std::function<void(const StoredRecord&)>& visit) cons
   for (bool is_there = first(record); is_there; is_there = next(record)) visit(record);
 }
 
-size_t Store::count() const {
-  size_t records = 0;
-  for_each([&records](const StoredRecord&) { ++records; });
-  return records;
+StoreDigest Store::digest() const {
+  StoreDigest digest;
+  const syserr_t status = get_digest(handle_, &digest);
+  if (status != 0) fail(status);
+  return digest;
 }
 
 bool Store::add(const StoredRecord& record) {
@@ -218,24 +157,6 @@ syserr_t Store::snapshot(const fs::path& file, uint32 flags) const {
 }
 
 void Store::fail(syserr_t status) const { throw_store_error(file_, status); }
-
-std::vector<fs::path> files_in(const fs::path& directory) {
-  std::vector<fs::path> files;
-  std::error_code error;
-  for (fs::directory_iterator at(directory, error), end; !error && at != end; at.increment(error)) {
-    files.push_back(at->path());
-  }
-  std::sort(files.begin(), files.end());
-  return files;
-}
-
-std::vector<fs::path> unfinished_files_in(const fs::path& directory) {
-  std::vector<fs::path> files = files_in(directory);
-  std::erase_if(files, [](const fs::path& file) { return !file.filename().string().starts_with(".pss-"); });
-  return files;
-}
-
-bool is_taken(const fs::path& path) { return file_number(path) != 0; }
 
 fs::path kept_name(const fs::path& file, uint32 number) {
   return number == 0 ? fs::path() : fs::path(file.string() + "." + std::to_string(number));

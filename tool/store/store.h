@@ -1,6 +1,5 @@
 // A store as the tool uses it: over the platform's store operations, with errors for users.
-#ifndef TOOL_STORE_STORE_H
-#define TOOL_STORE_STORE_H
+#pragma once
 
 #include <filesystem>
 #include <functional>
@@ -12,22 +11,16 @@
 
 namespace vrrpconvert {
 
-// The directory at `path` with every symbolic link resolved. Throws Error where there is none.
-std::filesystem::path existing_directory(const std::filesystem::path& path);
-
 // Makes "nonvolatile:/" mean `root` for the platform in this process. Stores are opened by their whole path, under "/".
 void set_nonvolatile_root(const std::filesystem::path& root);
 
-// The files in a directory, in order; none where it cannot be read.
-std::vector<std::filesystem::path> files_in(const std::filesystem::path& directory);
-
-// Those that a killed process left where it wrote a store, or that another one writes.
-inline constexpr char unfinished_file_text[] = "Left by a killed process, or being written; it may hold a store: ";
-std::vector<std::filesystem::path> unfinished_files_in(const std::filesystem::path& directory);
-
-// All records of a store as one number: stores with different records differ in it.
-using StoreDigest = uint64_t;
-StoreDigest digest_of(pss_service_t handle);
+// All records of a store: stores with different records have different digests.
+struct StoreDigest {
+  uint64_t records = 0;  // how many there are
+  uint64_t checksum = 0;
+  bool operator==(const StoreDigest&) const = default;
+};
+syserr_t get_digest(pss_service_t handle, StoreDigest* digest);
 
 // Throws the error for `status` at `file`.
 [[noreturn]] void throw_store_error(const std::filesystem::path& file, syserr_t status);
@@ -66,8 +59,8 @@ class Store {
   // Calls `visit` with every record in key order. Ends with Error when the operator interrupts.
   void for_each(const std::function<void(const StoredRecord&)>& visit) const;
 
-  size_t count() const;
-  StoreDigest digest() const { return digest_of(handle_); }
+  // Throws Error.
+  StoreDigest digest() const;
 
   // Adds a record. Returns false when its key is stored already.
   bool add(const StoredRecord& record);
@@ -92,12 +85,7 @@ class Store {
   pss_service_t handle_;
 };
 
-// Whether there is anything at `path`.
-bool is_taken(const std::filesystem::path& path);
-
 // "FILE.2", the name under which the platform keeps what was there; empty for the number 0.
 std::filesystem::path kept_name(const std::filesystem::path& file, uint32 number);
 
 }  // namespace vrrpconvert
-
-#endif

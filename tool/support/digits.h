@@ -1,9 +1,9 @@
 // Numbers and bytes as digits.
-#ifndef TOOL_SUPPORT_DIGITS_H
-#define TOOL_SUPPORT_DIGITS_H
+#pragma once
 
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "platform/types.h"
 
@@ -15,9 +15,10 @@ void append_number(uint32 number, std::string& text);
 void append_hex(std::span<const uint8> bytes, std::string& text);
 std::string hex_of(std::span<const uint8> bytes);
 
+// Whether the text is one decimal digit or more, and nothing else.
+bool is_number(std::string_view text);
+
 // An interface index for users, "0x10".
 std::string interface_text(uint32 ifindex);
 
 }  // namespace vrrpconvert
-
-#endif

@@ -1,6 +1,5 @@
 // What ends a command early.
-#ifndef TOOL_SUPPORT_ERROR_H
-#define TOOL_SUPPORT_ERROR_H
+#pragma once
 
 #include <stdexcept>
 #include <string>
@@ -45,16 +44,14 @@ inline const char* reason_for(Exit code) {
 // The message says what is wrong, where, what was expected, and what to do next; `reason` is a word for scripts, which
 // stays the same from release to release, and `store` the store that it is about, if it is about one.
 struct Error : std::runtime_error {
-  Error(Exit code, const std::string& message, const char* word = nullptr, std::string its_store = "")
+  Error(Exit code, const std::string& message, const std::string& word = "", std::string its_store = "")
       : std::runtime_error(message),
         exit_code(code),
-        reason(word != nullptr ? word : reason_for(code)),
+        reason(word.empty() ? reason_for(code) : word),
         store(std::move(its_store)) {}
   Exit exit_code;
-  const char* reason;
+  std::string reason;
   std::string store;
 };
 
 }  // namespace vrrpconvert
-
-#endif

@@ -1,6 +1,5 @@
 // The operator's Ctrl-C, or a terminal that went away: work ends at the next safe point, with everything as it was.
-#ifndef TOOL_SUPPORT_INTERRUPT_H
-#define TOOL_SUPPORT_INTERRUPT_H
+#pragma once
 
 namespace vrrpconvert {
 
@@ -18,5 +17,3 @@ void ignore_interrupts();
 void end_if_interrupted();
 
 }  // namespace vrrpconvert
-
-#endif

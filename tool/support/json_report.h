@@ -1,8 +1,7 @@
-// The report of a command as one JSON object on standard output.
-#ifndef TOOL_SUPPORT_JSON_REPORT_H
-#define TOOL_SUPPORT_JSON_REPORT_H
+// The report of a command as one JSON object.
+#pragma once
 
-#include <iostream>
+#include <ostream>
 #include <string>
 
 #include "tool/support/error.h"
@@ -12,7 +11,7 @@ namespace vrrpconvert {
 
 class JsonReport {
  public:
-  JsonReport() = default;
+  explicit JsonReport(std::ostream& stream) : writer_(text_, &stream) {}
   JsonReport(const JsonReport&) = delete;
   JsonReport& operator=(const JsonReport&) = delete;
 
@@ -23,23 +22,25 @@ class JsonReport {
     return writer_;
   }
 
+  // The whole report at once.
+  void print(const Json& members) {
+    begin().members(members);
+    writer_.end();
+  }
+
   // Reports a failure: in the object that it cuts short, so that there is still one, or in one of its own.
   void fail(const Error& error) {
     const bool is_new = writer_.depth() == 0;
     if (is_new) begin();
     writer_.close_down_to(1);
-    if (is_new) writer_.member_or_null("store", error.store);
-    writer_.member("problem", error.what());
-    writer_.member("reason", error.reason);
-    writer_.member("exit", static_cast<unsigned>(error.exit_code));
+    if (is_new) writer_.member("store", error.store.empty() ? Json() : Json(error.store));
+    writer_.members({{"problem", error.what()}, {"reason", error.reason}, {"exit", error.exit_code}});
     writer_.end();
   }
 
  private:
   std::string text_;
-  JsonWriter writer_{text_, &std::cout};
+  JsonWriter writer_;
 };
 
 }  // namespace vrrpconvert
-
-#endif

@@ -1,7 +1,6 @@
 #include "tool/support/json_writer.h"
 
 #include <charconv>
-#include <nlohmann/json.hpp>
 
 #include "tool/support/digits.h"
 
@@ -51,8 +50,10 @@ void JsonWriter::value_in_hex(std::span<const uint8> bytes) {
   text_ += '"';
 }
 
-void JsonWriter::member_or_null(std::string_view name, std::string_view text) {
-  text.empty() ? member(name, nullptr) : member(name, text);
+void JsonWriter::value(const Json& content) { append(text_of(content)); }
+
+void JsonWriter::members(const Json& object) {
+  for (const auto& [name, content] : object.items()) member(name, content);
 }
 
 void JsonWriter::separate() {
@@ -80,7 +81,7 @@ void JsonWriter::append_quoted(std::string_view text) {
   if (is_plain(text)) {
     ((text_ += '"') += text) += '"';
   } else {
-    text_ += nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    text_ += text_of(Json(text));
   }
 }
 

@@ -1,6 +1,5 @@
-// JSON as the tool writes it: as a stream, and escaped here and nowhere else.
-#ifndef TOOL_SUPPORT_JSON_WRITER_H
-#define TOOL_SUPPORT_JSON_WRITER_H
+// JSON as a stream: for lists with as many items as a store has records.
+#pragma once
 
 #include <concepts>
 #include <cstdint>
@@ -10,6 +9,7 @@
 #include <string_view>
 
 #include "platform/types.h"
+#include "tool/support/json.h"
 
 namespace vrrpconvert {
 
@@ -28,13 +28,13 @@ class JsonWriter {
 
   void key(std::string_view name);
 
-  // Bytes that are no UTF-8, as in a path, are replaced.
   void value(std::string_view text);
   void value(const std::string& text) { value(std::string_view(text)); }
   void value(const char* text) { value(std::string_view(text)); }
+  void value(const Json& content);
   void value_in_hex(std::span<const uint8> bytes);
   void value(std::nullptr_t) { append("null"); }
-  template <std::unsigned_integral Number>
+  template <std::unsigned_integral Number>  // bool too
   void value(Number number) {
     if constexpr (std::same_as<Number, bool>) {
       append(number ? "true" : "false");
@@ -48,8 +48,8 @@ class JsonWriter {
     key(name);
     value(content);
   }
-  // Null stands for an empty text.
-  void member_or_null(std::string_view name, std::string_view text);
+  // All members of the object `object`.
+  void members(const Json& object);
 
  private:
   void open(char opener, char closer);
@@ -65,5 +65,3 @@ class JsonWriter {
 };
 
 }  // namespace vrrpconvert
-
-#endif

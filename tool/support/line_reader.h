@@ -1,6 +1,5 @@
 // Lines of a file or of standard input.
-#ifndef TOOL_SUPPORT_LINE_READER_H
-#define TOOL_SUPPORT_LINE_READER_H
+#pragma once
 
 #include <cstddef>
 #include <string>
@@ -39,5 +38,3 @@ class LineReader {
 };
 
 }  // namespace vrrpconvert
-
-#endif

@@ -1,6 +1,5 @@
 // A file in memory, which no other user can open.
-#ifndef TOOL_SUPPORT_MEMORY_FILE_H
-#define TOOL_SUPPORT_MEMORY_FILE_H
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -25,5 +24,3 @@ class MemoryFile {
 };
 
 }  // namespace vrrpconvert
-
-#endif

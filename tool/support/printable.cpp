@@ -58,4 +58,12 @@ std::string printable(std::string_view text) { return escaped(text, false); }
 
 std::string printable_lines(std::string_view text) { return escaped(text, true); }
 
+std::string quoted_for_shell(const std::string& path) {
+  constexpr char plain[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+:,@%";
+  if (path.find_first_not_of(plain) == std::string::npos) return path;
+  std::string quoted = "'";
+  for (const char letter : path) quoted += letter == '\'' ? "'\\''" : std::string(1, letter);
+  return quoted + "'";
+}
+
 }  // namespace vrrpconvert

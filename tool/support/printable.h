@@ -1,6 +1,5 @@
 // Text from elsewhere, for people: names of files, and what other machines report.
-#ifndef TOOL_SUPPORT_PRINTABLE_H
-#define TOOL_SUPPORT_PRINTABLE_H
+#pragma once
 
 #include <filesystem>
 #include <string>
@@ -17,6 +16,7 @@ inline std::string printable(const std::filesystem::path& path) { return printab
 // The same for a message of several lines.
 std::string printable_lines(std::string_view text);
 
-}  // namespace vrrpconvert
+// A path as one word of a shell command.
+std::string quoted_for_shell(const std::string& path);
 
-#endif
+}  // namespace vrrpconvert

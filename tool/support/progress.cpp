@@ -1,38 +1,33 @@
 #include "tool/support/progress.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdlib>
-#include <iostream>
 
 namespace vrrpconvert {
+namespace {
+
+void (*show_text)(std::string_view text) = nullptr;
+constexpr char clear_line[] = "\r\033[K";
+
+}  // namespace
 
 Progress::Progress(std::string label, size_t total)
     : label_(std::move(label)), total_(total), next_(Clock::now() + std::chrono::seconds(1)) {}
 
 Progress::~Progress() {
-  if (shown_) std::cerr << "\r\033[K" << std::flush;
+  if (shown_) show_text(clear_line);
 }
 
-bool Progress::is_wanted() {
-  const char* terminal = getenv("TERM");
-  return isatty(STDERR_FILENO) == 1 && (terminal == nullptr || terminal != std::string("dumb"));
-}
+void Progress::show_with(void (*show)(std::string_view text)) { show_text = show; }
 
 void Progress::show(size_t done) {
-  if (!is_wanted_ || Clock::now() < next_) return;
+  if (show_text == nullptr || Clock::now() < next_) return;
   next_ = Clock::now() + std::chrono::milliseconds(100);
   shown_ = true;
-  std::cerr << "\r\033[K" << label_;
-  if (total_ == 0) {
-    std::cerr << ": " << done << std::flush;
-    return;
-  }
+  if (total_ == 0) return show_text(clear_line + label_ + ": " + std::to_string(done));
   constexpr size_t width = 40;
   const size_t reached = std::min(done, total_), filled = reached * width / total_;
-  std::cerr << " [" << std::string(filled, '#') << std::string(width - filled, ' ') << "] " << reached * 100 / total_
-            << " %" << std::flush;
+  show_text(clear_line + label_ + " [" + std::string(filled, '#') + std::string(width - filled, ' ') + "] " +
+            std::to_string(reached * 100 / total_) + " %");
 }
 
 }  // namespace vrrpconvert

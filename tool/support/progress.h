@@ -1,16 +1,16 @@
-// A progress bar on standard error, for work that takes more than a second, and only on a terminal.
-#ifndef TOOL_SUPPORT_PROGRESS_H
-#define TOOL_SUPPORT_PROGRESS_H
+// A progress bar, for work that takes more than a second. Main decides where it is shown; elsewhere it is silent.
+#pragma once
 
 #include <chrono>
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 namespace vrrpconvert {
 
 class Progress {
  public:
-  // `total` is how much there is to do, in whatever unit; 0 where that is not known, and only what is done is shown.
+  // `total` is the amount of work in any unit; 0 if it is unknown, and only the work done is shown.
   Progress(std::string label, size_t total);
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
@@ -18,18 +18,15 @@ class Progress {
 
   void show(size_t done);
 
-  // Whether there is a terminal to show it on: only then a total is worth a walk.
-  static bool is_wanted();
+  // Shows progress bars by `show`, which writes a text to a terminal.
+  static void show_with(void (*show)(std::string_view text));
 
  private:
   using Clock = std::chrono::steady_clock;
   std::string label_;
   size_t total_;
-  bool is_wanted_ = is_wanted();
   bool shown_ = false;
   Clock::time_point next_;
 };
 
 }  // namespace vrrpconvert
-
-#endif

@@ -1,6 +1,5 @@
 // Colour, only where standard output is a terminal that has it and the operator did not say NO_COLOR.
-#ifndef TOOL_SUPPORT_STYLE_H
-#define TOOL_SUPPORT_STYLE_H
+#pragma once
 
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -27,5 +26,3 @@ inline size_t terminal_width() {
 }
 
 }  // namespace vrrpconvert
-
-#endif

@@ -1,0 +1,140 @@
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <numeric>
+
+#include "tool/commands/commands.h"
+#include "tool/conversion/outcome.h"
+
+namespace vrrpconvert {
+namespace {
+
+constexpr char exit_codes[] =
+    "Exit codes: 0 done, no difference; 1 differences, problems, or a loss that was not allowed; 2 usage;\n"
+    "3 missing, damaged or foreign input; 4 store in use; 5 I/O or no space, nothing changed; 6 unknown outcome;\n"
+    "7 some records failed, or would; 130 interrupted";
+
+// How many letters have to be changed, added or removed to make one word the other.
+size_t distance(const std::string& one, const std::string& other) {
+  std::vector<size_t> row(other.size() + 1);
+  std::iota(row.begin(), row.end(), size_t{0});
+  for (size_t i = 0; i < one.size(); ++i) {
+    size_t diagonal = row[0]++;
+    for (size_t j = 0; j < other.size(); ++j) {
+      const size_t replaced = diagonal + (one[i] == other[j] ? 0 : 1);
+      diagonal = row[j + 1];
+      row[j + 1] = std::min({replaced, row[j] + 1, row[j + 1] + 1});
+    }
+  }
+  return row.back();
+}
+
+// Suggests a near command for a mistyped one, or all.
+void check_command(const CLI::App& app, const std::string& word) {
+  std::string near, all;
+  for (const CLI::App* command : app.get_subcommands(nullptr)) {
+    const std::string& name = command->get_name();
+    if (name == word) return;
+    if (distance(word, name) <= 2 && (near.empty() || distance(word, name) < distance(word, near))) near = name;
+    all += (all.empty() ? "" : ", ") + name;
+  }
+  const std::string problem = word.empty() ? "no command is given; " : word + ": there is no such command; ";
+  throw Error(exit_usage, problem + (near.empty() ? "expected one of " + all : "did you mean " + near + "?"));
+}
+
+void check_accepted(const std::vector<std::string>& names) {
+  for (const std::string& name : names) {
+    if (is_name_of_loss(name)) continue;
+    throw Error(exit_usage,
+                "--accept-loss: " + name + " is no field; expected names as the list of what would be lost has them");
+  }
+}
+
+}  // namespace
+
+Command::Command(CLI::App& app, Choice& choice, const char* name, const char* summary, const char* example)
+    : app_(app.add_subcommand(name, summary)), choice_(choice) {
+  app_->footer(std::string("Example:\n  ") + example);
+}
+
+void Command::set_run(std::function<Exit()> run, std::function<Effect()> effect) {
+  app_->callback([&choice = choice_, run = std::move(run), effect = std::move(effect)] {
+    choice.run = run;
+    choice.effect = effect();
+  });
+}
+
+void Command::add_operand(const char* name, std::string& value, const char* help, bool is_required) {
+  app_->add_option(name, value, help)->required(is_required);
+}
+
+void Command::add_operands(const char* name, std::vector<std::string>& values, const char* help) {
+  app_->add_option(name, values, help)->required();
+}
+
+void Command::add_flag(const char* name, bool& value, const char* help, bool given) {
+  app_->add_flag_callback(name, [&value, given] { value = given; }, help);
+}
+
+void Command::add_text(const char* name, std::string& value, const char* help, bool is_required) {
+  app_->add_option(name, value, help)->required(is_required);
+}
+
+void Command::add_number(const char* name, unsigned& value, unsigned most, const char* help) {
+  app_->add_option(name, value, help)
+      ->check(CLI::Range(1u, most).description(""))
+      ->type_name("N")
+      ->capture_default_str();
+}
+
+void Command::add_word(const char* name, std::string& value, const std::vector<std::string>& words, const char* help) {
+  app_->add_option(name, value, help)->check(CLI::IsMember(words));
+}
+
+void Command::add_default(const char* option, const char* variable) { app_->get_option(option)->envname(variable); }
+
+void Command::exclude(const char* option, const char* other) {
+  app_->get_option(option)->excludes(app_->get_option(other));
+}
+
+void Command::add_json(JsonReport*& json) {
+  app_->add_flag_callback(
+      "--json", [&choice = choice_, &json] { json = &choice.report; }, "Print one JSON object, for scripts");
+}
+
+void Command::add_accept_loss(std::set<std::string>& accepted) {
+  const auto accept = [&accepted](const std::vector<std::string>& names) {
+    check_accepted(names);
+    accepted.insert(names.begin(), names.end());
+  };
+  app_->add_option_function<std::vector<std::string>>(
+          "--accept-loss", accept,
+          "Losing values of these fields is no reason to refuse; \"record\" stands for whole records")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->type_name("FIELD[,FIELD]");
+}
+
+bool parse_command_line(int argc, char** argv, Choice& choice) {
+  CLI::App app("Converts the stored VRRP configuration of a device that changes its software release", "vrrpconvert");
+  app.require_subcommand(0, 1);  // none is an error of ours
+  app.footer(exit_codes);
+  app.set_version_flag("--version", "vrrpconvert " CONVERTVRRP_VERSION);
+  for (const auto add : {add_import, add_export, add_show, add_check, add_diff, add_convert, add_restore, add_fleet}) {
+    add(app, choice);
+  }
+  if (argc > 1 && *argv[1] != '-') check_command(app, argv[1]);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& help) {
+    app.exit(help);
+    return false;
+  } catch (const CLI::ParseError& error) {
+    const auto named = app.get_subcommands();
+    throw Error(exit_usage, std::string(error.what()) + "\nRun with --help for more information: vrrpconvert " +
+                                (named.empty() ? "" : named.front()->get_name() + " ") + "--help");
+  }
+  if (!choice.run) check_command(app, "");
+  return true;
+}
+
+}  // namespace vrrpconvert

@@ -1,0 +1,102 @@
+#include "tool/conversion/ending.h"
+
+#include <cstdio>
+
+#include "platform/syserr.h"
+#include "tool/store/store.h"
+
+namespace vrrpconvert {
+namespace {
+
+constexpr char not_durable[] = "; a power cut could still bring the old records back";
+
+std::string refused(const std::string& reason) { return "refused; nothing was changed: " + reason; }
+
+std::string text_of_result(syserr_t result) {
+  char number[16];
+  snprintf(number, sizeof number, "0x%x", result);
+  return std::string("the library answered ") + number + " (" + syserr2str(result) + ")";
+}
+
+}  // namespace
+
+Ending refusal_of(const Summary& summary, const Permissions& permissions) {
+  if (!summary.mismatch.empty() && !permissions.mismatch) {
+    return {summary.failures == 0 ? exit_found : exit_some_failed,
+            refused(summary.mismatch + "; to convert all the same: --allow-mismatch"), "mismatch"};
+  }
+  if (summary.failures > 0 && !permissions.loss) {
+    return {exit_some_failed, refused("records would fail; to convert all the same: --allow-loss"), "would_fail"};
+  }
+  if (!summary.lost.empty() && !permissions.loss) {
+    return {exit_found,
+            refused("values would be lost; to convert all the same: --allow-loss, or --accept-loss with the fields "
+                    "that may go"),
+            "loss"};
+  }
+  return {};
+}
+
+Ending refusal_of_snapshot(const std::filesystem::path& snapshot) {
+  return {exit_found,
+          refused(snapshot.string() +
+                  " holds other records; convert without --no-backup, or name the device's own directory with --root"),
+          "other_snapshot"};
+}
+
+Ending ending_of_dry_run(const Summary& summary, const Ending& refusal) {
+  if (refusal.is_good() && summary.failures > 0) return {exit_some_failed, "", "would_fail"};
+  return {refusal.exit, "", refusal.reason};
+}
+
+void require_begun(const Run& run, const Conversion& conversion) {
+  if (run.was_changed) {
+    throw Error(exit_in_use,
+                conversion.store().string() + ": changed since it was looked at; nothing was changed; run it again");
+  }
+  if (run.answered && run.open_status != 0) throw_store_error(conversion.store(), run.open_status);
+}
+
+void require_kept(const Run& run, const Conversion& conversion, bool is_unchanged, const std::string& unfinished) {
+  if (!is_unchanged) return;
+  if (run.interrupted) throw Error(exit_interrupted, "interrupted; the store is as it was" + unfinished);
+  if (run.snapshot_status == 0) return;
+  throw Error(exit_io, conversion.snapshot().string() +
+                           ": the snapshot cannot be written: " + syserr2str(run.snapshot_status) +
+                           "; an upgrade deletes the records, so nothing was changed without it");
+}
+
+Ending ending_of_run(const Run& run, const ConversionReport& report) {
+  const Result& outcome = report.outcome;
+  if (!run.answered) {
+    return {exit_unknown, outcome.changed ? std::string("the store is converted, but the library died") + not_durable
+                                          : "the library died; the store is as it was"};
+  }
+  if (run.result != 0) return {exit_bad_input, text_of_result(run.result)};
+  // The dry run of the same conversion did change the store's image.
+  if (!outcome.failed.empty() && !outcome.changed && report.summary.changes > 0) {
+    return {exit_io, "nothing was changed: " + outcome.failed.front().reason};
+  }
+  if (run.close_status != 0) {
+    return {exit_unknown, std::string("the store is converted, but closing it failed: ") +
+                              syserr2str(run.close_status) + not_durable};
+  }
+  if (outcome.failed.empty()) return {};
+  return {exit_some_failed,
+          "not every record is in the state that it should be in; failed: " + std::to_string(outcome.failed.size())};
+}
+
+Ending ending_of_replaced(const Run& run, const Conversion& conversion) {
+  return {exit_unknown,
+          conversion.store().string() + ": " +
+              (run.has_converted() ? "was converted, but another process" : "another process") +
+              " replaced or changed it since; see with check which records it has",
+          "replaced"};
+}
+
+Ending ending_of_unreadable(const std::string& reason, bool is_converted) {
+  return {exit_unknown, is_converted ? "was converted, but cannot be read again: " + reason
+                                     : "unknown outcome, because the store cannot be read: " + reason};
+}
+
+}  // namespace vrrpconvert

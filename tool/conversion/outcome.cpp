@@ -1,0 +1,104 @@
+#include "tool/conversion/outcome.h"
+
+#include <algorithm>
+
+#include "platform/syserr.h"
+#include "tool/support/digits.h"
+#include "tool/support/progress.h"
+
+namespace vrrpconvert {
+namespace {
+
+enum class RecordOutcome { converted, deleted, added, unchanged, failed };
+
+RecordOutcome outcome_of_record(Change change, const Difference& pair) {
+  if (change == Change::none || !has_layouts(kind_of(pair.either().key))) {
+    return pair.is_none() ? RecordOutcome::unchanged : RecordOutcome::failed;
+  }
+  if (change == Change::upgrade) return pair.after != nullptr ? RecordOutcome::failed : RecordOutcome::deleted;
+  if (pair.after == nullptr || pair.after->value != downgraded_value(pair.either())) return RecordOutcome::failed;
+  if (pair.before == nullptr) return RecordOutcome::added;
+  return pair.is_none() ? RecordOutcome::unchanged : RecordOutcome::converted;
+}
+
+std::string reason_for(Change change, const Difference& pair, const Run& run) {
+  const Layout* layout = pair.before != nullptr ? layout_of(*pair.before) : nullptr;
+  if (layout != nullptr && expected_key(*layout, pair.before->value) != pair.before->key) {
+    return "it is misplaced: the library finds a record only under its expected key";
+  }
+  if (pair.before != nullptr && layout == nullptr && has_layouts(kind_of(pair.before->key))) {
+    return "its value of " + std::to_string(pair.before->value.size()) + " bytes is of no known layout";
+  }
+  const auto failure = run.failures.find(pair.either().key);
+  if (failure != run.failures.end()) {
+    return std::string(change == Change::upgrade ? "deleting" : "storing") +
+           " it failed: " + syserr2str(failure->second);
+  }
+  if (!pair.is_none()) return "its content is not what the conversion makes of it";
+  if (!run.answered) return "the library died before its change was kept";
+  if (run.open_status != 0) return std::string("the store could not be opened: ") + syserr2str(run.open_status);
+  if (run.close_status != 0) return std::string("the store could not be closed: ") + syserr2str(run.close_status);
+  return "its change was not kept, for an unknown reason: the device may be failing";
+}
+
+void add_pair(Outcome& outcome, Change change, const Difference& pair, const Run& run) {
+  if (pair.before != nullptr) outcome.records.add(*pair.before);
+  if (!pair.is_none()) {
+    ++outcome.changes;
+    for_each_loss(pair, [&](const Loss& loss) { outcome.lost[loss.name].add([&] { return name_of(loss.record); }); });
+  }
+  switch (outcome_of_record(change, pair)) {
+    case RecordOutcome::converted:
+      ++outcome.converted;
+      break;
+    case RecordOutcome::deleted:
+      ++outcome.deleted;
+      break;
+    case RecordOutcome::added:
+      outcome.added.add([&] { return name_of(pair.either()); });
+      break;
+    case RecordOutcome::unchanged:
+      ++outcome.unchanged;
+      break;
+    case RecordOutcome::failed:
+      outcome.failed.push_back({hex_of(pair.either().key), name_of(pair.either()), reason_for(change, pair, run)});
+  }
+}
+
+}  // namespace
+
+bool is_name_of_loss(const std::string& name) {
+  const auto has_field = [&name](const Layout& layout) {
+    return std::any_of(layout.fields.begin(), layout.fields.end(),
+                       [&](const Field& field) { return name == field.name; });
+  };
+  return name == whole_record || std::any_of(layouts().begin(), layouts().end(), has_field);
+}
+
+void for_each_loss(const Difference& difference, const std::function<void(const Loss&)>& visit) {
+  if (difference.before == nullptr) return;
+  const StoredRecord& before = *difference.before;
+  const Layout* layout = layout_of(before);
+  // The fields of an unknown layout are unknown, so count the whole record as lost.
+  const bool is_unknown =
+      has_layouts(kind_of(before.key)) &&
+      (layout == nullptr || (difference.after != nullptr && layout_of(*difference.after) == nullptr));
+  if (difference.after == nullptr || is_unknown) return visit({before, whole_record, nullptr});
+  if (layout == nullptr) return;
+  for (const Field& field : layout->fields) {
+    if (is_set(field, before.value) && !is_set(field, difference.after->value)) visit({before, field.name, &field});
+  }
+}
+
+Outcome outcome_of(Change change, const Store& before, const Store& after, const Run& run) {
+  Outcome outcome;
+  Progress progress("Comparing, records", 0);
+  size_t compared = 0;
+  for_each_pair(before, after, [&](const Difference& pair) {
+    progress.show(++compared);
+    add_pair(outcome, change, pair, run);
+  });
+  return outcome;
+}
+
+}  // namespace vrrpconvert

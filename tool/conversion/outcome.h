@@ -1,0 +1,49 @@
+// The outcome of a conversion: what it did to the records of a store, or what a dry run says that it would do.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tool/conversion/conversion.h"
+#include "tool/conversion/run.h"
+#include "tool/store/difference.h"
+#include "tool/store/record_counts.h"
+#include "tool/support/name_list.h"
+
+namespace vrrpconvert {
+
+// Losses go by the name of the field; this name is for records that are lost as a whole.
+inline constexpr char whole_record[] = "record";
+
+// Whether a loss can have this name.
+bool is_name_of_loss(const std::string& name);
+
+struct Loss {
+  const StoredRecord& record;  // before the conversion
+  const char* name;
+  const Field* field;  // null for a whole record
+};
+
+// Calls `visit` with every loss that a difference is. A field is lost if it was set and is not set afterwards.
+void for_each_loss(const Difference& difference, const std::function<void(const Loss&)>& visit);
+
+struct FailedRecord {
+  std::string store_key, record, reason;
+
+  JSON_MEMBERS(store_key, record, reason)
+};
+
+struct Outcome {
+  RecordCounts records;  // of the store before
+  size_t changes = 0;    // records that differ afterwards
+  size_t converted = 0, deleted = 0, unchanged = 0;
+  NameList added;
+  NamesByWord lost;                  // by field
+  std::vector<FailedRecord> failed;  // records that are not in the state that the conversion gives them
+};
+
+// Compares the store `after` a run with the store `before` it. The run only gives reasons. Throws Error.
+Outcome outcome_of(Change change, const Store& before, const Store& after, const Run& run);
+
+}  // namespace vrrpconvert

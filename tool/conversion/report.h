@@ -1,0 +1,69 @@
+// The report of a conversion or of its dry run. Its members are those of the JSON object.
+#pragma once
+
+#include <istream>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "tool/conversion/conversion.h"
+#include "tool/conversion/outcome.h"
+#include "tool/conversion/restore_source.h"
+#include "tool/support/error.h"
+
+namespace vrrpconvert {
+
+// What an operator decides on, of the same size for any number of records. The names of its members are those of the
+// reports that earlier releases of the tool wrote.
+struct Summary {
+  RecordCounts records;        // before the conversion
+  size_t changes = 0;          // records that would change
+  NamesByWord lost, accepted;  // by field; losses that the operator accepts are apart
+  NameList added;
+  NamesByWord failing;  // by reason
+  size_t failures = 0;
+  std::string mismatch;  // how the releases contradict the records
+  std::string note;
+
+  JSON_MEMBERS(records, changes, lost, accepted, added, failing, failures, mismatch, note)
+};
+
+// What the conversion itself did; nothing after a dry run or a refusal.
+struct Result {
+  bool changed = false;
+  size_t converted = 0, deleted = 0, added = 0, left_alone = 0;
+  std::vector<FailedRecord> failed;
+
+  JSON_MEMBERS(changed, converted, deleted, added, left_alone, failed)
+};
+
+// Empty strings are null.
+struct ConversionReport {
+  std::string store, from, to, change;
+  bool dry_run = false, refused = false;
+  Summary summary;
+  Result outcome;
+  std::string snapshot, earlier_snapshot, copy;
+  std::vector<RestoreSource> ways_back;
+  std::vector<std::string> unfinished_files;  // that may hold a store
+  std::string problem, reason, next;          // the reason is for scripts
+  unsigned exit = exit_done;
+
+  bool has_outcome = false;  // whether the library ran on the store, and its outcome is known
+  NameList added;            // by it
+
+  JSON_MEMBERS(store, from, to, change, dry_run, refused, summary, outcome, snapshot, earlier_snapshot, copy, ways_back,
+               unfinished_files, problem, reason, next, exit)
+};
+
+Summary summary_of(const Conversion& conversion, const Outcome& foreseen, const std::set<std::string>& accepted);
+
+// Moves losses of `accepted` fields from `lost` to `accepted`.
+void accept_losses(const std::set<std::string>& accepted, Summary& summary);
+
+// Reads the JSON object of a dry run, or of an error that ended one, without the lists that may be as long as a store.
+// Returns nothing for any other text.
+std::optional<ConversionReport> read_dry_run_report(std::istream& stream);
+
+}  // namespace vrrpconvert

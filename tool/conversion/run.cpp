@@ -1,0 +1,91 @@
+#include "tool/conversion/run.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+
+#include "libconvertvrrp.h"
+#include "tool/conversion/observation.h"
+#include "tool/support/error.h"
+#include "tool/support/interrupt.h"
+#include "tool/support/memory_file.h"
+#include "tool/support/progress.h"
+
+namespace vrrpconvert {
+namespace {
+
+// Calls the library once, as the system manager does. Without a trace the driver is called behind the entry point,
+// which would open the device's log.
+syserr_t call_library(const Conversion& conversion, bool has_trace) {
+  const char *to = conversion.to.text.c_str(), *from = conversion.from.text.c_str();
+  if (has_trace) {
+    const auto entry_point = conversion.startup ? convert_startup : convert_gsync;
+    return entry_point(conversion.path.c_str(), "vrrpconvert", to, from);
+  }
+  const std::string path = conversion.path + (conversion.startup ? VRRP_CNV_STARTUP_DIRECTORY : "");
+  return vrrp_mgr_handle_generic_convert(path.c_str(), "vrrpconvert", to, from,
+                                         conversion.startup ? VRRP_CONVERT_STARTUP : VRRP_CONVERT_GSYNC);
+}
+
+[[noreturn]] void run_in_child(const RunOptions& options, const MemoryFile& from, const MemoryFile& to,
+                               Observation& observation) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    if (signal(number, SIG_DFL) == SIG_IGN) signal(number, SIG_IGN);  // nohup holds for the library too
+  }
+  setenv("SYSMGR_FROM_SRG_PATH", from.path().c_str(), 1);
+  setenv("SYSMGR_TO_SRG_PATH", to.path().c_str(), 1);
+  setenv("SYSMGR_VDC_ID", std::to_string(options.conversion.vdc).c_str(), 1);
+  trace_fd = options.trace;
+  if (options.result < 0) set_nonvolatile_root(options.conversion.root);
+  observation.begin(options);
+  observation.observed().result = call_library(options.conversion, options.has_trace);
+  observation.observed().answered = true;
+  _exit(0);
+}
+
+// Waits for the process, which has the other end of the pipe `alive`, and shows how far it is. Returns whether the
+// operator interrupted it.
+bool wait_for(pid_t process, int alive, const RunOptions& options, const Observation& observation) {
+  Progress progress(options.result >= 0 ? "Dry run, records" : "Converting", options.operations);
+  constexpr int pause_ms = 50;
+  pollfd end = {alive, POLLIN, 0};
+  bool interrupted = false;
+  while (poll(&end, 1, pause_ms) <= 0) {
+    if (was_interrupted() && !interrupted) {
+      interrupted = true;
+      kill(process, SIGKILL);
+    }
+    progress.show(observation.operations());
+  }
+  while (waitpid(process, nullptr, 0) < 0 && errno == EINTR) continue;
+  return interrupted || was_interrupted();
+}
+
+}  // namespace
+
+Run run_library(const RunOptions& options) {
+  const MemoryFile from(options.conversion.from.text + '\n'), to(options.conversion.to.text + '\n');
+  Observation observation;
+  int alive[2];  // a pipe that the process has open as long as it lives
+  if (pipe2(alive, O_CLOEXEC) != 0) throw Error(exit_io, std::string("no pipe: ") + strerror(errno));
+  std::cout.flush();
+  const pid_t process = fork();
+  if (process == 0) run_in_child(options, from, to, observation);
+  const int reason = errno;
+  close(alive[1]);
+  const bool interrupted = process > 0 && wait_for(process, alive[0], options, observation);
+  close(alive[0]);
+  if (process < 0) throw Error(exit_io, std::string("no process for the conversion: ") + strerror(reason));
+  return {observation.observed(), interrupted, observation.failures()};
+}
+
+}  // namespace vrrpconvert

@@ -1,0 +1,25 @@
+// The sequence of a conversion: dry run, refusal, backup, the library's run on the store, and what that left.
+#pragma once
+
+#include <string>
+
+#include "tool/conversion/conversion.h"
+#include "tool/conversion/dry_run.h"
+#include "tool/conversion/ending.h"
+#include "tool/conversion/report.h"
+
+namespace vrrpconvert {
+
+struct ConversionRequest {
+  const Conversion& conversion;
+  const Permissions& permissions;
+  bool is_dry_run = false;
+  bool has_backup = true;
+  std::string trace{};  // the file that gets the library's trace lines; empty for the device's log
+};
+
+// Converts the store, unless the dry run is all that is asked for or the conversion is refused. Throws Error if nothing
+// was changed, and the error says all there is to report.
+ConversionReport convert_store(const ConversionRequest& request, const DryRun& dry_run);
+
+}  // namespace vrrpconvert

@@ -1,0 +1,50 @@
+#include "tool/fleet/fleet.h"
+
+#include <algorithm>
+#include <tuple>
+
+namespace vrrpconvert {
+namespace {
+
+void take_releases(Fleet& fleet) {
+  for (Device& device : fleet.devices) {
+    if (device.from.empty()) continue;
+    if (fleet.from.empty()) std::tie(fleet.from, fleet.to) = std::tie(device.from, device.to);
+    if (device.from == fleet.from && device.to == fleet.to) continue;
+    device.fail(
+        exit_bad_input, "bad_report",
+        "its report is of " + device.from + " to " + device.to + ", another one of " + fleet.from + " to " + fleet.to);
+  }
+}
+
+Totals totals_of(const std::vector<Device>& devices) {
+  Totals totals;
+  totals.devices = devices.size();
+  for (const Device& device : devices) {
+    ++totals.verdicts[device.verdict];
+    for (const auto& [field, names] : device.lost) {
+      ++totals.lost[field].devices;
+      totals.lost[field].records += names.records;
+    }
+  }
+  return totals;
+}
+
+}  // namespace
+
+Fleet fleet_of(const std::string& from, const std::string& to, std::vector<Device> devices) {
+  Fleet fleet = {from, to, std::move(devices), {}};
+  take_releases(fleet);
+  for (Device& device : fleet.devices) device.judge();
+  std::sort(fleet.devices.begin(), fleet.devices.end(), [](const Device& a, const Device& b) {
+    return std::pair(a.rank(), a.device) < std::pair(b.rank(), b.device);
+  });
+  fleet.totals = totals_of(fleet.devices);
+  if (!fleet.devices.empty()) {
+    const Device& worst = fleet.devices.front();
+    fleet.exit = worst.rank() == 0 ? static_cast<unsigned>(exit_bad_input) : worst.exit;
+  }
+  return fleet;
+}
+
+}  // namespace vrrpconvert

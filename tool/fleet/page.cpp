@@ -1,0 +1,72 @@
+#include "tool/fleet/page.h"
+
+#include <kainjow/mustache.hpp>
+
+#include "tool/support/name_list.h"
+#include "tool/support/printable.h"
+
+namespace vrrpconvert {
+namespace {
+
+namespace mustache = kainjow::mustache;
+
+constexpr char page_template[] =
+#include "page_template.h"
+    ;
+
+mustache::data data_of(const Json& value);
+
+// A template cannot walk over the members of an object, so an object whose names are data is a list of its values, each
+// with its name.
+mustache::data list_of_members(const Json& object) {
+  mustache::data list(mustache::data::type::list);
+  for (const auto& [name, value] : object.items()) {
+    mustache::data item = value.is_object() ? data_of(value) : mustache::data("value", data_of(value));
+    item.set("name", name);
+    list.push_back(item);
+  }
+  return list;
+}
+
+bool has_data_names(const std::string& name) {
+  return name == "lost" || name == "accepted" || name == "failing" || name == "verdicts";
+}
+
+mustache::data data_of_object(const Json& object) {
+  mustache::data data(mustache::data::type::object);
+  for (const auto& [name, value] : object.items()) {
+    if (value.is_null()) continue;
+    data.set(name, has_data_names(name) ? list_of_members(value) : data_of(value));
+    if (has_data_names(name) && !value.empty()) data.set("has_" + name, true);
+  }
+  for (const char* count : {"devices", "records"}) {
+    if (object.contains(count)) data.set("s", object[count] == 1 ? "" : "s");
+  }
+  if (object.contains("first")) {
+    data.set("names", object.get<NameList>().text());
+    data.set("is_empty", object["records"] == 0);
+  }
+  data.set("is_good", object.value("exit", 1) == 0);
+  return data;
+}
+
+mustache::data data_of(const Json& value) {
+  if (value.is_object()) return data_of_object(value);
+  if (!value.is_array())
+    return value.is_string() ? mustache::data(value.get<std::string>()) : mustache::data(value.dump());
+  mustache::data list(mustache::data::type::list);
+  for (const Json& item : value) list.push_back(data_of(item));
+  return list;
+}
+
+std::string escaped(const std::string& text) { return mustache::html_escape(printable(text)); }
+
+}  // namespace
+
+std::string page_of(const Json& fleet) {
+  mustache::mustache page(page_template);
+  page.set_custom_escape(escaped);
+  return page.render(data_of(fleet));
+}
+
+}  // namespace vrrpconvert

@@ -1,0 +1,26 @@
+// Files around a store.
+#pragma once
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <vector>
+
+namespace vrrpconvert {
+
+// Returns the directory at `path`, the current one if it is empty, with every symbolic link resolved. Throws Error.
+std::filesystem::path existing_directory(const std::filesystem::path& path);
+
+// Returns the files in a directory in the order of their names; none if it cannot be read.
+std::vector<std::filesystem::path> files_in(const std::filesystem::path& directory);
+
+// Returns those that a killed process left where it wrote a store, or that another process is writing.
+inline constexpr char unfinished_file_text[] = "Left by a killed process, or being written; it may hold a store: ";
+std::vector<std::filesystem::path> unfinished_files_in(const std::filesystem::path& directory);
+
+// Returns the inode number of the file at `path`, or 0 if there is none.
+ino_t file_number(const std::filesystem::path& path);
+
+inline bool is_taken(const std::filesystem::path& path) { return file_number(path) != 0; }
+
+}  // namespace vrrpconvert

@@ -1,0 +1,49 @@
+// JSON values, whose members keep the order in which they were added, and structs as JSON objects.
+#pragma once
+
+#include <concepts>
+#include <nlohmann/json.hpp>
+#include <string>
+
+namespace vrrpconvert {
+
+using Json = nlohmann::ordered_json;
+
+// Bytes that are not UTF-8, as in a path, are replaced.
+inline std::string text_of(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
+
+// An empty string is null.
+inline Json or_null(const std::string& text) { return text.empty() ? Json() : Json(text); }
+
+// Makes a struct an object with members of these names. Its empty strings are null.
+#define JSON_MEMBERS(...)                                                     \
+  static void members(auto& self, auto visit) {                               \
+    NLOHMANN_JSON_EXPAND(NLOHMANN_JSON_PASTE(JSON_VISIT_MEMBER, __VA_ARGS__)) \
+  }
+#define JSON_VISIT_MEMBER(name) visit(#name, self.name);
+
+template <typename Struct>
+concept HasMembers = requires(Struct& self) { Struct::members(self, [](const char*, const auto&) {}); };
+
+template <HasMembers Struct>
+void to_json(Json& json, const Struct& from) {
+  json = Json::object();
+  Struct::members(from, [&json]<typename Value>(const char* name, const Value& value) {
+    if constexpr (std::same_as<Value, std::string>) {
+      json[name] = or_null(value);
+    } else {
+      json[name] = value;
+    }
+  });
+}
+
+// Members that are missing or null keep their values. Throws Json::exception for a member of another type.
+template <HasMembers Struct>
+void from_json(const Json& json, Struct& to) {
+  Struct::members(to, [&json](const char* name, auto& value) {
+    const auto found = json.find(name);
+    if (found != json.end() && !found->is_null()) found->get_to(value);
+  });
+}
+
+}  // namespace vrrpconvert
