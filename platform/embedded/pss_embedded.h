@@ -102,7 +102,9 @@ syserr_t pss_embedded_create(const char* url);
  * Returns its handle with `*status` 0, or 0 as pss_open does. */
 pss_service_t pss_embedded_open_copy(const char* url, uint32 wait_ms, syserr_t* status);
 
-/* The same from the start of the open file `fd`, which stays open and is not locked; -1 stands for an empty store. */
+/* The same from the image that pss_embedded_write_image wrote to the start of the open file `fd`, which stays open and
+ * is not locked; -1 stands for an empty store. The file must be one that no other program can write: each record is
+ * checked when it is read, but the image is not checked as a whole. */
 pss_service_t pss_embedded_open_descriptor(int fd, syserr_t* status);
 
 /* All records of a store in two numbers of 8 bytes each, in host byte order: how many there are, and the sum of their

@@ -32,7 +32,7 @@ syserr_t Store::open(const char* url, int wait_ms) {
   if (status == 0) status = file_.read(&image);
   if (status != 0) return status;
   if (!file_.can_change()) file_.unlock();
-  return use(&image);
+  return use(&image, Check::all);
 }
 
 syserr_t Store::open_copy(const char* url, int wait_ms) {
@@ -44,22 +44,24 @@ syserr_t Store::open_copy(const char* url, int wait_ms) {
   if (status == 0) status = file.open(location, Access::read, wait_ms);
   if (status == 0) status = file.read(&image);
   file.unlock();
-  return status != 0 ? status : use(&image);
+  return status != 0 ? status : use(&image, Check::all);
 }
 
 syserr_t Store::open_descriptor(int fd) {
   is_copy_ = true;
   Image image;
   const syserr_t status = fd >= 0 ? read_image(fd, &image) : 0;
-  return status != 0 ? status : use(&image);
+  return status != 0 ? status : use(&image, Check::none);
 }
 
-syserr_t Store::use(Image* image) {
+syserr_t Store::use(Image* image, Check check) {
   const bool is_new = image->bytes == nullptr;
   syserr_t status = open_image(image, &database_);
   if (status == 0 && is_new) status = create_format(database_.get());
   if (status == 0) status = run(database_.get(), "BEGIN");
-  if (status == 0) status = check_store(database_.get(), &digest_);
+  if (status == 0) {
+    status = check == Check::all ? check_store(database_.get(), &digest_) : read_digest(database_.get(), &digest_);
+  }
   return status != 0 ? status : prepare_statements();
 }
 

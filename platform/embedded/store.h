@@ -19,16 +19,17 @@ class Store {
   Store(const Store&) = delete;
   Store& operator=(const Store&) = delete;
 
-  // Each reads a store into memory and checks every record. Another program's lock is waited for up to `wait_ms`
-  // milliseconds.
+  // Each reads a store into memory. Another program's lock is waited for up to `wait_ms` milliseconds.
 
-  // The store at `url`, to be changed; where that is impossible, to be read.
+  // The store at `url`, to be changed; where that is impossible, to be read. Every record is checked.
   syserr_t open(const char* url, int wait_ms);
 
-  // A copy of it, which may be changed and is never written. Other processes are kept out only while it is read.
+  // A copy of it, which may be changed and is never written. Other processes are kept out only while it is read. Every
+  // record is checked.
   syserr_t open_copy(const char* url, int wait_ms);
 
-  // A copy of the store in the file `fd`, from its start; -1 stands for an empty store.
+  // A copy of the image that write_image wrote to the start of the file `fd`, which is trusted; -1 stands for an empty
+  // store.
   syserr_t open_descriptor(int fd);
 
   // Puts what was changed in the store's place, durably, or keeps nothing. Ends the use of the object.
@@ -63,7 +64,8 @@ class Store {
   enum class Cursor { off, on_row, on_saved_key };
 
   bool can_change() const { return is_copy_ || file_.can_change(); }
-  syserr_t use(Image* image);
+  enum class Check { all, none };
+  syserr_t use(Image* image, Check check);
   syserr_t prepare_statements();
   syserr_t get_content(Content* content);
   syserr_t commit();

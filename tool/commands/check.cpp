@@ -179,20 +179,13 @@ class Check {
   size_t problems_ = 0;
 };
 
-// Of the files that the store can be restored from, those whose records have no problem: the directory is the same.
+// The files that the store can be restored from, and whose records have no problem: the directory is the same.
 std::vector<RestoreSource> sound_copies(const std::string& store, const std::optional<Release>& release) {
-  std::vector<RestoreSource> sources = restore_sources(store);
-  std::erase_if(sources, [&release](const RestoreSource& source) {
+  return restore_sources(store, "", [&release](const fs::path& file) {
     Check check(release, [](const Problem&) {});
-    try {
-      check.run_on_records(Store(source.file, no_wait));
-    } catch (const Error& error) {
-      if (error.exit_code == exit_interrupted) throw;
-      return true;  // another process changed it meanwhile
-    }
-    return check.problems() > 0;
+    check.run_on_records(Store(file, no_wait));
+    return check.problems() == 0 ? std::optional(check.counts()) : std::nullopt;
   });
-  return sources;
 }
 
 // The error of a store that cannot be read, with the copies that can.

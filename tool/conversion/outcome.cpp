@@ -16,7 +16,7 @@ RecordOutcome outcome_of_record(Change change, const Difference& pair) {
     return pair.is_none() ? RecordOutcome::unchanged : RecordOutcome::failed;
   }
   if (change == Change::upgrade) return pair.after != nullptr ? RecordOutcome::failed : RecordOutcome::deleted;
-  if (pair.after == nullptr || pair.after->value != downgraded_value(pair.either())) return RecordOutcome::failed;
+  if (pair.after == nullptr || !is_downgraded(pair.either(), pair.after->value)) return RecordOutcome::failed;
   if (pair.before == nullptr) return RecordOutcome::added;
   return pair.is_none() ? RecordOutcome::unchanged : RecordOutcome::converted;
 }
@@ -86,7 +86,7 @@ void for_each_loss(const Difference& difference, const std::function<void(const 
   if (difference.after == nullptr || is_unknown) return visit({before, whole_record, nullptr});
   if (layout == nullptr) return;
   for (const Field& field : layout->fields) {
-    if (is_set(field, before.value) && !is_set(field, difference.after->value)) visit({before, field.name, &field});
+    if (!is_set(field, difference.after->value) && is_set(field, before.value)) visit({before, field.name, &field});
   }
 }
 

@@ -32,18 +32,16 @@ std::string RestoreSource::text() const {
   return file + ": " + (release.empty() ? "" : "of " + release + ", ") + records.text();
 }
 
-std::vector<RestoreSource> restore_sources(const fs::path& store, const fs::path& snapshot, const KnownRecords* known) {
+std::vector<RestoreSource> restore_sources(const fs::path& store, const fs::path& snapshot, const CountRecords& count) {
   std::set<fs::path> files;
   add_files(store, [](auto ending) { return ending.starts_with(".from-") || is_numbered(ending); }, files);
   if (!snapshot.empty()) add_files(snapshot, [](auto ending) { return ending.empty() || is_numbered(ending); }, files);
   std::vector<RestoreSource> sources;
   for (const fs::path& file : files) {
     try {
-      const Store source(file, no_wait);
-      const bool is_known = known != nullptr && source.digest() == known->digest;
-      sources.push_back({file, release_of_backup(file.filename()), is_known ? known->counts : count_records(source)});
+      if (const auto records = count(file)) sources.push_back({file, release_of_backup(file.filename()), *records});
     } catch (const Error& error) {
-      if (error.exit_code == exit_interrupted) throw;  // any other file cannot be restored from
+      if (error.exit_code == exit_interrupted) throw;
     }
   }
   return sources;

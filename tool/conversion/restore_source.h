@@ -2,6 +2,8 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,16 +23,12 @@ struct RestoreSource {
   JSON_MEMBERS(file, release, records)
 };
 
-// A store whose records are known, and their counts: a file with the same records is not counted again.
-struct KnownRecords {
-  StoreDigest digest;
-  const RecordCounts& counts;
-};
+// Counts the records of a file, or returns nothing if a store should not be restored from it. May throw Error.
+using CountRecords = std::function<std::optional<RecordCounts>(const std::filesystem::path&)>;
 
-// Returns the intact stores among the backups of `store` and the stores that it replaced, in the order of their names;
-// with `snapshot`, also that file and the earlier snapshots that it replaced.
-std::vector<RestoreSource> restore_sources(const std::filesystem::path& store,
-                                           const std::filesystem::path& snapshot = {},
-                                           const KnownRecords* known = nullptr);
+// Returns the backups of `store` and the stores that it replaced, in the order of their names; with `snapshot`, also
+// that file and the earlier snapshots that it replaced. Files for which `count` throws are left out.
+std::vector<RestoreSource> restore_sources(const std::filesystem::path& store, const std::filesystem::path& snapshot,
+                                           const CountRecords& count);
 
 }  // namespace vrrpconvert

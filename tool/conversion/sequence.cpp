@@ -170,8 +170,11 @@ class Sequence {
     const std::string start = (is_upgrade ? "configure VRRP anew under " : "start ") + report_.to;
     report_.next = report_.exit != exit_done ? back : start + (back.empty() ? "" : "; or " + back);
     if (!is_upgrade) return;
-    const KnownRecords known = {dry_run_.before().digest(), dry_run_.outcome().records};
-    report_.ways_back = restore_sources(conversion_.store(), conversion_.snapshot(), &known);
+    report_.ways_back = restore_sources(conversion_.store(), conversion_.snapshot(), [this](const fs::path& file) {
+      // What this run wrote has the records that the store had.
+      const bool is_own = file == report_.copy || file == report_.snapshot;
+      return is_own ? dry_run_.outcome().records : count_records(Store(file, no_wait));
+    });
   }
 
   const ConversionRequest& request_;

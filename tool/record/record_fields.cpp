@@ -115,13 +115,16 @@ const Layout* layout_of(const StoredRecord& record) {
   return nullptr;
 }
 
-Bytes downgraded_value(const StoredRecord& record) {
+bool is_downgraded(const StoredRecord& record, const Bytes& value) {
   const Kind kind = kind_of(record.key);
-  Bytes value = kind == Kind::global_info ? Bytes{1} : record.value;
-  for (const Layout& layout : all_layouts) {
-    if (layout.kind == kind && layout.version != Version::new_one) value.resize(layout.size);
-  }
-  return value;
+  const auto has_size = [&](const Layout& layout) {
+    return layout.kind == kind && layout.version != Version::new_one && layout.size == value.size();
+  };
+  if (std::none_of(std::begin(all_layouts), std::end(all_layouts), has_size)) return false;
+  if (kind == Kind::global_info) return value[0] == 1 && is_zero(std::span(value).subspan(1));
+  const size_t copied = std::min(record.value.size(), value.size());
+  return std::equal(value.begin(), value.begin() + static_cast<ptrdiff_t>(copied), record.value.begin()) &&
+         is_zero(std::span(value).subspan(copied));
 }
 
 bool is_secret_throughout(const StoredRecord& record) {

@@ -56,8 +56,8 @@ bool has_layouts(Kind kind);
 // The layout of a record by its kind and its value's length, or null.
 const Layout* layout_of(const StoredRecord& record);
 
-// Returns what a downgrade stores for a record of a kind that has layouts.
-Bytes downgraded_value(const StoredRecord& record);
+// Whether `value` is what a downgrade stores for a record of a kind that has layouts.
+bool is_downgraded(const StoredRecord& record, const Bytes& value);
 
 // Whether the whole value of a record is a secret, because it has no layout that says where its secret is.
 bool is_secret_throughout(const StoredRecord& record);

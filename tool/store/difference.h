@@ -18,7 +18,7 @@ struct Difference {
 
   const StoredRecord& either() const { return before != nullptr ? *before : *after; }
   bool is_change() const { return before != nullptr && after != nullptr; }
-  bool is_none() const { return is_change() && *before == *after; }
+  bool is_none() const { return is_change() && before->value == after->value; }
   const char* name() const { return is_change() ? "changed" : before != nullptr ? "removed" : "added"; }
 };
 
