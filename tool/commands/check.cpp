@@ -8,8 +8,8 @@
 #include <optional>
 
 #include "tool/commands/commands.h"
+#include "tool/conversion/backup.h"
 #include "tool/conversion/release.h"
-#include "tool/conversion/restore_source.h"
 #include "tool/record/record_fields.h"
 #include "tool/store/files.h"
 #include "tool/store/record_counts.h"

@@ -18,13 +18,11 @@ namespace fs = std::filesystem;
 namespace {
 
 struct ConvertOptions {
-  std::string directory, from, to, root, trace;
+  std::string directory, from, to, root;
   unsigned vdc = 1;
   bool startup = false;
-  bool dry_run = false;
   bool summary = false;  // no list of what would change
-  bool backup = true;
-  Permissions permissions{};
+  ConversionRequest request{};
   View view{};
   JsonReport* json = nullptr;
 };
@@ -159,10 +157,9 @@ void print_text(const ConversionReport& report, const DryRun& dry_run, const Con
 
 Exit convert(const ConvertOptions& options) {
   const Conversion conversion = conversion_for(options);
-  if (!options.trace.empty()) check_trace_file(conversion, options.trace);
+  if (!options.request.trace.empty()) check_trace_file(conversion, options.request.trace);
   const DryRun dry_run(conversion);
-  const ConversionReport report =
-      convert_store({conversion, options.permissions, options.dry_run, options.backup, options.trace}, dry_run);
+  const ConversionReport report = convert_store(conversion, options.request, dry_run);
   options.json != nullptr ? print_json(report, dry_run, options) : print_text(report, dry_run, options);
   if (!report.problem.empty()) std::cerr << "vrrpconvert: " << printable(report.problem) << '\n';
   return static_cast<Exit>(report.exit);
@@ -176,7 +173,7 @@ void add_convert(CLI::App& app, Choice& choice) {
                   "  vrrpconvert convert /flash --from '4.2(1)' --to '4.1(2)' --allow-loss --trace trace.log");
   const auto options = std::make_shared<ConvertOptions>();
   command.set_run([options] { return convert(*options); },
-                  [options] { return options->dry_run ? Effect::reads : Effect::changes; });
+                  [options] { return options->request.is_dry_run ? Effect::reads : Effect::changes; });
   command.add_operand("DIR", options->directory, "The directory that holds vrrp-cfg_runtime_config");
   command.add_text("--from", options->from, "The release that wrote the store, as 4.2(1)", true);
   command.add_text("--to", options->to, "The release that will read it", true);
@@ -184,14 +181,16 @@ void add_convert(CLI::App& app, Choice& choice) {
   command.add_flag("--startup", options->startup,
                    "Inspect DIR/bin/vrrp-cfg_config_sav, the saved startup store, instead");
   command.exclude("--startup", "--vdc");
-  command.add_flag("--dry-run", options->dry_run, "Change nothing: show what would change and what would be lost");
+  command.add_flag("--dry-run", options->request.is_dry_run,
+                   "Change nothing: show what would change and what would be lost");
   command.add_flag("--summary", options->summary, "Do not list every record that would change");
-  command.add_accept_loss(options->permissions.accepted);
-  command.add_flag("--allow-loss", options->permissions.loss, "Convert although anything is lost or would fail");
-  command.add_flag("--allow-mismatch", options->permissions.mismatch,
+  command.add_accept_loss(options->request.permissions.accepted);
+  command.add_flag("--allow-loss", options->request.permissions.loss,
+                   "Convert although anything is lost or would fail");
+  command.add_flag("--allow-mismatch", options->request.permissions.mismatch,
                    "Convert although the releases contradict the layout of the records");
-  command.add_flag("--no-backup", options->backup, "Keep no copy of the store beside it", false);
-  command.add_text("--trace", options->trace, "Append the library's trace lines to this file");
+  command.add_flag("--no-backup", options->request.has_backup, "Keep no copy of the store beside it", false);
+  command.add_text("--trace", options->request.trace, "Append the library's trace lines to this file");
   command.exclude("--trace", "--dry-run");
   command.add_text("--root", options->root, "The directory that stands for a device's /; its tmp takes the snapshot");
   command.add_default("--root", "PSS_NONVOLATILE_ROOT");

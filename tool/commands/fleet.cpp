@@ -30,7 +30,7 @@ struct FleetOptions {
 // "bfd_peer_ip 2, forwarding_state 3"
 std::string text_of_lost(const Device& device) {
   std::string text;
-  for (const auto& [field, names] : device.lost) {
+  for (const auto& [field, names] : device.report.summary.lost) {
     text += (text.empty() ? "" : ", ") + field + " " + std::to_string(names.records);
   }
   return printable(text);
@@ -40,8 +40,9 @@ void print_table(const Fleet& fleet) {
   std::vector<std::vector<std::string>> rows = {
       {"device", "records", "verdict", "would be lost", "would fail", "problem"}};
   for (const Device& device : fleet.devices) {
-    rows.push_back({printable(device.device), std::to_string(device.records), printable(device.verdict),
-                    text_of_lost(device), std::to_string(device.failures), printable(device.problem)});
+    const Summary& summary = device.report.summary;
+    rows.push_back({printable(device.name), std::to_string(summary.records.total()), printable(device.verdict),
+                    text_of_lost(device), std::to_string(summary.failures), printable(device.report.problem)});
   }
   std::vector<size_t> widths(rows[0].size());
   for (const auto& row : rows) {

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cstring>
-#include <deque>
 #include <iostream>
 #include <map>
 #include <optional>
@@ -23,47 +22,34 @@ struct ShowOptions {
   JsonReport* json = nullptr;
 };
 
-// The cells of one line. What they held before is overwritten in its place.
-class Row {
- public:
-  void clear() { size_ = 0; }
-  std::string& add() {
-    if (size_ == cells_.size()) cells_.emplace_back();
-    cells_[size_].clear();
-    return cells_[size_++];
-  }
-  size_t size() const { return size_; }
-  const std::string& operator[](size_t index) const { return cells_[index]; }
-
- private:
-  std::deque<std::string> cells_;  // what add() gave out stays where it is
-  size_t size_ = 0;
+struct Column {
+  const char* heading;
+  bool is_always_shown;
+  size_t width = 0;  // 0: not shown
 };
 
-// The table of one kind: a column a field, but for fields that are unset in every record.
+// A column for each field of the kind's longest layout, which comes first and has the fields of the others.
+std::vector<Column> columns_of(Kind kind) {
+  if (kind == Kind::track)
+    return {{"interface", true}, {"vr", true}, {"family", true}, {"object", true}, {"value", true}};
+  if (!has_layouts(kind)) return {{"key", true}, {"value", true}};
+  std::vector<Column> columns = {{"layout", true}};
+  const auto longest =
+      std::find_if(layouts().begin(), layouts().end(), [kind](const Layout& layout) { return kind == layout.kind; });
+  for (const Field& field : longest->fields) columns.push_back({field.heading, field.is_always_shown()});
+  return columns;
+}
+
+// The table of one kind. A field that is unset in every record has no column.
 class Table {
  public:
-  Table(Kind kind, bool reveal) : title_(title_of(kind)), reveal_(reveal) {
-    if (kind == Kind::track) {
-      columns_ = {{"interface", true}, {"vr", true}, {"family", true}, {"object", true}, {"value", true}};
-      return;
-    }
-    if (!has_layouts(kind)) {
-      columns_ = {{"key", true}, {"value", true}};
-      return;
-    }
-    columns_ = {{"layout", true}};
-    // The kind's longest layout comes first, and has the fields of the others.
-    const auto all = layouts();
-    const auto longest =
-        std::find_if(all.begin(), all.end(), [kind](const Layout& layout) { return kind == layout.kind; });
-    for (const Field& field : longest->fields) columns_.push_back({field.heading, field.is_always_shown()});
-  }
+  Table(Kind kind, bool reveal)
+      : title_(title_of(kind)), reveal_(reveal), columns_(columns_of(kind)), row_(columns_.size()) {}
 
   // Learns how wide the columns must be.
   void measure(const StoredRecord& record) {
     fill(record);
-    for (size_t i = 0; i < row_.size(); ++i) {
+    for (size_t i = 0; i < used_; ++i) {
       Column& column = columns_[i];
       if (!column.is_always_shown && means_nothing(row_[i])) continue;
       column.width = std::max({column.width, row_[i].size(), strlen(column.heading)});
@@ -76,8 +62,8 @@ class Table {
     fits_ = terminal_width() == 0 || width <= terminal_width();
     std::cout << styled(Style::bold, title_) << '\n';
     if (!fits_) return;
-    row_.clear();
-    for (const Column& column : columns_) row_.add() = column.heading;
+    used_ = 0;
+    for (const Column& column : columns_) add_cell() = column.heading;
     print_row();
   }
 
@@ -87,24 +73,24 @@ class Table {
   }
 
  private:
-  struct Column {
-    const char* heading;
-    bool is_always_shown;
-    size_t width = 0;  // 0: not shown
-  };
-
   static bool means_nothing(const std::string& cell) { return cell == "-" || cell == "0" || cell == "0x0"; }
 
+  // Cells keep their memory from row to row.
+  std::string& add_cell() {
+    row_[used_].clear();
+    return row_[used_++];
+  }
+
   void fill(const StoredRecord& record) {
-    row_.clear();
-    std::string& first = row_.add();
+    used_ = 0;
+    std::string& first = add_cell();
     if (const auto track = track_key_of(record.key)) {
       first = interface_text(track->ifindex);
-      row_.add() = std::to_string(track->vr_id);
+      add_cell() = std::to_string(track->vr_id);
       const char* family = word_of(Type::address_type, track->addr_type);
-      row_.add() = family != nullptr ? family : std::to_string(track->addr_type);
-      row_.add() = std::to_string(track->track_obj_id);
-      append_hex(record.value, row_.add());
+      add_cell() = family != nullptr ? family : std::to_string(track->addr_type);
+      add_cell() = std::to_string(track->track_obj_id);
+      append_hex(record.value, add_cell());
       return;
     }
     const Kind kind = kind_of(record.key);
@@ -114,7 +100,7 @@ class Table {
         return;
       }
       append_hex(record.key, first);
-      append_hex(record.value, row_.add());
+      append_hex(record.value, add_cell());
       return;
     }
     const Layout* layout = layout_of(record);
@@ -124,13 +110,13 @@ class Table {
     }
     first = layout->version != Version::only ? word_of(layout->version) : "-";
     if (expected_key(*layout, record.value) != record.key) first += " under key " + hex_of(record.key);
-    for (const Field& field : layout->fields) append_text(field, field.in(record.value), reveal_, row_.add());
-    while (row_.size() < columns_.size()) row_.add() = '-';  // fields that the old layout does not have
+    for (const Field& field : layout->fields) append_text(field, field.in(record.value), reveal_, add_cell());
+    while (used_ < columns_.size()) add_cell() = '-';  // fields that the old layout does not have
   }
 
   void print_row() {
     line_.clear();
-    for (size_t i = 0; i < row_.size(); ++i) {
+    for (size_t i = 0; i < used_; ++i) {
       const size_t width = columns_[i].width;
       if (width == 0) continue;
       line_.append(2, ' ').append(row_[i]).append(std::max(width, row_[i].size()) - row_[i].size(), ' ');
@@ -142,7 +128,7 @@ class Table {
   // A record of its own where the table is wider than the terminal.
   void print_block(const std::string& name) {
     std::cout << "  " << styled(Style::bold, name) << '\n';
-    for (size_t i = 0; i < row_.size(); ++i) {
+    for (size_t i = 0; i < used_; ++i) {
       if (columns_[i].width == 0 || row_[i] == "-") continue;
       line_.assign(columns_[i].heading).resize(12, ' ');
       std::cout << "    " << line_ << row_[i] << '\n';
@@ -153,7 +139,8 @@ class Table {
   bool reveal_;
   bool fits_ = true;
   std::vector<Column> columns_;
-  Row row_;
+  std::vector<std::string> row_;
+  size_t used_ = 0;
   std::string line_;
 };
 

@@ -17,14 +17,6 @@ struct Permissions {
   bool mismatch = false;
 };
 
-struct Ending {
-  Exit exit = exit_done;
-  std::string problem{};
-  std::string reason = exit == exit_done ? "" : reason_for(exit);
-
-  bool is_good() const { return exit == exit_done; }
-};
-
 // Why the summary of a dry run alone is a reason not to convert, if it is.
 Ending refusal_of(const Summary& summary, const Permissions& permissions);
 

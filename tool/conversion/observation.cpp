@@ -2,15 +2,17 @@
 
 #include <dlfcn.h>
 #include <sys/mman.h>
-#include <sys/uio.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <fstream>
 #include <new>
 #include <string>
 
 #include "platform/embedded/pss_embedded.h"
+#include "tool/support/digits.h"
 #include "tool/support/error.h"
 
 namespace vrrpconvert {
@@ -49,25 +51,16 @@ void Observation::begin(const RunOptions& options) {
 void Observation::note_operation(const pss_datum_t& key, syserr_t status) const {
   __atomic_fetch_add(&observed_->operations, 1, __ATOMIC_RELAXED);
   if (status == 0) return;
-  uint32 size = key.siz;
-  const iovec parts[] = {{&size, sizeof size}, {key.ptr, key.siz}, {&status, sizeof status}};
-  [[maybe_unused]] const ssize_t written = writev(log_.descriptor(), parts, 3);  // a lost one costs a reason only
+  const auto* bytes = static_cast<const uint8*>(key.ptr);
+  // A line that is lost costs a reason only.
+  (void)dprintf(log_.descriptor(), "%s %u\n", hex_of({bytes, key.siz}).c_str(), status);
 }
 
-std::map<Bytes, syserr_t> Observation::failures() const {
-  std::map<Bytes, syserr_t> failures;
-  off_t at = 0;
-  uint32 size;
-  while (pread(log_.descriptor(), &size, sizeof size, at) == sizeof size) {
-    Bytes key(size);
-    syserr_t status = 0;
-    at += sizeof size;
-    if (pread(log_.descriptor(), key.data(), size, at) != static_cast<ssize_t>(size)) break;
-    at += size;
-    if (pread(log_.descriptor(), &status, sizeof status, at) != sizeof status) break;
-    at += sizeof status;
-    failures[key] = status;
-  }
+std::map<std::string, syserr_t> Observation::failures() const {
+  std::map<std::string, syserr_t> failures;
+  std::ifstream log(log_.path());
+  std::string key;
+  for (syserr_t status; log >> key >> status;) failures[key] = status;
   return failures;
 }
 

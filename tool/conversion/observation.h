@@ -26,7 +26,7 @@ class Observation {
   uint32 operations() const { return __atomic_load_n(&observed_->operations, __ATOMIC_RELAXED); }
 
   void note_operation(const pss_datum_t& key, syserr_t status) const;
-  std::map<Bytes, syserr_t> failures() const;  // by key
+  std::map<std::string, syserr_t> failures() const;
 
   // Of this process, once it has begun.
   pss_service_t original = 0;  // in a dry run, else 0
@@ -35,7 +35,7 @@ class Observation {
 
  private:
   Observed* observed_;
-  MemoryFile log_{};  // of failures: key size, key, status
+  MemoryFile log_{};  // of failures: a line with the key's hexadecimal digits and the status for each
 };
 
 }  // namespace vrrpconvert

@@ -29,7 +29,7 @@ std::string reason_for(Change change, const Difference& pair, const Run& run) {
   if (pair.before != nullptr && layout == nullptr && has_layouts(kind_of(pair.before->key))) {
     return "its value of " + std::to_string(pair.before->value.size()) + " bytes is of no known layout";
   }
-  const auto failure = run.failures.find(pair.either().key);
+  const auto failure = run.failures.find(hex_of(pair.either().key));
   if (failure != run.failures.end()) {
     return std::string(change == Change::upgrade ? "deleting" : "storing") +
            " it failed: " + syserr2str(failure->second);

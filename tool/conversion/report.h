@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "tool/conversion/backup.h"
 #include "tool/conversion/conversion.h"
 #include "tool/conversion/outcome.h"
-#include "tool/conversion/restore_source.h"
 #include "tool/support/error.h"
 
 namespace vrrpconvert {
@@ -38,8 +38,16 @@ struct Result {
   JSON_MEMBERS(changed, converted, deleted, added, left_alone, failed)
 };
 
-// Empty strings are null.
-struct ConversionReport {
+// How a conversion ends.
+struct Ending {
+  unsigned exit = exit_done;
+  std::string problem{};
+  std::string reason = exit == exit_done ? "" : reason_for(static_cast<Exit>(exit));  // for scripts
+
+  bool is_good() const { return exit == exit_done; }
+};
+
+struct ConversionReport : Ending {
   std::string store, from, to, change;
   bool dry_run = false, refused = false;
   Summary summary;
@@ -47,8 +55,7 @@ struct ConversionReport {
   std::string snapshot, earlier_snapshot, copy;
   std::vector<RestoreSource> ways_back;
   std::vector<std::string> unfinished_files;  // that may hold a store
-  std::string problem, reason, next;          // the reason is for scripts
-  unsigned exit = exit_done;
+  std::string next;                           // what to do
 
   bool has_outcome = false;  // whether the library ran on the store, and its outcome is known
   NameList added;            // by it

@@ -3,10 +3,10 @@
 #pragma once
 
 #include <map>
+#include <string>
 
 #include "platform/types.h"
 #include "tool/conversion/conversion.h"
-#include "tool/record/stored_record.h"
 #include "tool/store/store.h"
 
 namespace vrrpconvert {
@@ -26,7 +26,7 @@ struct Observed {
 
 struct Run : Observed {
   bool interrupted = false;
-  std::map<Bytes, syserr_t> failures{};  // of operations, by key
+  std::map<std::string, syserr_t> failures{};  // of operations, by the hexadecimal digits of the key
 
   bool has_converted() const { return answered && has_closed && close_status == 0; }
 };

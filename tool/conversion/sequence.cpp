@@ -35,8 +35,8 @@ bool meets_other_snapshot(const Conversion& conversion, const Store& original) {
 
 class Sequence {
  public:
-  Sequence(const ConversionRequest& request, const DryRun& dry_run)
-      : request_(request), conversion_(request.conversion), dry_run_(dry_run) {
+  Sequence(const Conversion& conversion, const ConversionRequest& request, const DryRun& dry_run)
+      : conversion_(conversion), request_(request), dry_run_(dry_run) {
     report_.store = conversion_.store();
     report_.from = conversion_.from.text;
     report_.to = conversion_.to.text;
@@ -50,14 +50,14 @@ class Sequence {
     const Ending refusal = refusal_of(report_.summary, request_.permissions);
     report_.refused = !refusal.is_good();
     if (request_.is_dry_run) {
-      end(ending_of_dry_run(report_.summary, refusal));
+      ending() = ending_of_dry_run(report_.summary, refusal);
     } else if (report_.refused) {
-      end(refusal);
+      ending() = refusal;
     } else if (is_upgrade && report_.summary.changes == 0 && report_.summary.failures == 0) {
       report_.next = "nothing to upgrade: the library was not run, so that an earlier snapshot stays";
     } else if (!request_.has_backup && meets_other_snapshot(conversion_, dry_run_.before())) {
       report_.refused = true;
-      end(refusal_of_snapshot(conversion_.snapshot()));
+      ending() = refusal_of_snapshot(conversion_.snapshot());
     } else {
       convert();
     }
@@ -65,23 +65,18 @@ class Sequence {
   }
 
  private:
-  void end(const Ending& ending) {
-    report_.exit = ending.exit;
-    report_.reason = ending.reason;
-    report_.problem = ending.problem;
-  }
+  Ending& ending() { return report_; }
 
   void convert() {
     try {
       const Run run = run_on_store();
       require_begun(run, conversion_);
       ignore_interrupts();  // from here on the outcome has to be reported
-      Ending ending = examine(run);
+      ending() = examine(run);
       note_unfinished_files();
-      if (ending.is_good()) require_kept(run, conversion_, !report_.outcome.changed, unfinished_text());
-      if (ending.is_good()) ending = ending_of_run(run, report_);
-      if (ending.is_good() && !report_.outcome.changed) drop_backup();
-      end(ending);
+      if (report_.is_good()) require_kept(run, conversion_, !report_.outcome.changed, unfinished_text());
+      if (report_.is_good()) ending() = ending_of_run(run, report_);
+      if (report_.is_good() && !report_.outcome.changed) drop_backup();
     } catch (const Error&) {
       drop_backup();
       throw;
@@ -177,16 +172,16 @@ class Sequence {
     });
   }
 
-  const ConversionRequest& request_;
   const Conversion& conversion_;
+  const ConversionRequest& request_;
   const DryRun& dry_run_;
   ConversionReport report_;
 };
 
 }  // namespace
 
-ConversionReport convert_store(const ConversionRequest& request, const DryRun& dry_run) {
-  return Sequence(request, dry_run).run();
+ConversionReport convert_store(const Conversion& conversion, const ConversionRequest& request, const DryRun& dry_run) {
+  return Sequence(conversion, request, dry_run).run();
 }
 
 }  // namespace vrrpconvert

@@ -10,9 +10,9 @@
 
 namespace vrrpconvert {
 
+// What the operator asks for.
 struct ConversionRequest {
-  const Conversion& conversion;
-  const Permissions& permissions;
+  Permissions permissions{};
   bool is_dry_run = false;
   bool has_backup = true;
   std::string trace{};  // the file that gets the library's trace lines; empty for the device's log
@@ -20,6 +20,6 @@ struct ConversionRequest {
 
 // Converts the store, unless the dry run is all that is asked for or the conversion is refused. Throws Error if nothing
 // was changed, and the error says all there is to report.
-ConversionReport convert_store(const ConversionRequest& request, const DryRun& dry_run);
+ConversionReport convert_store(const Conversion& conversion, const ConversionRequest& request, const DryRun& dry_run);
 
 }  // namespace vrrpconvert

@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 
 #include "tool/support/error.h"
 
@@ -21,10 +20,16 @@ namespace {
   throw Error(exit_io, file + ": cannot be opened for the trace: " + strerror(errno));
 }
 
-bool is_database(const std::string& file) {
+// O_NONBLOCK: a FIFO would hold the tool. O_NOFOLLOW: a link may lead to a store.
+int open_for_trace(const std::string& file, int flags) {
+  // Mode 0600: a dump of a record shows its authentication key.
+  return open(file.c_str(), flags | O_RDWR | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW, 0600);
+}
+
+bool is_database(int fd) {
   char start[15] = {};
-  std::ifstream(file, std::ios::binary).read(start, sizeof start);
-  return std::string_view(start, sizeof start) == "SQLite format 3";
+  return pread(fd, start, sizeof start, 0) == sizeof start &&
+         std::string_view(start, sizeof start) == "SQLite format 3";
 }
 
 }  // namespace
@@ -38,22 +43,22 @@ void check_trace_file(const Conversion& conversion, const std::string& file) {
     }
   }
   struct stat trace;
-  if (lstat(file.c_str(), &trace) != 0) {
+  if (lstat(file.c_str(), &trace) == 0 && !S_ISREG(trace.st_mode)) {
+    throw Error(exit_usage, file + ": is no regular file; name one that the trace can be appended to");
+  }
+  const int fd = open_for_trace(file, 0);
+  if (fd < 0) {
     if (errno == ENOENT && access(place.parent_path().c_str(), W_OK) == 0) return;
     fail_to_open(file);
   }
-  if (!S_ISREG(trace.st_mode)) {
-    throw Error(exit_usage, file + ": is no regular file; name one that the trace can be appended to");
-  }
-  if (access(file.c_str(), W_OK) != 0) fail_to_open(file);
-  if (is_database(file)) throw Error(exit_usage, file + ": is a store; name another file for the trace");
+  const bool is_store = is_database(fd);
+  close(fd);
+  if (is_store) throw Error(exit_usage, file + ": is a store; name another file for the trace");
 }
 
 TraceFile::TraceFile(const std::string& file) {
   if (file.empty()) return;
-  // Mode 0600: a dump of a record shows its authentication key. O_NONBLOCK: a FIFO would hold the tool. O_NOFOLLOW: a
-  // link may lead to a store.
-  fd_ = open(file.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW, 0600);
+  fd_ = open_for_trace(file, O_CREAT);
   if (fd_ == -1) fail_to_open(file);
 }
 

@@ -2,44 +2,39 @@
 
 #include <algorithm>
 
-#include "tool/conversion/report.h"
-
 namespace vrrpconvert {
 namespace {
 
 // Applies what is accepted here: the dry run that wrote the report may have had other options.
-void judge_losses(Device& device) {
-  if (device.exit != exit_done && device.reason != "loss") return;
-  device.exit = device.lost.empty() ? exit_done : exit_found;
-  device.reason = device.lost.empty() ? "" : "loss";
+void judge_losses(ConversionReport& report) {
+  if (report.exit != exit_done && report.reason != "loss") return;
+  const bool is_lossless = report.summary.lost.empty();
+  report.exit = is_lossless ? exit_done : exit_found;
+  report.reason = is_lossless ? "" : "loss";
 }
 
 }  // namespace
 
 void Device::fail(Exit status, const std::string& word, const std::string& message) {
-  exit = status;
-  reason = word;
-  problem = message;
+  report.exit = status;
+  report.reason = word;
+  report.problem = message;
 }
 
 void Device::judge() {
-  const bool has_verdict = exit == exit_done || exit == exit_found || exit == exit_some_failed || exit == exit_in_use;
-  if (reason == "mismatch") {
+  if (report.reason == "mismatch") {
     verdict = "contradiction";
-  } else if (has_verdict) {
-    verdict = exit == exit_in_use        ? "in use"
-              : exit == exit_some_failed ? "would fail"
-              : exit == exit_found       ? "loss"
-              : accepted.empty()         ? "clean"
-                                         : "accepted";
+  } else if (rank() > 0) {
+    static constexpr const char* verdicts[] = {"", "in use", "would fail", "loss", "accepted", "clean"};
+    verdict = verdicts[rank()];
   } else {
-    verdict = reason.empty() ? "unknown" : reason;
+    verdict = report.reason.empty() ? "unknown" : report.reason;
     std::replace(verdict.begin(), verdict.end(), '_', ' ');
   }
 }
 
 int Device::rank() const {
-  switch (exit) {
+  switch (report.exit) {
     case exit_in_use:
       return 1;
     case exit_some_failed:
@@ -47,43 +42,47 @@ int Device::rank() const {
     case exit_found:
       return 3;
     case exit_done:
-      return accepted.empty() ? 5 : 4;
+      return report.summary.accepted.empty() ? 5 : 4;
     default:
       return 0;
   }
 }
 
+void to_json(Json& json, const Device& device) {
+  const ConversionReport& report = device.report;
+  const Summary& summary = report.summary;
+  json = {{"device", device.name},
+          {"store", or_null(report.store)},
+          {"verdict", device.verdict},
+          {"records", summary.records.total()},
+          {"changes", summary.changes},
+          {"lost", summary.lost},
+          {"accepted", summary.accepted},
+          {"failing", summary.failing},
+          {"added", summary.added},
+          {"failures", summary.failures},
+          {"problem", or_null(report.problem)},
+          {"reason", or_null(report.reason)},
+          {"exit", report.exit}};
+}
+
 Device device_without_report(const std::string& name, const std::string& reason, const std::string& problem) {
-  Device device;
-  device.device = name;
+  Device device = {name};
   device.fail(exit_bad_input, reason, problem);
   return device;
 }
 
 Device device_of_report(const std::string& name, std::istream& stream, const std::set<std::string>& accepted) {
-  std::optional<ConversionReport> report = read_dry_run_report(stream);
+  const std::optional<ConversionReport> report = read_dry_run_report(stream);
   if (!report) return device_without_report(name, "bad_report", "no report of convert --dry-run --json");
-  Summary& summary = report->summary;
+  Device device = {name, *report};
+  Summary& summary = device.report.summary;
   accept_losses(accepted, summary);
-  Device device;
-  device.device = name;
-  device.store = report->store;
-  device.from = report->from;
-  device.to = report->to;
-  device.records = summary.records.total();
-  device.changes = summary.changes;
-  device.lost = summary.lost;
-  device.accepted = summary.accepted;
-  device.failing = summary.failing;
-  device.added = summary.added;
-  device.failures = summary.failures;
-  device.problem = report->problem.empty() ? summary.mismatch : report->problem;
-  device.reason = report->reason;
-  device.exit = report->exit;
-  if (device.exit == exit_done && !summary.mismatch.empty()) {
+  if (device.report.problem.empty()) device.report.problem = summary.mismatch;
+  if (report->is_good() && !summary.mismatch.empty()) {
     device.fail(exit_found, "mismatch", summary.mismatch);  // which --allow-mismatch allowed
   }
-  judge_losses(device);
+  judge_losses(device.report);
   return device;
 }
 

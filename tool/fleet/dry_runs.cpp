@@ -112,7 +112,7 @@ class DryRuns {
     std::ifstream report(found->output->path());
     Device device = device_of_report(found->name, report, options_.accepted);
     // A report counts only with the exit status that belongs to it: the dry run may have been killed after it.
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != static_cast<int>(device.exit)) {
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != static_cast<int>(device.report.exit)) {
       device.fail(exit_io, "not_examined",
                   WIFSIGNALED(status) ? "its dry run was ended by signal " + std::to_string(WTERMSIG(status))
                                       : "its dry run could not be run to its end");

@@ -8,12 +8,12 @@ namespace {
 
 void take_releases(Fleet& fleet) {
   for (Device& device : fleet.devices) {
-    if (device.from.empty()) continue;
-    if (fleet.from.empty()) std::tie(fleet.from, fleet.to) = std::tie(device.from, device.to);
-    if (device.from == fleet.from && device.to == fleet.to) continue;
-    device.fail(
-        exit_bad_input, "bad_report",
-        "its report is of " + device.from + " to " + device.to + ", another one of " + fleet.from + " to " + fleet.to);
+    const std::string from = device.report.from, to = device.report.to;
+    if (from.empty()) continue;
+    if (fleet.from.empty()) std::tie(fleet.from, fleet.to) = std::tie(from, to);
+    if (from == fleet.from && to == fleet.to) continue;
+    device.fail(exit_bad_input, "bad_report",
+                "its report is of " + from + " to " + to + ", another one of " + fleet.from + " to " + fleet.to);
   }
 }
 
@@ -22,7 +22,7 @@ Totals totals_of(const std::vector<Device>& devices) {
   totals.devices = devices.size();
   for (const Device& device : devices) {
     ++totals.verdicts[device.verdict];
-    for (const auto& [field, names] : device.lost) {
+    for (const auto& [field, names] : device.report.summary.lost) {
       ++totals.lost[field].devices;
       totals.lost[field].records += names.records;
     }
@@ -36,13 +36,12 @@ Fleet fleet_of(const std::string& from, const std::string& to, std::vector<Devic
   Fleet fleet = {from, to, std::move(devices), {}};
   take_releases(fleet);
   for (Device& device : fleet.devices) device.judge();
-  std::sort(fleet.devices.begin(), fleet.devices.end(), [](const Device& a, const Device& b) {
-    return std::pair(a.rank(), a.device) < std::pair(b.rank(), b.device);
-  });
+  std::sort(fleet.devices.begin(), fleet.devices.end(),
+            [](const Device& a, const Device& b) { return std::pair(a.rank(), a.name) < std::pair(b.rank(), b.name); });
   fleet.totals = totals_of(fleet.devices);
   if (!fleet.devices.empty()) {
     const Device& worst = fleet.devices.front();
-    fleet.exit = worst.rank() == 0 ? static_cast<unsigned>(exit_bad_input) : worst.exit;
+    fleet.exit = worst.rank() == 0 ? static_cast<unsigned>(exit_bad_input) : worst.report.exit;
   }
   return fleet;
 }

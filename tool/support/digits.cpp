@@ -4,8 +4,8 @@
 
 namespace vrrpconvert {
 
-void append_number(uint32 number, std::string& text) {
-  char digits[10];
+void append_number(uint64_t number, std::string& text) {
+  char digits[20];
   text.append(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
 }
 

@@ -9,7 +9,7 @@
 
 namespace vrrpconvert {
 
-void append_number(uint32 number, std::string& text);
+void append_number(uint64_t number, std::string& text);
 
 // Two hexadecimal digits a byte.
 void append_hex(std::span<const uint8> bytes, std::string& text);

@@ -21,24 +21,20 @@ enum Exit {
 
 // A word for scripts, where an error has none of its own.
 inline const char* reason_for(Exit code) {
-  switch (code) {
-    case exit_usage:
-      return "usage";
-    case exit_bad_input:
-      return "bad_input";
-    case exit_in_use:
-      return "in_use";
-    case exit_io:
-      return "io";
-    case exit_unknown:
-      return "unknown_outcome";
-    case exit_some_failed:
-      return "records_failed";
-    case exit_interrupted:
-      return "interrupted";
-    default:
-      return "found";
+  constexpr struct {
+    Exit code;
+    const char* word;
+  } words[] = {{exit_usage, "usage"},
+               {exit_bad_input, "bad_input"},
+               {exit_in_use, "in_use"},
+               {exit_io, "io"},
+               {exit_unknown, "unknown_outcome"},
+               {exit_some_failed, "records_failed"},
+               {exit_interrupted, "interrupted"}};
+  for (const auto& known : words) {
+    if (known.code == code) return known.word;
   }
+  return "found";
 }
 
 // The message says what is wrong, where, what was expected, and what to do next; `reason` is a word for scripts, which

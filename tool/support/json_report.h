@@ -18,7 +18,7 @@ class JsonReport {
   // Begins the object; end() of the writer ends it.
   JsonWriter& begin() {
     writer_.begin_object();
-    writer_.member("schema", 1u);
+    writer_.member("schema", uint32{1});
     return writer_;
   }
 

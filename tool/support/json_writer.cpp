@@ -1,7 +1,5 @@
 #include "tool/support/json_writer.h"
 
-#include <charconv>
-
 #include "tool/support/digits.h"
 
 namespace vrrpconvert {
@@ -67,14 +65,14 @@ void JsonWriter::separate() {
   needs_comma_ = true;
 }
 
+void JsonWriter::value(uint64_t number) {
+  separate();
+  append_number(number, text_);
+}
+
 void JsonWriter::append(std::string_view token) {
   separate();
   text_ += token;
-}
-
-void JsonWriter::append_number(uint64_t number) {
-  char digits[20];
-  append(std::string_view(digits, std::to_chars(digits, digits + sizeof digits, number).ptr));
 }
 
 void JsonWriter::append_quoted(std::string_view text) {

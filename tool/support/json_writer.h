@@ -1,7 +1,6 @@
 // JSON as a stream: for lists with as many items as a store has records.
 #pragma once
 
-#include <concepts>
 #include <cstdint>
 #include <ostream>
 #include <span>
@@ -33,15 +32,10 @@ class JsonWriter {
   void value(const char* text) { value(std::string_view(text)); }
   void value(const Json& content);
   void value_in_hex(std::span<const uint8> bytes);
+  void value(bool truth) { append(truth ? "true" : "false"); }
   void value(std::nullptr_t) { append("null"); }
-  template <std::unsigned_integral Number>  // bool too
-  void value(Number number) {
-    if constexpr (std::same_as<Number, bool>) {
-      append(number ? "true" : "false");
-    } else {
-      append_number(number);
-    }
-  }
+  void value(uint64_t number);
+  void value(uint32 number) { value(uint64_t{number}); }
 
   template <typename Value>
   void member(std::string_view name, const Value& content) {
@@ -55,7 +49,6 @@ class JsonWriter {
   void open(char opener, char closer);
   void separate();
   void append(std::string_view token);
-  void append_number(uint64_t number);
   void append_quoted(std::string_view text);
 
   std::string& text_;
