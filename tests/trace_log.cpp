@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
 
 int TraceLog::opens, TraceLog::open_flags, TraceLog::writes, TraceLog::syncs;
@@ -24,11 +25,22 @@ int log_fd = -1;
 
 bool line_is_to_be_synced;
 
+// How the messages of each trace point seen so far begin: no two points share a line.
+std::map<std::string, std::string> trace_points;
+
+void check_trace_point(const std::string& operation, int line, std::string message) {
+  if (operation.starts_with("vrrp_dbg_print")) return;  // a printer has one point for all fields
+  std::erase_if(message, [](char letter) { return isdigit(static_cast<unsigned char>(letter)) != 0; });
+  const std::string start = message.substr(0, 12);
+  EXPECT_EQ(trace_points.try_emplace(operation + ":" + std::to_string(line), start).first->second, start) << operation;
+}
+
 // A trace line without its time stamp and line number.
 std::string short_line(const std::string& line) {
   char operation[100] = "";
-  int length = 0;
-  sscanf(line.c_str(), "<%*24[^<>]> %99[a-z0-9_]:%*[0-9]%n", operation, &length);
+  int length = 0, number = 0;
+  sscanf(line.c_str(), "<%*24[^<>]> %99[a-z0-9_]:%d%n", operation, &number, &length);
+  if (length > 0) check_trace_point(operation, number, line.substr(static_cast<size_t>(length) + 1));
   EXPECT_EQ(line.substr(static_cast<size_t>(length), 1), length > 0 ? " " : "a line with a prefix") << line;
   return operation + line.substr(static_cast<size_t>(length));
 }

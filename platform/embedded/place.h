@@ -6,8 +6,8 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include "platform/embedded/digest.h"
 #include "platform/embedded/location.h"
-#include "platform/embedded/row.h"
 #include "platform/types.h"
 
 namespace pss_embedded {

@@ -3,6 +3,7 @@
 #define PLATFORM_EMBEDDED_STORE_H
 
 #include "platform/embedded/database.h"
+#include "platform/embedded/digest.h"
 #include "platform/embedded/location.h"
 #include "platform/embedded/place.h"
 #include "platform/embedded/pss_embedded.h"

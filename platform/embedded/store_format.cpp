@@ -34,6 +34,8 @@ syserr_t check_schema(sqlite3* database) {
   return step == SQLITE_ROW ? SYSERR_PSS_NOT_A_STORE : status_of_sqlite(step);
 }
 
+}  // namespace
+
 syserr_t check_format(sqlite3* database) {
   int application_id = 0, version = 0;
   syserr_t status = query_integer(database, "PRAGMA application_id", &application_id);
@@ -41,44 +43,6 @@ syserr_t check_format(sqlite3* database) {
   if (status != 0) return status;
   if (application_id != store_application_id || version != store_format_version) return SYSERR_PSS_NOT_A_STORE;
   return check_schema(database);
-}
-
-// Whether there is memory for SQLite's cache of pages, and some more.
-bool has_room_for_pages() {
-  void* room = sqlite3_malloc(4 << 20);
-  sqlite3_free(room);
-  return room != nullptr;
-}
-
-// quick_check finds damage outside the records that writes would spread, in the list of free pages for instance. It
-// reports a page for which there is no memory as damaged, so memory is looked for first.
-syserr_t check_pages(sqlite3* database) {
-  Statement statement;
-  const syserr_t status = prepare(database, "PRAGMA quick_check(1)", &statement);
-  if (status != 0) return status;
-  if (!has_room_for_pages()) return SYSERR_PSS_NO_MEMORY;
-  const int step = sqlite3_step(statement.get());
-  if (step != SQLITE_ROW) return status_of_sqlite(step);
-  const auto* answer = reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), 0));
-  if (answer == nullptr) return SYSERR_PSS_NO_MEMORY;
-  return strcmp(answer, "ok") == 0 ? 0 : SYSERR_PSS_DAMAGED;
-}
-
-}  // namespace
-
-syserr_t check_store(sqlite3* database, Digest* digest) {
-  syserr_t status = check_format(database);
-  if (status == 0) status = check_pages(database);
-  Digest kept;
-  if (status == 0) status = read_digest(database, &kept);
-  if (status == 0) status = compute_digest(database, digest);
-  if (status != 0) return status;
-  return *digest == kept ? 0 : SYSERR_PSS_DAMAGED;
-}
-
-syserr_t update_digest(sqlite3* database, Digest* digest) {
-  const syserr_t status = compute_digest(database, digest);
-  return status != 0 ? status : write_digest(database, *digest);
 }
 
 syserr_t create_format(sqlite3* database) {

@@ -10,17 +10,12 @@
 
 #include <sqlite3.h>
 
-#include "platform/embedded/row.h"
 #include "platform/types.h"
 
 namespace pss_embedded {
 
-// Reads everything in a database and returns the digest of its records. SYSERR_PSS_NOT_A_STORE when it is not of this
-// format, SYSERR_PSS_DAMAGED when it is not what was stored.
-syserr_t check_store(sqlite3* database, Digest* digest);
-
-// Makes the digest that the store keeps the one of its records.
-syserr_t update_digest(sqlite3* database, Digest* digest);
+// Returns 0, or SYSERR_PSS_NOT_A_STORE if the database is not of this format. Reads no record.
+syserr_t check_format(sqlite3* database);
 
 // Gives an empty database this format, without records.
 syserr_t create_format(sqlite3* database);

@@ -17,7 +17,7 @@ namespace {
 
 constexpr size_t path_max = 256;      // store URLs and paths, terminator included
 constexpr size_t vdc_string_max = 8;  // the VDC number as text, terminator included
-constexpr char driver[] = "vrrp_mgr_handle_generic_convert";
+constexpr char operation[] = "vrrp_mgr_handle_generic_convert";
 
 // ---- Releases ----
 
@@ -53,25 +53,25 @@ bool crosses_boundary(uint32 test) {
 void read_releases(const char* to_pkg_version, const char* from_pkg_version) {
   const char* to_srg_path = getenv("SYSMGR_TO_SRG_PATH");
   const char* from_srg_path = getenv("SYSMGR_FROM_SRG_PATH");
-  VRRP_CNV_TRACE_FOR(driver, "Info: to srg path %s from srg path %s\n", vrrp_cnv::shown(to_srg_path),
+  VRRP_CNV_TRACE_FOR(operation, "Info: to srg path %s from srg path %s\n", vrrp_cnv::shown(to_srg_path),
                      vrrp_cnv::shown(from_srg_path));
-  VRRP_CNV_TRACE_FOR(driver, "Info: args: to_pkg_version %s from_pkg_version %s\n", vrrp_cnv::shown(to_pkg_version),
+  VRRP_CNV_TRACE_FOR(operation, "Info: args: to_pkg_version %s from_pkg_version %s\n", vrrp_cnv::shown(to_pkg_version),
                      vrrp_cnv::shown(from_pkg_version));
 
   char corrected_to_pkg_ver[VRRP_CNV_VERSION_TEXT_MAX] = {};
   char corrected_from_pkg_ver[VRRP_CNV_VERSION_TEXT_MAX] = {};
   vrrp_mgr_get_corrected_pkg_ver(to_pkg_version, to_srg_path, corrected_to_pkg_ver);
-  VRRP_CNV_TRACE_FOR(driver, "Getting version %s\n", corrected_to_pkg_ver);
+  VRRP_CNV_TRACE_FOR(operation, "Getting version %s\n", corrected_to_pkg_ver);
   vrrp_mgr_get_corrected_pkg_ver(from_pkg_version, from_srg_path, corrected_from_pkg_ver);
-  VRRP_CNV_TRACE_FOR(driver, "Getting version %s\n", corrected_from_pkg_ver);
+  VRRP_CNV_TRACE_FOR(operation, "Getting version %s\n", corrected_from_pkg_ver);
 
   // A normalised text always holds three numbers, so the counts say nothing.
   (void)vrrp_mgr_split_version(corrected_from_pkg_ver, &from_major, &from_minor, &from_patch);
   (void)vrrp_mgr_split_version(corrected_to_pkg_ver, &to_major, &to_minor, &to_patch);
-  VRRP_CNV_TRACE_FOR(driver, "from version = %s, to version = %s \n", corrected_from_pkg_ver, corrected_to_pkg_ver);
-  VRRP_CNV_TRACE_FOR(driver, "from_major = %d, from_minor = %d, to_major = %d, to_minor = %d\n", from_major, from_minor,
-                     to_major, to_minor);
-  VRRP_CNV_TRACE_FOR(driver, "from_patch = %d, to_patch = %d\n", from_patch, to_patch);
+  VRRP_CNV_TRACE_FOR(operation, "from version = %s, to version = %s \n", corrected_from_pkg_ver, corrected_to_pkg_ver);
+  VRRP_CNV_TRACE_FOR(operation, "from_major = %d, from_minor = %d, to_major = %d, to_minor = %d\n", from_major,
+                     from_minor, to_major, to_minor);
+  VRRP_CNV_TRACE_FOR(operation, "from_patch = %d, to_patch = %d\n", from_patch, to_patch);
 }
 
 // ---- VDC ----
@@ -92,7 +92,7 @@ vdc_id_t vdc_number(const char* text, size_t length) {
 void read_gsync_vdc(char (&vdc_string)[vdc_string_max]) {
   const char* value = getenv("SYSMGR_VDC_ID");
   snprintf(vdc_string, sizeof vdc_string - 1, "%s", value != nullptr ? value : "");
-  VRRP_CNV_TRACE_FOR(driver, "VDC ID = %u\n", vdc_number(vdc_string, strlen(vdc_string)));
+  VRRP_CNV_TRACE_FOR(operation, "VDC ID = %u\n", vdc_number(vdc_string, strlen(vdc_string)));
 }
 
 // A startup store's path names its VDC: the text between "/vdc_" and the "/bin" at the end. Returns false when the
@@ -106,7 +106,7 @@ bool read_startup_vdc(const char* path, char (&vdc_string)[vdc_string_max]) {
   size_t length = strlen(vdc_text);
   if (length >= strlen(VRRP_CNV_STARTUP_DIRECTORY)) length -= strlen(VRRP_CNV_STARTUP_DIRECTORY);
   if (vdc_number(vdc_text, length) == 0) {
-    VRRP_CNV_TRACE_FOR(driver, "Could not get vdc from path\n");
+    VRRP_CNV_TRACE_FOR(operation, "Could not get vdc from path\n");
     return false;
   }
   const size_t copied = std::min(length, sizeof vdc_string - 1);
@@ -124,30 +124,30 @@ pss_service_t open_store(const char* path, uint32 conversion_type) {
   syserr_t ret_val = 0;
   const pss_service_t mgr_rc_pss_table = pss_open(mgr_rc_url, &ret_val);
   if (ret_val != 0 || mgr_rc_pss_table == 0) {
-    VRRP_CNV_TRACE_FOR(driver, "Failed to open %s: %s\n", mgr_rc_url, syserr2str(ret_val));
+    VRRP_CNV_TRACE_FOR(operation, "Failed to open %s: %s\n", mgr_rc_url, syserr2str(ret_val));
     return 0;
   }
-  VRRP_CNV_TRACE_FOR(driver, "Opened Mgr's PSS File %s\n", mgr_rc_url);
+  VRRP_CNV_TRACE_FOR(operation, "Opened Mgr's PSS File %s\n", mgr_rc_url);
   return mgr_rc_pss_table;
 }
 
 void upgrade_and_close(pss_service_t mgr_rc_pss_table, const char* vdc_string) {
   syserr_t ret_val = vrrp_mgr_handle_upgrade_to_4_2_1(mgr_rc_pss_table, VRRP_CONVERT_GSYNC, vdc_string);
-  if (ret_val != 0) VRRP_CNV_TRACE_FOR(driver, "Error handling upgrade changes : Ret 0x%x\n", ret_val);
+  if (ret_val != 0) VRRP_CNV_TRACE_FOR(operation, "Error handling upgrade changes : Ret 0x%x\n", ret_val);
 
   ret_val = pss_close(mgr_rc_pss_table);
   if (ret_val != 0) {
-    VRRP_CNV_TRACE_FOR(driver, "Error closing RC PSS file in Mgr : 0x%x(%s)\n", ret_val, syserr2str(ret_val));
+    VRRP_CNV_TRACE_FOR(operation, "Error closing RC PSS file in Mgr : 0x%x(%s)\n", ret_val, syserr2str(ret_val));
   } else {
-    VRRP_CNV_TRACE_FOR(driver, "Closed RC PSS file in Mgr\n");
+    VRRP_CNV_TRACE_FOR(operation, "Closed RC PSS file in Mgr\n");
   }
 }
 
 void downgrade(pss_service_t mgr_rc_pss_table) {
-  VRRP_CNV_TRACE_FOR(driver, "Handling downgrade changes in Mgr\n");
+  VRRP_CNV_TRACE_FOR(operation, "Handling downgrade changes in Mgr\n");
   const syserr_t ret_val = vrrp_mgr_handle_downgrade_from_4_2_1(mgr_rc_pss_table, mgr_rc_pss_table);
   if (ret_val != 0) {
-    VRRP_CNV_TRACE_FOR(driver, "Error handling downgrade changes : Ret %d\n", static_cast<int32>(ret_val));
+    VRRP_CNV_TRACE_FOR(operation, "Error handling downgrade changes : Ret %d\n", static_cast<int32>(ret_val));
   }
 }
 

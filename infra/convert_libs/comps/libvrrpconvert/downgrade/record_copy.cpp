@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr char copy[] = "vrrp_mgr_copy_and_convert_rc_pss_recs_for_downgrade";
+constexpr char operation[] = "vrrp_mgr_copy_and_convert_rc_pss_recs_for_downgrade";
 
 // The old layout of each kind is a byte prefix of the new one.
 template <typename OldRecord, typename NewRecord>
@@ -31,9 +31,9 @@ void store_global_info(pss_service_t pss_mgr_rc_table) {
   const pss_datum_t value = {&info, sizeof info};
   const syserr_t status = pss_store(pss_mgr_rc_table, PSS_REPLACE, &key, &value);
   if (status != 0) {
-    VRRP_CNV_TRACE_FOR(copy, "Failed to store global info : Ret_val 0x%x\n", status);
+    VRRP_CNV_TRACE_FOR(operation, "Failed to store global info : Ret_val 0x%x\n", status);
   } else {
-    VRRP_CNV_TRACE_FOR(copy, "Stored global info\n");
+    VRRP_CNV_TRACE_FOR(operation, "Stored global info\n");
   }
 }
 
@@ -45,10 +45,10 @@ void store_vr_record(pss_service_t pss_mgr_rc_table, const vrrp_config_record_t&
   const pss_datum_t vr_datum = {&old_vr_rec, sizeof old_vr_rec};
   const syserr_t status = pss_store(pss_mgr_rc_table, PSS_REPLACE, &pss_vr_key, &vr_datum);
   if (status != 0) {
-    VRRP_CNV_TRACE_FOR(copy, "Error storing record in PSS: Ret_val = %d, %s\n", static_cast<int32>(status),
+    VRRP_CNV_TRACE_FOR(operation, "Error storing record in PSS: Ret_val = %d, %s\n", static_cast<int32>(status),
                        syserr2str(status));
   } else {
-    VRRP_CNV_TRACE_FOR(copy, "Added new record for VR %d on interface 0x%x and addr type %d\n", old_vr_rec.vr_id,
+    VRRP_CNV_TRACE_FOR(operation, "Added new record for VR %d on interface 0x%x and addr type %d\n", old_vr_rec.vr_id,
                        old_vr_rec.ifindex, static_cast<int32>(old_vr_rec.addr_type));
   }
 }
@@ -61,11 +61,38 @@ void store_ip_assoc_record(pss_service_t pss_mgr_rc_table, const vrrp_ip_assoc_r
   const pss_datum_t vr_datum = {&old_ip_rec, sizeof old_ip_rec};
   const syserr_t status = pss_store(pss_mgr_rc_table, PSS_REPLACE, &pss_vr_key, &vr_datum);
   if (status != 0) {
-    VRRP_CNV_TRACE_FOR(copy, "Error storing record in PSS: Ret_val = %d, %s\n", static_cast<int32>(status),
+    VRRP_CNV_TRACE_FOR(operation, "Error storing record in PSS: Ret_val = %d, %s\n", static_cast<int32>(status),
                        syserr2str(status));
   } else {
-    VRRP_CNV_TRACE_FOR(copy, "Added new IP record for VR %d on interface 0x%x\n", old_ip_rec.vr_id, old_ip_rec.ifindex);
+    VRRP_CNV_TRACE_FOR(operation, "Added new IP record for VR %d on interface 0x%x\n", old_ip_rec.vr_id,
+                       old_ip_rec.ifindex);
   }
+}
+
+// Each returns the result of its bulk read, after which its array is released.
+
+int32 copy_vr_records(pss_service_t pss_eng_rc_table, pss_service_t pss_mgr_rc_table) {
+  vrrp_cnv::RecordArray<vrrp_config_record_t> vr_array;
+  const int32 ret_val = vr_array.read(pss_eng_rc_table, VRRP_PSS_KEY_VR);
+  if (ret_val != 0) {
+    VRRP_CNV_TRACE_FOR(operation, "Error getting PSS records in bulk; Ret = %d\n", ret_val);
+    return ret_val;
+  }
+  VRRP_CNV_TRACE_FOR(operation, "Number of VR records = %d\n", vr_array.count());
+  for (const auto& record : vr_array) store_vr_record(pss_mgr_rc_table, record);
+  return 0;
+}
+
+int32 copy_ip_assoc_records(pss_service_t pss_eng_rc_table, pss_service_t pss_mgr_rc_table) {
+  vrrp_cnv::RecordArray<vrrp_ip_assoc_record_t> ip_array;
+  const int32 ret_val = ip_array.read(pss_eng_rc_table, VRRP_PSS_KEY_IP_ASSOC);
+  if (ret_val != 0) {
+    VRRP_CNV_TRACE_FOR(operation, "Error getting PSS records in bulk; Ret = %d\n", ret_val);
+    return ret_val;
+  }
+  VRRP_CNV_TRACE_FOR(operation, "Number of VIP records = %d\n", ip_array.count());
+  for (const auto& record : ip_array) store_ip_assoc_record(pss_mgr_rc_table, record);
+  return 0;
 }
 
 }  // namespace
@@ -73,14 +100,7 @@ void store_ip_assoc_record(pss_service_t pss_mgr_rc_table, const vrrp_ip_assoc_r
 syserr_t vrrp_mgr_copy_and_convert_rc_pss_recs_for_downgrade(pss_service_t pss_eng_rc_table,
                                                              pss_service_t pss_mgr_rc_table) {
   store_global_info(pss_mgr_rc_table);
-  // Each array is released before the next kind is read.
-  int32 ret_val = vrrp_cnv::for_each_record<vrrp_config_record_t>(
-      copy, pss_eng_rc_table, VRRP_PSS_KEY_VR, "VR",
-      [=](const auto& record) { store_vr_record(pss_mgr_rc_table, record); });
-  if (ret_val == 0) {
-    ret_val = vrrp_cnv::for_each_record<vrrp_ip_assoc_record_t>(
-        copy, pss_eng_rc_table, VRRP_PSS_KEY_IP_ASSOC, "VIP",
-        [=](const auto& record) { store_ip_assoc_record(pss_mgr_rc_table, record); });
-  }
+  int32 ret_val = copy_vr_records(pss_eng_rc_table, pss_mgr_rc_table);
+  if (ret_val == 0) ret_val = copy_ip_assoc_records(pss_eng_rc_table, pss_mgr_rc_table);
   return static_cast<syserr_t>(ret_val);
 }

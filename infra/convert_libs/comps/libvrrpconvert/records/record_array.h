@@ -5,7 +5,6 @@
 #include <cstdlib>
 
 #include "libconvertvrrp.h"
-#include "trace/trace.h"
 
 namespace vrrp_cnv {
 
@@ -32,22 +31,6 @@ class RecordArray {
   void* records_ = nullptr;
   int32 count_ = 0;
 };
-
-// Reads all records of `key_type`, whose `kind` the count's trace line names, and calls `visit` with each in array
-// order. Returns the bulk reader's result. The trace lines carry the name of `operation`.
-template <typename Record, typename Visit>
-int32 for_each_record(const char* operation, pss_service_t table, vrrp_pss_key_type_t key_type, const char* kind,
-                      Visit visit) {
-  RecordArray<Record> records;
-  const int32 ret_val = records.read(table, key_type);
-  if (ret_val != 0) {
-    VRRP_CNV_TRACE_FOR(operation, "Error getting PSS records in bulk; Ret = %d\n", ret_val);
-    return ret_val;
-  }
-  VRRP_CNV_TRACE_FOR(operation, "Number of %s records = %d\n", kind, records.count());
-  for (const Record& record : records) visit(record);
-  return 0;
-}
 
 }  // namespace vrrp_cnv
 

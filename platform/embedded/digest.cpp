@@ -1,0 +1,108 @@
+#include "platform/embedded/digest.h"
+
+#include <cstring>
+
+#include "platform/embedded/database.h"
+#include "platform/embedded/pss_embedded.h"
+#include "platform/embedded/status.h"
+#include "platform/embedded/store_format.h"
+
+namespace pss_embedded {
+namespace {
+
+// The key of the row before, to see that keys ascend.
+class PreviousKey {
+ public:
+  bool precedes(const Row& row) const {
+    const int order = memcmp(bytes_, row.key, size_ < row.key_size ? size_ : row.key_size);
+    return order < 0 || (order == 0 && size_ < row.key_size);
+  }
+  void set(const Row& row) {
+    memcpy(bytes_, row.key, row.key_size);
+    size_ = row.key_size;
+  }
+
+ private:
+  uint8 bytes_[PSS_EMBEDDED_KEY_MAX];
+  uint32 size_ = 0;
+};
+
+// Reads every record and returns the digest of what it read; SYSERR_PSS_DAMAGED if a row is damaged or out of order.
+syserr_t compute_digest(sqlite3* database, Digest* digest) {
+  Statement statement;
+  const syserr_t status = prepare(database, "SELECT key, value, checksum FROM record ORDER BY key", &statement);
+  if (status != 0) return status;
+  *digest = {};
+  PreviousKey previous;
+  int step;
+  while ((step = sqlite3_step(statement.get())) == SQLITE_ROW) {
+    Row row;
+    const syserr_t row_status = read_row(statement.get(), &row);
+    if (row_status != 0) return row_status;
+    if (!previous.precedes(row)) return SYSERR_PSS_DAMAGED;
+    previous.set(row);
+    digest->add(row);
+  }
+  return status_of_sqlite(step);
+}
+
+syserr_t write_digest(sqlite3* database, const Digest& digest) {
+  Statement statement;
+  syserr_t status = prepare(database, "UPDATE digest SET records = ?1, checksum = ?2", &statement);
+  if (status != 0) return status;
+  sqlite3_bind_int64(statement.get(), 1, static_cast<sqlite3_int64>(digest.records));
+  sqlite3_bind_int64(statement.get(), 2, static_cast<sqlite3_int64>(digest.checksum));
+  return status_of_sqlite(sqlite3_step(statement.get()));
+}
+
+// Whether there is memory for SQLite's cache of pages, and some more.
+bool has_room_for_pages() {
+  void* room = sqlite3_malloc(4 << 20);
+  sqlite3_free(room);
+  return room != nullptr;
+}
+
+// quick_check finds damage outside the records that writes would spread, in the list of free pages for instance. It
+// reports a page for which there is no memory as damaged, so memory is looked for first.
+syserr_t check_pages(sqlite3* database) {
+  Statement statement;
+  const syserr_t status = prepare(database, "PRAGMA quick_check(1)", &statement);
+  if (status != 0) return status;
+  if (!has_room_for_pages()) return SYSERR_PSS_NO_MEMORY;
+  const int step = sqlite3_step(statement.get());
+  if (step != SQLITE_ROW) return status_of_sqlite(step);
+  const auto* answer = reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), 0));
+  if (answer == nullptr) return SYSERR_PSS_NO_MEMORY;
+  return strcmp(answer, "ok") == 0 ? 0 : SYSERR_PSS_DAMAGED;
+}
+
+}  // namespace
+
+syserr_t check_store(sqlite3* database, Digest* digest) {
+  syserr_t status = check_format(database);
+  if (status == 0) status = check_pages(database);
+  Digest kept;
+  if (status == 0) status = read_digest(database, &kept);
+  if (status == 0) status = compute_digest(database, digest);
+  if (status != 0) return status;
+  return *digest == kept ? 0 : SYSERR_PSS_DAMAGED;
+}
+
+syserr_t read_digest(sqlite3* database, Digest* digest) {
+  Statement statement;
+  const syserr_t status = prepare(database, "SELECT records, checksum FROM digest", &statement);
+  if (status != 0) return status;
+  const int step = sqlite3_step(statement.get());
+  if (step != SQLITE_ROW) return step == SQLITE_DONE ? SYSERR_PSS_DAMAGED : status_of_sqlite(step);
+  digest->records = static_cast<uint64_t>(sqlite3_column_int64(statement.get(), 0));
+  digest->checksum = static_cast<uint64_t>(sqlite3_column_int64(statement.get(), 1));
+  const int end = sqlite3_step(statement.get());
+  return end == SQLITE_ROW ? SYSERR_PSS_DAMAGED : status_of_sqlite(end);
+}
+
+syserr_t update_digest(sqlite3* database, Digest* digest) {
+  const syserr_t status = compute_digest(database, digest);
+  return status != 0 ? status : write_digest(database, *digest);
+}
+
+}  // namespace pss_embedded
