@@ -1,9 +1,32 @@
-// The content of a store, converted up or down. First byte: direction; then records, each as the length of its key, the
-// length of its value, key and value.
+// The content of a store, upgraded or downgraded, with the trace log open and closed. First byte: direction; then
+// records, each as the length of its key, the length of its value, key and value.
 
-#include "fuzz/conversion.h"
+#include <gmock/gmock.h>
+#include <stdlib.h>
+
+#include "platform/syserr.h"
+#include "tests/scripted_platform.h"
+#include "tests/trace_log.h"
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  GTEST_FLAG_SET(throw_on_failure, true);  // which the fuzzer takes for a crash, and keeps the input
+  setenv("SYSMGR_TO_SRG_PATH", "to", 1);
+  setenv("SYSMGR_FROM_SRG_PATH", "from", 1);
+  return 0;
+}
 
 namespace {
+
+// Returns the platform after a conversion of `prepared`.
+ScriptedPlatform convert(const ScriptedPlatform& prepared, int log_fd) {
+  trace_fd = log_fd;
+  ScriptedPlatform::get() = prepared;
+  std::vector<std::string>().swap(TraceLog::events);  // memory that is kept from input to input looks like a leak
+  EXPECT_EQ(vrrp_mgr_handle_generic_convert("/d", "", "t", "f", VRRP_CONVERT_GSYNC), 0u);
+  EXPECT_EQ(ScriptedPlatform::get().stores_open, 0);
+  std::erase(ScriptedPlatform::get().calls, "syserr2str");
+  return ScriptedPlatform::get();
+}
 
 // The key that belongs to a value, as the scripted platform's hton_if_index makes it.
 Bytes key_of_value(char type, const Bytes& v) {
@@ -40,10 +63,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       platform.records[key] = at + 2 + key_size < size ? input.substr(at + 2 + key_size, value_size) : "";
     at += 2u + key_size + value_size;
   }
-  const auto before = platform.records;
-  EXPECT_EQ(convert(platform, "/d", VRRP_CONVERT_GSYNC), 0u);
-  EXPECT_EQ(platform.records, converted(before, is_upgrade));
-  EXPECT_EQ(platform.snapshot, is_upgrade ? before : decltype(before)());
-  forget();
+  static TraceLog log;
+  TraceLog::broken = true;  // no line needs to reach the disk
+  static const int log_fd = (log.create(), convert_running("", "", ""), trace_fd);
+  const ScriptedPlatform silent = convert(platform, -1), traced = convert(platform, log_fd);
+  EXPECT_EQ(traced.calls, silent.calls);
+  EXPECT_EQ(traced.records, converted(platform.records, is_upgrade));
+  EXPECT_EQ(silent.records, traced.records);
+  EXPECT_EQ(traced.snapshot, is_upgrade ? platform.records : decltype(platform.records)());
+  ScriptedPlatform::reset();
   return 0;
 }

@@ -12,7 +12,6 @@
 
 #define VALUE(name, value) static_assert((name) == (value), #name)
 #define TEXT(name, text) static_assert(std::string_view(name) == (text), #name)
-#define SIZE(type, size) static_assert(sizeof(type) == (size), #type)
 #define TYPE(name, ...) static_assert(std::is_same_v<decltype(name), __VA_ARGS__>, #name)
 
 // Values stored by the manager, or answered by the platform.
@@ -58,12 +57,6 @@ VALUE(PSS_REPLACE, 1);
 VALUE(SYSERR_PSS_NO_STORE, 0x40488001u);
 VALUE(SYSERR_PSS_NO_FILES, 0x4048800Eu);
 
-SIZE(inet_addr_t, 20);
-SIZE(vrrp_config_record_t, 137);
-SIZE(vrrp_old_config_record_t, 85);
-SIZE(vrrp_ip_assoc_record_t, 53);
-SIZE(vrrp_old_ip_assoc_record_t, 33);
-SIZE(vrrp_pss_global_info_t, 21);
 VALUE(VRRP_VR_KEY_SIZE, 10);
 VALUE(VRRP_ASSOC_KEY_SIZE, 26);
 VALUE(VRRP_TRACK_KEY_SIZE, 14);
@@ -71,51 +64,9 @@ VALUE(VRRP_ENGINE_VR_KEY_SIZE, 9);
 VALUE(VRRP_ENGINE_VR_KEY_FOR_TRACK_SIZE, 14);
 VALUE(VRRP_ENGINE_TRACK_KEY_SIZE, 18);
 
-// Exported data.
-TYPE(trace_fd, int32_t);
-TYPE(debug_str, char[1000]);
-TYPE(tstamp, time_t);
-TYPE(afk, char[3]);
-TYPE(from_major, int32_t);
-TYPE(from_minor, int32_t);
-TYPE(from_patch, int32_t);
-TYPE(to_major, int32_t);
-TYPE(to_minor, int32_t);
-TYPE(to_patch, int32_t);
-
-// Exported functions.
-using U8 = uint8_t;
+// The types of exported data and functions are in packaging/libconvertvrrp.abi, which scripts/abi compares.
 using U32 = uint32_t;
-using I32 = int32_t;
 using Text = const char*;
-TYPE(convert_running, U32(Text, Text, Text));
-TYPE(convert_startup, U32(Text, Text, Text, Text));
-TYPE(convert_gsync, U32(Text, Text, Text, Text));
-TYPE(vrrp_mgr_handle_generic_convert, U32(Text, Text, Text, Text, U32));
-TYPE(vrrp_mgr_get_corrected_pkg_ver, void(Text, Text, char*));
-TYPE(vrrp_mgr_split_version, I32(Text, I32*, I32*, I32*));
-TYPE(vrrp_mgr_check_if_conversion_necessary, U32(U32, I32, I32, I32, I32, I32, I32, I32, I32, I32));
-TYPE(vrrp_mgr_handle_upgrade_to_4_2_1, U32(U32, U32, Text));
-TYPE(vrrp_delete_rc_pss_recs_for_upgrade, U32(U32));
-TYPE(vrrp_mgr_handle_downgrade_from_4_2_1, U32(U32, U32));
-TYPE(vrrp_mgr_copy_and_convert_rc_pss_recs_for_downgrade, U32(U32, U32));
-TYPE(pss_get_table, I32(U32, U8, void**, I32*, I32));
-TYPE(pss_eng_get_table, I32(U32, void**, I32*, I32, U8));
-TYPE(vrrp_hton_addr_type, U32(U32));
-TYPE(vrrp_make_vr_key, void(U8*, U8, U32, U8, U32));
-TYPE(vrrp_make_assoc_key, void(U8*, U32, U8, inet_addr_t));
-TYPE(vrrp_make_track_key, void(U8*, U32, U8, U32, U32));
-TYPE(make_vr_key, void(U8*, U32, U8, U32));
-TYPE(vrrp_make_vr_key_for_track, void(U8*, U32, U8, U32));
-TYPE(vrrp_make_ri_track_key, void(U8*, U8, U32, U32, U32));
-TYPE(make_afk_key, I32(char**, char*, I32));
-TYPE(vrrp_print_rc_pss_rec_old, void(vrrp_old_config_record_t));
-TYPE(vrrp_print_rc_pss_rec_new, void(vrrp_config_record_t));
-TYPE(vrrp_dbg_print_header, void(Text, U32));
-TYPE(vrrp_dbg_print_trailer, void());
-TYPE(vrrp_dbg_print_int_info, void(I32, Text));
-TYPE(vrrp_dbg_print_inet_info, void(inet_addr_t, Text));
-TYPE(vrrp_dbg_print_int_arr_info, void(const U8*, Text, I32));
 
 // The platform's operations.
 TYPE(pss_open, U32(Text, U32*));

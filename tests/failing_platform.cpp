@@ -1,12 +1,15 @@
 // Preloaded into the tool: a platform that answers chosen calls with a status of no known text, and passes on the rest.
 //
 //     FAIL_STORE, FAIL_DELETE   which call of pss_store or pss_delete fails, from 1
+//     LOSE_STORE                the call of pss_store that stores nothing and returns 0
+//     FAIL_MOVE                 the call of pss_move2key that fails: the bulk reader's
 //     DIE_AT_STORE              the call of pss_store at which the process is killed
 //     CHANGE_AT_OPEN            the call of pss_open before which another process adds a record to the store
 //     FAIL_CLOSE                the call of pss_close that keeps nothing and fails
+//     FAIL_AFTER_CLOSE          the call of pss_close that keeps all changes and fails
 //     FAIL_SNAPSHOT             the call of pss_snapshot that fails
-//     REPLACE_AFTER_CLOSE       the call of pss_close after which another process puts the file "before" in the store's
-//     place NO_NOREPLACE              the file system cannot rename to a free name only, and not exchange names
+//     REPLACE_AFTER_CLOSE       the call of pss_close after which another process renames the file "before" to the
+//     store NO_NOREPLACE              the file system cannot rename to a free name only, and not exchange names
 //     STALL_AT_STORE            the call of pss_store that waits until the process is ended
 //     STALL_MARK                the file that it makes before
 //     ONLY_BELOW                the nonvolatile root under which all this holds, so that a dry run goes well
@@ -65,7 +68,11 @@ syserr_t pss_snapshot(pss_service_t table, uint32 flags, const char* url) {
 }
 
 syserr_t pss_close(pss_service_t table) {
-  static int call = 0, replaced = 0;
+  static int call = 0, replaced = 0, failed = 0;
+  if (is_due("FAIL_AFTER_CLOSE", failed)) {
+    real<decltype(&pss_close)>("pss_close")(table);
+    return 0x77;
+  }
   if (is_due("REPLACE_AFTER_CLOSE", replaced)) {
     const syserr_t status = real<decltype(&pss_close)>("pss_close")(table);
     return rename("before", "flash/vrrp-cfg_runtime_config") == 0 ? status : 0x77;
@@ -81,10 +88,18 @@ extern "C" int renameat2(int from_fd, const char* from, int to_fd, const char* t
 }
 
 syserr_t pss_store(pss_service_t table, uint32 mode, const pss_datum_t* key, const pss_datum_t* value) {
-  static int dies = 0, stalls = 0, fails = 0;
+  static int dies = 0, stalls = 0, fails = 0, loses = 0;
   if (is_due("DIE_AT_STORE", dies)) kill(getpid(), SIGKILL);
   if (is_due("STALL_AT_STORE", stalls)) stall();
+  if (is_due("LOSE_STORE", loses)) return 0;
   return is_due("FAIL_STORE", fails) ? 0x77 : real<decltype(&pss_store)>("pss_store")(table, mode, key, value);
+}
+
+pss_datum_t* pss_move2key(pss_service_t table, const pss_datum_t* key, syserr_t* status) {
+  static int call = 0;
+  pss_datum_t* found = real<decltype(&pss_move2key)>("pss_move2key")(table, key, status);
+  if (is_due("FAIL_MOVE", call)) *status = 0x77;
+  return found;
 }
 
 syserr_t pss_delete(pss_service_t table, const pss_datum_t* key) {

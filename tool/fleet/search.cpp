@@ -27,7 +27,9 @@ bool is_input(const fs::directory_entry& entry, InputKind kind) {
 std::string name_below(const fs::path& directory, const fs::path& asked, bool is_only_one) {
   if (!is_only_one) return directory;
   const fs::path below = directory.lexically_relative(asked);
-  return below.empty() || below == "." ? fs::absolute(directory).lexically_normal().filename() : below;
+  if (!below.empty() && below != ".") return below;
+  const fs::path whole = fs::absolute(directory).lexically_normal();
+  return whole.has_filename() ? whole.filename() : whole.parent_path().filename();  // "." and "devices/" end in "/"
 }
 
 void search(const fs::path& asked, bool is_only_one, InputKind kind, std::vector<Input>& inputs) {

@@ -40,7 +40,7 @@ constexpr Meaning meanings[] = {
     {SYSERR_PSS_NO_STORE, exit_bad_input, "missing", ""},
     {SYSERR_PSS_NOT_A_STORE, exit_bad_input, "not_a_store",
      "; expected a store that vrrpconvert import or the store's manager wrote"},
-    {SYSERR_PSS_DAMAGED, exit_bad_input, "damaged", "; nothing was changed: put a copy or snapshot of it back"},
+    {SYSERR_PSS_DAMAGED, exit_bad_input, "damaged", "; put a copy or snapshot of it back"},
     {SYSERR_PSS_UNTRUSTED, exit_bad_input, "untrusted",
      "; let the sqlite3 shell finish it (sqlite3 STORE 'PRAGMA journal_mode=DELETE'), or remove the files beside the "
      "store that end in -journal and -wal if they are not the store's"},
