@@ -1,7 +1,9 @@
 #!/usr/bin/python3
-"""tool.py PROGRAMS ROUTERS: time and peak memory of the tool's commands, beside the sqlite3 shell's .import and .dump of the
-same rows, in turns. PROGRAMS is the directory of the built benchmarks."""
+"""tool.py PROGRAMS ROUTERS: time and peak memory of the tool's commands, compared with the sqlite3 shell's .import and .dump of
+the same rows; and the CPU time of a conversion, compared with that of the library alone. The programs run alternately. PROGRAMS
+is the directory of the built benchmarks."""
 import os
+import shutil
 import statistics
 import subprocess
 import sys
@@ -76,8 +78,33 @@ def compare(routers):
         print(f"{statistics.median(ratios):6.1f} x  {max(peaks):5.1f} MiB  {name}", flush=True)
 
 
+def processor_seconds(command, store):
+    """CPU time of a conversion of `store`, with that of the processes that it starts."""
+    for directory in ("d", "tmp"):
+        for name in os.listdir(directory):
+            os.remove(os.path.join(directory, name))
+    shutil.copy(store, "d/vrrp-cfg_runtime_config")
+    os.sync()
+    with subprocess.Popen(command, stdout=subprocess.DEVNULL) as process:
+        _, status, usage = os.wait4(process.pid, 0)
+        process.returncode = os.waitstatus_to_exitcode(status)
+    if process.returncode != 0:
+        raise SystemExit(f"{command}: exit status {process.returncode}")
+    return usage.ru_utime + usage.ru_stime
+
+
+def compare_conversions():
+    for name, store, direction, releases in (("downgrade", "store", [], ["--from", "4.2(1)", "--to", "4.1(2)"]),
+                                             ("upgrade", "old", ["up"], ["--from", "4.1(2)", "--to", "4.2(1)"])):
+        command = ["vrrpconvert", "convert", "d", "--root", ".", "--allow-loss", *releases]
+        ratios = [processor_seconds(command, store) / processor_seconds(["convert_once", "at", ".", *direction], store)
+                  for _ in range(ROUNDS)]
+        print(f"{statistics.median(ratios):6.1f} x the library's CPU time  {name}", flush=True)
+
+
 directories = (sys.argv[1], sys.argv[1] + "/../tool")
 os.environ["PATH"] = ":".join([os.path.realpath(directory) for directory in directories] + [os.environ["PATH"]])
 with tempfile.TemporaryDirectory() as scratch:
     os.chdir(scratch)
     compare(int(sys.argv[2]))
+    compare_conversions()

@@ -3,7 +3,6 @@
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <pthread.h>
-#include <sched.h>
 #include <signal.h>
 #include <sqlite3.h>
 #include <sys/wait.h>
@@ -179,7 +178,7 @@ TEST_F(TwoAtOnceTest, AConversionWaitsAndGetsTheStore) {
     log.create();
     const Other other([&]() -> std::function<void()> {
       return [this, let_go = is_writer ? writer() : reader()] {
-        while (log.text().find("Entering upgrade") == std::string::npos) sched_yield();
+        for (int i = 0; i < 10000 && log.text().find("Entering upgrade") == std::string::npos; ++i) usleep(1000);
         let_go();
       };
     });

@@ -10,7 +10,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <iostream>
 
 #include "libconvertvrrp.h"
 #include "tool/conversion/observation.h"
@@ -77,7 +76,6 @@ Run run_library(const RunOptions& options) {
   Observation observation;
   int alive[2];  // a pipe that the process has open as long as it lives
   if (pipe2(alive, O_CLOEXEC) != 0) throw Error(exit_io, std::string("no pipe: ") + strerror(errno));
-  std::cout.flush();
   const pid_t process = fork();
   if (process == 0) run_in_child(options, from, to, observation);
   const int reason = errno;
