@@ -52,7 +52,8 @@ int measure_memory(bench::Device& device, int routers, bool is_upgrade) {
 
 int main(int argc, char** argv) {
   if (argc < 3) {
-    fprintf(stderr, "usage: convert_once up|down ROUTERS, convert_once make ROUTERS FILE, or convert_once at ROOT [up]\n");
+    fprintf(stderr,
+            "usage: convert_once up|down ROUTERS, convert_once make ROUTERS FILE, or convert_once at ROOT [up]\n");
     return 2;
   }
   bench::Device device;

@@ -37,6 +37,7 @@ std::vector<std::string> arguments_for(const DryRunOptions& options, const fs::p
 [[noreturn]] void run_in_child(std::vector<std::string> arguments, int output) {
   prctl(PR_SET_PDEATHSIG, SIGTERM);
   std::vector<char*> pointers;
+  pointers.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
   const int errors = open("/dev/null", O_WRONLY);

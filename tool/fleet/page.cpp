@@ -36,6 +36,7 @@ mustache::data data_of_object(const Json& object) {
   mustache::data data(mustache::data::type::object);
   for (const auto& [name, value] : object.items()) {
     if (value.is_null()) continue;
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): the value owns its list by a unique_ptr
     data.set(name, has_data_names(name) ? list_of_members(value) : data_of(value));
     if (has_data_names(name) && !value.empty()) data.set("has_" + name, true);
   }
