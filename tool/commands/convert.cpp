@@ -78,8 +78,10 @@ void print_json(const ConversionReport& report, const DryRun& dry_run, const Con
   JsonWriter& json = options.json->begin();
   const Json members = report;
   for (const auto& [name, value] : members.items()) {
-    if (name == "outcome" && !options.summary) write_lists(json, dry_run, options.view);
     json.member(name, value);
+    if (name != "summary") continue;
+    if (!options.summary) write_lists(json, dry_run, options.view);
+    json.member("outcome", json_of_outcome(report));
   }
   json.end();
 }
@@ -122,17 +124,16 @@ void print_summary(const ConversionReport& report, const DryRun& dry_run, const 
   if (report.dry_run && !summary.mismatch.empty()) std::cout << "Contradiction: " << summary.mismatch << '\n';
 }
 
-void print_outcome(const ConversionReport& report) {
-  const Result& outcome = report.outcome;
+void print_outcome(const Outcome& outcome) {
   const std::pair<const char*, size_t> rows[] = {{"converted", outcome.converted},
                                                  {"deleted", outcome.deleted},
-                                                 {"added", outcome.added},
-                                                 {"left alone", outcome.left_alone},
+                                                 {"added", outcome.added.records},
+                                                 {"left alone", outcome.unchanged},
                                                  {"failed", outcome.failed.size()}};
   for (const auto& [label, count] : rows) {
     std::cout << "  " << std::left << std::setw(11) << label << std::right << std::setw(8) << count << '\n';
   }
-  if (outcome.added > 0) std::cout << "added: " << report.added.text() << '\n';
+  if (outcome.added.records > 0) std::cout << "added: " << outcome.added.text() << '\n';
   print_failures("failed", outcome.failed);
 }
 
@@ -142,7 +143,7 @@ void print_text(const ConversionReport& report, const DryRun& dry_run, const Con
             << '\n';
   if (report.dry_run || report.refused) print_summary(report, dry_run, options);
   if (!report.summary.note.empty()) std::cout << "Note: " << report.summary.note << '\n';
-  if (report.has_outcome) print_outcome(report);
+  if (report.outcome) print_outcome(*report.outcome);
   const auto print_line = [](const char* label, const std::string& text) {
     if (!text.empty()) std::cout << label << printable(text) << '\n';
   };

@@ -67,23 +67,23 @@ void require_kept(const Run& run, const Conversion& conversion, bool is_unchange
 }
 
 Ending ending_of_run(const Run& run, const ConversionReport& report) {
-  const Result& outcome = report.outcome;
+  const std::vector<FailedRecord>& failed = report.outcome->failed;
   if (!run.answered) {
-    return {exit_unknown, outcome.changed ? std::string("the store is converted, but the library died") + not_durable
-                                          : "the library died; the store is as it was"};
+    return {exit_unknown, report.changed ? std::string("the store is converted, but the library died") + not_durable
+                                         : "the library died; the store is as it was"};
   }
   if (run.result != 0) return {exit_bad_input, text_of_result(run.result)};
   // The dry run of the same conversion did change the store's image.
-  if (!outcome.failed.empty() && !outcome.changed && report.summary.changes > 0) {
-    return {exit_io, "nothing was changed: " + outcome.failed.front().reason};
+  if (!failed.empty() && !report.changed && report.summary.changes > 0) {
+    return {exit_io, "nothing was changed: " + failed.front().reason};
   }
   if (run.close_status != 0) {
     return {exit_unknown, std::string("the store is converted, but closing it failed: ") +
                               syserr2str(run.close_status) + not_durable};
   }
-  if (outcome.failed.empty()) return {};
+  if (failed.empty()) return {};
   return {exit_some_failed,
-          "not every record is in the state that it should be in; failed: " + std::to_string(outcome.failed.size())};
+          "not every record is in the state that it should be in; failed: " + std::to_string(failed.size())};
 }
 
 Ending ending_of_replaced(const Run& run, const Conversion& conversion) {

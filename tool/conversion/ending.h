@@ -17,20 +17,20 @@ struct Permissions {
   bool mismatch = false;
 };
 
-// Why the summary of a dry run alone is a reason not to convert, if it is.
+// A refusal to convert because of what the dry run foresees, or a good ending.
 Ending refusal_of(const Summary& summary, const Permissions& permissions);
 
 Ending refusal_of_snapshot(const std::filesystem::path& snapshot);
 
-// A dry run is refused nothing, but can foretell a refusal, or records that would fail.
+// The exit status and reason of a dry run are those of the refusal, or say that records would fail. It has no problem.
 Ending ending_of_dry_run(const Summary& summary, const Ending& refusal);
 
-// Throws Error if the run left the store unchanged for a reason that says all there is to report. `is_unchanged` says
-// whether the store has the records that it had.
+// Each throws Error if the run left the store unchanged, and the reason is all there is to report: if the library did
+// not get the store, or if an interrupt or a failed snapshot ended the run. `unfinished` is appended to the message.
 void require_begun(const Run& run, const Conversion& conversion);
 void require_kept(const Run& run, const Conversion& conversion, bool is_unchanged, const std::string& unfinished);
 
-// The ending of a run whose outcome is known.
+// The ending of a run whose outcome the report has.
 Ending ending_of_run(const Run& run, const ConversionReport& report);
 
 // The ending of one whose store has other records than the library left, or cannot be read.

@@ -38,6 +38,12 @@ Json parse_without_lists(std::istream& stream) {
 
 }  // namespace
 
+Json json_of_outcome(const ConversionReport& report) {
+  const Outcome outcome = report.outcome.value_or(Outcome());
+  return {{"changed", report.changed},      {"converted", outcome.converted},  {"deleted", outcome.deleted},
+          {"added", outcome.added.records}, {"left_alone", outcome.unchanged}, {"failed", outcome.failed}};
+}
+
 Summary summary_of(const Conversion& conversion, const Outcome& foreseen, const std::set<std::string>& accepted) {
   Summary summary = {
       foreseen.records, foreseen.changes, foreseen.lost, {}, foreseen.added, {}, foreseen.failed.size(), {}, {}};

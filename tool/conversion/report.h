@@ -1,4 +1,4 @@
-// The report of a conversion or of its dry run. Its members are those of the JSON object.
+// The report of a conversion or of its dry run. Its members are those of the JSON object, which also has an outcome.
 #pragma once
 
 #include <istream>
@@ -29,15 +29,6 @@ struct Summary {
   JSON_MEMBERS(records, changes, lost, accepted, added, failing, failures, mismatch, note)
 };
 
-// What the conversion itself did; nothing after a dry run or a refusal.
-struct Result {
-  bool changed = false;
-  size_t converted = 0, deleted = 0, added = 0, left_alone = 0;
-  std::vector<FailedRecord> failed;
-
-  JSON_MEMBERS(changed, converted, deleted, added, left_alone, failed)
-};
-
 // How a conversion ends.
 struct Ending {
   unsigned exit = exit_done;
@@ -51,18 +42,19 @@ struct ConversionReport : Ending {
   std::string store, from, to, change;
   bool dry_run = false, refused = false;
   Summary summary;
-  Result outcome;
+  bool changed = false;              // the records of the store
+  std::optional<Outcome> outcome{};  // of the library's run on the store, if it is known
   std::string snapshot, earlier_snapshot, copy;
   std::vector<RestoreSource> ways_back;
   std::vector<std::string> unfinished_files;  // that may hold a store
   std::string next;                           // what to do
 
-  bool has_outcome = false;  // whether the library ran on the store, and its outcome is known
-  NameList added;            // by it
-
-  JSON_MEMBERS(store, from, to, change, dry_run, refused, summary, outcome, snapshot, earlier_snapshot, copy, ways_back,
+  JSON_MEMBERS(store, from, to, change, dry_run, refused, summary, snapshot, earlier_snapshot, copy, ways_back,
                unfinished_files, problem, reason, next, exit)
 };
+
+// The member "outcome" of the report's object. It is all zero after a dry run or a refusal.
+Json json_of_outcome(const ConversionReport& report);
 
 Summary summary_of(const Conversion& conversion, const Outcome& foreseen, const std::set<std::string>& accepted);
 

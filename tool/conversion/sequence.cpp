@@ -74,9 +74,9 @@ class Sequence {
       ignore_interrupts();  // from here on the outcome has to be reported
       ending() = examine(run);
       note_unfinished_files();
-      if (report_.is_good()) require_kept(run, conversion_, !report_.outcome.changed, unfinished_text());
+      if (report_.is_good()) require_kept(run, conversion_, !report_.changed, unfinished_text());
       if (report_.is_good()) ending() = ending_of_run(run, report_);
-      if (report_.is_good() && !report_.outcome.changed) drop_backup();
+      if (report_.is_good() && !report_.changed) drop_backup();
     } catch (const Error&) {
       drop_backup();
       throw;
@@ -109,28 +109,20 @@ class Sequence {
     try {
       const Store now(conversion_.store());
       const StoreDigest digest = now.digest();
-      report_.outcome.changed = digest != dry_run_.before().digest();
+      report_.changed = digest != dry_run_.before().digest();
       const bool is_as_closed = run.has_closed && digest == run.closed;
-      const bool is_as_before = !report_.outcome.changed && !run.has_converted();
+      const bool is_as_before = !report_.changed && !run.has_converted();
       if (!is_as_closed && !is_as_before) return ending_of_replaced(run, conversion_);
-      set_outcome(is_foreseen && is_as_closed && dry_run_.outcome().failed.empty()
-                      ? dry_run_.outcome()
-                      : outcome_of(conversion_.change(), dry_run_.before(), now, run));
+      const bool is_known = is_foreseen && is_as_closed && dry_run_.outcome().failed.empty();
+      report_.outcome = is_known ? dry_run_.outcome() : outcome_of(conversion_.change(), dry_run_.before(), now, run);
       return {};
     } catch (const Error& error) {
-      report_.outcome.changed = true;
-      if (is_foreseen) set_outcome(dry_run_.outcome());
+      report_.changed = true;
+      if (is_foreseen) report_.outcome = dry_run_.outcome();
       return ending_of_unreadable(error.what(), is_foreseen);
     } catch (const std::bad_alloc&) {
       return ending_of_unreadable("there is too little memory to compare the records; run check", false);
     }
-  }
-
-  void set_outcome(const Outcome& outcome) {
-    report_.has_outcome = true;
-    report_.added = outcome.added;
-    report_.outcome = {report_.outcome.changed, outcome.converted, outcome.deleted,
-                       outcome.added.records,   outcome.unchanged, outcome.failed};
   }
 
   // Removes the backup of a store that was not changed: the store itself holds the same. One that stays does no harm.
@@ -156,7 +148,7 @@ class Sequence {
   }
 
   void name_ways_back() {
-    if (!report_.outcome.changed) return;
+    if (!report_.changed) return;
     const std::string& source = report_.copy.empty() ? report_.snapshot : report_.copy;
     const std::string back = source.empty() ? ""
                                             : "to go back to " + report_.from + ": vrrpconvert restore " +
