@@ -12,7 +12,6 @@ using Bytes = std::vector<uint8>;
 struct StoredRecord {
   Bytes key;
   Bytes value;
-  bool operator==(const StoredRecord&) const = default;
 };
 
 }  // namespace vrrpconvert
