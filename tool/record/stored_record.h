@@ -12,6 +12,7 @@ using Bytes = std::vector<uint8>;
 struct StoredRecord {
   Bytes key;
   Bytes value;
+  bool operator==(const StoredRecord&) const = default;
 };
 
 }  // namespace vrrpconvert
