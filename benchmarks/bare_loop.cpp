@@ -11,6 +11,7 @@
 
 #include "libconvertvrrp.h"
 #include "platform/embedded/database.h"
+#include "platform/embedded/digest.h"
 #include "platform/embedded/row.h"
 #include "platform/syserr.h"
 
@@ -60,11 +61,8 @@ class Laps {
 
 void begin(const Database& database) {
   require(pss_embedded::run(database.get(), "BEGIN"));
-  Statement check = prepare(database, "PRAGMA quick_check(1)");
-  require(sqlite3_step(check.get()) == SQLITE_ROW ? 0 : 1);
-  check.reset();
   Digest digest;
-  require(pss_embedded::compute_digest(database.get(), &digest));
+  require(pss_embedded::check_store(database.get(), &digest));
 }
 
 void sync_path(const fs::path& path) {
@@ -89,8 +87,7 @@ void write_image(const Database& database, const fs::path& target) {
 
 void commit(const Database& database, const fs::path& file, bool compacts, Laps& laps, Phases& phases) {
   Digest digest;
-  require(pss_embedded::compute_digest(database.get(), &digest));
-  require(pss_embedded::write_digest(database.get(), digest));
+  require(pss_embedded::update_digest(database.get(), &digest));
   laps.end(phases.digest);
   require(pss_embedded::run(database.get(), "COMMIT"));
   if (compacts) require(pss_embedded::run(database.get(), "VACUUM"));
