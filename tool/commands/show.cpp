@@ -51,7 +51,8 @@ class Table {
     fill(record);
     for (size_t i = 0; i < used_; ++i) {
       Column& column = columns_[i];
-      if (!column.is_always_shown && means_nothing(row_[i])) continue;
+      const bool is_wide_enough = column.width > 0 && row_[i].size() <= column.width;
+      if (is_wide_enough || (!column.is_always_shown && means_nothing(row_[i]))) continue;
       column.width = std::max({column.width, row_[i].size(), strlen(column.heading)});
     }
   }

@@ -1,7 +1,9 @@
 // The members of the JSON object in a line.
 #pragma once
 
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "tool/support/json.h"
 
@@ -9,19 +11,25 @@ namespace vrrpconvert {
 
 class JsonMembers {
  public:
-  // Members are scalars, or objects of scalars. Throws BadRecord, also for a name that an object has twice: one of its
-  // values would be lost.
+  // Values are scalars, or objects of scalars. Throws BadRecord, also for a name that stands in the object twice: one
+  // of its values would be lost.
   explicit JsonMembers(std::string_view line);
 
-  // Returns the member `name`, or null if there is none.
-  const Json* take(const char* name);
+  // The value of the member `name`, or null where there is none.
+  const Json* take(std::string_view name);
 
-  // Throws BadRecord if there is a member that was not taken.
+  // Throws BadRecord when there is a member that was not taken.
   void refuse_others() const;
 
  private:
-  Json object_;
-  std::vector<const Json*> taken_;
+  class Reader;
+  struct Member {
+    std::string name;
+    Json value;
+    bool is_taken = false;
+  };
+  std::vector<Member> members_;
+  size_t next_ = 0;  // lines come in the order in which they are written, so that the next member is mostly the one
 };
 
 }  // namespace vrrpconvert
