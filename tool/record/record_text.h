@@ -27,7 +27,8 @@ void write_record(JsonWriter& json, const StoredRecord& record, bool reveal = tr
 
 void write_raw_record(JsonWriter& json, const StoredRecord& record, bool reveal = true);
 
-// Writes what a record is of as members of an object: "vr_id", "ifindex" and "addr_type", null where it has none.
+// Writes the virtual router of a VR configuration or an IP association as members of an object: "vr_id", "ifindex" and
+// "addr_type"; null for any other record.
 void write_identity(JsonWriter& json, const StoredRecord& record);
 
 // Throws BadRecord.

@@ -48,18 +48,12 @@ void write_raw_record(JsonWriter& json, const StoredRecord& record, bool reveal)
 
 void write_identity(JsonWriter& json, const StoredRecord& record) {
   Json vr_id, ifindex, family;
-  const auto name_family = [&family](uint32 type) {
-    if (const char* word = word_of(Type::address_type, type)) family = word;
-  };
   const Layout* layout = layout_of(record);
-  if (const auto track = track_key_of(record.key)) {
-    vr_id = track->vr_id;
-    ifindex = track->ifindex;
-    name_family(track->addr_type);
-  } else if (layout != nullptr && layout->version != Version::only) {
+  if (layout != nullptr && layout->version != Version::only) {
     vr_id = record.value[4];
     ifindex = number_in(std::span(record.value).first(4));
-    name_family(number_in(std::span(record.value).subspan(layout->fields[2].offset, 4)));
+    const uint32 type = number_in(std::span(record.value).subspan(layout->fields[2].offset, 4));
+    if (const char* word = word_of(Type::address_type, type)) family = word;
   }
   json.member("vr_id", vr_id);
   json.member("ifindex", ifindex);
