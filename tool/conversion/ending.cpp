@@ -77,6 +77,9 @@ Ending ending_of_run(const Run& run, const ConversionReport& report) {
   if (!failed.empty() && !report.changed && report.summary.changes > 0) {
     return {exit_io, "nothing was changed: " + failed.front().reason};
   }
+  if (run.close_status != 0 && !report.changed) {
+    return {exit_io, std::string("nothing was changed: closing the store failed: ") + syserr2str(run.close_status)};
+  }
   if (run.close_status != 0) {
     return {exit_unknown, std::string("the store is converted, but closing it failed: ") +
                               syserr2str(run.close_status) + not_durable};
@@ -92,6 +95,10 @@ Ending ending_of_replaced(const Run& run, const Conversion& conversion) {
               (run.has_converted() ? "was converted, but another process" : "another process") +
               " replaced or changed it since; see with check which records it has",
           "replaced"};
+}
+
+Ending ending_of_uncompared() {
+  return {exit_unknown, "unknown outcome, because there is too little memory to compare the records; run check"};
 }
 
 Ending ending_of_unreadable(const std::string& reason, bool is_converted) {

@@ -35,6 +35,7 @@ Ending ending_of_run(const Run& run, const ConversionReport& report);
 
 // The ending of one whose store has other records than the library left, or cannot be read.
 Ending ending_of_replaced(const Run& run, const Conversion& conversion);
+Ending ending_of_uncompared();  // for lack of memory
 Ending ending_of_unreadable(const std::string& reason, bool is_converted);
 
 }  // namespace vrrpconvert

@@ -36,6 +36,13 @@ Json parse_without_lists(std::istream& stream) {
   return Json::parse(stream, is_kept, false);
 }
 
+// Whether all numbers are counts that a store can have: the JSON library would cast any other silently.
+bool has_only_counts(const Json& json) {
+  constexpr uint64_t count_max = 0x7fffffff;
+  if (json.is_number()) return json.is_number_unsigned() && json.get<uint64_t>() <= count_max;
+  return !json.is_structured() || std::all_of(json.begin(), json.end(), has_only_counts);
+}
+
 }  // namespace
 
 Json json_of_outcome(const ConversionReport& report) {
@@ -62,14 +69,15 @@ void accept_losses(const std::set<std::string>& accepted, Summary& summary) {
 std::optional<ConversionReport> read_dry_run_report(std::istream& stream) {
   const Json json = parse_without_lists(stream);
   try {
-    if (json.at("schema") != 1) return std::nullopt;
+    const Json summary = json.value("summary", Json());
+    if (json.at("schema") != 1 || !has_only_counts(json.at("exit")) || !has_only_counts(summary)) return std::nullopt;
     auto report = json.get<ConversionReport>();
     json.at("exit").get_to(report.exit);
     if (report.exit > exit_interrupted) return std::nullopt;
     // An error has no summary, and an exit status that a summary cannot have.
     const bool is_error = report.exit != exit_done && report.exit != exit_found && report.exit != exit_some_failed &&
                           !report.reason.empty();
-    const bool is_dry_run = report.dry_run && json.at("summary").is_object();
+    const bool is_dry_run = report.dry_run && summary.is_object();
     return is_dry_run || (is_error && !json.contains("summary")) ? std::optional(report) : std::nullopt;
   } catch (const Json::exception&) {
     return std::nullopt;

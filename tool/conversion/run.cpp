@@ -34,8 +34,9 @@ syserr_t call_library(const Conversion& conversion, bool has_trace) {
                                          conversion.startup ? VRRP_CONVERT_STARTUP : VRRP_CONVERT_GSYNC);
 }
 
+// noexcept: a lack of memory ends this process, and does not unwind into what is the parent's.
 [[noreturn]] void run_in_child(const RunOptions& options, const MemoryFile& from, const MemoryFile& to,
-                               Observation& observation) {
+                               Observation& observation) noexcept {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
     if (signal(number, SIG_DFL) == SIG_IGN) signal(number, SIG_IGN);  // nohup holds for the library too

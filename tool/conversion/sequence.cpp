@@ -121,7 +121,8 @@ class Sequence {
       if (is_foreseen) report_.outcome = dry_run_.outcome();
       return ending_of_unreadable(error.what(), is_foreseen);
     } catch (const std::bad_alloc&) {
-      return ending_of_unreadable("there is too little memory to compare the records; run check", false);
+      report_.changed = report_.changed || run.has_converted();
+      return ending_of_uncompared();
     }
   }
 

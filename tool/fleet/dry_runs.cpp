@@ -34,15 +34,11 @@ std::vector<std::string> arguments_for(const DryRunOptions& options, const fs::p
   return arguments;
 }
 
-[[noreturn]] void run_in_child(std::vector<std::string> arguments, int output) {
+[[noreturn]] void run_in_child(char* const* arguments, int output) noexcept {
   prctl(PR_SET_PDEATHSIG, SIGTERM);
-  std::vector<char*> pointers;
-  pointers.reserve(arguments.size() + 1);
-  for (std::string& argument : arguments) pointers.push_back(argument.data());
-  pointers.push_back(nullptr);
   const int errors = open("/dev/null", O_WRONLY);
   if (errors >= 0 && dup2(output, STDOUT_FILENO) >= 0 && dup2(errors, STDERR_FILENO) >= 0) {
-    execv("/proc/self/exe", pointers.data());
+    execv("/proc/self/exe", arguments);
   }
   _exit(127);
 }
@@ -92,8 +88,14 @@ class DryRuns {
     } catch (const Error&) {
       return false;
     }
+    // Before the fork: a lack of memory in the child would unwind into what is the parent's, such as the page.
+    std::vector<std::string> arguments = arguments_for(options_, input.file);
+    std::vector<char*> pointers;
+    pointers.reserve(arguments.size() + 1);
+    for (std::string& argument : arguments) pointers.push_back(argument.data());
+    pointers.push_back(nullptr);
     const pid_t process = fork();
-    if (process == 0) run_in_child(arguments_for(options_, input.file), output->descriptor());
+    if (process == 0) run_in_child(pointers.data(), output->descriptor());
     if (process > 0) running_.push_back({process, std::move(output), input.name});
     return process > 0;
   }
