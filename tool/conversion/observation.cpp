@@ -78,13 +78,14 @@ pss_service_t pss_open(const char* url, syserr_t* status) {
   const pss_service_t table = next(&pss_open, "pss_open")(url, status);
   if (begun == nullptr) return table;
   auto& observed = begun->observed();
-  observed.open_status = *status;
   // Digests are compared while the store is locked, so that the library converts the records that the dry run saw.
   vrrpconvert::StoreDigest found;
-  if (table == 0 || (vrrpconvert::get_digest(table, &found) == 0 && found == begun->expected)) return table;
-  observed.was_changed = true;
+  if (table != 0) *status = vrrpconvert::get_digest(table, &found);
+  observed.was_changed = *status == 0 && found != begun->expected;
+  if (observed.was_changed) *status = SYSERR_PSS_BUSY;
+  observed.open_status = *status;
+  if (*status == 0 || table == 0) return table;
   (void)next(&pss_close, "pss_close")(table);  // nothing was changed through it
-  *status = SYSERR_PSS_BUSY;
   return 0;
 }
 

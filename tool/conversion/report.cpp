@@ -1,6 +1,8 @@
 #include "tool/conversion/report.h"
 
 #include <algorithm>
+#include <new>
+#include <stdexcept>
 
 namespace vrrpconvert {
 namespace {
@@ -27,20 +29,35 @@ void compare_releases(const Conversion& conversion, Summary& summary) {
   }
 }
 
-Json parse_without_lists(std::istream& stream) {
-  constexpr const char* lists[] = {"changes", "losses", "failures", "outcome"};
-  const auto is_kept = [&lists](int depth, Json::parse_event_t event, const Json& parsed) {
+// Parses what a device's row needs. Other members may be as long as a store or, from another machine, anything; a
+// nested value is refused while it is parsed, because every later step would take stack for each level.
+Json parse_needed(std::istream& stream) {
+  constexpr const char* needed[] = {"schema", "store", "from", "to", "dry_run", "summary", "problem", "reason", "exit"};
+  constexpr int depth_max = 8;
+  const auto is_kept = [&needed](int depth, Json::parse_event_t event, const Json& parsed) {
+    if (depth > depth_max) throw std::out_of_range("depth");
     if (depth != 1 || event != Json::parse_event_t::key) return true;
-    return std::find(std::begin(lists), std::end(lists), parsed.get_ref<const std::string&>()) == std::end(lists);
+    return std::find(std::begin(needed), std::end(needed), parsed.get_ref<const std::string&>()) != std::end(needed);
   };
   return Json::parse(stream, is_kept, false);
 }
 
-// Whether all numbers are counts that a store can have: the JSON library would cast any other silently.
-bool has_only_counts(const Json& json) {
-  constexpr uint64_t count_max = 0x7fffffff;
-  if (json.is_number()) return json.is_number_unsigned() && json.get<uint64_t>() <= count_max;
-  return !json.is_structured() || std::all_of(json.begin(), json.end(), has_only_counts);
+// Whether the object of a dry run is complete, and its exit status is the one of its summary.
+bool is_dry_run(const ConversionReport& report, const Json& summary) {
+  const auto has = [&summary](const char* name) { return summary.contains(name) && !summary[name].is_null(); };
+  if (!report.dry_run || report.from.empty() || report.to.empty() || !has("records") || !has("lost") ||
+      !has("accepted") || !has("failures")) {
+    return false;
+  }
+  if (report.exit == exit_done && !report.reason.empty()) return false;
+  return report.summary.failures > 0 ? report.exit == exit_some_failed
+                                     : report.exit == exit_done || report.exit == exit_found;
+}
+
+// An error has no summary, and an exit status that a summary cannot have.
+bool is_error(const ConversionReport& report) {
+  return report.exit <= exit_interrupted && report.exit != exit_done && report.exit != exit_found &&
+         report.exit != exit_some_failed && !report.reason.empty();
 }
 
 }  // namespace
@@ -67,19 +84,18 @@ void accept_losses(const std::set<std::string>& accepted, Summary& summary) {
 }
 
 std::optional<ConversionReport> read_dry_run_report(std::istream& stream) {
-  const Json json = parse_without_lists(stream);
   try {
-    const Json summary = json.value("summary", Json());
-    if (json.at("schema") != 1 || !has_only_counts(json.at("exit")) || !has_only_counts(summary)) return std::nullopt;
+    const Json json = parse_needed(stream);
+    if (json.at("schema") != 1) return std::nullopt;
     auto report = json.get<ConversionReport>();
-    json.at("exit").get_to(report.exit);
-    if (report.exit > exit_interrupted) return std::nullopt;
-    // An error has no summary, and an exit status that a summary cannot have.
-    const bool is_error = report.exit != exit_done && report.exit != exit_found && report.exit != exit_some_failed &&
-                          !report.reason.empty();
-    const bool is_dry_run = report.dry_run && summary.is_object();
-    return is_dry_run || (is_error && !json.contains("summary")) ? std::optional(report) : std::nullopt;
-  } catch (const Json::exception&) {
+    report.exit = to_count(json.at("exit"));
+    const bool is_known = json.contains("summary") ? is_dry_run(report, json["summary"]) : is_error(report);
+    return is_known ? std::optional(report) : std::nullopt;
+  } catch (const std::ios_base::failure&) {
+    throw;  // of the file, not of its text
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception&) {
     return std::nullopt;
   }
 }

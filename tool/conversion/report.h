@@ -53,7 +53,8 @@ struct ConversionReport : Ending {
                unfinished_files, problem, reason, next, exit)
 };
 
-// The member "outcome" of the report's object. It is all zero after a dry run or a refusal.
+// The member "outcome" of the report's object. Its counts are 0 if the library did not run on the store, and if what it
+// did is not known.
 Json json_of_outcome(const ConversionReport& report);
 
 Summary summary_of(const Conversion& conversion, const Outcome& foreseen, const std::set<std::string>& accepted);
@@ -61,8 +62,9 @@ Summary summary_of(const Conversion& conversion, const Outcome& foreseen, const 
 // Moves losses of `accepted` fields from `lost` to `accepted`.
 void accept_losses(const std::set<std::string>& accepted, Summary& summary);
 
-// Reads the JSON object of a dry run, or of an error that ended one, without the lists that may be as long as a store.
-// Returns nothing for any other text.
+// Reads the JSON object of a dry run, or of an error that ended one, but for what a fleet does not need. Returns
+// nothing for any other text, and for an object that is incomplete or contradicts itself. Throws what the stream
+// throws.
 std::optional<ConversionReport> read_dry_run_report(std::istream& stream);
 
 }  // namespace vrrpconvert

@@ -41,9 +41,12 @@ syserr_t call_library(const Conversion& conversion, bool has_trace) {
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
     if (signal(number, SIG_DFL) == SIG_IGN) signal(number, SIG_IGN);  // nohup holds for the library too
   }
-  setenv("SYSMGR_FROM_SRG_PATH", from.path().c_str(), 1);
-  setenv("SYSMGR_TO_SRG_PATH", to.path().c_str(), 1);
-  setenv("SYSMGR_VDC_ID", std::to_string(options.conversion.vdc).c_str(), 1);
+  // The operator's own values would make another conversion of it.
+  if (setenv("SYSMGR_FROM_SRG_PATH", from.path().c_str(), 1) != 0 ||
+      setenv("SYSMGR_TO_SRG_PATH", to.path().c_str(), 1) != 0 ||
+      setenv("SYSMGR_VDC_ID", std::to_string(options.conversion.vdc).c_str(), 1) != 0) {
+    _exit(1);
+  }
   trace_fd = options.trace;
   if (options.result < 0) set_nonvolatile_root(options.conversion.root);
   observation.begin(options);

@@ -86,6 +86,7 @@ class DryRuns {
     try {
       output = std::make_unique<MemoryFile>();
     } catch (const Error&) {
+      if (running_.empty()) throw;
       return false;
     }
     // Before the fork: a lack of memory in the child would unwind into what is the parent's, such as the page.

@@ -23,6 +23,7 @@ mustache::data list_of_members(const Json& object) {
   for (const auto& [name, value] : object.items()) {
     mustache::data item = value.is_object() ? data_of(value) : mustache::data("value", data_of(value));
     item.set("name", name);
+    item.set("separator", list.is_empty_list() ? "" : ", ");
     list.push_back(item);
   }
   return list;

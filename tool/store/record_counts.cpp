@@ -1,5 +1,6 @@
 #include "tool/store/record_counts.h"
 
+#include <algorithm>
 #include <numeric>
 
 namespace vrrpconvert {
@@ -52,12 +53,14 @@ void to_json(Json& json, const RecordCounts& counts) {
 }
 
 void from_json(const Json& json, RecordCounts& counts) {
-  for (const Kind kind : kinds) {
-    for (const Version version : versions) {
-      if (!json.contains(word_of(kind)) || !json.at(word_of(kind)).contains(word_of(version))) continue;
-      json.at(word_of(kind))
-          .at(word_of(version))
-          .get_to(counts.counts_[static_cast<size_t>(kind)][static_cast<size_t>(version)]);
+  const auto index_of = [](const auto& all, const std::string& word, auto otherwise) {
+    const auto found = std::find_if(std::begin(all), std::end(all), [&](auto one) { return word == word_of(one); });
+    return static_cast<size_t>(found != std::end(all) ? *found : otherwise);
+  };
+  for (const auto& [kind, versions_of_kind] : json.items()) {
+    for (const auto& [version, count] : versions_of_kind.items()) {
+      counts.counts_[index_of(kinds, kind, Kind::other)][index_of(versions, version, Version::unknown)] +=
+          to_count(count);
     }
   }
 }

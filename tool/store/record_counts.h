@@ -26,7 +26,8 @@ class RecordCounts {
 
   // By kind, then by version; what has no records is left out.
   friend void to_json(Json& json, const RecordCounts& counts);
-  friend void from_json(const Json& json, RecordCounts& counts);  // throws Json::exception
+  // A kind or a version that is not known counts as "other" or "unknown". Throws std::exception.
+  friend void from_json(const Json& json, RecordCounts& counts);
 
  private:
   std::array<std::array<size_t, 4>, 5> counts_{};

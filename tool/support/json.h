@@ -3,7 +3,10 @@
 
 #include <concepts>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 #include <string>
+
+#include "platform/types.h"
 
 namespace vrrpconvert {
 
@@ -37,12 +40,27 @@ void to_json(Json& json, const Struct& from) {
   });
 }
 
-// Members that are missing or null keep their values. Throws Json::exception for a member of another type.
+// The JSON library casts a truth or a number to any other number silently: to_count does not.
+inline uint32 to_count(const Json& json) {
+  const uint64_t count = json.get_ref<const Json::number_unsigned_t&>();
+  if (count > 0x7fffffff) throw std::out_of_range("a count");
+  return static_cast<uint32>(count);
+}
+
+// Members that are missing or null keep their values. Throws std::exception for a member of another type, or a number
+// that is no count.
 template <HasMembers Struct>
 void from_json(const Json& json, Struct& to) {
-  Struct::members(to, [&json](const char* name, auto& value) {
+  Struct::members(to, [&json]<typename Value>(const char* name, Value& value) {
     const auto found = json.find(name);
-    if (found != json.end() && !found->is_null()) found->get_to(value);
+    if (found == json.end() || found->is_null()) return;
+    if constexpr (std::same_as<Value, bool>) {
+      value = found->get_ref<const Json::boolean_t&>();
+    } else if constexpr (std::unsigned_integral<Value>) {
+      value = to_count(*found);
+    } else {
+      found->get_to(value);
+    }
   });
 }
 

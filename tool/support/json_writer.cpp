@@ -48,7 +48,12 @@ void JsonWriter::value_in_hex(std::span<const uint8> bytes) {
   text_ += '"';
 }
 
-void JsonWriter::value(const Json& content) { append(text_of(content)); }
+void JsonWriter::value(const Json& content) {
+  if (!content.is_array() || depth() != 1) return append(text_of(content));
+  begin_list();
+  for (const Json& item : content) value(item);
+  end();
+}
 
 void JsonWriter::members(const Json& object) {
   for (const auto& [name, content] : object.items()) member(name, content);

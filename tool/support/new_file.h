@@ -16,7 +16,7 @@ class NewFile {
 
   // Both throw Error.
   void write(std::string_view text);
-  void keep();  // makes it durable
+  void keep();  // makes its content durable
 
  private:
   [[noreturn]] void fail() const;
