@@ -9,8 +9,15 @@ _vrrpconvert() {
     COMPREPLY=($(compgen -W "vr ip_assoc global_info track other" -- "$word"))
     return
   fi
+  if [ "$previous" = --accept-loss ]; then  # also behind a comma
+    local before=
+    [[ $word != *,* ]] || before=${word%,*},
+    COMPREPLY=($(compgen -P "$before" -W "record lower_threshold_prio upper_threshold_prio forwarding_state bfd_peer_ip reserved
+      is_bfd_enabled_on_any_group temp_rsrv" -- "${word##*,}"))
+    return
+  fi
   case $previous in  # no file is meant
-    --from | --to | --release | --vdc | --accept-loss | --jobs) COMPREPLY=() && return ;;
+    --from | --to | --release | --vdc | --default | --jobs) COMPREPLY=() && return ;;
   esac
   case ${COMP_WORDS[1]} in
     import) options="--force --json --help" ;;
@@ -18,14 +25,14 @@ _vrrpconvert() {
     show) options="--kind --reveal --json --help" ;;
     check) options="--release --json --help" ;;
     diff) options="--ignore-layout --reveal --json --help" ;;
-    convert) options="--from --to --vdc --startup --dry-run --summary --accept-loss --allow-loss
+    convert) options="--from --to --plan --vdc --startup --dry-run --summary --accept-loss --default --allow-loss
       --allow-mismatch --no-backup --trace --root --reveal --json --help" ;;
-    fleet) options="--from --to --reports --accept-loss --jobs --html --json --help" ;;
-    restore) options="--no-backup --json --help" ;;
+    fleet) options="--from --to --reports --verify --expect --accept-loss --default --jobs --html --json --help" ;;
+    restore) options="--no-backup --dry-run --json --help" ;;
   esac
   case $word in
     -*) COMPREPLY=($(compgen -W "$options" -- "$word")) ;;
-    *) COMPREPLY=($(compgen -f -- "$word")) ;;
+    *) mapfile -t COMPREPLY < <(compgen -f -- "$word") ;;  # a name may have blanks
   esac
 }
 complete -o filenames -F _vrrpconvert vrrpconvert

@@ -15,6 +15,8 @@ if (( CURRENT == 2 )); then
   _describe command commands
   return
 fi
+local -a fields
+fields=(record lower_threshold_prio upper_threshold_prio forwarding_state bfd_peer_ip reserved is_bfd_enabled_on_any_group temp_rsrv)
 local json='--json[print one JSON object]' reveal='--reveal[show authentication keys]'
 case $words[2] in
   import) _arguments '--force[replace a store that is there]' $json '*:file:_files' ;;
@@ -24,15 +26,17 @@ case $words[2] in
   diff) _arguments '--ignore-layout[compare only what both layouts have]' $reveal $json '*:store:_files' ;;
   convert)
     _arguments '--from[the release that wrote the store]:release:' '--to[the release that will read it]:release:' \
+      '--plan[convert as planned in this report]:file:_files' '*--default[default value of a field]:FIELD=VALUE:' \
       '--vdc[number of the VDC]:number:' '--startup[inspect the saved startup store]' '--dry-run[change nothing]' \
       '--allow-loss[convert although something is lost]' '--summary[do not list every record]' \
-      '--accept-loss[fields that may be lost]:fields:' '--allow-mismatch[convert although releases contradict the layout]' \
+      '*--accept-loss[fields that may be lost]:fields:_sequence compadd - $fields' '--allow-mismatch[convert although releases contradict the layout]' \
       '--no-backup[keep no copy]' \
       '--trace[append trace lines]:file:_files' '--root[directory that stands for /]:directory:_directories' \
       $reveal $json '*:directory:_directories' ;;
   fleet)
     _arguments '--from[the release that wrote the stores]:release:' '--to[the release that will read them]:release:' \
-      '--reports[read reports, no stores]' '--accept-loss[fields that may be lost]:fields:' '--jobs[how many at a time]:number:' \
+      '--verify[compare stores with their backups]' '--expect[file of device names]:file:_files' \
+      '*--default[default value of a field]:FIELD=VALUE:' '--reports[read reports, no stores]' '*--accept-loss[fields that may be lost]:fields:_sequence compadd - $fields' '--jobs[how many at a time]:number:' \
       '--html[write a page to this new file]:file:_files' $json '*:directory:_directories' ;;
-  restore) _arguments $json '--no-backup[keep nothing of what it replaces]' '*:store:_files' ;;
+  restore) _arguments $json '--no-backup[do not keep the replaced store]' '--dry-run[change nothing]' '*:store:_files' ;;
 esac

@@ -9,7 +9,9 @@
 //     FAIL_AFTER_CLOSE          the call of pss_close that keeps all changes and fails
 //     FAIL_SNAPSHOT             the call of pss_snapshot that fails
 //     REPLACE_AFTER_CLOSE       the call of pss_close after which another process renames the file "before" to the
-//     store NO_NOREPLACE              the file system cannot rename to a free name only, and not exchange names
+//     store
+//     NO_SPACE                  the call of statvfs that reports a full file system
+//     NO_NOREPLACE              the file system cannot rename to a free name only, and not exchange names
 //     STALL_AT_STORE            the call of pss_store that waits until the process is ended
 //     STALL_MARK                the file that it makes before
 //     ONLY_BELOW                the nonvolatile root under which all this holds, so that a dry run goes well
@@ -20,6 +22,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -80,6 +83,13 @@ syserr_t pss_close(pss_service_t table) {
   if (!is_due("FAIL_CLOSE", call)) return real<decltype(&pss_close)>("pss_close")(table);
   real<decltype(&pss_embedded_discard)>("pss_embedded_discard")(table);
   return 0x77;
+}
+
+extern "C" int statvfs64(const char* path, struct statvfs64* system) {
+  static int call = 0;
+  const int result = real<decltype(&statvfs64)>("statvfs64")(path, system);
+  if (is_due("NO_SPACE", call)) system->f_bfree = system->f_bavail = 2;
+  return result;
 }
 
 extern "C" int renameat2(int from_fd, const char* from, int to_fd, const char* to, unsigned flags) {

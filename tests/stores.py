@@ -1,5 +1,6 @@
 """Runs the tool on stores, for the tests in which calls, the power or other processes interfere."""
 import os
+import re
 import subprocess
 import sys
 
@@ -26,7 +27,11 @@ def import_store(root, name, lines):
     assert done.returncode == 0, done
 
 
-def example():
-    """The lines of the example."""
+def example(layout="new"):
+    """The lines of the example, with its records in one of the layouts."""
     with open(EXAMPLE, encoding="utf-8") as stream:
-        return stream.readlines()
+        lines = stream.readlines()
+    if layout == "new":
+        return lines
+    new_fields = r',"(lower_threshold_prio|upper_threshold_prio|forwarding_state|bfd_peer_ip)":("[^"]*"|\w+)'
+    return [re.sub(new_fields, "", line).replace('"layout":"new"', '"layout":"old"') for line in lines]

@@ -1,7 +1,4 @@
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <filesystem>
 #include <functional>
 #include <iostream>
 #include <map>
@@ -11,6 +8,7 @@
 #include "tool/conversion/backup.h"
 #include "tool/conversion/release.h"
 #include "tool/record/record_fields.h"
+#include "tool/store/access.h"
 #include "tool/store/files.h"
 #include "tool/store/record_counts.h"
 #include "tool/support/digits.h"
@@ -57,47 +55,13 @@ std::vector<std::string> problems_of(const StoredRecord& record, const std::opti
   return problems;
 }
 
-// What lets other users than root and the owner of the store change `directory`, and so put another store in its place,
-// or make it unusable by a journal beside it; null where nothing does.
-const char* danger_of(const struct stat& directory, uid_t owner, bool is_own) {
-  const bool is_for_all = (directory.st_mode & S_IWOTH) != 0, is_for_group = (directory.st_mode & S_IWGRP) != 0;
-  const bool is_sticky = (directory.st_mode & S_ISVTX) != 0;
-  if (directory.st_uid != 0 && directory.st_uid != owner) {
-    return "another user owns it, and can change the store; move the store to a directory of its owner";
-  }
-  if (is_for_all && !is_sticky) {
-    return "every user can write it, and so change the store; take that away with chmod o-w";
-  }
-  if (is_for_group && !is_sticky) {
-    return "its group can write it, and so change the store; take that away with chmod g-w";
-  }
-  // Other users cannot move what is in a sticky directory, but they can add to it.
-  if ((is_for_all || is_for_group) && is_own) {
-    return "other users can put a journal beside the store; move the store to a directory of its owner";
-  }
-  return nullptr;
-}
-
-// Reports the first directory on the way to the store that other users can change.
-size_t check_directories(const fs::path& store, const Visit& visit) {
-  const fs::path own = existing_directory(store.parent_path());
-  struct stat file, status;
-  if (stat(store.c_str(), &file) != 0) return 0;
-  for (fs::path directory = own;; directory = directory.parent_path()) {
-    if (stat(directory.c_str(), &status) != 0) return 0;
-    if (const char* danger = danger_of(status, file.st_uid, directory == own)) {
-      visit({"the directory " + directory.string(), "", danger});
-      return 1;
-    }
-    if (directory == directory.parent_path()) return 0;
-  }
-}
-
 class Check {
  public:
   Check(const std::optional<Release>& release, const Visit& visit) : release_(release), visit_(visit) {}
 
-  void run_on_directories(const fs::path& file) { problems_ += check_directories(file, visit_); }
+  void run_on_access(const fs::path& store) {
+    for (const AccessProblem& found : access_problems(store, has_secrets_)) report({found.object, "", found.problem});
+  }
 
   void run_on_records(const Store& store) {
     store.for_each([this](const StoredRecord& record) { check_record(record); });
@@ -117,6 +81,7 @@ class Check {
  private:
   void check_record(const StoredRecord& record) {
     counts_.add(record);
+    has_secrets_ = has_secrets_ || has_secret(record);
     check_router(record);
     for (const std::string& problem : problems_of(record, release_)) report(record, problem);
     const Layout* layout = layout_of(record);
@@ -176,24 +141,45 @@ class Check {
   RecordCounts counts_;
   std::vector<RouterKey> routers_;          // of VR configuration records, in order
   std::map<Bytes, std::string> misplaced_;  // keys of misplaced records, by their expected keys
+  bool has_secrets_ = false;
   size_t problems_ = 0;
 };
 
-// The files that the store can be restored from, and whose records have no problem: the directory is the same.
-std::vector<RestoreSource> sound_copies(const std::string& store, const std::optional<Release>& release) {
-  return restore_sources(store, "", [&release](const fs::path& file) {
-    Check check(release, [](const Problem&) {});
-    check.run_on_records(Store(file, no_wait));
-    return check.problems() == 0 ? std::optional(check.counts()) : std::nullopt;
-  });
+// A backup of the store, or a store that it replaced.
+struct Backup : RestoreSource {
+  bool same = false, sound = false;  // whether it has the records of the store, and no problem
+
+  std::string text() const {
+    return RestoreSource::text() + (same ? "; the same records" : "; other records") + (sound ? "" : ", with problems");
+  }
+
+  JSON_MEMBERS(file, release, records, same, sound)
+};
+
+// The backups that can be read. The directory is the same, so only their records are checked.
+std::vector<Backup> backups_for(const fs::path& store, const std::optional<Release>& release, const StoreDigest& own) {
+  std::vector<Backup> backups;
+  for (const fs::path& file : backups_of(store)) {
+    try {
+      const Store backup(file, no_wait);
+      Check check(release, [](const Problem&) {});
+      check.run_on_records(backup);
+      backups.push_back({{file, release_in_name(file), check.counts()}, backup.digest() == own, check.problems() == 0});
+    } catch (const Error& error) {
+      if (error.exit_code == exit_interrupted) throw;
+    }
+  }
+  return backups;
 }
 
-// The error of a store that cannot be read, with the copies that can.
-[[noreturn]] void throw_with_copies(const Error& error, const std::string& store,
-                                    const std::optional<Release>& release) {
+// The error of a store that cannot be read, with the backups that can.
+[[noreturn]] void throw_with_backups(const Error& error, const std::string& store,
+                                     const std::optional<Release>& release) {
   std::string message = error.what();
   if (error.reason == "damaged" || error.reason == "not_a_store") {
-    for (const RestoreSource& copy : sound_copies(store, release)) message += "\nWithout problems: " + copy.text();
+    for (const Backup& backup : backups_for(store, release, {})) {
+      if (backup.sound) message += "\nWithout problems: " + backup.RestoreSource::text();
+    }
   }
   throw Error(error.exit_code, message, error.reason, error.store);
 }
@@ -207,12 +193,18 @@ void write_problem(JsonWriter& json, const Problem& problem) {
   json.value(Json{{"store_key", problem.store_key}, {"record", problem.record}, {"problem", problem.problem}});
 }
 
-void end_json(const Check& check, const std::vector<RestoreSource>& copies, const std::vector<fs::path>& unfinished,
-              JsonWriter& json) {
+struct Surroundings {
+  std::vector<Backup> backups;
+  std::vector<fs::path> unfinished;
+};
+
+void end_json(const Check& check, const Surroundings& found, JsonWriter& json) {
   json.end();
-  Json members = {{"sound_copies", Json::array()}, {"unfinished_files", Json::array()}};
-  for (const RestoreSource& copy : copies) members["sound_copies"].push_back(copy.file);
-  for (const fs::path& file : unfinished) members["unfinished_files"].push_back(file.native());
+  Json members = {{"sound_copies", Json::array()}, {"copies", found.backups}, {"unfinished_files", Json::array()}};
+  for (const Backup& backup : found.backups) {
+    if (backup.sound) members["sound_copies"].push_back(backup.file);
+  }
+  for (const fs::path& file : found.unfinished) members["unfinished_files"].push_back(file.native());
   members.update({{"sound", check.problems() == 0},
                   {"layout", check.layout()},
                   {"left_alone", check.left_alone()},
@@ -221,15 +213,14 @@ void end_json(const Check& check, const std::vector<RestoreSource>& copies, cons
   json.end();
 }
 
-void end_text(const Check& check, const std::vector<RestoreSource>& copies, const std::vector<fs::path>& unfinished,
-              const std::string& store) {
+void end_text(const Check& check, const Surroundings& found, const std::string& store) {
   std::cout << printable(store) << ": " << check.counts().text() << '\n';
   if (check.left_alone() > 0) {
     std::cout << "Left alone by a conversion: " << check.left_alone() << " (track and other kinds).\n";
   }
-  for (const fs::path& file : unfinished) std::cout << unfinished_file_text << printable(file) << '\n';
+  for (const fs::path& file : found.unfinished) std::cout << unfinished_file_text << printable(file) << '\n';
+  for (const Backup& backup : found.backups) std::cout << "Backup: " << printable(backup.text()) << '\n';
   std::cout << (check.problems() == 0 ? "No problems." : "Problems: " + std::to_string(check.problems()) + ".") << '\n';
-  for (const RestoreSource& copy : copies) std::cout << "Without problems: " << printable(copy.text()) << '\n';
 }
 
 Exit check_store(const CheckOptions& options, const std::optional<Release>& release) {
@@ -244,12 +235,11 @@ Exit check_store(const CheckOptions& options, const std::optional<Release>& rele
   Check check(release, [json](const Problem& problem) {
     json != nullptr ? write_problem(*json, problem) : print_problem(problem);
   });
-  check.run_on_directories(options.store);
   check.run_on_records(store);
-  const auto unfinished = unfinished_files_in(existing_directory(fs::path(options.store).parent_path()));
-  std::vector<RestoreSource> copies;
-  if (check.problems() > 0) copies = sound_copies(options.store, release);
-  json != nullptr ? end_json(check, copies, unfinished, *json) : end_text(check, copies, unfinished, options.store);
+  check.run_on_access(options.store);
+  const Surroundings found = {backups_for(options.store, release, store.digest()),
+                              unfinished_files_in(existing_directory(fs::path(options.store).parent_path()))};
+  json != nullptr ? end_json(check, found, *json) : end_text(check, found, options.store);
   return check.problems() == 0 ? exit_done : exit_found;
 }
 
@@ -259,7 +249,7 @@ Exit check(const CheckOptions& options) {
   try {
     return check_store(options, release);
   } catch (const Error& error) {
-    throw_with_copies(error, options.store, release);
+    throw_with_backups(error, options.store, release);
   }
 }
 

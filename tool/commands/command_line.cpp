@@ -28,25 +28,45 @@ size_t distance(const std::string& one, const std::string& other) {
   return row.back();
 }
 
-// Suggests a near command for a mistyped one, or all.
-void check_command(const CLI::App& app, const std::string& word) {
+// Suggests a near one of several words for a mistyped one, or all of them.
+std::string suggestion(const std::string& word, const std::vector<std::string>& words) {
   std::string near, all;
-  for (const CLI::App* command : app.get_subcommands(nullptr)) {
-    const std::string& name = command->get_name();
-    if (name == word) return;
-    if (distance(word, name) <= 2 && (near.empty() || distance(word, name) < distance(word, near))) near = name;
-    all += (all.empty() ? "" : ", ") + name;
+  for (const std::string& known : words) {
+    if (distance(word, known) <= 2 && (near.empty() || distance(word, known) < distance(word, near))) near = known;
+    all += (all.empty() ? "" : ", ") + known;
   }
-  const std::string problem = word.empty() ? "no command is given; " : word + ": there is no such command; ";
-  throw Error(exit_usage, problem + (near.empty() ? "expected one of " + all : "did you mean " + near + "?"));
+  return near.empty() ? "expected one of " + all : "did you mean " + near + "?";
 }
 
-void check_accepted(const std::vector<std::string>& names) {
-  for (const std::string& name : names) {
-    if (is_name_of_loss(name)) continue;
-    throw Error(exit_usage,
-                "--accept-loss: " + name + " is no field; expected names as the list of what would be lost has them");
+void check_command(const CLI::App& app, const std::string& word) {
+  std::vector<std::string> names;
+  for (const CLI::App* command : app.get_subcommands(nullptr)) names.push_back(command->get_name());
+  if (std::find(names.begin(), names.end(), word) != names.end()) return;
+  const std::string problem = word.empty() ? "no command is given; " : word + ": there is no such command; ";
+  throw Error(exit_usage, problem + suggestion(word, names));
+}
+
+// The message for a command line that CLI11 refuses.
+std::string message_of(const CLI::ParseError& error, const CLI::App* command) {
+  for (const std::string& word : command != nullptr ? command->remaining() : std::vector<std::string>()) {
+    const std::string name = word.substr(0, word.find('='));
+    if (!name.starts_with("--")) continue;
+    std::vector<std::string> names;
+    for (const CLI::Option* option : command->get_options()) {
+      if (!option->get_lnames().empty()) names.push_back("--" + option->get_lnames().front());
+    }
+    return name + ": there is no such option; " + suggestion(name, names);
   }
+  return error.what();
+}
+
+// Returns the name of a loss without blanks around it.
+std::string checked_loss(const std::string& text) {
+  const size_t first = text.find_first_not_of(' ');
+  const std::string name = first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(' ') - first + 1);
+  const std::vector<std::string> names = names_of_losses();
+  if (std::find(names.begin(), names.end(), name) != names.end()) return name;
+  throw Error(exit_usage, "--accept-loss: \"" + name + "\" is no field; " + suggestion(name, names));
 }
 
 }  // namespace
@@ -103,8 +123,7 @@ void Command::add_json(JsonReport*& json) {
 
 void Command::add_accept_loss(std::set<std::string>& accepted) {
   const auto accept = [&accepted](const std::vector<std::string>& names) {
-    check_accepted(names);
-    accepted.insert(names.begin(), names.end());
+    for (const std::string& name : names) accepted.insert(checked_loss(name));
   };
   app_->add_option_function<std::vector<std::string>>(
           "--accept-loss", accept,
@@ -112,6 +131,16 @@ void Command::add_accept_loss(std::set<std::string>& accepted) {
       ->delimiter(',')
       ->allow_extra_args(false)
       ->type_name("FIELD[,FIELD]");
+}
+
+void Command::add_default_value(Defaults& defaults) {
+  const auto add = [&defaults](const std::vector<std::string>& texts) {
+    for (const std::string& text : texts) defaults.add(text);
+  };
+  app_->add_option_function<std::vector<std::string>>(
+          "--default", add, "The target release assumes this value, or that of the field OTHER: dropping it is no loss")
+      ->allow_extra_args(false)
+      ->type_name("FIELD=VALUE|OTHER");
 }
 
 bool parse_command_line(int argc, char** argv, Choice& choice) {
@@ -130,7 +159,8 @@ bool parse_command_line(int argc, char** argv, Choice& choice) {
     return false;
   } catch (const CLI::ParseError& error) {
     const auto named = app.get_subcommands();
-    throw Error(exit_usage, std::string(error.what()) + "\nRun with --help for more information: vrrpconvert " +
+    throw Error(exit_usage, message_of(error, named.empty() ? nullptr : named.front()) +
+                                "\nRun with --help for more information: vrrpconvert " +
                                 (named.empty() ? "" : named.front()->get_name() + " ") + "--help");
   }
   if (!choice.run) check_command(app, "");

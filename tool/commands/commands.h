@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "tool/conversion/defaults.h"
 #include "tool/support/error.h"
 #include "tool/support/json_report.h"
 
@@ -51,6 +52,7 @@ class Command {
   void add_json(JsonReport*& json);
   void add_reveal(bool& reveal) { add_flag("--reveal", reveal, "Show authentication keys"); }
   void add_accept_loss(std::set<std::string>& accepted);
+  void add_default_value(Defaults& defaults);
 
  private:
   CLI::App* app_;

@@ -3,6 +3,7 @@
 #include <span>
 
 #include "tool/commands/commands.h"
+#include "tool/conversion/plan.h"
 #include "tool/conversion/sequence.h"
 #include "tool/conversion/trace_file.h"
 #include "tool/record/field_value.h"
@@ -18,7 +19,8 @@ namespace fs = std::filesystem;
 namespace {
 
 struct ConvertOptions {
-  std::string directory, from, to, root;
+  std::string directory, from, to, root, plan;
+  Defaults defaults{};
   unsigned vdc = 1;
   bool startup = false;
   bool summary = false;  // no list of what would change
@@ -27,12 +29,65 @@ struct ConvertOptions {
   JsonReport* json = nullptr;
 };
 
+// The options that the dry run of the plan had, beside those of this command line that change no store.
+ConvertOptions with_plan(const ConvertOptions& given) {
+  const Plan plan = read_plan(given.plan);
+  ConvertOptions options = given;
+  options.directory = plan.directory;
+  options.root = plan.root;
+  options.from = plan.from;
+  options.to = plan.to;
+  options.vdc = plan.vdc;
+  options.startup = plan.startup;
+  for (const std::string& text : plan.defaults) options.defaults.add(text);
+  options.request.permissions = {{plan.accepted.begin(), plan.accepted.end()}, plan.allow_loss, plan.allow_mismatch};
+  options.request.has_backup = plan.backup;
+  options.request.approved = plan.digest();
+  return options;
+}
+
+void require_all(const ConvertOptions& options) {
+  for (const auto& [name, value] :
+       {std::pair("DIR", &options.directory), {"--from", &options.from}, {"--to", &options.to}}) {
+    if (value->empty()) throw Error(exit_usage, std::string(name) + " is required, unless --plan is given");
+  }
+}
+
+// A store below a directory, or an empty path. A search of a whole file system would take too long.
+fs::path store_below(const fs::path& directory) {
+  constexpr int depth_max = 3;
+  int entries_left = 10000;
+  std::error_code error;
+  for (fs::recursive_directory_iterator at(directory, error), end; !error && at != end; at.increment(error)) {
+    if (at->path().filename() == running_store) return at->path();
+    if (at.depth() == depth_max) at.disable_recursion_pending();
+    if (--entries_left == 0) break;
+  }
+  return {};
+}
+
+// The error of a directory without a store names one below it.
+[[noreturn]] void throw_missing(const Error& error, const ConvertOptions& options) {
+  const fs::path store = error.reason == "missing" && !options.startup ? store_below(options.directory) : "";
+  const std::string hint = store.empty() ? "" : "; convert " + store.parent_path().string() + ", which has one";
+  throw Error(error.exit_code, error.what() + hint, error.reason, error.store);
+}
+
+DryRun dry_run_of(const Conversion& conversion, const ConvertOptions& options) {
+  try {
+    return DryRun(conversion);
+  } catch (const Error& error) {
+    throw_missing(error, options);
+  }
+}
+
 Conversion conversion_for(const ConvertOptions& options) {
   Conversion conversion;
   conversion.from = parse_release("--from", options.from);
   conversion.to = parse_release("--to", options.to);
   conversion.vdc = options.vdc;
   conversion.startup = options.startup;
+  conversion.defaults = options.defaults;
   conversion.root = existing_directory(options.root.empty() ? "/" : options.root);
   std::error_code ignored;
   if (fs::is_regular_file(options.directory, ignored)) {
@@ -59,7 +114,7 @@ void write_loss(JsonWriter& json, const Loss& loss, bool reveal) {
 }
 
 // The lists that may be as long as the store.
-void write_lists(JsonWriter& json, const DryRun& dry_run, const View& view) {
+void write_lists(JsonWriter& json, const DryRun& dry_run, const Defaults& defaults, const View& view) {
   json.key("changes");
   json.begin_list();
   for_each_difference(dry_run.before(), dry_run.after(),
@@ -68,19 +123,23 @@ void write_lists(JsonWriter& json, const DryRun& dry_run, const View& view) {
   json.key("losses");
   json.begin_list();
   for_each_difference(dry_run.before(), dry_run.after(), [&](const Difference& difference) {
-    for_each_loss(difference, [&](const Loss& loss) { write_loss(json, loss, view.reveal); });
+    for_each_loss(difference, defaults, [&](const Loss& loss) {
+      if (!loss.is_default) write_loss(json, loss, view.reveal);
+    });
   });
   json.end();
   json.member("failures", Json(dry_run.outcome().failed));
 }
 
-void print_json(const ConversionReport& report, const DryRun& dry_run, const ConvertOptions& options) {
+void print_json(const ConversionReport& report, const Conversion& conversion, const DryRun& dry_run,
+                const ConvertOptions& options) {
   JsonWriter& json = options.json->begin();
   const Json members = report;
   for (const auto& [name, value] : members.items()) {
     json.member(name, value);
     if (name != "summary") continue;
-    if (!options.summary) write_lists(json, dry_run, options.view);
+    if (report.dry_run) json.member("plan", Json(plan_of(conversion, options.request, dry_run.before())));
+    if (!options.summary) write_lists(json, dry_run, options.defaults, options.view);
     json.member("outcome", json_of_outcome(report));
   }
   json.end();
@@ -98,15 +157,6 @@ void print_failures(const char* label, const std::vector<FailedRecord>& failures
   }
 }
 
-void print_names(const char* heading, const NamesByWord& fields) {
-  if (fields.empty()) return;
-  std::cout << heading << ":\n";
-  for (const auto& [field, names] : fields) {
-    std::cout << "  " << std::left << std::setw(27) << field << std::right << std::setw(8) << names.records
-              << (names.records == 1 ? " record:  " : " records: ") << names.text() << '\n';
-  }
-}
-
 void print_summary(const ConversionReport& report, const DryRun& dry_run, const ConvertOptions& options) {
   const Summary& summary = report.summary;
   if (report.dry_run) {
@@ -116,12 +166,17 @@ void print_summary(const ConversionReport& report, const DryRun& dry_run, const 
     }
     std::cout << "Records that would change: " << summary.changes << ". Nothing was changed.\n";
   }
+  if (report.change == name_of(Change::upgrade) && summary.changes > 0) {
+    std::cout << "The upgrade deletes all VRRP configuration. Enter it again under " << report.to << ".\n";
+  }
   if (summary.added.records > 0) std::cout << "Would be added: " << summary.added.text() << '\n';
-  print_names("Would be lost", summary.lost);
-  print_names("Would be lost, which is accepted", summary.accepted);
+  std::cout << text_of_lines("Would be lost", summary.lost)
+            << text_of_lines("Would be lost, accepted", summary.accepted)
+            << text_of_lines("Would be dropped, default values", summary.defaults);
+  if (summary.without_vr.records > 0 && summary.changes > 0) {
+    std::cout << "Track records left without a virtual router: " << summary.without_vr.text() << '\n';
+  }
   print_failures("would fail", dry_run.outcome().failed);
-  // The problem of a refusal has it.
-  if (report.dry_run && !summary.mismatch.empty()) std::cout << "Contradiction: " << summary.mismatch << '\n';
 }
 
 void print_outcome(const Outcome& outcome) {
@@ -138,6 +193,7 @@ void print_outcome(const Outcome& outcome) {
 }
 
 void print_text(const ConversionReport& report, const DryRun& dry_run, const ConvertOptions& options) {
+  if (!report.outcome) std::cout << printable(report.decision) << '\n';
   std::cout << printable(report.store) << ": " << report.from << " to " << report.to << ": "
             << (report.change == name_of(Change::none) ? "no conversion, the store is left as it is" : report.change)
             << '\n';
@@ -147,21 +203,21 @@ void print_text(const ConversionReport& report, const DryRun& dry_run, const Con
   const auto print_line = [](const char* label, const std::string& text) {
     if (!text.empty()) std::cout << label << printable(text) << '\n';
   };
-  print_line("Snapshot of the library: ", report.snapshot);
+  print_line(report.dry_run ? "Snapshot would be: " : "Snapshot: ", report.snapshot);
   print_line("Earlier snapshot, kept as: ", report.earlier_snapshot);
-  print_line("Copy of the store as it was: ", report.copy);
-  if (!report.ways_back.empty()) std::cout << "Ways back, for vrrpconvert restore:\n";
-  for (const RestoreSource& source : report.ways_back) print_line("  ", source.text());
+  print_line(report.dry_run ? "Backup would be: " : "Backup: ", report.copy);
   for (const std::string& file : report.unfinished_files) print_line(unfinished_file_text, file);
   print_line("Next: ", report.next);
 }
 
-Exit convert(const ConvertOptions& options) {
+Exit convert(const ConvertOptions& given) {
+  const ConvertOptions options = given.plan.empty() ? given : with_plan(given);
+  require_all(options);
   const Conversion conversion = conversion_for(options);
   if (!options.request.trace.empty()) check_trace_file(conversion, options.request.trace);
-  const DryRun dry_run(conversion);
+  const DryRun dry_run = dry_run_of(conversion, options);
   const ConversionReport report = convert_store(conversion, options.request, dry_run);
-  options.json != nullptr ? print_json(report, dry_run, options) : print_text(report, dry_run, options);
+  options.json != nullptr ? print_json(report, conversion, dry_run, options) : print_text(report, dry_run, options);
   if (!report.problem.empty()) std::cerr << "vrrpconvert: " << printable(report.problem) << '\n';
   return static_cast<Exit>(report.exit);
 }
@@ -175,9 +231,11 @@ void add_convert(CLI::App& app, Choice& choice) {
   const auto options = std::make_shared<ConvertOptions>();
   command.set_run([options] { return convert(*options); },
                   [options] { return options->request.is_dry_run ? Effect::reads : Effect::changes; });
-  command.add_operand("DIR", options->directory, "The directory that holds vrrp-cfg_runtime_config");
-  command.add_text("--from", options->from, "The release that wrote the store, as 4.2(1)", true);
-  command.add_text("--to", options->to, "The release that will read it", true);
+  command.add_operand("DIR", options->directory, "The directory that holds vrrp-cfg_runtime_config", false);
+  command.add_text("--from", options->from, "The release that wrote the store, as 4.2(1)");
+  command.add_text("--to", options->to, "The release that will read it");
+  command.add_text("--plan", options->plan,
+                   "Convert as planned in this report of --dry-run --json (- for standard input), or refuse");
   command.add_number("--vdc", options->vdc, 65535, "The number of the store's VDC");
   command.add_flag("--startup", options->startup,
                    "Inspect DIR/bin/vrrp-cfg_config_sav, the saved startup store, instead");
@@ -186,6 +244,7 @@ void add_convert(CLI::App& app, Choice& choice) {
                    "Change nothing: show what would change and what would be lost");
   command.add_flag("--summary", options->summary, "Do not list every record that would change");
   command.add_accept_loss(options->request.permissions.accepted);
+  command.add_default_value(options->defaults);
   command.add_flag("--allow-loss", options->request.permissions.loss,
                    "Convert although anything is lost or would fail");
   command.add_flag("--allow-mismatch", options->request.permissions.mismatch,
@@ -197,6 +256,10 @@ void add_convert(CLI::App& app, Choice& choice) {
   command.add_default("--root", "PSS_NONVOLATILE_ROOT");
   command.add_reveal(options->view.reveal);
   command.add_json(options->json);
+  for (const char* planned : {"DIR", "--from", "--to", "--vdc", "--startup", "--accept-loss", "--default",
+                              "--allow-loss", "--allow-mismatch", "--no-backup"}) {
+    command.exclude("--plan", planned);
+  }
 }
 
 }  // namespace vrrpconvert

@@ -13,14 +13,6 @@ struct DiffOptions {
   JsonReport* json = nullptr;
 };
 
-void for_each_shown(const Store& a, const Store& b, const View& view,
-                    const std::function<void(const Difference&)>& visit) {
-  for_each_difference(a, b, [&](const Difference& difference) {
-    if (view.ignore_layout && difference.is_change() && field_changes(difference, view).empty()) return;
-    visit(difference);
-  });
-}
-
 // One walk for each list, so that none is kept.
 bool diff_as_json(const Store& a, const Store& b, const DiffOptions& options) {
   bool differ = false;

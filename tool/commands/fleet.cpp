@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iomanip>
 #include <iostream>
+#include <numeric>
 #include <optional>
 #include <thread>
 
@@ -10,6 +11,7 @@
 #include "tool/conversion/release.h"
 #include "tool/fleet/dry_runs.h"
 #include "tool/fleet/page.h"
+#include "tool/fleet/verify.h"
 #include "tool/support/new_file.h"
 #include "tool/support/printable.h"
 #include "tool/support/style.h"
@@ -20,39 +22,63 @@ namespace {
 struct FleetOptions {
   std::vector<std::string> paths;
   bool reports = false;  // the paths hold reports, not stores
-  std::string from, to;
+  bool verify = false;   // compare the stores with their backups
+  std::string from, to, expected;
   std::set<std::string> accepted;
+  Defaults defaults;
   unsigned jobs = std::max(1u, std::thread::hardware_concurrency());
   std::string html;  // empty: none
   JsonReport* json = nullptr;
 };
 
-// "bfd_peer_ip 2, forwarding_state 3"
-std::string text_of_lost(const Device& device) {
-  std::string text;
-  for (const auto& [field, names] : device.report.summary.lost) {
-    text += (text.empty() ? "" : ", ") + field + " " + std::to_string(names.records);
-  }
-  return printable(text);
-}
+using Row = std::vector<std::string>;
 
-void print_table(const Fleet& fleet) {
-  std::vector<std::vector<std::string>> rows = {
-      {"device", "records", "verdict", "would be lost", "would fail", "problem"}};
+std::vector<Row> rows_of(const Fleet& fleet) {
+  std::vector<Row> rows = {{"device", "records", "verdict", fleet.is_verified ? "differences" : "would be lost",
+                            fleet.is_verified ? "" : "would fail", "problem"}};
   for (const Device& device : fleet.devices) {
     const Summary& summary = device.report.summary;
     rows.push_back({printable(device.name), std::to_string(summary.records.total()), printable(device.verdict),
-                    text_of_lost(device), std::to_string(summary.failures), printable(device.report.problem)});
+                    printable(text_of_counts(fleet.is_verified ? device.differences : summary.lost)),
+                    fleet.is_verified ? "" : std::to_string(summary.failures), printable(device.report.problem)});
   }
+  return rows;
+}
+
+// Where the table is wider than the terminal, each device is a block. A long name has a line of its own, so that it
+// does not make the table wider.
+void print_table(const std::vector<Row>& rows) {
+  constexpr size_t name_max = 32;
   std::vector<size_t> widths(rows[0].size());
-  for (const auto& row : rows) {
-    for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+  for (const Row& row : rows) {
+    for (size_t i = 0; i < row.size(); ++i) {
+      if (i > 0 || row[i].size() <= name_max) widths[i] = std::max(widths[i], row[i].size());
+    }
   }
-  for (const auto& row : rows) {
-    std::string line;
-    for (size_t i = 0; i < row.size(); ++i) line += row[i] + std::string(widths[i] - row[i].size() + 2, ' ');
-    line.erase(line.find_last_not_of(' ') + 1);
-    std::cout << (&row == &rows[0] ? styled(Style::bold, line) : line) << '\n';
+  const size_t width = std::accumulate(widths.begin(), widths.end(), 2 * widths.size());
+  const bool is_table = terminal_width() == 0 || width <= terminal_width() + 2;
+  for (const Row& row : rows) {
+    const bool is_header = &row == &rows[0];
+    if (is_header && !is_table) continue;
+    const bool breaks = !is_table || row[0].size() > name_max;
+    std::string line = row[0] + (breaks ? "\n" : "");
+    if (!is_table) line = styled(Style::bold, row[0]) + '\n';
+    if (is_table) line.append(breaks ? widths[0] + 2 : widths[0] - row[0].size() + 2, ' ');
+    for (size_t i = 1; i < row.size(); ++i) {
+      if (is_table) line += row[i] + std::string(widths[i] > 0 ? widths[i] - row[i].size() + 2 : 0, ' ');
+      if (!is_table && !row[i].empty()) line += "  " + rows[0][i] + ": " + row[i] + '\n';
+    }
+    line.erase(line.find_last_not_of(" \n") + 1);
+    std::cout << (is_header ? styled(Style::bold, line) : line) << '\n';
+  }
+}
+
+void print_total(const char* heading, const std::map<std::string, WordTotal>& totals) {
+  if (!totals.empty()) std::cout << heading << ":\n";
+  for (const auto& [word, total] : totals) {
+    std::cout << "  " << std::left << std::setw(27) << printable(word) << std::right << std::setw(8) << total.records
+              << (total.records == 1 ? " record" : " records") << " on " << total.devices
+              << (total.devices == 1 ? " device" : " devices") << '\n';
   }
 }
 
@@ -64,25 +90,30 @@ void print_totals(const Totals& totals) {
     separator = ", ";
   }
   std::cout << '\n';
-  for (const auto& [field, lost] : totals.lost) {
-    std::cout << "  " << std::left << std::setw(27) << printable(field) << std::right << std::setw(8) << lost.records
-              << (lost.records == 1 ? " record" : " records") << " on " << lost.devices
-              << (lost.devices == 1 ? " device" : " devices") << '\n';
-  }
+  print_total("Would be lost", totals.lost);
+  print_total("Would be lost, accepted", totals.accepted);
+  print_total("Would be dropped, default values", totals.defaults);
+  print_total("Would fail", totals.failing);
+  print_total("Records that differ from the backup", totals.differences);
+}
+
+std::vector<Device> devices_of(const FleetOptions& options) {
+  const auto inputs =
+      find_inputs(options.paths, options.reports ? InputKind::reports : InputKind::stores, options.expected);
+  if (options.verify) return verify_stores(inputs);
+  if (options.reports) return read_reports(inputs, options.accepted);
+  return run_dry_runs({options.from, options.to, options.accepted, options.defaults, options.jobs}, inputs);
 }
 
 Exit show_fleet(const FleetOptions& options) {
-  if (!options.reports) {
+  if (!options.reports && !options.verify) {
     parse_release("--from", options.from);
     parse_release("--to", options.to);
   }
   std::optional<NewFile> page;
   if (!options.html.empty()) page.emplace(options.html);
-  const auto inputs = find_inputs(options.paths, options.reports ? InputKind::reports : InputKind::stores);
-  const Fleet fleet =
-      fleet_of(options.from, options.to,
-               options.reports ? read_reports(inputs, options.accepted)
-                               : run_dry_runs({options.from, options.to, options.accepted, options.jobs}, inputs));
+  Fleet fleet = {options.from, options.to, devices_of(options), options.verify};
+  complete(fleet, options.accepted);
   if (page) {
     page->write(page_of(fleet));
     page->keep();
@@ -90,7 +121,8 @@ Exit show_fleet(const FleetOptions& options) {
   if (options.json != nullptr) {
     options.json->print(fleet);
   } else {
-    print_table(fleet);
+    std::cout << fleet.decision << '\n';
+    print_table(rows_of(fleet));
     print_totals(fleet.totals);
   }
   return static_cast<Exit>(fleet.exit);
@@ -99,7 +131,8 @@ Exit show_fleet(const FleetOptions& options) {
 }  // namespace
 
 void add_fleet(CLI::App& app, Choice& choice) {
-  Command command(app, choice, "fleet", "Show what a conversion would mean for many devices: a dry run of each",
+  Command command(app, choice, "fleet",
+                  "Run the dry run of a conversion for many devices, or verify their stores afterwards",
                   "vrrpconvert fleet devices --from '4.2(1)' --to '4.1(2)' --html overview.html");
   const auto options = std::make_shared<FleetOptions>();
   run_with(command, options, show_fleet, Effect::reads);
@@ -110,7 +143,17 @@ void add_fleet(CLI::App& app, Choice& choice) {
   command.add_text("--to", options->to, "The release that will read them");
   command.exclude("--from", "--reports");
   command.exclude("--to", "--reports");
+  command.add_flag("--verify", options->verify,
+                   "Compare each store with its last backup, except for what only one layout has");
+  command.exclude("--verify", "--from");
+  command.exclude("--verify", "--to");
+  command.exclude("--verify", "--reports");
+  command.add_text("--expect", options->expected, "A file with a device name per line; a missing device is a row");
   command.add_accept_loss(options->accepted);
+  command.exclude("--verify", "--accept-loss");
+  command.add_default_value(options->defaults);
+  command.exclude("--verify", "--default");
+  command.exclude("--reports", "--default");
   command.add_number("--jobs", options->jobs, 1024, "How many at a time");
   command.add_text("--html", options->html, "Write the overview to this new file, one page for a change ticket");
   command.add_json(options->json);

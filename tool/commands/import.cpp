@@ -30,22 +30,33 @@ void import_line(std::string_view line, Store& store) {
   if (!store.add(record)) throw BadRecord("a line above has the same record, or one with the same key");
 }
 
+constexpr size_t errors_max = 10;
+
+[[noreturn]] void refuse_lines(const std::vector<std::string>& errors) {
+  std::string message;
+  for (const std::string& error : errors) message += error + '\n';
+  if (errors.size() == errors_max) message += "The lines behind the last error were not read.\n";
+  throw Error(exit_bad_input, message + "No store was written. Correct the " + (errors.size() == 1 ? "line" : "lines") +
+                                  " and import the file again.");
+}
+
 size_t import_lines(LineReader& input, Store& store) {
   Progress progress("Importing", input.size());
   size_t records = 0;
+  std::vector<std::string> errors;
   std::string_view line;
-  while (input.next(line)) {
+  while (errors.size() < errors_max && input.next(line)) {
     end_if_interrupted();
     progress.show(input.bytes_read());
     if (line.find_first_not_of(" \t\r") == std::string_view::npos) continue;
     try {
       import_line(line, store);
+      ++records;
     } catch (const BadRecord& error) {
-      throw Error(exit_bad_input, input.name() + ":" + std::to_string(input.line_number()) + ": " + error.what() +
-                                      "\nNo store was written. Correct the line and import the file again.");
+      errors.push_back(input.name() + ":" + std::to_string(input.line_number()) + ": " + error.what());
     }
-    ++records;
   }
+  if (!errors.empty()) refuse_lines(errors);
   return records;
 }
 

@@ -1,6 +1,7 @@
 #include <iostream>
 
 #include "tool/commands/commands.h"
+#include "tool/store/difference.h"
 #include "tool/store/files.h"
 #include "tool/store/record_counts.h"
 #include "tool/support/interrupt.h"
@@ -16,16 +17,18 @@ struct RestoreOptions {
   std::string copy;
   std::string store;
   bool backup = true;
+  bool is_dry_run = false;
   JsonReport* json = nullptr;
 };
 
 struct Restored {
   RecordCounts counts;               // of the copy
-  std::string replaced = "nothing";  // what had its place
-  fs::path kept;                     // the name of that now, if it has one
+  std::string replaced = "nothing";  // the records of the replaced store
+  fs::path kept{};                   // the path of the replaced store now, if it is kept
+  NamesByWord differences{};         // of a dry run: records that would change, of an intact store
 };
 
-// The records of what was replaced, which may be no intact store.
+// The records of a replaced store, which may be damaged.
 std::string text_of_kept(const fs::path& kept) {
   try {
     return count_records(Store(kept, no_wait)).text();
@@ -34,13 +37,29 @@ std::string text_of_kept(const fs::path& kept) {
   }
 }
 
+// Reads working copies, and writes and locks nothing.
+Restored examine(const RestoreOptions& options) {
+  const Store copy(options.copy);
+  Restored restored = {.counts = count_records(copy)};
+  std::unique_ptr<Store> current;
+  try {
+    current = std::make_unique<Store>(options.store);
+    restored.replaced = count_records(*current).text();
+  } catch (const Error& error) {
+    if (error.reason != "missing" && error.reason != "damaged" && error.reason != "untrusted") throw;
+    if (error.reason != "missing") restored.replaced = "a damaged store";
+  }
+  if (current == nullptr) current = std::make_unique<Store>(-1, options.store);
+  restored.differences = names_of_differences(*current, copy, {});
+  return restored;
+}
+
 Restored restore_store(const RestoreOptions& options) {
-  Restored restored;
   const Store copy(options.copy);  // opening checks every record
+  Restored restored = {.counts = count_records(copy)};
   // Held until it is replaced: a process that waits for it then gets the new one.
   const bool was_there = is_taken(options.store);
   const std::unique_ptr<Store> held = Store::open_to_replace(options.store);
-  restored.counts = count_records(copy);
   if (held != nullptr) restored.replaced = count_records(*held).text();
   if (held == nullptr && was_there) restored.replaced = "a damaged store";
   const bool is_same = held != nullptr && held->digest() == copy.digest();
@@ -51,25 +70,33 @@ Restored restore_store(const RestoreOptions& options) {
   return restored;
 }
 
+void print_text(const Restored& restored, const RestoreOptions& options) {
+  const bool is_new = restored.replaced == "nothing", would = options.is_dry_run;
+  std::cout << printable(options.store) << (would ? ": would be " : ": ") << (is_new ? "created" : "restored")
+            << " from " << printable(options.copy) << ": " << restored.counts.text() << '\n'
+            << (would ? "Would be replaced: " : "Replaced: ") << restored.replaced;
+  if (!restored.kept.empty()) std::cout << "; kept as " << printable(restored.kept);
+  std::cout << '\n';
+  if (!would) return;
+  std::cout << (restored.differences.empty() ? "No record would change.\n"
+                                             : text_of_lines("Records", restored.differences))
+            << "Nothing was changed.\n";
+}
+
 Exit restore(const RestoreOptions& options) {
   std::error_code error;
   if (fs::equivalent(options.copy, options.store, error)) {
     throw Error(exit_usage, options.copy + " and " + options.store + " are the same file; name a copy and the store");
   }
-  const Restored restored = restore_store(options);
-  if (options.json != nullptr) {
-    options.json->print({{"store", options.store},
-                         {"copy", options.copy},
-                         {"summary", restored.counts},
-                         {"replaced", restored.replaced},
-                         {"kept", or_null(restored.kept)}});
+  const Restored restored = options.is_dry_run ? examine(options) : restore_store(options);
+  if (options.json == nullptr) {
+    print_text(restored, options);
     return exit_done;
   }
-  std::cout << printable(options.store) << ": restored from " << printable(options.copy) << ": "
-            << restored.counts.text() << '\n'
-            << "Replaced: " << restored.replaced;
-  if (!restored.kept.empty()) std::cout << "; kept as " << printable(restored.kept);
-  std::cout << '\n';
+  Json report = {{"store", options.store},        {"copy", options.copy},           {"summary", restored.counts},
+                 {"replaced", restored.replaced}, {"kept", or_null(restored.kept)}, {"dry_run", options.is_dry_run}};
+  if (options.is_dry_run) report["differences"] = restored.differences;
+  options.json->print(report);
   return exit_done;
 }
 
@@ -79,10 +106,12 @@ void add_restore(CLI::App& app, Choice& choice) {
   Command command(app, choice, "restore", "Put a copy or a snapshot of a store back in its place, in one step",
                   "vrrpconvert restore /tmp/vrrp-pss vrrp-cfg_runtime_config");
   const auto options = std::make_shared<RestoreOptions>();
-  run_with(command, options, restore, Effect::changes);
+  command.set_run([options] { return restore(*options); },
+                  [options] { return options->is_dry_run ? Effect::reads : Effect::changes; });
   command.add_operand("COPY", options->copy, "The copy or snapshot; it is checked first, and stays");
   command.add_operand("STORE", options->store, "The store that it replaces");
-  command.add_flag("--no-backup", options->backup, "Keep nothing of what it replaces", false);
+  command.add_flag("--no-backup", options->backup, "Do not keep the replaced store", false);
+  command.add_flag("--dry-run", options->is_dry_run, "Change nothing: show which records would change");
   command.add_json(options->json);
 }
 

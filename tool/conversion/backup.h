@@ -1,9 +1,7 @@
-// The backups of a store, and all files that it can be restored from: backups, replaced stores and snapshots.
+// The backups of a store, and the other files that it can be restored from: replaced stores and snapshots.
 #pragma once
 
 #include <filesystem>
-#include <functional>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,6 +9,9 @@
 #include "tool/store/record_counts.h"
 
 namespace vrrpconvert {
+
+// Returns the first name STORE.from-4.2-1, STORE.from-4.2-1.2, ... that no file has.
+std::filesystem::path free_backup_name(const std::filesystem::path& store, const Release& from);
 
 // Writes the records of `original` to the first free name STORE.from-4.2-1, STORE.from-4.2-1.2, ..., durably. Returns
 // the name. Throws Error.
@@ -27,12 +28,10 @@ struct RestoreSource {
   JSON_MEMBERS(file, release, records)
 };
 
-// Counts the records of a file, or returns nothing if a store should not be restored from it. May throw Error.
-using CountRecords = std::function<std::optional<RecordCounts>(const std::filesystem::path&)>;
+// The release in the name of a backup, "4.2(1)"; empty for another name.
+std::string release_in_name(const std::filesystem::path& file);
 
-// Returns the backups of `store` and the stores that it replaced, in the order of their names; with `snapshot`, also
-// that file and the earlier snapshots that it replaced. Files for which `count` throws are left out.
-std::vector<RestoreSource> restore_sources(const std::filesystem::path& store, const std::filesystem::path& snapshot,
-                                           const CountRecords& count);
+// Returns the names of the backups of `store` and of the stores that it replaced, in their order.
+std::vector<std::filesystem::path> backups_of(const std::filesystem::path& store);
 
 }  // namespace vrrpconvert

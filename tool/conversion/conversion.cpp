@@ -26,7 +26,8 @@ fs::path Conversion::store() const {
 }
 
 fs::path Conversion::snapshot() const {
-  return root.string() + VRRP_CNV_SNAPSHOT + (vdc == 1 ? "" : std::to_string(vdc));
+  const std::string name = VRRP_CNV_SNAPSHOT + (vdc == 1 ? "" : std::to_string(vdc));
+  return root / fs::path(name).relative_path();
 }
 
 std::string device_path(const fs::path& root, const fs::path& directory, bool startup) {

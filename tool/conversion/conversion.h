@@ -1,9 +1,10 @@
-// A conversion: the store, the releases, and the paths that follow from them.
+// A conversion: the store, the releases, the defaults of the target release, and the paths that follow from them.
 #pragma once
 
 #include <filesystem>
 #include <string>
 
+#include "tool/conversion/defaults.h"
 #include "tool/conversion/release.h"
 
 namespace vrrpconvert {
@@ -20,6 +21,7 @@ struct Conversion {
   Release from, to;
   unsigned vdc = 1;
   bool startup = false;
+  Defaults defaults{};  // of fields that the target release does not store
 
   Change change() const;
   std::filesystem::path store() const;

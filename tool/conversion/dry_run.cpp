@@ -23,13 +23,16 @@ DryRun::DryRun(const Conversion& conversion) : before_(conversion.store()) {
   if (!run.has_closed) fail(conversion, "the library could not open the copy");
   if (run.close_status != 0) fail(conversion, syserr2str(run.close_status));
   after_.emplace(result.descriptor(), conversion.store());
-  outcome_ = outcome_of(conversion.change(), before_, *after_, run);
+  outcome_ = outcome_of(conversion, before_, *after_, run);
   operations_ = run.operations;
   // The library handles the global info record and every record of the two kinds that have layouts.
   const uint64_t expected = 1 + outcome_.records.of(Kind::vr) + outcome_.records.of(Kind::ip_assoc);
   if (operations_ != (conversion.change() == Change::none ? 0 : expected)) {
     fail(conversion, "the library did not convert every record; there may be too little memory");
   }
+  if (!vrrpconvert::is_converted_already(conversion, outcome_.records)) return;
+  after_.reset();
+  outcome_ = outcome_of_none(before_);
 }
 
 }  // namespace vrrpconvert

@@ -10,8 +10,6 @@ namespace {
 
 constexpr char not_durable[] = "; a power cut could still bring the old records back";
 
-std::string refused(const std::string& reason) { return "refused; nothing was changed: " + reason; }
-
 std::string text_of_result(syserr_t result) {
   char number[16];
   snprintf(number, sizeof number, "0x%x", result);
@@ -20,39 +18,24 @@ std::string text_of_result(syserr_t result) {
 
 }  // namespace
 
-Ending refusal_of(const Summary& summary, const Permissions& permissions) {
-  if (!summary.mismatch.empty() && !permissions.mismatch) {
-    return {summary.failures == 0 ? exit_found : exit_some_failed,
-            refused(summary.mismatch + "; to convert all the same: --allow-mismatch"), "mismatch"};
-  }
-  if (summary.failures > 0 && !permissions.loss) {
-    return {exit_some_failed, refused("records would fail; to convert all the same: --allow-loss"), "would_fail"};
-  }
-  if (!summary.lost.empty() && !permissions.loss) {
-    return {exit_found,
-            refused("values would be lost; to convert all the same: --allow-loss, or --accept-loss with the fields "
-                    "that may go"),
-            "loss"};
-  }
-  return {};
-}
-
 Ending refusal_of_snapshot(const std::filesystem::path& snapshot) {
   return {exit_found,
-          refused(snapshot.string() +
-                  " holds other records; convert without --no-backup, or name the device's own directory with --root"),
+          "refused; nothing was changed: " + snapshot.string() +
+              " holds other records; convert without --no-backup, or name the device's own directory with --root",
           "other_snapshot"};
 }
 
 Ending ending_of_dry_run(const Summary& summary, const Ending& refusal) {
   if (refusal.is_good() && summary.failures > 0) return {exit_some_failed, "", "would_fail"};
-  return {refusal.exit, "", refusal.reason};
+  const bool is_permissible = refusal.exit == exit_found || refusal.exit == exit_some_failed;
+  return {refusal.exit, is_permissible ? "" : refusal.problem, refusal.reason};
 }
 
 void require_begun(const Run& run, const Conversion& conversion) {
   if (run.was_changed) {
     throw Error(exit_in_use,
-                conversion.store().string() + ": changed since it was looked at; nothing was changed; run it again");
+                conversion.store().string() + ": changed since the dry run; nothing was changed; run it again",
+                "changed", conversion.store().string());
   }
   if (run.answered && run.open_status != 0) throw_store_error(conversion.store(), run.open_status);
 }

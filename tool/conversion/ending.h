@@ -1,7 +1,6 @@
 // How a conversion ends: its exit status, its reason for scripts, and its message.
 #pragma once
 
-#include <set>
 #include <string>
 
 #include "tool/conversion/report.h"
@@ -10,19 +9,10 @@
 
 namespace vrrpconvert {
 
-// What the operator permits beyond what loses nothing.
-struct Permissions {
-  std::set<std::string> accepted{};  // losses of these names
-  bool loss = false;                 // any loss, and records that would fail
-  bool mismatch = false;
-};
-
-// A refusal to convert because of what the dry run foresees, or a good ending.
-Ending refusal_of(const Summary& summary, const Permissions& permissions);
-
 Ending refusal_of_snapshot(const std::filesystem::path& snapshot);
 
-// The exit status and reason of a dry run are those of the refusal, or say that records would fail. It has no problem.
+// The exit status and reason of a dry run are those of the refusal, or say that records would fail. It has the problem
+// of a refusal that no option permits.
 Ending ending_of_dry_run(const Summary& summary, const Ending& refusal);
 
 // Each throws Error if the run left the store unchanged, and the reason is all there is to report: if the library did

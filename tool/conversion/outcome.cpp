@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "libconvertvrrp.h"
 #include "platform/syserr.h"
 #include "tool/support/digits.h"
 #include "tool/support/progress.h"
@@ -41,12 +42,16 @@ std::string reason_for(Change change, const Difference& pair, const Run& run) {
   return "its change was not kept, for an unknown reason: the device may be failing";
 }
 
-void add_pair(Outcome& outcome, Change change, const Difference& pair, const Run& run) {
+void add_pair(Outcome& outcome, const Conversion& conversion, const Difference& pair, const Run& run) {
+  const Change change = conversion.change();
+  const auto name = [&pair] { return name_of(pair.either()); };
   if (pair.before != nullptr) outcome.records.add(*pair.before);
   if (!pair.is_none()) {
     ++outcome.changes;
-    for_each_loss(pair, [&](const Loss& loss) { outcome.lost[loss.name].add([&] { return name_of(loss.record); }); });
+    for_each_loss(pair, conversion.defaults,
+                  [&](const Loss& loss) { (loss.is_default ? outcome.defaults : outcome.lost)[loss.name].add(name); });
   }
+  if (change == Change::upgrade && kind_of(pair.either().key) == Kind::track) outcome.without_vr.add(name);
   switch (outcome_of_record(change, pair)) {
     case RecordOutcome::converted:
       ++outcome.converted;
@@ -55,7 +60,7 @@ void add_pair(Outcome& outcome, Change change, const Difference& pair, const Run
       ++outcome.deleted;
       break;
     case RecordOutcome::added:
-      outcome.added.add([&] { return name_of(pair.either()); });
+      outcome.added.add(name);
       break;
     case RecordOutcome::unchanged:
       ++outcome.unchanged;
@@ -65,17 +70,30 @@ void add_pair(Outcome& outcome, Change change, const Difference& pair, const Run
   }
 }
 
-}  // namespace
-
-bool is_name_of_loss(const std::string& name) {
-  const auto has_field = [&name](const Layout& layout) {
-    return std::any_of(layout.fields.begin(), layout.fields.end(),
-                       [&](const Field& field) { return name == field.name; });
-  };
-  return name == whole_record || std::any_of(layouts().begin(), layouts().end(), has_field);
+// How many bytes of a value a downgrade keeps.
+size_t kept_size(Kind kind) {
+  for (const Layout& layout : layouts()) {
+    if (layout.kind == kind && layout.version == Version::old_one) return layout.size;
+  }
+  return sizeof(vrrp_pss_global_info_t::vrrp_enabled);
 }
 
-void for_each_loss(const Difference& difference, const std::function<void(const Loss&)>& visit) {
+}  // namespace
+
+std::vector<std::string> names_of_losses() {
+  std::vector<std::string> names = {whole_record};
+  for (const Layout& layout : layouts()) {
+    if (layout.version == Version::old_one) continue;
+    for (const Field& field : layout.fields) {
+      const bool is_new_name = std::find(names.begin(), names.end(), field.name) == names.end();
+      if (field.offset >= kept_size(layout.kind) && is_new_name) names.emplace_back(field.name);
+    }
+  }
+  return names;
+}
+
+void for_each_loss(const Difference& difference, const Defaults& defaults,
+                   const std::function<void(const Loss&)>& visit) {
   if (difference.before == nullptr) return;
   const StoredRecord& before = *difference.before;
   const Layout* layout = layout_of(before);
@@ -86,19 +104,33 @@ void for_each_loss(const Difference& difference, const std::function<void(const 
   if (difference.after == nullptr || is_unknown) return visit({before, whole_record, nullptr});
   if (layout == nullptr) return;
   for (const Field& field : layout->fields) {
-    if (!is_set(field, difference.after->value) && is_set(field, before.value)) visit({before, field.name, &field});
+    if (is_set(field, difference.after->value) || !is_set(field, before.value)) continue;
+    visit({before, field.name, &field, defaults.contains(before, field)});
   }
 }
 
-Outcome outcome_of(Change change, const Store& before, const Store& after, const Run& run) {
+Outcome outcome_of(const Conversion& conversion, const Store& before, const Store& after, const Run& run) {
   Outcome outcome;
   Progress progress("Comparing, records", 0);
   size_t compared = 0;
   for_each_pair(before, after, [&](const Difference& pair) {
     progress.show(++compared);
-    add_pair(outcome, change, pair, run);
+    add_pair(outcome, conversion, pair, run);
   });
   return outcome;
+}
+
+Outcome outcome_of_none(const Store& store) {
+  Outcome outcome;
+  outcome.records = count_records(store);
+  outcome.unchanged = outcome.records.total();
+  return outcome;
+}
+
+bool is_converted_already(const Conversion& conversion, const RecordCounts& records) {
+  if (conversion.change() == Change::upgrade && conversion.to.has_old_layout) return false;  // would delete them all
+  const size_t all = records.of(Kind::vr) + records.of(Kind::ip_assoc);
+  return all > 0 && all == records.with_layout(conversion.to.has_old_layout ? Version::old_one : Version::new_one);
 }
 
 }  // namespace vrrpconvert

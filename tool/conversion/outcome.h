@@ -16,17 +16,19 @@ namespace vrrpconvert {
 // Losses go by the name of the field; this name is for records that are lost as a whole.
 inline constexpr char whole_record[] = "record";
 
-// Whether a loss can have this name.
-bool is_name_of_loss(const std::string& name);
+// The names that a loss can have, the one for whole records first.
+std::vector<std::string> names_of_losses();
 
 struct Loss {
   const StoredRecord& record;  // before the conversion
   const char* name;
-  const Field* field;  // null for a whole record
+  const Field* field;       // null for a whole record
+  bool is_default = false;  // the target release assumes this value
 };
 
 // Calls `visit` with every loss that a difference is. A field is lost if it was set and is not set afterwards.
-void for_each_loss(const Difference& difference, const std::function<void(const Loss&)>& visit);
+void for_each_loss(const Difference& difference, const Defaults& defaults,
+                   const std::function<void(const Loss&)>& visit);
 
 struct FailedRecord {
   std::string store_key, record, reason;
@@ -40,10 +42,18 @@ struct Outcome {
   size_t converted = 0, deleted = 0, unchanged = 0;
   NameList added;
   NamesByWord lost;                  // by field
+  NamesByWord defaults;              // dropped values that the target release assumes, by field
+  NameList without_vr;               // track records whose virtual router is deleted
   std::vector<FailedRecord> failed;  // records that are not in the state that the conversion gives them
 };
 
 // Compares the store `after` a run with the store `before` it. The run only gives reasons. Throws Error.
-Outcome outcome_of(Change change, const Store& before, const Store& after, const Run& run);
+Outcome outcome_of(const Conversion& conversion, const Store& before, const Store& after, const Run& run);
+
+// The outcome if the library does not run.
+Outcome outcome_of_none(const Store& store);
+
+// Whether the target release reads every record with a layout, and there are any. A conversion has nothing to do then.
+bool is_converted_already(const Conversion& conversion, const RecordCounts& records);
 
 }  // namespace vrrpconvert

@@ -1,15 +1,15 @@
 #include "tool/conversion/report.h"
 
-#include <algorithm>
 #include <new>
 #include <stdexcept>
 
 namespace vrrpconvert {
 namespace {
 
-// A mismatch is a store that the source release cannot have written: an upgrade would delete records that the target
-// release can read.
+// A mismatch is a store that the source release cannot have written, or an upgrade that would delete records which the
+// target release can read.
 void compare_releases(const Conversion& conversion, Summary& summary) {
+  if (is_converted_already(conversion, summary.records)) return;
   const size_t new_ones = summary.records.with_layout(Version::new_one);
   const size_t old_ones = summary.records.with_layout(Version::old_one);
   const Change change = conversion.change();
@@ -20,26 +20,14 @@ void compare_releases(const Conversion& conversion, Summary& summary) {
   } else if (change == Change::upgrade && new_ones > 0) {
     summary.mismatch = "the records are in the new layout, which " + conversion.from.text +
                        " does not write: the store may have been written by a later release";
-  } else if (change == Change::downgrade && old_ones > 0) {
-    summary.note = "the records are in the old layout already";
+  } else if (change == Change::upgrade && conversion.to.has_old_layout && summary.changes > 0) {
+    summary.mismatch = conversion.from.text + " and " + conversion.to.text +
+                       " both read the old layout: an upgrade deletes records that " + conversion.to.text + " can read";
   } else if (change == Change::none && (conversion.to.has_old_layout ? new_ones : old_ones) > 0) {
     summary.note = conversion.to.text + " cannot read " +
                    std::to_string(conversion.to.has_old_layout ? new_ones : old_ones) +
                    " of the records, which are in the " + (conversion.to.has_old_layout ? "new" : "old") + " layout";
   }
-}
-
-// Parses what a device's row needs. Other members may be as long as a store or, from another machine, anything; a
-// nested value is refused while it is parsed, because every later step would take stack for each level.
-Json parse_needed(std::istream& stream) {
-  constexpr const char* needed[] = {"schema", "store", "from", "to", "dry_run", "summary", "problem", "reason", "exit"};
-  constexpr int depth_max = 8;
-  const auto is_kept = [&needed](int depth, Json::parse_event_t event, const Json& parsed) {
-    if (depth > depth_max) throw std::out_of_range("depth");
-    if (depth != 1 || event != Json::parse_event_t::key) return true;
-    return std::find(std::begin(needed), std::end(needed), parsed.get_ref<const std::string&>()) != std::end(needed);
-  };
-  return Json::parse(stream, is_kept, false);
 }
 
 // Whether the object of a dry run is complete, and its exit status is the one of its summary.
@@ -49,7 +37,8 @@ bool is_dry_run(const ConversionReport& report, const Json& summary) {
       !has("accepted") || !has("failures")) {
     return false;
   }
-  if (report.exit == exit_done && !report.reason.empty()) return false;
+  if (report.exit == exit_done && !report.reason.empty() && report.reason != "already") return false;
+  if (report.exit == exit_io) return !report.problem.empty();  // of the preflight checks
   return report.summary.failures > 0 ? report.exit == exit_some_failed
                                      : report.exit == exit_done || report.exit == exit_found;
 }
@@ -68,11 +57,15 @@ Json json_of_outcome(const ConversionReport& report) {
           {"added", outcome.added.records}, {"left_alone", outcome.unchanged}, {"failed", outcome.failed}};
 }
 
-Summary summary_of(const Conversion& conversion, const Outcome& foreseen, const std::set<std::string>& accepted) {
-  Summary summary = {
-      foreseen.records, foreseen.changes, foreseen.lost, {}, foreseen.added, {}, foreseen.failed.size(), {}, {}};
+Summary summary_of(const Conversion& conversion, const Outcome& foreseen) {
+  Summary summary = {.records = foreseen.records,
+                     .changes = foreseen.changes,
+                     .lost = foreseen.lost,
+                     .defaults = foreseen.defaults,
+                     .added = foreseen.added,
+                     .without_vr = foreseen.without_vr,
+                     .failures = foreseen.failed.size()};
   for (const FailedRecord& failed : foreseen.failed) summary.failing[failed.reason].add([&] { return failed.record; });
-  accept_losses(accepted, summary);
   compare_releases(conversion, summary);
   return summary;
 }
@@ -83,9 +76,13 @@ void accept_losses(const std::set<std::string>& accepted, Summary& summary) {
   }
 }
 
+void accept_all_losses(Summary& summary) { summary.accepted.merge(summary.lost); }
+
 std::optional<ConversionReport> read_dry_run_report(std::istream& stream) {
   try {
-    const Json json = parse_needed(stream);
+    constexpr const char* needed[] = {"schema",  "store",   "from",   "to",  "dry_run",
+                                      "summary", "problem", "reason", "exit"};
+    const Json json = parse_members(stream, needed);
     if (json.at("schema") != 1) return std::nullopt;
     auto report = json.get<ConversionReport>();
     report.exit = to_count(json.at("exit"));

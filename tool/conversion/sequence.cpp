@@ -3,6 +3,8 @@
 #include <new>
 
 #include "tool/conversion/backup.h"
+#include "tool/conversion/ending.h"
+#include "tool/conversion/preflight.h"
 #include "tool/conversion/trace_file.h"
 #include "tool/store/files.h"
 #include "tool/store/store.h"
@@ -42,30 +44,58 @@ class Sequence {
     report_.to = conversion_.to.text;
     report_.change = name_of(conversion_.change());
     report_.dry_run = request.is_dry_run;
-    report_.summary = summary_of(conversion_, dry_run.outcome(), request.permissions.accepted);
+    report_.summary = summary_of(conversion_, dry_run.outcome());
+    accept_losses(request.permissions.accepted, report_.summary);
+    if (request.permissions.loss) accept_all_losses(report_.summary);
+    report_.decision = decision_of(report_, request.permissions);
   }
 
   ConversionReport run() {
-    const bool is_upgrade = conversion_.change() == Change::upgrade;
-    const Ending refusal = refusal_of(report_.summary, request_.permissions);
+    const bool is_nothing = report_.summary.changes == 0 && report_.summary.failures == 0;
+    if (!is_nothing) require_approved();
+    const Ending refusal = refuse();
     report_.refused = !refusal.is_good();
     if (request_.is_dry_run) {
+      name_new_files();
       ending() = ending_of_dry_run(report_.summary, refusal);
     } else if (report_.refused) {
       ending() = refusal;
-    } else if (is_upgrade && report_.summary.changes == 0 && report_.summary.failures == 0) {
-      report_.next = "nothing to upgrade: the library was not run, so that an earlier snapshot stays";
-    } else if (!request_.has_backup && meets_other_snapshot(conversion_, dry_run_.before())) {
-      report_.refused = true;
-      ending() = refusal_of_snapshot(conversion_.snapshot());
-    } else {
+    } else if (!is_nothing || conversion_.change() == Change::none) {
       convert();
     }
+    if (is_nothing && report_.is_good()) report_.reason = "already";
     return report_;
   }
 
  private:
   Ending& ending() { return report_; }
+
+  // The plan that the operator runs holds for the records that its dry run examined, and for no others.
+  void require_approved() const {
+    if (!request_.approved || *request_.approved == dry_run_.before().digest()) return;
+    throw Error(exit_in_use,
+                report_.store + ": has other records than the plan; nothing was changed; make and approve a new plan",
+                "changed", report_.store);
+  }
+
+  Ending refuse() {
+    const Ending refusal = refusal_of(report_, request_.permissions);
+    if (conversion_.change() == Change::none || report_.summary.changes == 0) return refusal;
+    // An attempt shows more exactly than these checks whether files can be written, and changes nothing if not.
+    Ending obstacle = request_.is_dry_run ? preflight(conversion_, request_.has_backup) : Ending();
+    if (obstacle.is_good() && !request_.has_backup && meets_other_snapshot(conversion_, dry_run_.before())) {
+      obstacle = refusal_of_snapshot(conversion_.snapshot());
+    }
+    if (obstacle.is_good()) return refusal;
+    report_.decision = "NO-GO: " + obstacle.problem + "; after that: " + report_.decision;
+    return obstacle;
+  }
+
+  void name_new_files() {
+    if (conversion_.change() == Change::none || report_.summary.changes == 0) return;
+    if (request_.has_backup) report_.copy = free_backup_name(conversion_.store(), conversion_.from);
+    if (conversion_.change() == Change::upgrade) report_.snapshot = conversion_.snapshot();
+  }
 
   void convert() {
     try {
@@ -114,7 +144,7 @@ class Sequence {
       const bool is_as_before = !report_.changed && !run.has_converted();
       if (!is_as_closed && !is_as_before) return ending_of_replaced(run, conversion_);
       const bool is_known = is_foreseen && is_as_closed && dry_run_.outcome().failed.empty();
-      report_.outcome = is_known ? dry_run_.outcome() : outcome_of(conversion_.change(), dry_run_.before(), now, run);
+      report_.outcome = is_known ? dry_run_.outcome() : outcome_of(conversion_, dry_run_.before(), now, run);
       return {};
     } catch (const Error& error) {
       report_.changed = true;
@@ -157,12 +187,10 @@ class Sequence {
     const bool is_upgrade = conversion_.change() == Change::upgrade;
     const std::string start = (is_upgrade ? "configure VRRP anew under " : "start ") + report_.to;
     report_.next = report_.exit != exit_done ? back : start + (back.empty() ? "" : "; or " + back);
-    if (!is_upgrade) return;
-    report_.ways_back = restore_sources(conversion_.store(), conversion_.snapshot(), [this](const fs::path& file) {
-      // What this run wrote has the records that the store had.
-      const bool is_own = file == report_.copy || file == report_.snapshot;
-      return is_own ? dry_run_.outcome().records : count_records(Store(file, no_wait));
-    });
+    // Both have the records that the store had.
+    for (const std::string& file : {report_.copy, report_.snapshot}) {
+      if (!file.empty()) report_.ways_back.push_back({file, report_.from, dry_run_.outcome().records});
+    }
   }
 
   const Conversion& conversion_;

@@ -1,11 +1,12 @@
 // The sequence of a conversion: dry run, refusal, backup, the library's run on the store, and what that left.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "tool/conversion/conversion.h"
+#include "tool/conversion/decision.h"
 #include "tool/conversion/dry_run.h"
-#include "tool/conversion/ending.h"
 #include "tool/conversion/report.h"
 
 namespace vrrpconvert {
@@ -15,7 +16,8 @@ struct ConversionRequest {
   Permissions permissions{};
   bool is_dry_run = false;
   bool has_backup = true;
-  std::string trace{};  // the file that gets the library's trace lines; empty for the device's log
+  std::optional<StoreDigest> approved{};  // of the records that the conversion may convert; none for any
+  std::string trace{};                    // the file that gets the library's trace lines; empty for the device's log
 };
 
 // Converts the store, unless the dry run is all that is asked for or the conversion is refused. Throws Error if nothing

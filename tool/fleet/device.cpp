@@ -2,15 +2,22 @@
 
 #include <algorithm>
 
+#include "tool/support/digits.h"
+#include "tool/support/printable.h"
+
 namespace vrrpconvert {
 namespace {
 
 // Applies what is accepted here: the dry run that wrote the report may have had other options.
 void judge_losses(ConversionReport& report) {
-  if (report.exit != exit_done && report.reason != "loss") return;
+  if (report.reason == "already" || (report.exit != exit_done && report.reason != "loss")) return;
   const bool is_lossless = report.summary.lost.empty();
   report.exit = is_lossless ? exit_done : exit_found;
   report.reason = is_lossless ? "" : "loss";
+}
+
+std::span<const uint8> bytes_of(const std::string& text) {
+  return {reinterpret_cast<const uint8*>(text.data()), text.size()};
 }
 
 }  // namespace
@@ -22,29 +29,25 @@ void Device::fail(Exit status, const std::string& word, const std::string& messa
 }
 
 void Device::judge() {
-  if (report.reason == "mismatch") {
-    verdict = "contradiction";
-  } else if (rank() > 0) {
-    static constexpr const char* verdicts[] = {"", "in use", "would fail", "loss", "accepted", "clean"};
-    verdict = verdicts[rank()];
-  } else {
-    verdict = report.reason.empty() ? "unknown" : report.reason;
-    std::replace(verdict.begin(), verdict.end(), '_', ' ');
-  }
+  static constexpr const char* verdicts[] = {"", "in use", "would fail", "", "accepted", "clean"};
+  const bool has_own_word = rank() == Rank::not_examined || rank() == Rank::loss || report.reason == "mismatch" ||
+                            report.reason == "already" || report.reason == "identical";
+  verdict = !has_own_word ? verdicts[static_cast<int>(rank())] : report.reason.empty() ? "unknown" : report.reason;
+  std::replace(verdict.begin(), verdict.end(), '_', ' ');
 }
 
-int Device::rank() const {
+Rank Device::rank() const {
   switch (report.exit) {
     case exit_in_use:
-      return 1;
+      return Rank::in_use;
     case exit_some_failed:
-      return 2;
+      return Rank::would_fail;
     case exit_found:
-      return 3;
+      return report.reason == "mismatch" ? Rank::would_fail : Rank::loss;
     case exit_done:
-      return report.summary.accepted.empty() ? 5 : 4;
+      return report.summary.accepted.empty() ? Rank::clean : Rank::accepted;
     default:
-      return 0;
+      return Rank::not_examined;
   }
 }
 
@@ -58,12 +61,17 @@ void to_json(Json& json, const Device& device) {
           {"changes", summary.changes},
           {"lost", summary.lost},
           {"accepted", summary.accepted},
+          {"defaults", summary.defaults},
+          {"differences", device.differences},
           {"failing", summary.failing},
           {"added", summary.added},
           {"failures", summary.failures},
           {"problem", or_null(report.problem)},
           {"reason", or_null(report.reason)},
           {"exit", report.exit}};
+  // A JSON text cannot have the bytes of a name that is not UTF-8.
+  if (!is_utf8(device.name)) json["device_hex"] = hex_of(bytes_of(device.name));
+  if (!is_utf8(report.store)) json["store_hex"] = hex_of(bytes_of(report.store));
 }
 
 Device device_without_report(const std::string& name, const std::string& reason, const std::string& problem) {

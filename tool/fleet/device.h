@@ -9,11 +9,15 @@
 
 namespace vrrpconvert {
 
+// Devices are shown in this order, and the first rank of a fleet decides its exit status.
+enum class Rank { not_examined, in_use, would_fail, loss, accepted, clean };
+
 // Strings in a report may come from another machine: they are escaped where they are shown.
 struct Device {
   std::string name;
   ConversionReport report{};
-  std::string verdict{};  // "damaged", "in use", "would fail", "contradiction", "loss", "accepted", "clean", ...
+  NamesByWord differences{};  // from its backup: records, by "added", "changed" and "removed"
+  std::string verdict{};      // "damaged", "in use", "would fail", "mismatch", "loss", "accepted", "clean", ...
 
   // Ends its examination for another reason than the report's.
   void fail(Exit status, const std::string& word, const std::string& message);
@@ -21,8 +25,7 @@ struct Device {
   // Sets the verdict.
   void judge();
 
-  // 0 for the worst: devices are shown in this order.
-  int rank() const;
+  Rank rank() const;
 };
 
 void to_json(Json& json, const Device& device);

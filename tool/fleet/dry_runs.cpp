@@ -30,6 +30,7 @@ std::vector<std::string> arguments_for(const DryRunOptions& options, const fs::p
   std::vector<std::string> arguments = {"vrrpconvert", "convert",  "--root",    directory,   "--from", options.from,
                                         "--to",        options.to, "--dry-run", "--summary", "--json"};
   for (const std::string& field : options.accepted) arguments.insert(arguments.end(), {"--accept-loss", field});
+  for (const std::string& text : options.defaults.texts()) arguments.insert(arguments.end(), {"--default", text});
   arguments.insert(arguments.end(), {"--", directory});
   return arguments;
 }

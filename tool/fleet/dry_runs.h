@@ -13,7 +13,8 @@ namespace vrrpconvert {
 struct DryRunOptions {
   const std::string &from, &to;
   const std::set<std::string>& accepted;  // losses
-  unsigned jobs;                          // dry runs at a time
+  const Defaults& defaults;
+  unsigned jobs;  // dry runs at a time
 };
 
 // Runs `convert --dry-run` of this program for each store. Every input becomes a device. Throws Error if no process can

@@ -1,6 +1,7 @@
 #include "tool/fleet/fleet.h"
 
 #include <algorithm>
+#include <ctime>
 #include <tuple>
 
 namespace vrrpconvert {
@@ -19,33 +20,93 @@ void take_releases(Fleet& fleet) {
   }
 }
 
+void add(const NamesByWord& names, std::map<std::string, WordTotal>& totals) {
+  for (const auto& [word, list] : names) {
+    ++totals[word].devices;
+    totals[word].records += list.records;
+  }
+}
+
 Totals totals_of(const std::vector<Device>& devices) {
   Totals totals;
   totals.devices = devices.size();
   for (const Device& device : devices) {
+    const Summary& summary = device.report.summary;
     ++totals.verdicts[device.verdict];
-    for (const auto& [field, names] : device.report.summary.lost) {
-      ++totals.lost[field].devices;
-      totals.lost[field].records += names.records;
-    }
+    add(summary.lost, totals.lost);
+    add(summary.accepted, totals.accepted);
+    add(summary.defaults, totals.defaults);
+    add(summary.failing, totals.failing);
+    add(device.differences, totals.differences);
   }
   return totals;
 }
 
+// "11 of 500 devices cannot be converted, 180 would lose values that are not accepted"; empty if there is no problem.
+std::string problem_of(const Fleet& fleet) {
+  size_t unusable = 0, losing = 0;
+  for (const Device& device : fleet.devices) {
+    unusable += device.rank() < Rank::loss;
+    losing += device.rank() == Rank::loss;
+  }
+  const auto verdict = fleet.totals.verdicts.find("not configured");
+  const size_t empty = verdict != fleet.totals.verdicts.end() ? verdict->second : 0;
+  const std::pair<size_t, const char*> of_dry_runs[] = {{unusable, "cannot be converted"},
+                                                        {losing, "would lose values that are not accepted"}};
+  const std::pair<size_t, const char*> of_comparison[] = {
+      {losing - empty, "with differences"}, {empty, "not configured yet"}, {unusable, "not compared"}};
+  std::string text;
+  const auto append = [&](const auto& part) {
+    if (part.first == 0) return;
+    text += (text.empty() ? "" : ", ") + std::to_string(part.first);
+    if (text.find(' ') == std::string::npos) text += " of " + std::to_string(fleet.devices.size()) + " devices";
+    text += std::string(" ") + part.second;
+  };
+  fleet.is_verified ? std::for_each(std::begin(of_comparison), std::end(of_comparison), append)
+                    : std::for_each(std::begin(of_dry_runs), std::end(of_dry_runs), append);
+  return text;
+}
+
+std::string decision_of(const Fleet& fleet) {
+  const std::string problem = problem_of(fleet);
+  if (!problem.empty()) return "NO-GO: " + problem;
+  const std::string all =
+      fleet.devices.size() == 1 ? "the device" : "all " + std::to_string(fleet.devices.size()) + " devices";
+  const bool is_one = fleet.devices.size() == 1;
+  if (fleet.is_verified) return "GO: " + all + (is_one ? " is" : " are") + " as the backup";
+  const auto already = fleet.totals.verdicts.find("already");
+  if (already != fleet.totals.verdicts.end() && already->second == fleet.devices.size()) {
+    return "Nothing to do: " + all + " already " + (is_one ? "has" : "have") + " records that " + fleet.to + " reads";
+  }
+  return "GO: " + all + " can be converted, " +
+         (fleet.totals.accepted.empty() ? "nothing is lost" : "only accepted losses");
+}
+
+unsigned exit_for(Rank rank) {
+  constexpr Exit exits[] = {exit_bad_input, exit_in_use, exit_some_failed, exit_found, exit_done, exit_done};
+  return exits[static_cast<int>(rank)];
+}
+
+std::string time_in_utc() {
+  const time_t now = time(nullptr);
+  char text[32];
+  return {text, strftime(text, sizeof text, "%Y-%m-%d %H:%M UTC", gmtime(&now))};
+}
+
 }  // namespace
 
-Fleet fleet_of(const std::string& from, const std::string& to, std::vector<Device> devices) {
-  Fleet fleet = {from, to, std::move(devices), {}};
+void complete(Fleet& fleet, const std::set<std::string>& accepted) {
   take_releases(fleet);
   for (Device& device : fleet.devices) device.judge();
   std::sort(fleet.devices.begin(), fleet.devices.end(),
             [](const Device& a, const Device& b) { return std::pair(a.rank(), a.name) < std::pair(b.rank(), b.name); });
+  fleet.tool = CONVERTVRRP_VERSION;
+  fleet.made = time_in_utc();
   fleet.totals = totals_of(fleet.devices);
-  if (!fleet.devices.empty()) {
-    const Device& worst = fleet.devices.front();
-    fleet.exit = worst.rank() == 0 ? static_cast<unsigned>(exit_bad_input) : worst.report.exit;
-  }
-  return fleet;
+  for (auto& [field, total] : fleet.totals.accepted)
+    total.source = accepted.contains(field) ? "--accept-loss" : "reports";
+  fleet.decision = decision_of(fleet);
+  if (!fleet.devices.empty()) fleet.exit = exit_for(fleet.devices.front().rank());
 }
 
 }  // namespace vrrpconvert

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -9,30 +10,35 @@
 
 namespace vrrpconvert {
 
-struct LostTotal {
+struct WordTotal {
   size_t devices = 0, records = 0;
+  std::string source{};  // of an accepted loss: "--accept-loss" of the overview, or "reports"
 
-  JSON_MEMBERS(devices, records)
+  JSON_MEMBERS(devices, records, source)
 };
 
 struct Totals {
   size_t devices = 0;
   std::map<std::string, size_t> verdicts;
-  std::map<std::string, LostTotal> lost;  // by field
+  std::map<std::string, WordTotal> lost, accepted, defaults, failing, differences;  // by field, reason or change
 
-  JSON_MEMBERS(devices, verdicts, lost)
+  JSON_MEMBERS(devices, verdicts, lost, accepted, defaults, failing, differences)
 };
 
 struct Fleet {
   std::string from, to;  // empty if no report has them
   std::vector<Device> devices;
-  Totals totals;
+  bool is_verified = false;    // compared with the backups, not converted in dry runs
+  std::string tool{}, made{};  // the version of the tool, and the time in UTC
+  std::string decision{};
+  Totals totals{};
   unsigned exit = exit_done;  // that of the worst device
 
-  JSON_MEMBERS(from, to, devices, totals, exit)
+  JSON_MEMBERS(from, to, tool, made, decision, devices, totals, exit)
 };
 
-// Without releases they are those of the first report that has them; a device with a report of others is a bad one.
-Fleet fleet_of(const std::string& from, const std::string& to, std::vector<Device> devices);
+// Completes a fleet of which only the first four members are set. Without releases they are those of the first report
+// that has them; a device with a report of others is a bad one. `accepted` are the losses that the overview accepts.
+void complete(Fleet& fleet, const std::set<std::string>& accepted);
 
 }  // namespace vrrpconvert

@@ -1,5 +1,7 @@
 #include "tool/fleet/page.h"
 
+#include <algorithm>
+#include <iterator>
 #include <kainjow/mustache.hpp>
 
 #include "tool/support/name_list.h"
@@ -30,7 +32,8 @@ mustache::data list_of_members(const Json& object) {
 }
 
 bool has_data_names(const std::string& name) {
-  return name == "lost" || name == "accepted" || name == "failing" || name == "verdicts";
+  constexpr const char* names[] = {"lost", "accepted", "defaults", "failing", "differences", "verdicts"};
+  return std::find(std::begin(names), std::end(names), name) != std::end(names);
 }
 
 mustache::data data_of_object(const Json& object) {
@@ -57,7 +60,12 @@ mustache::data data_of(const Json& value) {
   if (!value.is_array())
     return value.is_string() ? mustache::data(value.get<std::string>()) : mustache::data(value.dump());
   mustache::data list(mustache::data::type::list);
-  for (const Json& item : value) list.push_back(data_of(item));
+  size_t number = 0;
+  for (const Json& item : value) {
+    mustache::data data = data_of(item);
+    if (item.is_object()) data.set("number", std::to_string(++number));  // for links
+    list.push_back(data);
+  }
   return list;
 }
 

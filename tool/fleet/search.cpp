@@ -1,10 +1,14 @@
 #include "tool/fleet/search.h"
 
 #include <algorithm>
+#include <cctype>
+#include <set>
 #include <tuple>
 
 #include "tool/conversion/conversion.h"
+#include "tool/store/files.h"
 #include "tool/support/interrupt.h"
+#include "tool/support/line_reader.h"
 
 namespace vrrpconvert {
 
@@ -54,18 +58,50 @@ void search(const fs::path& asked, bool is_only_one, InputKind kind, std::vector
   }
 }
 
+// Adds the directories directly below `asked` of which none of the inputs behind `first` is.
+void add_empty_directories(const fs::path& asked, bool is_only_one, size_t first, std::vector<Input>& inputs) {
+  std::set<fs::path> seen;
+  for (size_t i = first; i < inputs.size(); ++i) {
+    if (inputs[i].file.empty()) continue;
+    const fs::path below = inputs[i].file.lexically_relative(asked);
+    if (!below.has_parent_path()) return;  // the path itself holds a store
+    seen.insert(*below.begin());
+  }
+  for (const fs::path& directory : files_in(asked)) {
+    std::error_code ignored;
+    const fs::file_status status = fs::symlink_status(directory, ignored);
+    if (!fs::is_directory(status) || seen.contains(directory.filename())) continue;
+    inputs.push_back({name_below(directory, asked, is_only_one), "", "no store below it"});
+  }
+}
+
+void add_missing_names(const std::string& file, std::vector<Input>& inputs) {
+  std::set<std::string> names;
+  for (const Input& input : inputs) names.insert(input.name);
+  LineReader lines(file);
+  std::string_view line;
+  while (lines.next(line)) {
+    while (!line.empty() && isspace(static_cast<unsigned char>(line.back()))) line.remove_suffix(1);
+    const std::string name(line);
+    if (!name.empty() && names.insert(name).second)
+      inputs.push_back({name, "", "is in " + file + ", but was not found"});
+  }
+}
+
 }  // namespace
 
-std::vector<Input> find_inputs(const std::vector<std::string>& paths, InputKind kind) {
+std::vector<Input> find_inputs(const std::vector<std::string>& paths, InputKind kind, const std::string& expected) {
   std::vector<Input> inputs;
   for (const std::string& asked : paths) {
     const size_t before = inputs.size();
     search(asked, paths.size() == 1, kind, inputs);
+    if (kind == InputKind::stores) add_empty_directories(asked, paths.size() == 1, before, inputs);
     if (inputs.size() > before) continue;
     inputs.push_back({asked, "", kind == InputKind::reports ? "no report below it" : "no store below it"});
   }
+  if (!expected.empty()) add_missing_names(expected, inputs);
   const auto key = [](const Input& input) { return std::tie(input.name, input.file); };
-  std::sort(inputs.begin(), inputs.end(), [key](const Input& a, const Input& b) { return key(a) < key(b); });
+  std::stable_sort(inputs.begin(), inputs.end(), [key](const Input& a, const Input& b) { return key(a) < key(b); });
   const auto same = [key](const Input& a, const Input& b) { return key(a) == key(b); };
   inputs.erase(std::unique(inputs.begin(), inputs.end(), same), inputs.end());
   return inputs;

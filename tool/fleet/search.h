@@ -16,8 +16,10 @@ struct Input {
 enum class InputKind { stores, reports };
 
 // Searches below each of `paths`, without following symbolic links, and returns what it found by name. A device is
-// named after its directory below the path, or after its report. A path without inputs and a directory that cannot be
-// read are inputs with a problem, so that no device is left out silently. Throws Error if the operator interrupts.
-std::vector<Input> find_inputs(const std::vector<std::string>& paths, InputKind kind);
+// named after its directory below the path, or after its report. No device is left out silently: a path without inputs,
+// a directory that cannot be read, and a directory without stores directly below a path that is no device itself are
+// inputs with a problem. So is each name in the lines of the file `expected` that no input has; "" for no file. Throws
+// Error.
+std::vector<Input> find_inputs(const std::vector<std::string>& paths, InputKind kind, const std::string& expected = "");
 
 }  // namespace vrrpconvert

@@ -118,4 +118,10 @@ void append_text(const Field& field, std::span<const uint8> bytes, bool reveal, 
   }
 }
 
+std::string text_in(const Bytes& value, const Field& field, bool reveal) {
+  std::string text;
+  if (field.offset < value.size()) append_text(field, field.in(value), reveal, text);
+  return text;
+}
+
 }  // namespace vrrpconvert

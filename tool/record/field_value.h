@@ -20,4 +20,7 @@ inline constexpr char hidden[] = "(hidden)";
 void write_field(JsonWriter& json, const Field& field, std::span<const uint8> bytes, bool reveal);
 void append_text(const Field& field, std::span<const uint8> bytes, bool reveal, std::string& text);
 
+// The text of a field in a value, empty if the value is too short to have it.
+std::string text_in(const Bytes& value, const Field& field, bool reveal);
+
 }  // namespace vrrpconvert

@@ -131,6 +131,14 @@ bool is_secret_throughout(const StoredRecord& record) {
   return kind_of(record.key) == Kind::vr && layout_of(record) == nullptr && !is_zero(record.value);
 }
 
+bool has_secret(const StoredRecord& record) {
+  const Layout* layout = layout_of(record);
+  if (layout == nullptr) return is_secret_throughout(record);
+  return std::any_of(layout->fields.begin(), layout->fields.end(), [&record](const Field& field) {
+    return field.type == Type::secret && !is_unset(field, record.value);
+  });
+}
+
 Bytes expected_key(const Layout& layout, const Bytes& value) {
   if (layout.kind == Kind::vr) {
     vrrp_old_config_record_t record;

@@ -62,6 +62,9 @@ bool is_downgraded(const StoredRecord& record, const Bytes& value);
 // Whether the whole value of a record is a secret, because it has no layout that says where its secret is.
 bool is_secret_throughout(const StoredRecord& record);
 
+// Whether a record holds a secret.
+bool has_secret(const StoredRecord& record);
+
 // The key that the manager keeps a value of this layout under.
 Bytes expected_key(const Layout& layout, const Bytes& value);
 

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 
+#include <charconv>
 #include <cstring>
 
 #include "libconvertvrrp.h"
@@ -176,7 +177,26 @@ StoredRecord record_of_raw(const Json* key, JsonMembers& members) {
   return record;
 }
 
+Json json_of_text(Type type, const std::string& text) {
+  if (type == Type::boolean || type == Type::low_bit) {
+    if (text == "yes" || text == "true") return true;
+    if (text == "no" || text == "false") return false;
+  }
+  const bool is_hex = type == Type::interface && text.starts_with("0x");
+  uint32 number = 0;
+  const auto [end, error] =
+      std::from_chars(text.data() + (is_hex ? 2 : 0), text.data() + text.size(), number, is_hex ? 16 : 10);
+  const bool is_whole = error == std::errc() && end == text.data() + text.size();
+  return is_whole && type != Type::bytes && type != Type::secret ? Json(number) : Json(text);
+}
+
 }  // namespace
+
+Bytes field_of_text(const Field& field, const std::string& text) {
+  Bytes value(field.size, 0);
+  json_to_field(field, json_of_text(field.type, text), value.data());
+  return value;
+}
 
 StoredRecord record_of_line(std::string_view line) {
   JsonMembers members(line);

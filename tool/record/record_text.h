@@ -16,6 +16,7 @@
 #include <string_view>
 
 #include "tool/record/bad_record.h"
+#include "tool/record/record_fields.h"
 #include "tool/record/stored_record.h"
 #include "tool/support/json_writer.h"
 
@@ -33,5 +34,9 @@ void write_identity(JsonWriter& json, const StoredRecord& record);
 
 // Throws BadRecord.
 StoredRecord record_of_line(std::string_view line);
+
+// The bytes of a field whose value a user wrote: a number, "0x10", "yes", "no", or a text as in a line. Throws
+// BadRecord.
+Bytes field_of_text(const Field& field, const std::string& text);
 
 }  // namespace vrrpconvert

@@ -23,12 +23,6 @@ FieldChange value_change(const Difference& difference, bool reveal) {
 
 bool has_field(const Bytes& value, const Field& field) { return field.offset < value.size(); }
 
-std::string text_in(const Bytes& value, const Field& field, bool reveal) {
-  std::string text;
-  if (has_field(value, field)) append_text(field, field.in(value), reveal, text);
-  return text;
-}
-
 // The longer layout has all fields of the shorter one. Bits of one byte are fields of their own.
 bool is_equal(const Field& field, const Bytes& before, const Bytes& after) {
   if (!is_set(field, before) && !is_set(field, after)) return true;
@@ -93,6 +87,22 @@ std::vector<FieldChange> field_changes(const Difference& difference, const View&
     if (field.type == Type::secret && change.before == change.after) change.after = hidden_too;
   }
   return changes;
+}
+
+void for_each_shown(const Store& before, const Store& after, const View& view,
+                    const std::function<void(const Difference&)>& visit) {
+  for_each_difference(before, after, [&](const Difference& difference) {
+    if (view.ignore_layout && difference.is_change() && field_changes(difference, view).empty()) return;
+    visit(difference);
+  });
+}
+
+NamesByWord names_of_differences(const Store& before, const Store& after, const View& view) {
+  NamesByWord names;
+  for_each_shown(before, after, view, [&names](const Difference& difference) {
+    names[difference.name()].add([&difference] { return name_of(difference.either()); });
+  });
+  return names;
 }
 
 std::string text_of(const Difference& difference, const View& view) {

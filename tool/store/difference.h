@@ -8,6 +8,7 @@
 #include "tool/record/record_fields.h"
 #include "tool/store/store.h"
 #include "tool/support/json_writer.h"
+#include "tool/support/name_list.h"
 
 namespace vrrpconvert {
 
@@ -41,6 +42,13 @@ struct View {
 
 // What differs in a changed record: its layout, and its fields, but for unset ones that only one layout has.
 std::vector<FieldChange> field_changes(const Difference& difference, const View& view);
+
+// Calls `visit` with the differences that the view shows: not with those of the layout alone if it ignores the layout.
+void for_each_shown(const Store& before, const Store& after, const View& view,
+                    const std::function<void(const Difference&)>& visit);
+
+// The records that differ, by "added", "changed" and "removed".
+NamesByWord names_of_differences(const Store& before, const Store& after, const View& view);
 
 // The difference as text, a line for the record and one for each field, and as JSON.
 std::string text_of(const Difference& difference, const View& view);

@@ -45,8 +45,7 @@ constexpr Meaning meanings[] = {
      "; let the sqlite3 shell finish it (sqlite3 STORE 'PRAGMA journal_mode=DELETE'), or remove the files beside the "
      "store that end in -journal and -wal if they are not the store's"},
     {SYSERR_PSS_BUSY, exit_in_use, "in_use", "; try again when it is done"},
-    {SYSERR_PSS_NO_SPACE, exit_io, "no_space",
-     "; make room in its directory, or raise the limit of the file size, and try again"},
+    {SYSERR_PSS_NO_SPACE, exit_io, "no_space", "; raise the limit of the file size (ulimit -f), or make room in "},
     {SYSERR_PSS_NO_MEMORY, exit_io, "no_memory", "; a store is held in memory"},
     {SYSERR_PSS_TOO_LARGE, exit_bad_input, "too_large", "; a store is held in memory"},
     {SYSERR_PSS_READ_ONLY, exit_io, "permission", "; check the owner and mode of the file and its directory"},
@@ -61,7 +60,10 @@ void throw_store_error(const fs::path& file, syserr_t status) {
   for (const Meaning& known : meanings) {
     if (known.status == status) meaning = known;
   }
-  throw Error(meaning.exit, file.string() + ": " + syserr2str(status) + meaning.advice, meaning.reason, file.string());
+  const fs::path directory = file.has_parent_path() ? file.parent_path() : ".";
+  const std::string place = status == SYSERR_PSS_NO_SPACE ? "the file system of " + directory.string() : "";
+  throw Error(meaning.exit, file.string() + ": " + syserr2str(status) + meaning.advice + place, meaning.reason,
+              file.string());
 }
 
 void set_nonvolatile_root(const fs::path& root) { setenv("PSS_NONVOLATILE_ROOT", root.c_str(), 1); }

@@ -1,7 +1,10 @@
 // JSON values, whose members keep the order in which they were added, and structs as JSON objects.
 #pragma once
 
+#include <algorithm>
 #include <concepts>
+#include <istream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
@@ -62,6 +65,20 @@ void from_json(const Json& json, Struct& to) {
       found->get_to(value);
     }
   });
+}
+
+// Parses an object of which only the members `names` are needed. The others may be as long as a store or, from another
+// machine, anything; a nested value is refused while it is parsed, because every later step takes stack for each level.
+// Throws std::exception.
+template <typename Names>
+Json parse_members(std::istream& stream, const Names& names) {
+  constexpr int depth_max = 8;
+  const auto is_kept = [&names](int depth, Json::parse_event_t event, const Json& parsed) {
+    if (depth > depth_max) throw std::out_of_range("depth");
+    if (depth != 1 || event != Json::parse_event_t::key) return true;
+    return std::find(std::begin(names), std::end(names), parsed.get_ref<const std::string&>()) != std::end(names);
+  };
+  return Json::parse(stream, is_kept, false);
 }
 
 }  // namespace vrrpconvert

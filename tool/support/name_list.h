@@ -1,7 +1,9 @@
 // How many records something is about, and the names of the first of them.
 #pragma once
 
+#include <iomanip>
 #include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -32,5 +34,30 @@ struct NameList {
 };
 
 using NamesByWord = std::map<std::string, NameList>;  // by field, or by reason
+
+// "bfd_peer_ip 2, forwarding_state 3"
+inline std::string text_of_counts(const NamesByWord& names) {
+  std::string text;
+  for (const auto& [word, list] : names) text += (text.empty() ? "" : ", ") + word + " " + std::to_string(list.records);
+  return text;
+}
+
+// A line for each word, "  bfd_peer_ip   2 records: ...", below the heading; empty without words.
+inline std::string text_of_lines(const std::string& heading, const NamesByWord& names) {
+  std::ostringstream text;
+  if (!names.empty()) text << heading << ":\n";
+  for (const auto& [word, list] : names) {
+    text << "  " << std::left << std::setw(27) << word << std::right << std::setw(8) << list.records
+         << (list.records == 1 ? " record:  " : " records: ") << list.text() << '\n';
+  }
+  return text.str();
+}
+
+// "bfd_peer_ip,forwarding_state"
+inline std::string words_of(const NamesByWord& names) {
+  std::string text;
+  for (const auto& [word, list] : names) text += (text.empty() ? "" : ",") + word;
+  return text;
+}
 
 }  // namespace vrrpconvert

@@ -54,6 +54,15 @@ std::string escaped(std::string_view text, bool keeps_line_breaks) {
 
 }  // namespace
 
+bool is_utf8(std::string_view text) {
+  while (!text.empty()) {
+    const auto [code, size] = first_of(text);
+    if (code == 0 && text[0] != '\0') return false;
+    text.remove_prefix(size);
+  }
+  return true;
+}
+
 std::string printable(std::string_view text) { return escaped(text, false); }
 
 std::string printable_lines(std::string_view text) { return escaped(text, true); }

@@ -13,6 +13,8 @@ std::string printable(std::string_view text);
 inline std::string printable(const std::string& text) { return printable(std::string_view(text)); }
 inline std::string printable(const std::filesystem::path& path) { return printable(path.native()); }
 
+bool is_utf8(std::string_view text);
+
 // The same for a message of several lines.
 std::string printable_lines(std::string_view text);
 

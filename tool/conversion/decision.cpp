@@ -1,0 +1,74 @@
+#include "tool/conversion/decision.h"
+
+namespace vrrpconvert {
+namespace {
+
+std::string counted(size_t records, const char* noun) {
+  return std::to_string(records) + " " + noun + (records == 1 ? "" : "s");
+}
+
+bool is_upgrade(const ConversionReport& report) { return report.change == name_of(Change::upgrade); }
+
+// The options that the conversion needs and the operator did not give.
+std::string missing_options(const Summary& summary, const Permissions& permissions) {
+  std::string options;
+  if (!summary.mismatch.empty() && !permissions.mismatch) options += " --allow-mismatch";
+  if (summary.failures > 0 && !permissions.loss) return options + " --allow-loss";
+  return summary.lost.empty() ? options : options + " --accept-loss " + words_of(summary.lost);
+}
+
+// "rewrites 13 records and loses values of 5 fields"
+std::string effect_of(const ConversionReport& report) {
+  const Summary& summary = report.summary;
+  std::string text;
+  if (is_upgrade(report)) {
+    text = summary.failures == 0 ? "deletes all " : "deletes ";
+    text += counted(summary.changes, "VRRP record");
+  } else {
+    text = "rewrites " + counted(summary.changes - summary.added.records, "record");
+    if (summary.added.records > 0) text += ", adds " + std::to_string(summary.added.records);
+    if (!summary.lost.empty()) text += " and loses values of " + counted(summary.lost.size(), "field");
+    if (summary.lost.empty() && summary.accepted.empty()) text += ", nothing is lost";
+  }
+  if (!summary.accepted.empty()) text += "; accepted losses: " + text_of_counts(summary.accepted);
+  if (!summary.defaults.empty()) text += "; default values: " + text_of_counts(summary.defaults);
+  return summary.failures == 0 ? text : text + "; " + counted(summary.failures, "record") + " would fail";
+}
+
+// The part of the effect that the operator does not permit.
+std::string objection_of(const Summary& summary, bool is_mismatch) {
+  if (is_mismatch) return summary.mismatch;
+  if (summary.failures > 0) return counted(summary.failures, "record") + " would fail";
+  return "would lose " + text_of_counts(summary.lost);
+}
+
+}  // namespace
+
+Ending refusal_of(const ConversionReport& report, const Permissions& permissions) {
+  const Summary& summary = report.summary;
+  const std::string missing = missing_options(summary, permissions);
+  if (missing.empty()) return {};
+  const bool is_mismatch = !summary.mismatch.empty() && !permissions.mismatch;
+  return {summary.failures > 0 ? exit_some_failed : exit_found,
+          "refused; nothing was changed: " + objection_of(summary, is_mismatch) + "; to accept:" + missing,
+          is_mismatch            ? "mismatch"
+          : summary.failures > 0 ? "would_fail"
+                                 : "loss"};
+}
+
+std::string decision_of(const ConversionReport& report, const Permissions& permissions) {
+  const Summary& summary = report.summary;
+  const std::string missing = missing_options(summary, permissions);
+  if (!missing.empty()) {
+    const std::string mismatch = summary.mismatch.empty() || permissions.mismatch ? "" : summary.mismatch + "; ";
+    return "NO-GO: " + mismatch + effect_of(report) + "; to accept:" + missing;
+  }
+  if (summary.changes > 0 || summary.failures > 0) return "GO: " + effect_of(report);
+  if (!summary.note.empty()) return "Nothing to do: " + report.from + " to " + report.to + " is no conversion";
+  const RecordCounts& records = summary.records;
+  const bool has_layouts = records.with_layout(Version::new_one) + records.with_layout(Version::old_one) > 0;
+  return "Nothing to do: " + (has_layouts ? "the records already have the layout that " + report.to + " reads"
+                                          : std::string("the store has no records that a conversion changes"));
+}
+
+}  // namespace vrrpconvert

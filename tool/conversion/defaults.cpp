@@ -1,0 +1,66 @@
+#include "tool/conversion/defaults.h"
+
+#include <algorithm>
+
+#include "tool/conversion/outcome.h"
+#include "tool/record/field_value.h"
+#include "tool/record/record_text.h"
+#include "tool/support/error.h"
+
+namespace vrrpconvert {
+namespace {
+
+const Field* field_in(const Layout& layout, const std::string& name) {
+  for (const Field& field : layout.fields) {
+    if (name == field.name) return &field;
+  }
+  return nullptr;
+}
+
+// The first layout that has the field, or null.
+const Layout* layout_with(const std::string& name) {
+  for (const Layout& layout : layouts()) {
+    if (field_in(layout, name) != nullptr) return &layout;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+void Defaults::add(const std::string& text) {
+  const size_t equals = text.find('=');
+  const std::string name = text.substr(0, equals);
+  const std::vector<std::string> names = names_of_losses();
+  if (equals == std::string::npos || std::find(names.begin() + 1, names.end(), name) == names.end()) {
+    throw Error(exit_usage, "--default: \"" + text +
+                                "\" is not FIELD=VALUE with a field that the old layout does not " +
+                                "have, as in lower_threshold_prio=0 or upper_threshold_prio=prio");
+  }
+  const Layout* layout = layout_with(name);
+  const std::string right = text.substr(equals + 1);
+  texts_.push_back(text);
+  if (field_in(*layout, right) != nullptr) {
+    defaults_[name] = {.other = right};
+    return;
+  }
+  const Field* field = field_in(*layout, name);
+  try {
+    Field alone = *field;
+    alone.offset = 0;
+    defaults_[name] = {.value = text_in(field_of_text(*field, right), alone, true)};
+  } catch (const BadRecord& error) {
+    throw Error(exit_usage, "--default: " + text + ": " + error.what() + ", or the name of a field of the same record");
+  }
+}
+
+bool Defaults::contains(const StoredRecord& record, const Field& field) const {
+  const auto found = defaults_.find(field.name);
+  if (found == defaults_.end()) return false;
+  const Layout* layout = layout_of(record);
+  const Field* other = layout != nullptr ? field_in(*layout, found->second.other) : nullptr;
+  if (other == nullptr && !found->second.other.empty()) return false;
+  const std::string value = text_in(record.value, field, true);
+  return value == (other != nullptr ? text_in(record.value, *other, true) : found->second.value);
+}
+
+}  // namespace vrrpconvert

@@ -1,0 +1,87 @@
+#include "tool/conversion/plan.h"
+
+#include <charconv>
+#include <fstream>
+#include <iostream>
+
+#include "tool/support/printable.h"
+
+namespace vrrpconvert {
+namespace {
+
+constexpr char version[] = CONVERTVRRP_VERSION;
+
+// Throws std::exception for a report without a complete plan.
+Plan parse_plan(std::istream& stream) {
+  constexpr const char* needed[] = {"schema", "dry_run", "plan"};
+  const Json json = parse_members(stream, needed);
+  if (json.at("schema") != 1 || json.at("dry_run") != true) throw std::out_of_range("a report");
+  const Json& members = json.at("plan");
+  const Json complete = Plan();
+  for (const auto& [name, value] : complete.items()) {
+    if (members.at(name).is_null()) throw std::out_of_range(name);
+  }
+  auto plan = members.get<Plan>();
+  (void)plan.digest();
+  return plan;
+}
+
+uint64_t number_of(const std::string& text, int base) {
+  uint64_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
+  if (error != std::errc() || end != text.data() + text.size()) throw std::out_of_range("a digest");
+  return number;
+}
+
+std::string text_of(uint64_t number, int base) {
+  char digits[20];
+  const auto [end, error] = std::to_chars(std::begin(digits), std::end(digits), number, base);
+  return {digits, end};
+}
+
+}  // namespace
+
+StoreDigest Plan::digest() const { return {number_of(records, 10), number_of(checksum, 16)}; }
+
+Plan plan_of(const Conversion& conversion, const ConversionRequest& request, const Store& before) {
+  const StoreDigest digest = before.digest();
+  const Permissions& permissions = request.permissions;
+  return {.tool = version,
+          .root = conversion.root,
+          .directory = conversion.root / std::filesystem::path(conversion.path).relative_path(),
+          .from = conversion.from.text,
+          .to = conversion.to.text,
+          .vdc = conversion.vdc,
+          .startup = conversion.startup,
+          .records = text_of(digest.records, 10),
+          .checksum = text_of(digest.checksum, 16),
+          .accepted = {permissions.accepted.begin(), permissions.accepted.end()},
+          .defaults = conversion.defaults.texts(),
+          .allow_loss = permissions.loss,
+          .allow_mismatch = permissions.mismatch,
+          .backup = request.has_backup};
+}
+
+Plan read_plan(const std::string& file) {
+  const bool is_standard_input = file == "-";
+  const std::string name = is_standard_input ? "standard input" : file;
+  std::ifstream opened;
+  if (!is_standard_input) opened.open(file);
+  if (!is_standard_input && !opened)
+    throw Error(exit_bad_input, name + ": cannot be read; expected a dry run's report");
+  Plan plan;
+  try {
+    plan = parse_plan(is_standard_input ? std::cin : opened);
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception&) {
+    throw Error(exit_bad_input, name + ": is not a report of convert --dry-run --json with a plan; make one again",
+                "bad_report");
+  }
+  if (plan.tool == version) return plan;
+  throw Error(exit_bad_input,
+              name + ": was made by vrrpconvert " + plan.tool + ", and this is " + version + "; make a new plan",
+              "bad_report");
+}
+
+}  // namespace vrrpconvert

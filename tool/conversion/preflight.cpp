@@ -1,0 +1,99 @@
+#include "tool/conversion/preflight.h"
+
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace vrrpconvert {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+Ending refusal(const fs::path& path, const std::string& problem, const char* reason) {
+  return {exit_io, path.string() + ": " + problem, reason};
+}
+
+// A file that the conversion writes: a new store, a backup or a snapshot.
+struct WrittenFile {
+  const char* what;
+  fs::path directory;
+};
+
+Ending check_owner(const fs::path& store, const struct stat& file, const struct stat& directory) {
+  if (file.st_dev != directory.st_dev) {
+    return refusal(store, "is a mount point, which cannot be replaced; unmount it", "permission");
+  }
+  if (geteuid() != 0 && file.st_uid != geteuid()) {
+    return refusal(store,
+                   "belongs to user " + std::to_string(file.st_uid) +
+                       ", and the converted store has to; convert as that user or as root",
+                   "permission");
+  }
+  if (access(store.c_str(), W_OK) != 0) {
+    return refusal(store, std::string("cannot be written: ") + strerror(errno) + "; make it writable for its owner",
+                   "permission");
+  }
+  return {};
+}
+
+Ending check_directory(const WrittenFile& file) {
+  if (access(file.directory.c_str(), W_OK | X_OK) == 0) return {};
+  const bool is_missing = errno == ENOENT;
+  return refusal(file.directory, std::string("no ") + file.what + " can be written here: " + strerror(errno),
+                 is_missing ? "missing" : "permission");
+}
+
+// Whether `files` files of `size` bytes fit into the file system of `directory`. One that does not report its size is
+// taken for large enough.
+bool fits(const fs::path& directory, uint64_t size, uint64_t files) {
+  struct statvfs system;
+  if (statvfs(directory.c_str(), &system) != 0 || system.f_blocks == 0) return true;
+  const uint64_t blocks = geteuid() == 0 ? system.f_bfree : system.f_bavail;
+  return (size + system.f_frsize - 1) / system.f_frsize * files <= blocks;
+}
+
+Ending check_space(const std::vector<WrittenFile>& files, uint64_t size) {
+  struct stat other, own;
+  for (const WrittenFile& file : files) {
+    uint64_t count = 0;
+    for (const WrittenFile& one : files) {
+      count += stat(one.directory.c_str(), &other) == 0 && stat(file.directory.c_str(), &own) == 0 &&
+               other.st_dev == own.st_dev;
+    }
+    if (fits(file.directory, size, count)) continue;
+    return refusal(file.directory,
+                   "no space for " + std::to_string(count) + (count == 1 ? " file of " : " files of ") +
+                       std::to_string(size) + " bytes; make room in its file system",
+                   "no_space");
+  }
+  return {};
+}
+
+}  // namespace
+
+Ending preflight(const Conversion& conversion, bool has_backup) {
+  if (conversion.change() == Change::none) return {};
+  const fs::path store = conversion.store();
+  std::vector<WrittenFile> files = {{"store", store.parent_path()}};
+  if (has_backup) files.push_back({"backup", store.parent_path()});
+  if (conversion.change() == Change::upgrade) {
+    fs::path directory = conversion.snapshot().parent_path();
+    std::error_code ignored;
+    // convert creates it in a root other than "/".
+    if (conversion.root != "/" && !fs::exists(directory, ignored)) directory = conversion.root;
+    files.push_back({"snapshot", directory});
+  }
+  struct stat file, directory;
+  if (stat(store.c_str(), &file) != 0 || stat(store.parent_path().c_str(), &directory) != 0) return {};
+  Ending found = check_owner(store, file, directory);
+  for (const WrittenFile& written : files) {
+    if (found.is_good()) found = check_directory(written);
+  }
+  return found.is_good() ? check_space(files, static_cast<uint64_t>(file.st_size)) : found;
+}
+
+}  // namespace vrrpconvert

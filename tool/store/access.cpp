@@ -1,0 +1,71 @@
+#include "tool/store/access.h"
+
+#include <sys/stat.h>
+
+#include "tool/store/files.h"
+
+namespace vrrpconvert {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// How other users can put another store in the place of a store below `directory`, or make it unusable by a journal
+// next to it; null if they cannot.
+const char* problem_of(const struct stat& directory, uid_t owner, bool is_own) {
+  const bool is_for_all = (directory.st_mode & S_IWOTH) != 0, is_for_group = (directory.st_mode & S_IWGRP) != 0;
+  const bool is_sticky = (directory.st_mode & S_ISVTX) != 0;
+  if (directory.st_uid != 0 && directory.st_uid != owner) {
+    return "another user owns it, and can change the store; move the store to a directory of its owner";
+  }
+  if (is_for_all && !is_sticky) {
+    return "every user can write it, and so change the store; take that away with chmod o-w";
+  }
+  if (is_for_group && !is_sticky) {
+    return "its group can write it, and so change the store; take that away with chmod g-w";
+  }
+  // Other users cannot move what is in a sticky directory, but they can add to it.
+  if ((is_for_all || is_for_group) && is_own) {
+    return "other users can put a journal beside the store; move the store to a directory of its owner";
+  }
+  return nullptr;
+}
+
+// The directory of a store is right if it would be for a store of the directory's owner.
+std::string problem_of_owner(const struct stat& file, const struct stat& directory) {
+  const bool is_wrong = directory.st_uid != 0 && directory.st_uid != file.st_uid;
+  if (!is_wrong || problem_of(directory, directory.st_uid, true) != nullptr) return "";
+  const std::string owner = std::to_string(directory.st_uid);
+  return "belongs to user " + std::to_string(file.st_uid) + ", but its directory to user " + owner +
+         ", who can change the store; give the store to that user with chown " + owner;
+}
+
+std::string problem_of_mode(const struct stat& file, const struct stat& directory) {
+  const bool for_all = (file.st_mode & S_IROTH) != 0 && (directory.st_mode & S_IXOTH) != 0;
+  const bool for_group = (file.st_mode & S_IRGRP) != 0 && (directory.st_mode & S_IXGRP) != 0;
+  if (!for_all && !for_group) return "";
+  return std::string(for_all ? "every user" : "its group") +
+         " can read its authentication keys; take that away with chmod go-r";
+}
+
+}  // namespace
+
+std::vector<AccessProblem> access_problems(const fs::path& store, bool secrets) {
+  std::vector<AccessProblem> problems;
+  const fs::path own = existing_directory(store.parent_path());
+  struct stat file, status;
+  if (stat(store.c_str(), &file) != 0 || stat(own.c_str(), &status) != 0) return problems;
+  if (secrets) problems.push_back({"the store", problem_of_mode(file, status)});
+  problems.push_back({"the store", problem_of_owner(file, status)});
+  const uid_t owner = problems.back().problem.empty() ? file.st_uid : status.st_uid;
+  // The first directory is enough: the others are as the operator's system has them.
+  for (fs::path directory = own; stat(directory.c_str(), &status) == 0; directory = directory.parent_path()) {
+    const char* problem = problem_of(status, owner, directory == own);
+    if (problem != nullptr) problems.push_back({"the directory " + directory.string(), problem});
+    if (problem != nullptr || directory == directory.parent_path()) break;
+  }
+  std::erase_if(problems, [](const AccessProblem& problem) { return problem.problem.empty(); });
+  return problems;
+}
+
+}  // namespace vrrpconvert
