@@ -216,8 +216,10 @@ syserr_t put_store(const Location& place, const Content& content, Existing exist
   const FileDescriptor directory(open_directory(place));
   if (directory.get() < 0) return status_of_errno(errno);
   struct stat replaced;
-  const bool has_owner = inherits && find(place.directory.get(), place.name, &replaced) && S_ISREG(replaced.st_mode);
-  const syserr_t status = write_and_put(place, content, existing, has_owner ? &replaced : nullptr, kept);
+  const bool is_there = inherits && find(place.directory.get(), place.name, &replaced);
+  if (inherits && !is_there && errno != ENOENT) return status_of_errno(errno);
+  const struct stat* owner = is_there && S_ISREG(replaced.st_mode) ? &replaced : nullptr;
+  const syserr_t status = write_and_put(place, content, existing, owner, kept);
   if (status != 0) *kept = 0;
   return status != 0 ? status : sync(directory);
 }

@@ -147,7 +147,7 @@ syserr_t Store::write_image(int fd) {
 
 // Every status of SQLite passes here. After a failure it may have ended the transaction, and keep a part of it.
 syserr_t Store::note_failure(syserr_t status) {
-  if (status != 0 && status != SYSERR_PSS_NOKEY) failure_ = status;
+  if (status != 0) failure_ = status;
   return status;
 }
 
