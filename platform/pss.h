@@ -6,8 +6,8 @@
  *     pss_open -> { pss_move2key | pss_move2location | pss_getvalue | pss_store | pss_delete | pss_snapshot }*
  *              -> pss_close
  *
- * The contract. A platform gives what stands here; pss_conformance asks for it and names the number of a point that
- * does not hold. "The platform's" marks what a caller must not rely on.
+ * The contract. pss_conformance tests a platform and names the number of a point that does not hold. "The platform's"
+ * marks what a caller must not rely on. No operation throws an exception or ends the process.
  *
  *  1. Status 0 is success, every other status has a text (syserr2str). Only SYSERR_PSS_NOKEY has a meaning to
  *     callers: no record under the key, or at the place. A handle that ended, a location or a mode without a meaning,
@@ -17,12 +17,14 @@
  *     "nonvolatile:" and a path; what the path is relative to is the platform's. A URL has up to 255 characters; one
  *     that does not fit is refused, never cut. (The directory in PSS_NONVOLATILE_ROOT is a matter of the embedded
  *     platform and of vrrpconvert.)
- *  3. A store that is open elsewhere: pss_open waits, or fails with a status. Two handles never change one store at
- *     once. The library has one store open at a time. All operations are called by one thread at a time.
+ *  3. A store that is open elsewhere: pss_open waits, or fails with a status. In the process that has it open, pss_open
+ *     fails, for nobody could end the wait. Two handles never change one store at once. The library has one store open
+ *     at a time. All operations are called by one thread at a time; a platform may have threads of its own. A handle is
+ *     used by the process that opened it, not by a forked child.
  *  4. Keys are in ascending byte-wise order; a key is before every longer key that begins with it. Keys have one byte
- *     or more, values none or more; every byte may have any value. Keys of 26 and values of 137 bytes must fit; a
- *     longer one that does not fit is refused with a status, never cut. Null data with a size other than 0 are never
- *     passed.
+ *     or more, values none or more; every byte may have any value. Keys of 26 and values of 137 bytes must fit,
+ *     and 5,000 records of this size, or as many as the device can have; a longer one that does not fit is refused with
+ *     a status, never cut. The data of a value of size 0 may be null. Null data with another size are never passed.
  *  5. The cursor is off the store after pss_open, and after a move that found no record (but for PSS_CURRENT_KEY).
  *     From there PSS_NEXT_KEY and PSS_PREVIOUS_KEY find nothing. After a move that failed its place is the
  *     platform's.
@@ -35,14 +37,14 @@
  *  9. What was stored or deleted shows at once through the same handle, and to others not before pss_close is called.
  * 10. Storing or deleting makes the cursor neither skip nor repeat a record: a deleted record keeps its place until
  *     the next move.
- * 11. Returned data belong to the store, and are valid until the next call on the handle. Their sizes are right:
- *     callers read no byte beyond. They may be passed to that next call. What is passed is copied before the call
+ * 11. Returned data belong to the store, and are valid until the next call on the handle. They have any alignment.
+ *     Their sizes are right: callers read no byte beyond. They may be passed to that next call. What is passed is copied before the call
  *     returns.
  * 12. pss_store with PSS_REPLACE replaces the value of a stored key. With PSS_NEW_ONLY a stored key is refused with a
  *     status, and keeps its value. pss_delete of a key that is not stored answers SYSERR_PSS_NOKEY.
  * 13. A pss_store or pss_delete that fails changes no record. Callers go on with the next record and close the store:
  *     where a failure must not leave a partly converted store (no memory, no space), pss_close has to fail too and
- *     keep nothing.
+ *     keep nothing. A refused change (points 1, 4 and 12) and SYSERR_PSS_NOKEY are no such failures.
  * 14. pss_close ends the handle whatever it returns. After 0 every change is durable. After any other status, or when
  *     the process ends before it returned, the store is wholly as it was or wholly changed. After a downgrade the
  *     library does not look at this status, and traces it nowhere: log a failure yourself.
@@ -50,13 +52,15 @@
  *     store at `url` that can be opened: whole and durable after 0; after a failure whole or not there. The store
  *     stays open, its cursor where it is. `flags` is 0 in every call of the library; other values are the platform's.
  *     After a failure the library deletes the records all the same: a platform that must not lose them then fails
- *     pss_close.
+ *     pss_close. A snapshot is never written to the URL of an open store. Into a missing directory it fails, or makes
+ *     the directory.
  * 16. A second snapshot at the same `url` takes the place of the first, whose fate is the platform's: it may hold the
  *     only copy of the records, because a second upgrade snapshots a store that is empty but for other kinds: keep
  *     it.
- * 17. Beside the store: srg_sw_ver_file_get answers null for a null path and for a file that is not there (an
- *     environment variable that is not set gives the first). hton_if_index gives the bytes that keys of the manager's
- *     store hold; compare it with a key of yours, for nothing here can. */
+ * 17. Beside the store: srg_sw_ver_file_get returns null for a null path and for a file that is not there (an
+ *     environment variable that is not set gives the first), else a text that begins with the first line of the file,
+ *     511 bytes of it at least, valid until the next call. hton_if_index returns the bytes that keys of the manager's
+ *     store hold, others for each index; compare it with a key of yours, for nothing here can. */
 #ifndef PLATFORM_PSS_H
 #define PLATFORM_PSS_H
 

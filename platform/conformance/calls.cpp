@@ -1,0 +1,271 @@
+#include "platform/conformance/calls.h"
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace conformance {
+namespace {
+
+#define FOR_EACH_OPERATION(DO) \
+  DO(pss_open)                 \
+  DO(pss_close)                \
+  DO(pss_move2key)             \
+  DO(pss_move2location)        \
+  DO(pss_getvalue)             \
+  DO(pss_store) DO(pss_delete) DO(pss_snapshot) DO(syserr2str) DO(hton_if_index) DO(srg_sw_ver_file_get)
+struct {
+#define POINTER(name) decltype(&::name) name;
+  FOR_EACH_OPERATION(POINTER)
+#undef POINTER
+} platform;
+
+char no_call[call_size];
+
+std::string number(uint32 value) {
+  char text[16];
+  snprintf(text, sizeof text, "0x%x", value);
+  return text;
+}
+
+std::string shown(syserr_t status) {
+  return status == 0 ? "0" : status == SYSERR_PSS_NOKEY ? "SYSERR_PSS_NOKEY" : number(status);
+}
+
+void begin(const std::string& call) {
+  snprintf(running_call, call_size, "%s", call.c_str());
+  alarm(seconds_max);
+}
+
+// 2 and 3 would be taken for results of the bulk readers.
+syserr_t end(const std::string& call, syserr_t status) {
+  alarm(0);
+  if (status == 2 || status == 3) fail(call, "another status than 2 and 3", number(status));
+  return status;
+}
+
+// A copy of an argument. Null stands for no bytes. The memory is kept, so that a platform which uses it later reads
+// other bytes, and does not end the process.
+class Argument {
+ public:
+  explicit Argument(const Bytes& bytes)
+      : datum_{bytes.empty() ? nullptr : malloc(bytes.size()), static_cast<uint32>(bytes.size())} {
+    if (!bytes.empty()) memcpy(datum_.ptr, bytes.data(), bytes.size());
+  }
+  Argument(const Argument&) = delete;
+  Argument& operator=(const Argument&) = delete;
+  ~Argument() {
+    if (datum_.ptr != nullptr) memset(datum_.ptr, 0xee, datum_.siz);
+  }
+  const pss_datum_t* datum() const { return &datum_; }
+
+ private:
+  pss_datum_t datum_;
+};
+
+Answer answer(const std::string& call, const pss_datum_t* datum, syserr_t status) {
+  end(call, status);
+  return {call, datum == nullptr, datum != nullptr ? Bytes(static_cast<const char*>(datum->ptr), datum->siz) : "",
+          status};
+}
+
+}  // namespace
+
+char* running_call = no_call;
+syserr_t status_before;
+std::string failures;
+
+bool load(const char* library) {
+  void* loaded = dlopen(library, RTLD_NOW | RTLD_LOCAL);
+  if (loaded == nullptr) return fprintf(stderr, "pss_conformance: %s\n", dlerror()), false;
+  bool is_complete = true;
+#define BIND(name)                                                                        \
+  platform.name = reinterpret_cast<decltype(&::name)>(dlsym(loaded, #name));              \
+  if (platform.name == nullptr) {                                                         \
+    is_complete = fprintf(stderr, "pss_conformance: %s has no %s\n", library, #name) < 0; \
+  }
+  FOR_EACH_OPERATION(BIND)
+#undef BIND
+  return is_complete;
+}
+
+void fail(const std::string& what, const std::string& expected, const std::string& came) {
+  failures += "#   " + what + ": expected " + expected + "; came " + came + "\n";
+}
+
+void expect(bool holds, const std::string& what, const std::string& expected, const std::string& came) {
+  if (!holds) fail(what, expected, came);
+}
+
+std::string hex(const Bytes& bytes) {
+  constexpr size_t shown_max = 40;
+  std::string text;
+  for (const char byte : bytes.substr(0, shown_max)) {
+    for (const int half : {static_cast<unsigned char>(byte) >> 4, byte & 15}) text += "0123456789abcdef"[half];
+  }
+  return bytes.size() > shown_max ? text + "... (" + std::to_string(bytes.size()) + " bytes)" : "'" + text + "'";
+}
+
+std::string text_of(const Records& records) {
+  std::string text = std::to_string(records.size()) + " records";
+  if (records.size() > 8) return text;
+  for (const auto& [key, value] : records) text += ", " + hex(key) + "=" + hex(value);
+  return text;
+}
+
+void expect_records(const std::string& what, const Records& found, const Records& expected) {
+  if (found == expected) return;
+  for (const auto& [key, value] : expected) {
+    const auto at = found.find(key);
+    if (at == found.end()) return fail(what, "a record " + hex(key) + "=" + hex(value), text_of(found));
+    if (at->second != value) return fail(what, hex(key) + "=" + hex(value), hex(key) + "=" + hex(at->second));
+  }
+  fail(what, text_of(expected), text_of(found));
+}
+
+std::string Answer::text() const { return (is_null ? "null" : hex(bytes)) + ", status " + shown(status); }
+
+void Answer::expect(const Bytes& expected, syserr_t expected_status) const {
+  if (!has(expected) || status != expected_status)
+    fail(call, hex(expected) + ", status " + shown(expected_status), text());
+}
+
+void Answer::expect_none() const {
+  if (!is_null || status != SYSERR_PSS_NOKEY) fail(call, "null, status SYSERR_PSS_NOKEY", text());
+}
+
+void Answer::expect_failure() const {
+  if (is_null || status == 0 || status == SYSERR_PSS_NOKEY || status == status_before) {
+    fail(call, "a datum, and the status of a failure", text());
+  }
+}
+
+void Result::expect(syserr_t expected) const {
+  if (status != expected) fail(call, "status " + shown(expected), shown(status));
+}
+
+void Result::expect_refusal() const {
+  if (status == 0) fail(call, "a status other than 0", "0");
+}
+
+Table::Table(const std::string& url) : status_(status_before) {
+  const std::string call = "pss_open(\"" + url + "\")";
+  begin(call);
+  handle_ = platform.pss_open(url.c_str(), &status_);
+  end(call, status_);
+  if ((handle_ != 0) != (status_ == 0)) {
+    fail(call, "a handle and status 0, or handle 0 and another status",
+         "handle " + number(handle_) + ", status " + shown(status_));
+    if (status_ != 0) handle_ = 0;
+  }
+}
+
+Answer Table::at(pss_location_t location) const {
+  static constexpr const char* names[] = {"NULL", "FIRST", "LAST", "NEXT", "PREVIOUS", "CURRENT"};
+  const auto at = static_cast<size_t>(location);
+  const std::string call =
+      "pss_move2location(" + (at < 6 ? "PSS_" + std::string(names[at]) + "_KEY" : std::to_string(at)) + ")";
+  syserr_t status = status_before;
+  begin(call);
+  const pss_datum_t* found = platform.pss_move2location(handle_, location, &status);
+  return answer(call, found, status);
+}
+
+Answer Table::at(const Bytes& key) const {
+  const std::string call = "pss_move2key(" + hex(key) + ")";
+  const Argument wanted(key);
+  syserr_t status = status_before;
+  begin(call);
+  const pss_datum_t* found = platform.pss_move2key(handle_, wanted.datum(), &status);
+  return answer(call, found, status);
+}
+
+Answer Table::value() const {
+  syserr_t status = status_before;
+  begin("pss_getvalue()");
+  const pss_datum_t* found = platform.pss_getvalue(handle_, &status);
+  return answer("pss_getvalue()", found, status);
+}
+
+Result Table::put(const Bytes& key, const Bytes& value, uint32 mode) const {
+  const std::string call = "pss_store(" + std::to_string(mode) + ", " + hex(key) + ", " + hex(value) + ")";
+  const Argument k(key), v(value);
+  begin(call);
+  return {call, end(call, platform.pss_store(handle_, mode, k.datum(), v.datum()))};
+}
+
+Result Table::remove(const Bytes& key) const {
+  const std::string call = "pss_delete(" + hex(key) + ")";
+  const Argument k(key);
+  begin(call);
+  return {call, end(call, platform.pss_delete(handle_, k.datum()))};
+}
+
+Result Table::snapshot(const std::string& url) const {
+  const std::string call = "pss_snapshot(\"" + url + "\")";
+  begin(call);
+  return {call, end(call, platform.pss_snapshot(handle_, 0, url.c_str()))};
+}
+
+Result Table::close() const {
+  begin("pss_close()");
+  return {"pss_close()", end("pss_close()", platform.pss_close(handle_))};
+}
+
+void Table::give_back(Return how, const Bytes& key) const {
+  at(key).expect(key);
+  syserr_t status = status_before;
+  const Argument same(key);
+  begin("a call with a datum that the last one returned");
+  if (how == Return::key_to_move_and_delete) {
+    const pss_datum_t* found = platform.pss_move2location(handle_, PSS_CURRENT_KEY, &status);
+    found = found != nullptr ? platform.pss_move2key(handle_, found, &status) : nullptr;
+    const bool is_found = found != nullptr && status == 0;
+    expect(is_found && platform.pss_delete(handle_, found) == 0, "a returned key is moved to and deleted", "status 0");
+  } else {
+    const pss_datum_t* value = platform.pss_getvalue(handle_, &status);
+    const pss_datum_t* its_key = how == Return::value_to_key ? same.datum() : value;
+    expect(value != nullptr && platform.pss_store(handle_, PSS_REPLACE, its_key, value) == 0,
+           "a returned value is stored", "status 0");
+  }
+  alarm(0);
+}
+
+Records Table::records() const {
+  Records all;
+  for (Answer key = at(PSS_FIRST_KEY); !key.is_null; key = at(PSS_NEXT_KEY)) {
+    if (key.status != 0) return key.expect(key.bytes), all;
+    if (!all.empty() && key.bytes <= all.rbegin()->first) {
+      fail(key.call, "a key behind " + hex(all.rbegin()->first), hex(key.bytes));
+      break;
+    }
+    all[key.bytes] = value().bytes;
+  }
+  return all;
+}
+
+std::string text_of_status(syserr_t status) {
+  begin("syserr2str(" + number(status) + ")");
+  const char* text = platform.syserr2str(status);
+  alarm(0);
+  return text != nullptr ? text : "\n";
+}
+
+const char* version_text(const char* file) {
+  begin("srg_sw_ver_file_get()");
+  const char* text = platform.srg_sw_ver_file_get(file);
+  alarm(0);
+  return text;
+}
+
+uint32 bytes_of_index(uint32 index) {
+  begin("hton_if_index()");
+  const uint32 bytes = platform.hton_if_index(index);
+  alarm(0);
+  return bytes;
+}
+
+}  // namespace conformance

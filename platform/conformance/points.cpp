@@ -1,0 +1,388 @@
+#include "platform/conformance/points.h"
+
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <stdexcept>
+#include <vector>
+
+#include "platform/conformance/calls.h"
+#include "platform/conformance/second_process.h"
+
+namespace conformance {
+namespace {
+
+const Records three = {{"a", "1"}, {"ab", "2"}, {"b", Bytes("\0x\0", 3)}};
+
+// Makes a store of these records. Returns its URL. Throws std::runtime_error if there is no empty store to begin with.
+std::string make(const Settings& settings, const Records& records) {
+  static int made = 0;
+  const std::string url = settings.url + "-" + std::to_string(++made);
+  if (!create(url)) throw std::runtime_error("CREATE failed for " + url);
+  const Table table(url);
+  if (!table.is_open()) {
+    throw std::runtime_error("CREATE did not make a store at " + url +
+                             " that opens: " + text_of_status(table.status()));
+  }
+  for (const auto& [key, value] : records) table.put(key, value).expect_done();
+  table.close().expect_done();
+  return url;
+}
+
+Records read(const std::string& url) {
+  const Table table(url);
+  expect(table.is_open(), "pss_open(\"" + url + "\")", "the store", text_of_status(table.status()));
+  if (!table.is_open()) return {};
+  const Records records = table.records();
+  table.close().expect_done();
+  return records;
+}
+
+Records many(const Settings& settings) {
+  Records records;
+  for (size_t i = 0; i < settings.records; ++i) {
+    char key[27];
+    snprintf(key, sizeof key, "k%025zu", i);
+    records[key] = Bytes(137, static_cast<char>('a' + i % 26));
+  }
+  return records;
+}
+
+// ---- The points ----
+
+void statuses(const Settings& settings) {
+  for (const syserr_t status : {0u, SYSERR_PSS_NOKEY, 0xfedcba98u}) {
+    const std::string text = text_of_status(status);
+    expect(text.find('\n') == std::string::npos, "syserr2str", "a text of one line for every status", text);
+  }
+  const std::string url = make(settings, three);
+  const Table table(url);
+  table.put("", "x").expect_refusal();
+  table.put("a", "x", 77).expect_refusal();
+  table.close();
+  table.close().expect_refusal();
+  table.put("x", "y").expect_refusal();
+  table.remove("a").expect_refusal();
+  table.snapshot(url + "-snapshot").expect_refusal();
+  const Answer value = table.value();
+  expect(value.is_null && value.status != 0, "pss_getvalue() of a closed store", "null and a status", value.text());
+}
+
+void opening(const Settings& settings) {
+  for (int round = 0; round < 2; ++round) {
+    const Table table(settings.url + "-none");
+    expect(!table.is_open() && table.status() != status_before, "pss_open of a store that is not there",
+           "a status, and no store");
+    if (table.is_open()) table.close();
+  }
+  const std::string url = make(settings, three);
+  expect(!Table("elsewhere:" + url.substr(url.find(':') + 1)).is_open(), "pss_open with another scheme", "no store");
+  // A platform that cuts a URL would open one of these instead of a store that is not there.
+  const std::string longest = url + "-" + std::string(256, 'u');
+  for (const size_t size : {31, 32, 63, 64, 99, 100, 127, 128, 199, 200, 254, 255}) {
+    if (size > url.size()) (void)create(longest.substr(0, size));  // the file system may have a lower limit
+  }
+  expect(!Table(longest.substr(0, 256)).is_open(), "pss_open with a URL of 256 characters", "no store");
+}
+
+void keys_and_values(const Settings& settings) {
+  Records odd = {{Bytes("\0", 1), "zero"}, {"A", ""}, {"a", "1"}, {"a\x7f", "2"}, {"a\x80", "3"}};
+  Bytes every;
+  for (int byte = 0; byte < 256; ++byte) every += static_cast<char>(byte);
+  odd[every.substr(230)] = every.substr(0, 137);
+  odd["\xff"] = every.substr(119);
+  for (const char* last : {"\1", "\2"}) odd[Bytes("\1\0\0\0\1", 5) + last] = "keys that differ behind a zero byte";
+  expect_records("keys and values of every byte", read(make(settings, odd)), odd);
+  const Table table(make(settings, three));
+  const Bytes large(100000, 'k');
+  const Result key = table.put(large, "x");
+  expect(table.at(large).has(large) == key.is_done(), "a key of 100,000 bytes", "stored whole or refused", "a cut key");
+  const bool is_kept = table.put("l", large).is_done();
+  const bool is_there = table.at("l").has("l");
+  expect(is_there ? table.value().has(large) : !is_kept, "a value of 100,000 bytes", "stored whole or refused",
+         "a cut value");
+  table.close();
+}
+
+void expect_off(const Table& table) {
+  for (const pss_location_t location : {PSS_CURRENT_KEY, PSS_NEXT_KEY, PSS_PREVIOUS_KEY})
+    table.at(location).expect_none();
+}
+
+void cursor_off_the_store(const Settings& settings) {
+  const Table table(make(settings, three));
+  expect_off(table);
+  table.at(PSS_LAST_KEY).expect("b");
+  for (const char* key : {"ab", "a"}) table.at(PSS_PREVIOUS_KEY).expect(key);
+  table.at(PSS_NEXT_KEY).expect("ab");
+  table.at(PSS_CURRENT_KEY).expect("ab");
+  table.at(PSS_FIRST_KEY).expect("a");
+  table.at(PSS_PREVIOUS_KEY).expect_none();
+  expect_off(table);
+  table.at(PSS_LAST_KEY).expect("b");
+  table.at(PSS_NEXT_KEY).expect_none();
+  expect_off(table);
+  table.at(PSS_FIRST_KEY).expect("a");
+  table.at(PSS_NULL_KEY).expect_none();
+  expect_off(table);
+  table.close();
+  const Table empty(make(settings, {}));
+  empty.at(PSS_FIRST_KEY).expect_none();
+  empty.at(PSS_LAST_KEY).expect_none();
+  expect_off(empty);
+  empty.close();
+}
+
+void moves_to_keys(const Settings& settings) {
+  const Table table(make(settings, three));
+  table.at("ab").expect("ab");
+  table.value().expect("2");
+  table.at(Bytes("a\0", 2)).expect("ab", SYSERR_PSS_NOKEY);
+  table.value().expect("2");
+  table.at(PSS_NEXT_KEY).expect("b");
+  table.at("0").expect("a", SYSERR_PSS_NOKEY);
+  table.at(PSS_NEXT_KEY).expect("ab");
+  table.at("c").expect_none();
+  expect_off(table);
+  table.close();
+}
+
+void failing_moves(const Settings& settings) {
+  const Table table(make(settings, three));
+  const int number = 7;
+  pss_location_t unknown;
+  memcpy(&unknown, &number, sizeof unknown);
+  table.at(unknown).expect_failure();
+  table.close();
+  table.at(PSS_FIRST_KEY).expect_failure();
+  table.at("a").expect_failure();
+}
+
+void values_off_the_store(const Settings& settings) {
+  const Table table(make(settings, three));
+  table.at("c").expect_none();
+  table.value().expect_none();
+  for (const char* key : {"a", "b"}) {
+    table.at(key).expect(key);
+    table.value().expect(three.at(key));
+    table.remove(key).expect_done();
+    table.value().expect_none();
+  }
+  table.close();
+}
+
+void changes_show_at_once(const Settings& settings) {
+  const std::string url = make(settings, three);
+  const Table table(url);
+  table.at("ab").expect("ab");
+  table.put("ab", "new").expect_done();
+  table.value().expect("new");
+  table.put("ab", "wen").expect_done();
+  table.value().expect("wen");
+  table.put("aa", "x").expect_done();
+  table.at("aa").expect("aa");
+  table.value().expect("x");
+  table.remove("a").expect_done();
+  table.at(PSS_FIRST_KEY).expect("aa");
+  table.close().expect_done();
+}
+
+// Records are rewritten, come and go while a walk is under way.
+void walks_among_changes(const Settings& settings) {
+  Records records;
+  for (int i = 100; i < 300; ++i) records["k" + std::to_string(i)] = Bytes(100, 'x');
+  const Table table(make(settings, records));
+  Answer key = table.at(PSS_FIRST_KEY);
+  for (const auto& [wanted, value] : records) {
+    key.expect(wanted);
+    table.value().expect(value);
+    if (!failures.empty()) break;
+    table.put(wanted, Bytes(20, 'y')).expect_done();
+    table.put("before" + wanted, "new").expect_done();
+    if (wanted.back() == '3') {
+      table.remove(wanted).expect_done();
+      table.at(PSS_CURRENT_KEY).expect_none();
+    }
+    key = table.at(PSS_NEXT_KEY);
+  }
+  expect(key.is_null, key.call, "the end of the walk", key.text());
+  table.close().expect_done();
+
+  const Table letters(make(settings, three));
+  letters.at("ab").expect("ab");
+  letters.remove("a").expect_done();
+  letters.at(PSS_CURRENT_KEY).expect("ab");
+  letters.put("a", "1").expect_done();
+  letters.at(PSS_NEXT_KEY).expect("b");
+  letters.remove("b").expect_done();
+  letters.at(PSS_PREVIOUS_KEY).expect("ab");
+  letters.at("b").expect_none();
+  letters.put("b", "3").expect_done();
+  letters.at("b").expect("b");
+  letters.remove("b").expect_done();
+  letters.put("c", "x").expect_done();
+  letters.at(PSS_NEXT_KEY).expect("c");
+  letters.at(PSS_FIRST_KEY).expect("a");
+  letters.remove("a").expect_done();
+  letters.at(PSS_NEXT_KEY).expect("ab");
+  letters.remove("ab").expect_done();
+  letters.at(PSS_PREVIOUS_KEY).expect_none();
+  letters.close().expect_done();
+}
+
+void returned_data(const Settings& settings) {
+  const std::string url = make(settings, three);
+  const Table table(url);
+  table.give_back(Table::Return::value_as_key_and_value, "b");
+  table.give_back(Table::Return::value_to_key, "a");
+  table.give_back(Table::Return::key_to_move_and_delete, "b");
+  table.close().expect_done();
+  const Bytes& last = three.at("b");
+  expect_records("the store after that", read(url), {{"a", "1"}, {"ab", "2"}, {last, last}});
+}
+
+void modes(const Settings& settings) {
+  const std::string url = make(settings, three);
+  const Table table(url);
+  table.put("a", "x", PSS_NEW_ONLY).expect_refusal();
+  table.put("c", "4", PSS_NEW_ONLY).expect_done();
+  table.put("ab", "", PSS_REPLACE).expect_done();
+  table.remove("none").expect(SYSERR_PSS_NOKEY);
+  table.remove("b").expect_done();
+  table.remove("b").expect(SYSERR_PSS_NOKEY);
+  table.put("b", "again", PSS_NEW_ONLY).expect_done();
+  table.put("b", "x", PSS_NEW_ONLY).expect_refusal();
+  expect_records("the store after that", table.records(), {{"a", "1"}, {"ab", ""}, {"b", "again"}, {"c", "4"}});
+  table.close();
+}
+
+void refused_changes(const Settings& settings) {
+  const std::string url = make(settings, three);
+  const Table table(url);
+  table.put("", "x");
+  table.put("a", "x", 77);
+  const bool is_refused = !table.put("a", "x", PSS_NEW_ONLY).is_done();
+  table.remove("none");
+  table.put("c", "4").expect_done();
+  if (!is_refused) table.put("a", "1");
+  table.close().expect_done();
+  Records expected = three;
+  expected["c"] = "4";
+  expect_records("refused changes, and another one", read(url), expected);
+}
+
+void ends(const Settings& settings) {
+  const Records records = many(settings);
+  const std::string url = make(settings, records);
+  expect_records("another process", records_elsewhere(url), records);
+  const Table table(url);
+  table.remove(records.begin()->first).expect_done();
+  table.close().expect_done();
+  const Records rest(std::next(records.begin()), records.end());
+  expect_records("a deletion alone, in another process", records_elsewhere(url), rest);
+  const Table again(url);
+  for (const auto& [key, value] : rest) again.remove(key).expect_done();
+  again.close().expect_done();
+  expect_records("a store without records", records_elsewhere(url), {});
+
+  const std::string kept = make(settings, three);
+  change_without_close(kept, settings.records);
+  expect_records("a process that ends before pss_close", read(kept), three);
+  const Table open(kept);
+  open.put("new", "x").expect_done();
+  expect(!Table(kept).is_open(), "pss_open of a store that this process has open", "a status");
+  open.close().expect_done();
+}
+
+void two_at_once(const Settings& settings) {
+  const std::string url = make(settings, three);
+  const Table table(url);
+  table.put("c", "4").expect_done();
+  begin_to_store(url, "d", "5");
+  // It may fail at once or after some seconds, or wait until this process is done with the store.
+  wait_for_store(10000);
+  table.close().expect_done();
+  Records expected = three;
+  expected["c"] = "4";
+  if (has_stored()) expected["d"] = "5";
+  expect_records("changes of two processes", read(url), expected);
+}
+
+void snapshots(const Settings& settings) {
+  const std::string url = make(settings, three), path = url + "-snapshot";
+  const Table table(url);
+  Records expected = many(settings);
+  for (const auto& [key, value] : expected) table.put(key, value).expect_done();
+  table.remove("a").expect_done();
+  table.at(PSS_FIRST_KEY).expect("ab");
+  table.snapshot(path).expect_done();
+  table.at(PSS_NEXT_KEY).expect("b");
+  table.put("0later", "y").expect_done();
+  expected.insert(std::next(three.begin()), three.end());
+  expect_records("the snapshot while the store is open", records_elsewhere(path), expected);
+  table.close().expect_done();
+  expect_records("the snapshot", records_elsewhere(path), expected);
+  expect(read(url).count("0later") == 1, "a record that is stored after the snapshot", "in the store");
+}
+
+void snapshots_again(const Settings& settings) {
+  const std::string url = make(settings, three), path = url + "-snapshot";
+  const Table table(url);
+  table.snapshot(path).expect_done();
+  table.put("a", "second").expect_done();
+  table.remove("b").expect_done();
+  table.snapshot(path).expect_done();
+  table.close().expect_done();
+  expect_records("the second snapshot", read(path), {{"a", "second"}, {"ab", "2"}});
+}
+
+void others(const Settings& settings) {
+  expect(version_text(nullptr) == nullptr, "srg_sw_ver_file_get(null)", "null", "a text");
+  expect(version_text("/none/such") == nullptr, "srg_sw_ver_file_get of a file that is not there", "null", "a text");
+  std::set<uint32> seen;
+  for (uint32 i = 0; i < 4096; ++i) {
+    for (const uint32 index : {i, i << 20}) seen.insert(bytes_of_index(index));
+  }
+  expect(seen.size() == 4096 + 4095, "hton_if_index", "a value for each index",
+         std::to_string(8191 - seen.size()) + " are repeated");
+  if (settings.version_file.empty()) return;
+  std::ifstream file(settings.version_file);
+  std::string line, first;
+  std::getline(file, line);
+  const char* text = version_text(settings.version_file.c_str());
+  expect(text != nullptr, "srg_sw_ver_file_get(\"" + settings.version_file + "\")", line, "null");
+  if (text == nullptr) return;
+  // Other memory is used, as in a process that goes on.
+  const std::vector<char> scribbled(65536, 'x');
+  volatile char stack[8192];
+  for (volatile char& byte : stack) byte = scribbled[0];
+  first.assign(text, strcspn(text, "\r\n"));
+  expect(first == line.substr(0, line.find('\r')), "the text of srg_sw_ver_file_get", line, first);
+}
+
+}  // namespace
+
+void prepare(const Settings& settings) { make(settings, {}); }
+
+const Point points[] = {{1, "statuses have texts, and refusals a status", statuses},
+                        {2, "opening finds what exists", opening},
+                        {4, "keys and values of any bytes, in order", keys_and_values},
+                        {5, "the cursor off the store", cursor_off_the_store},
+                        {6, "moves to keys", moves_to_keys},
+                        {7, "a move that fails is not the end", failing_moves},
+                        {8, "values off the store", values_off_the_store},
+                        {9, "changes show at once", changes_show_at_once},
+                        {10, "changes among moves", walks_among_changes},
+                        {11, "returned data", returned_data},
+                        {12, "replacing, refusing, deleting", modes},
+                        {13, "changes that are refused", refused_changes},
+                        {17, "version files and interface indexes", others},
+                        {16, "a second snapshot", snapshots_again},
+                        {14, "closing, and processes that end", ends},
+                        {15, "snapshots", snapshots},
+                        {3, "a store that is open elsewhere", two_at_once}};
+const int point_count = std::size(points);
+
+}  // namespace conformance
