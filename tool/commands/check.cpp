@@ -148,15 +148,17 @@ class Check {
 // A backup of the store, or a store that it replaced.
 struct Backup : RestoreSource {
   bool same = false, sound = false;  // whether it has the records of the store, and no problem
+  std::string problem{};             // if it cannot be read
 
   std::string text() const {
+    if (!problem.empty()) return problem;
     return RestoreSource::text() + (same ? "; the same records" : "; other records") + (sound ? "" : ", with problems");
   }
 
-  JSON_MEMBERS(file, release, records, same, sound)
+  JSON_MEMBERS(file, release, records, same, sound, problem)
 };
 
-// The backups that can be read. The directory is the same, so only their records are checked.
+// The directory is the same, so only their records are checked.
 std::vector<Backup> backups_for(const fs::path& store, const std::optional<Release>& release, const StoreDigest& own) {
   std::vector<Backup> backups;
   for (const fs::path& file : backups_of(store)) {
@@ -167,6 +169,7 @@ std::vector<Backup> backups_for(const fs::path& store, const std::optional<Relea
       backups.push_back({{file, release_in_name(file), check.counts()}, backup.digest() == own, check.problems() == 0});
     } catch (const Error& error) {
       if (error.exit_code == exit_interrupted) throw;
+      backups.push_back({{file, release_in_name(file), {}}, false, false, error.what()});
     }
   }
   return backups;

@@ -32,6 +32,9 @@ struct ConvertOptions {
 // The options that the dry run of the plan had, beside those of this command line that change no store.
 ConvertOptions with_plan(const ConvertOptions& given) {
   const Plan plan = read_plan(given.plan);
+  if (!given.root.empty() && existing_directory(given.root) != plan.root) {
+    throw Error(exit_usage, "--root or PSS_NONVOLATILE_ROOT is " + given.root + ", but the plan is for " + plan.root);
+  }
   ConvertOptions options = given;
   options.directory = plan.directory;
   options.root = plan.root;
@@ -138,10 +141,12 @@ void print_json(const ConversionReport& report, const Conversion& conversion, co
   for (const auto& [name, value] : members.items()) {
     json.member(name, value);
     if (name != "summary") continue;
-    if (report.dry_run) json.member("plan", Json(plan_of(conversion, options.request, dry_run.before())));
+    if (report.dry_run) json.member("plan", plan_of(conversion, options.request, dry_run.before()));
     if (!options.summary) write_lists(json, dry_run, options.defaults, options.view);
     json.member("outcome", json_of_outcome(report));
   }
+  if (!is_utf8(report.store))
+    json.member("store_hex", hex_of({reinterpret_cast<const uint8*>(report.store.data()), report.store.size()}));
   json.end();
 }
 

@@ -121,7 +121,7 @@ Exit show_fleet(const FleetOptions& options) {
   if (options.json != nullptr) {
     options.json->print(fleet);
   } else {
-    std::cout << fleet.decision << '\n';
+    std::cout << printable(fleet.decision) << '\n';
     print_table(rows_of(fleet));
     print_totals(fleet.totals);
   }
@@ -155,6 +155,7 @@ void add_fleet(CLI::App& app, Choice& choice) {
   command.exclude("--verify", "--default");
   command.exclude("--reports", "--default");
   command.add_number("--jobs", options->jobs, 1024, "How many at a time");
+  command.exclude("--verify", "--jobs");
   command.add_text("--html", options->html, "Write the overview to this new file, one page for a change ticket");
   command.add_json(options->json);
 }

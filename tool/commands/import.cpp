@@ -32,10 +32,10 @@ void import_line(std::string_view line, Store& store) {
 
 constexpr size_t errors_max = 10;
 
-[[noreturn]] void refuse_lines(const std::vector<std::string>& errors) {
+[[noreturn]] void refuse_lines(const std::vector<std::string>& errors, bool is_read) {
   std::string message;
   for (const std::string& error : errors) message += error + '\n';
-  if (errors.size() == errors_max) message += "The lines behind the last error were not read.\n";
+  if (!is_read) message += "The lines behind the last error were not read.\n";
   throw Error(exit_bad_input, message + "No store was written. Correct the " + (errors.size() == 1 ? "line" : "lines") +
                                   " and import the file again.");
 }
@@ -56,7 +56,7 @@ size_t import_lines(LineReader& input, Store& store) {
       errors.push_back(input.name() + ":" + std::to_string(input.line_number()) + ": " + error.what());
     }
   }
-  if (!errors.empty()) refuse_lines(errors);
+  if (!errors.empty()) refuse_lines(errors, !input.next(line));
   return records;
 }
 

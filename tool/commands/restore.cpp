@@ -40,6 +40,7 @@ std::string text_of_kept(const fs::path& kept) {
 // Reads working copies, and writes and locks nothing.
 Restored examine(const RestoreOptions& options) {
   const Store copy(options.copy);
+  (void)existing_directory(fs::path(options.store).parent_path());
   Restored restored = {.counts = count_records(copy)};
   std::unique_ptr<Store> current;
   try {

@@ -67,7 +67,9 @@ std::vector<fs::path> backups_of(const fs::path& store) {
   std::erase_if(files, [&name](const fs::path& file) {
     const std::string other = file.filename();
     const std::string_view ending = std::string_view(other).substr(std::min(name.size(), other.size()));
-    return !other.starts_with(name) || (!ending.starts_with(infix) && !is_numbered(ending));
+    const bool is_backup = ending.starts_with(infix) || is_numbered(ending);
+    const bool is_sidecar = other.ends_with("-journal") || other.ends_with("-wal") || other.ends_with("-shm");
+    return !other.starts_with(name) || !is_backup || is_sidecar;
   });
   return files;
 }

@@ -25,8 +25,10 @@ std::string effect_of(const ConversionReport& report) {
     text = summary.failures == 0 ? "deletes all " : "deletes ";
     text += counted(summary.changes, "VRRP record");
   } else {
-    text = "rewrites " + counted(summary.changes - summary.added.records, "record");
-    if (summary.added.records > 0) text += ", adds " + std::to_string(summary.added.records);
+    const size_t rewritten = summary.changes - summary.added.records;
+    if (rewritten > 0 || summary.added.records == 0) text = "rewrites " + counted(rewritten, "record");
+    if (summary.added.records > 0)
+      text += (text.empty() ? "" : ", ") + ("adds " + counted(summary.added.records, "record"));
     if (!summary.lost.empty()) text += " and loses values of " + counted(summary.lost.size(), "field");
     if (summary.lost.empty() && summary.accepted.empty()) text += ", nothing is lost";
   }
@@ -36,10 +38,11 @@ std::string effect_of(const ConversionReport& report) {
 }
 
 // The part of the effect that the operator does not permit.
-std::string objection_of(const Summary& summary, bool is_mismatch) {
-  if (is_mismatch) return summary.mismatch;
+std::string objection_of(const ConversionReport& report, bool is_mismatch) {
+  const Summary& summary = report.summary;
+  if (is_mismatch) return summary.mismatch + "; " + effect_of(report);
   if (summary.failures > 0) return counted(summary.failures, "record") + " would fail";
-  return "would lose " + text_of_counts(summary.lost);
+  return is_upgrade(report) ? effect_of(report) : "would lose values: " + text_of_counts(summary.lost);
 }
 
 }  // namespace
@@ -50,7 +53,7 @@ Ending refusal_of(const ConversionReport& report, const Permissions& permissions
   if (missing.empty()) return {};
   const bool is_mismatch = !summary.mismatch.empty() && !permissions.mismatch;
   return {summary.failures > 0 ? exit_some_failed : exit_found,
-          "refused; nothing was changed: " + objection_of(summary, is_mismatch) + "; to accept:" + missing,
+          objection_of(report, is_mismatch) + "; to accept:" + missing,
           is_mismatch            ? "mismatch"
           : summary.failures > 0 ? "would_fail"
                                  : "loss"};

@@ -37,19 +37,24 @@ void Defaults::add(const std::string& text) {
                                 "have, as in lower_threshold_prio=0 or upper_threshold_prio=prio");
   }
   const Layout* layout = layout_with(name);
+  const Field& field = *field_in(*layout, name);
   const std::string right = text.substr(equals + 1);
+  const Field* other = field_in(*layout, right);
+  if (defaults_.contains(name)) throw Error(exit_usage, "--default: " + name + " has two default values");
+  if (other != nullptr && (right == name || other->type != field.type)) {
+    throw Error(exit_usage, "--default: " + text + ": expected a value, or another field of the same type");
+  }
   texts_.push_back(text);
-  if (field_in(*layout, right) != nullptr) {
+  if (other != nullptr) {
     defaults_[name] = {.other = right};
     return;
   }
-  const Field* field = field_in(*layout, name);
   try {
-    Field alone = *field;
+    Field alone = field;
     alone.offset = 0;
-    defaults_[name] = {.value = text_in(field_of_text(*field, right), alone, true)};
+    defaults_[name] = {.value = text_in(field_of_text(field, right), alone, true)};
   } catch (const BadRecord& error) {
-    throw Error(exit_usage, "--default: " + text + ": " + error.what() + ", or the name of a field of the same record");
+    throw Error(exit_usage, "--default: " + text + ": not the name of another field, and no value: " + error.what());
   }
 }
 

@@ -30,7 +30,7 @@ DryRun::DryRun(const Conversion& conversion) : before_(conversion.store()) {
   if (operations_ != (conversion.change() == Change::none ? 0 : expected)) {
     fail(conversion, "the library did not convert every record; there may be too little memory");
   }
-  if (!vrrpconvert::is_converted_already(conversion, outcome_.records)) return;
+  if (!is_converted_already(conversion, outcome_)) return;
   after_.reset();
   outcome_ = outcome_of_none(before_);
 }

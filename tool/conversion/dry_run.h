@@ -20,9 +20,6 @@ class DryRun {
   const Outcome& outcome() const { return outcome_; }
   uint32 operations() const { return operations_; }  // records that the library stored or deleted
 
-  // Whether the target release reads the records as they are, so that the library must not convert them.
-  bool is_converted_already() const { return !after_; }
-
  private:
   Store before_;
   std::optional<Store> after_;  // none if there is nothing to convert

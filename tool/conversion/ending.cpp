@@ -20,14 +20,15 @@ std::string text_of_result(syserr_t result) {
 
 Ending refusal_of_snapshot(const std::filesystem::path& snapshot) {
   return {exit_found,
-          "refused; nothing was changed: " + snapshot.string() +
+          snapshot.string() +
               " holds other records; convert without --no-backup, or name the device's own directory with --root",
           "other_snapshot"};
 }
 
 Ending ending_of_dry_run(const Summary& summary, const Ending& refusal) {
   if (refusal.is_good() && summary.failures > 0) return {exit_some_failed, "", "would_fail"};
-  const bool is_permissible = refusal.exit == exit_found || refusal.exit == exit_some_failed;
+  const bool is_permissible =
+      refusal.reason == "loss" || refusal.reason == "would_fail" || refusal.reason == "mismatch";
   return {refusal.exit, is_permissible ? "" : refusal.problem, refusal.reason};
 }
 

@@ -127,8 +127,11 @@ Outcome outcome_of_none(const Store& store) {
   return outcome;
 }
 
-bool is_converted_already(const Conversion& conversion, const RecordCounts& records) {
-  if (conversion.change() == Change::upgrade && conversion.to.has_old_layout) return false;  // would delete them all
+bool is_converted_already(const Conversion& conversion, const Outcome& foreseen) {
+  const Change change = conversion.change();
+  const RecordCounts& records = foreseen.records;
+  if (change == Change::upgrade && conversion.to.has_old_layout) return false;  // would delete them all
+  if (change == Change::downgrade && !(foreseen.lost.empty() && foreseen.defaults.empty())) return false;
   const size_t all = records.of(Kind::vr) + records.of(Kind::ip_assoc);
   return all > 0 && all == records.with_layout(conversion.to.has_old_layout ? Version::old_one : Version::new_one);
 }

@@ -53,7 +53,9 @@ Outcome outcome_of(const Conversion& conversion, const Store& before, const Stor
 // The outcome if the library does not run.
 Outcome outcome_of_none(const Store& store);
 
-// Whether the target release reads every record with a layout, and there are any. A conversion has nothing to do then.
-bool is_converted_already(const Conversion& conversion, const RecordCounts& records);
+// Whether the target release reads every VR configuration and IP association, and there are any, so that a conversion,
+// which would have the outcome `foreseen`, has nothing to do. A global info record with values of the new release alone
+// has to be downgraded. A release of the old layout may have another one than a downgrade stores.
+bool is_converted_already(const Conversion& conversion, const Outcome& foreseen);
 
 }  // namespace vrrpconvert

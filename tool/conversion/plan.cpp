@@ -1,5 +1,6 @@
 #include "tool/conversion/plan.h"
 
+#include <algorithm>
 #include <charconv>
 #include <fstream>
 #include <iostream>
@@ -23,6 +24,18 @@ Plan parse_plan(std::istream& stream) {
   }
   auto plan = members.get<Plan>();
   (void)plan.digest();
+  for (const std::string& path : {plan.root, plan.directory}) {
+    if (!path.starts_with('/') || path.find('\0') != std::string::npos) throw std::out_of_range("a path");
+  }
+  const std::vector<std::string> losses = names_of_losses();
+  const bool are_losses = std::all_of(plan.accepted.begin(), plan.accepted.end(), [&losses](const std::string& name) {
+    return std::find(losses.begin(), losses.end(), name) != losses.end();
+  });
+  Defaults defaults;
+  for (const std::string& text : plan.defaults) defaults.add(text);
+  if (!are_losses || !is_release(plan.from) || !is_release(plan.to) || plan.vdc == 0 || plan.vdc > 65535) {
+    throw std::out_of_range("an option");
+  }
   return plan;
 }
 
@@ -43,23 +56,25 @@ std::string text_of(uint64_t number, int base) {
 
 StoreDigest Plan::digest() const { return {number_of(records, 10), number_of(checksum, 16)}; }
 
-Plan plan_of(const Conversion& conversion, const ConversionRequest& request, const Store& before) {
+Json plan_of(const Conversion& conversion, const ConversionRequest& request, const Store& before) {
   const StoreDigest digest = before.digest();
   const Permissions& permissions = request.permissions;
-  return {.tool = version,
-          .root = conversion.root,
-          .directory = conversion.root / std::filesystem::path(conversion.path).relative_path(),
-          .from = conversion.from.text,
-          .to = conversion.to.text,
-          .vdc = conversion.vdc,
-          .startup = conversion.startup,
-          .records = text_of(digest.records, 10),
-          .checksum = text_of(digest.checksum, 16),
-          .accepted = {permissions.accepted.begin(), permissions.accepted.end()},
-          .defaults = conversion.defaults.texts(),
-          .allow_loss = permissions.loss,
-          .allow_mismatch = permissions.mismatch,
-          .backup = request.has_backup};
+  const std::filesystem::path directory = conversion.root / std::filesystem::path(conversion.path).relative_path();
+  if (!is_utf8(directory.native())) return nullptr;
+  return Plan{.tool = version,
+              .root = conversion.root,
+              .directory = directory,
+              .from = conversion.from.text,
+              .to = conversion.to.text,
+              .vdc = conversion.vdc,
+              .startup = conversion.startup,
+              .records = text_of(digest.records, 10),
+              .checksum = text_of(digest.checksum, 16),
+              .accepted = {permissions.accepted.begin(), permissions.accepted.end()},
+              .defaults = conversion.defaults.texts(),
+              .allow_loss = permissions.loss,
+              .allow_mismatch = permissions.mismatch,
+              .backup = request.has_backup};
 }
 
 Plan read_plan(const std::string& file) {

@@ -22,12 +22,12 @@ struct Plan {
   JSON_MEMBERS(tool, root, directory, from, to, vdc, startup, records, checksum, accepted, defaults, allow_loss,
                allow_mismatch, backup)
 
-  // Throws Error if the text is no digest.
+  // Throws std::exception if the text is no digest.
   StoreDigest digest() const;
 };
 
-// The plan of a dry run that read `before`.
-Plan plan_of(const Conversion& conversion, const ConversionRequest& request, const Store& before);
+// The plan of a dry run that read `before`, as JSON. It is null if a path is not UTF-8, so that JSON cannot have it.
+Json plan_of(const Conversion& conversion, const ConversionRequest& request, const Store& before);
 
 // Reads the plan in the report in a file, or on standard input for "-". Throws Error, also for a plan of another
 // version of the tool: another version may convert in another way than was approved.

@@ -1,5 +1,6 @@
 #include "tool/conversion/preflight.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -23,8 +24,10 @@ struct WrittenFile {
   fs::path directory;
 };
 
-Ending check_owner(const fs::path& store, const struct stat& file, const struct stat& directory) {
-  if (file.st_dev != directory.st_dev) {
+Ending check_owner(const fs::path& store, const struct stat& file) {
+  struct statx own;
+  const bool is_known = statx(AT_FDCWD, store.c_str(), 0, STATX_INO, &own) == 0;
+  if (is_known && (own.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0) {
     return refusal(store, "is a mount point, which cannot be replaced; unmount it", "permission");
   }
   if (geteuid() != 0 && file.st_uid != geteuid()) {
@@ -43,7 +46,9 @@ Ending check_owner(const fs::path& store, const struct stat& file, const struct 
 Ending check_directory(const WrittenFile& file) {
   if (access(file.directory.c_str(), W_OK | X_OK) == 0) return {};
   const bool is_missing = errno == ENOENT;
-  return refusal(file.directory, std::string("no ") + file.what + " can be written here: " + strerror(errno),
+  return refusal(file.directory,
+                 std::string("no ") + file.what + " can be written here: " + strerror(errno) +
+                     "; check the owner and mode of the directory",
                  is_missing ? "missing" : "permission");
 }
 
@@ -87,9 +92,9 @@ Ending preflight(const Conversion& conversion, bool has_backup) {
     if (conversion.root != "/" && !fs::exists(directory, ignored)) directory = conversion.root;
     files.push_back({"snapshot", directory});
   }
-  struct stat file, directory;
-  if (stat(store.c_str(), &file) != 0 || stat(store.parent_path().c_str(), &directory) != 0) return {};
-  Ending found = check_owner(store, file, directory);
+  struct stat file;
+  if (stat(store.c_str(), &file) != 0) return {};
+  Ending found = check_owner(store, file);
   for (const WrittenFile& written : files) {
     if (found.is_good()) found = check_directory(written);
   }

@@ -1,5 +1,7 @@
 #include "tool/conversion/report.h"
 
+#include <algorithm>
+#include <iterator>
 #include <new>
 #include <stdexcept>
 
@@ -9,7 +11,6 @@ namespace {
 // A mismatch is a store that the source release cannot have written, or an upgrade that would delete records which the
 // target release can read.
 void compare_releases(const Conversion& conversion, Summary& summary) {
-  if (is_converted_already(conversion, summary.records)) return;
   const size_t new_ones = summary.records.with_layout(Version::new_one);
   const size_t old_ones = summary.records.with_layout(Version::old_one);
   const Change change = conversion.change();
@@ -33,20 +34,36 @@ void compare_releases(const Conversion& conversion, Summary& summary) {
 // Whether the object of a dry run is complete, and its exit status is the one of its summary.
 bool is_dry_run(const ConversionReport& report, const Json& summary) {
   const auto has = [&summary](const char* name) { return summary.contains(name) && !summary[name].is_null(); };
-  if (!report.dry_run || report.from.empty() || report.to.empty() || !has("records") || !has("lost") ||
+  if (!report.dry_run || !is_release(report.from) || !is_release(report.to) || !has("records") || !has("lost") ||
       !has("accepted") || !has("failures")) {
     return false;
   }
-  if (report.exit == exit_done && !report.reason.empty() && report.reason != "already") return false;
-  if (report.exit == exit_io) return !report.problem.empty();  // of the preflight checks
-  return report.summary.failures > 0 ? report.exit == exit_some_failed
-                                     : report.exit == exit_done || report.exit == exit_found;
+  const Summary& found = report.summary;
+  const std::string& reason = report.reason;
+  switch (report.exit) {
+    case exit_done:
+      if (reason == "already") return found.changes == 0 && found.failures == 0 && found.lost.empty();
+      return found.failures == 0 && reason.empty();
+    case exit_found:
+      return found.failures == 0 && (reason == "loss" || reason == "mismatch" || reason == "other_snapshot");
+    case exit_some_failed:
+      return found.failures > 0 && (reason == "would_fail" || reason == "mismatch");
+    case exit_io:  // of the preflight checks
+      return !report.problem.empty() && (reason == "permission" || reason == "no_space" || reason == "missing");
+    default:
+      return false;
+  }
 }
 
 // An error has no summary, and an exit status that a summary cannot have.
 bool is_error(const ConversionReport& report) {
+  static constexpr const char* reasons[] = {"usage",   "bad_input",       "missing",      "damaged",   "not_a_store",
+                                            "in_use",  "untrusted",       "permission",   "no_space",  "no_memory",
+                                            "io",      "unknown_outcome", "not_examined", "too_large", "interrupted",
+                                            "changed", "replaced",        "unreadable",   "bad_report"};
   return report.exit <= exit_interrupted && report.exit != exit_done && report.exit != exit_found &&
-         report.exit != exit_some_failed && !report.reason.empty();
+         report.exit != exit_some_failed &&
+         std::find(std::begin(reasons), std::end(reasons), report.reason) != std::end(reasons);
 }
 
 }  // namespace
@@ -66,7 +83,7 @@ Summary summary_of(const Conversion& conversion, const Outcome& foreseen) {
                      .without_vr = foreseen.without_vr,
                      .failures = foreseen.failed.size()};
   for (const FailedRecord& failed : foreseen.failed) summary.failing[failed.reason].add([&] { return failed.record; });
-  compare_releases(conversion, summary);
+  if (!is_converted_already(conversion, foreseen)) compare_releases(conversion, summary);
   return summary;
 }
 

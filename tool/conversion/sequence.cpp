@@ -60,10 +60,11 @@ class Sequence {
       ending() = ending_of_dry_run(report_.summary, refusal);
     } else if (report_.refused) {
       ending() = refusal;
+      ending().problem = "refused; nothing was changed: " + refusal.problem;
     } else if (!is_nothing || conversion_.change() == Change::none) {
       convert();
     }
-    if (is_nothing && report_.is_good()) report_.reason = "already";
+    if (is_nothing && report_.is_good() && report_.summary.note.empty()) report_.reason = "already";
     return report_;
   }
 
@@ -105,8 +106,10 @@ class Sequence {
       ending() = examine(run);
       note_unfinished_files();
       if (report_.is_good()) require_kept(run, conversion_, !report_.changed, unfinished_text());
-      if (report_.is_good()) ending() = ending_of_run(run, report_);
-      if (report_.is_good() && !report_.changed) drop_backup();
+      if (report_.is_good()) {
+        if (!report_.changed) drop_backup();
+        ending() = ending_of_run(run, report_);
+      }
     } catch (const Error&) {
       drop_backup();
       throw;

@@ -30,7 +30,7 @@ void Device::fail(Exit status, const std::string& word, const std::string& messa
 
 void Device::judge() {
   static constexpr const char* verdicts[] = {"", "in use", "would fail", "", "accepted", "clean"};
-  const bool has_own_word = rank() == Rank::not_examined || rank() == Rank::loss || report.reason == "mismatch" ||
+  const bool has_own_word = rank() == Rank::not_examined || rank() == Rank::loss || report.exit == exit_found ||
                             report.reason == "already" || report.reason == "identical";
   verdict = !has_own_word ? verdicts[static_cast<int>(rank())] : report.reason.empty() ? "unknown" : report.reason;
   std::replace(verdict.begin(), verdict.end(), '_', ' ');
@@ -43,7 +43,7 @@ Rank Device::rank() const {
     case exit_some_failed:
       return Rank::would_fail;
     case exit_found:
-      return report.reason == "mismatch" ? Rank::would_fail : Rank::loss;
+      return report.reason == "mismatch" || report.reason == "other_snapshot" ? Rank::would_fail : Rank::loss;
     case exit_done:
       return report.summary.accepted.empty() ? Rank::clean : Rank::accepted;
     default:

@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-Device missing_device(const Input& input) { return device_without_report(input.name, "missing", input.problem); }
+Device missing_device(const Input& input) { return device_without_report(input.name, input.reason, input.problem); }
 
 std::vector<std::string> arguments_for(const DryRunOptions& options, const fs::path& store) {
   const std::string directory = store.parent_path().empty() ? "." : store.parent_path().string();
@@ -134,7 +134,7 @@ class DryRuns {
 };
 
 Device read_report(const Input& input, const std::set<std::string>& accepted) {
-  const Input unreadable = {input.name, "", input.file.string() + ": cannot be read"};
+  const Input unreadable = {input.name, "", input.file.string() + ": cannot be read", "unreadable"};
   // Not a link, nor anything else that another user put there since the search.
   const int fd = open(input.file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
   struct stat status;

@@ -51,8 +51,10 @@ std::string problem_of(const Fleet& fleet) {
   }
   const auto verdict = fleet.totals.verdicts.find("not configured");
   const size_t empty = verdict != fleet.totals.verdicts.end() ? verdict->second : 0;
-  const std::pair<size_t, const char*> of_dry_runs[] = {{unusable, "cannot be converted"},
-                                                        {losing, "would lose values that are not accepted"}};
+  const char* loss = fleet.totals.lost.contains(whole_record)
+                         ? "would lose all VRRP configuration, which is not accepted"
+                         : "would lose values that are not accepted";
+  const std::pair<size_t, const char*> of_dry_runs[] = {{unusable, "cannot be converted"}, {losing, loss}};
   const std::pair<size_t, const char*> of_comparison[] = {
       {losing - empty, "with differences"}, {empty, "not configured yet"}, {unusable, "not compared"}};
   std::string text;
@@ -76,10 +78,12 @@ std::string decision_of(const Fleet& fleet) {
   if (fleet.is_verified) return "GO: " + all + (is_one ? " is" : " are") + " as the backup";
   const auto already = fleet.totals.verdicts.find("already");
   if (already != fleet.totals.verdicts.end() && already->second == fleet.devices.size()) {
-    return "Nothing to do: " + all + " already " + (is_one ? "has" : "have") + " records that " + fleet.to + " reads";
+    return "Nothing to do: no record of " + all + " has to be converted";
   }
   return "GO: " + all + " can be converted, " +
-         (fleet.totals.accepted.empty() ? "nothing is lost" : "only accepted losses");
+         (fleet.totals.accepted.contains(whole_record) ? "which deletes all their VRRP configuration, as accepted"
+          : fleet.totals.accepted.empty()              ? "nothing is lost"
+                                                       : "only accepted losses");
 }
 
 unsigned exit_for(Rank rank) {

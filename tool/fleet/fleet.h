@@ -34,7 +34,7 @@ struct Fleet {
   Totals totals{};
   unsigned exit = exit_done;  // that of the worst device
 
-  JSON_MEMBERS(from, to, tool, made, decision, devices, totals, exit)
+  JSON_MEMBERS(from, to, is_verified, tool, made, decision, devices, totals, exit)
 };
 
 // Completes a fleet of which only the first four members are set. Without releases they are those of the first report

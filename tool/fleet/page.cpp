@@ -24,7 +24,10 @@ mustache::data list_of_members(const Json& object) {
   mustache::data list(mustache::data::type::list);
   for (const auto& [name, value] : object.items()) {
     mustache::data item = value.is_object() ? data_of(value) : mustache::data("value", data_of(value));
+    std::string word = name;
+    std::replace(word.begin(), word.end(), ' ', '+');
     item.set("name", name);
+    item.set("word", word);  // in an address
     item.set("separator", list.is_empty_list() ? "" : ", ");
     list.push_back(item);
   }
@@ -40,6 +43,10 @@ mustache::data data_of_object(const Json& object) {
   mustache::data data(mustache::data::type::object);
   for (const auto& [name, value] : object.items()) {
     if (value.is_null()) continue;
+    if (value.is_boolean()) {
+      data.set(name, value.get<bool>());
+      continue;
+    }
     // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): the value owns its list by a unique_ptr
     data.set(name, has_data_names(name) ? list_of_members(value) : data_of(value));
     if (has_data_names(name) && !value.empty()) data.set("has_" + name, true);

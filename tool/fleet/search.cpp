@@ -37,8 +37,11 @@ std::string name_below(const fs::path& directory, const fs::path& asked, bool is
 }
 
 void search(const fs::path& asked, bool is_only_one, InputKind kind, std::vector<Input>& inputs) {
-  const auto add = [&](const fs::path& device, const fs::path& file, const std::string& problem = "") {
-    inputs.push_back({name_below(device, asked, is_only_one), file, problem});
+  const auto add = [&](const fs::path& device, const fs::path& file, const std::error_code& error = {}) {
+    inputs.push_back({name_below(device, asked, is_only_one), file});
+    if (!error) return;
+    inputs.back().problem = device.string() + ": " + error.message();
+    if (error != std::errc::no_such_file_or_directory) inputs.back().reason = "unreadable";
   };
   std::vector<fs::path> waiting = {asked};
   while (!waiting.empty()) {
@@ -54,7 +57,7 @@ void search(const fs::path& asked, bool is_only_one, InputKind kind, std::vector
         add(device_of(at->path(), kind), at->path());
       }
     }
-    if (error) add(directory, "", directory.string() + ": " + error.message());
+    if (error) add(directory, "", error);
   }
 }
 
@@ -62,9 +65,10 @@ void search(const fs::path& asked, bool is_only_one, InputKind kind, std::vector
 void add_empty_directories(const fs::path& asked, bool is_only_one, size_t first, std::vector<Input>& inputs) {
   std::set<fs::path> seen;
   for (size_t i = first; i < inputs.size(); ++i) {
-    if (inputs[i].file.empty()) continue;
-    const fs::path below = inputs[i].file.lexically_relative(asked);
-    if (!below.has_parent_path()) return;  // the path itself holds a store
+    const Input& input = inputs[i];
+    const fs::path unread = is_only_one ? fs::path(input.name) : fs::path(input.name).lexically_relative(asked);
+    const fs::path below = input.file.empty() ? unread : input.file.lexically_relative(asked);
+    if (!input.file.empty() && !below.has_parent_path()) return;  // the path itself holds a store
     seen.insert(*below.begin());
   }
   for (const fs::path& directory : files_in(asked)) {

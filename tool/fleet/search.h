@@ -8,9 +8,10 @@
 namespace vrrpconvert {
 
 struct Input {
-  std::string name;            // of the device
-  std::filesystem::path file;  // its store or its report; empty if there is none
-  std::string problem{};       // then why
+  std::string name;                // of the device
+  std::filesystem::path file;      // its store or its report; empty if there is none
+  std::string problem{};           // then why,
+  std::string reason = "missing";  // and a word for scripts
 };
 
 enum class InputKind { stores, reports };

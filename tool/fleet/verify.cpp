@@ -54,7 +54,7 @@ std::vector<Device> verify_stores(const std::vector<Input>& inputs) {
     progress.show(devices.size());
     Device device = {input.name};
     try {
-      if (input.file.empty()) throw Error(exit_bad_input, input.problem, "missing");
+      if (input.file.empty()) throw Error(exit_bad_input, input.problem, input.reason);
       compare(input.file, device);
     } catch (const Error& error) {
       if (error.exit_code == exit_interrupted) throw;

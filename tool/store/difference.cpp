@@ -52,6 +52,8 @@ void write_field_change(JsonWriter& json, const FieldChange& change, const Diffe
 }  // namespace
 
 void for_each_pair(const Store& before, const Store& after, const std::function<void(const Difference&)>& visit) {
+  // A store has one cursor, which two walks would share.
+  if (&before == &after) return before.for_each([&visit](const StoredRecord& record) { visit({&record, &record}); });
   StoredRecord left, right;
   bool is_left = before.first(left), is_right = after.first(right);
   while (is_left || is_right) {

@@ -25,7 +25,7 @@ LineReader::LineReader(const std::string& file)
   struct stat status;
   if (fd_ < 0 || fstat(fd_, &status) != 0 || S_ISDIR(status.st_mode)) {
     end_if_interrupted();
-    throw Error(exit_bad_input, name_ + ": cannot be read; expected a file with one JSON record a line");
+    throw Error(exit_bad_input, name_ + ": cannot be read; expected a file of lines");
   }
   if (S_ISREG(status.st_mode)) size_ = static_cast<size_t>(status.st_size);
 }
@@ -47,8 +47,8 @@ bool LineReader::next(std::string_view& line) {
   ++line_number_;
   const size_t length = found != nullptr ? static_cast<size_t>(found - begin) : searched;
   if (length > line_max) {
-    throw Error(exit_bad_input, name_ + ":" + std::to_string(line_number_) +
-                                    ": is longer than 4 MiB; expected a file with one JSON record a line");
+    throw Error(exit_bad_input,
+                name_ + ":" + std::to_string(line_number_) + ": is longer than 4 MiB; expected a file of lines");
   }
   line = {begin, length};
   start_ += std::min(length + 1, searched);
