@@ -38,8 +38,8 @@
  * 10. Storing or deleting makes the cursor neither skip nor repeat a record: a deleted record keeps its place until
  *     the next move.
  * 11. Returned data belong to the store, and are valid until the next call on the handle. They have any alignment.
- *     Their sizes are right: callers read no byte beyond. They may be passed to that next call. What is passed is
- * copied before the call returns.
+ *     Their sizes are right: callers read no byte beyond. They may be passed to that next call. Arguments are copied
+ *     before the call returns.
  * 12. pss_store with PSS_REPLACE replaces the value of a stored key. With PSS_NEW_ONLY a stored key is refused with a
  *     status, and keeps its value. pss_delete of a key that is not stored answers SYSERR_PSS_NOKEY.
  * 13. A pss_store or pss_delete that fails changes no record. Callers go on with the next record and close the store:

@@ -4,8 +4,8 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <list>
 
 namespace conformance {
 namespace {
@@ -18,6 +18,7 @@ namespace {
   DO(pss_getvalue)             \
   DO(pss_store) DO(pss_delete) DO(pss_snapshot) DO(syserr2str) DO(hton_if_index) DO(srg_sw_ver_file_get)
 struct {
+// NOLINTNEXTLINE(bugprone-macro-parentheses): it declares the name
 #define POINTER(name) decltype(&::name) name;
   FOR_EACH_OPERATION(POINTER)
 #undef POINTER
@@ -47,13 +48,14 @@ syserr_t end(const std::string& call, syserr_t status) {
   return status;
 }
 
-// A copy of an argument. Null stands for no bytes. The memory is kept, so that a platform which uses it later reads
-// other bytes, and does not end the process.
+// A copy of an argument, overwritten after the call. Null stands for no bytes. The memory is kept, so that a platform
+// which uses it later reads other bytes, and does not end the process.
 class Argument {
  public:
-  explicit Argument(const Bytes& bytes)
-      : datum_{bytes.empty() ? nullptr : malloc(bytes.size()), static_cast<uint32>(bytes.size())} {
-    if (!bytes.empty()) memcpy(datum_.ptr, bytes.data(), bytes.size());
+  explicit Argument(const Bytes& bytes) {
+    static std::list<Bytes> kept;
+    kept.push_back(bytes);
+    if (!bytes.empty()) datum_ = {kept.back().data(), static_cast<uint32>(bytes.size())};
   }
   Argument(const Argument&) = delete;
   Argument& operator=(const Argument&) = delete;
@@ -63,7 +65,7 @@ class Argument {
   const pss_datum_t* datum() const { return &datum_; }
 
  private:
-  pss_datum_t datum_;
+  pss_datum_t datum_ = {nullptr, 0};
 };
 
 Answer answer(const std::string& call, const pss_datum_t* datum, syserr_t status) {

@@ -80,7 +80,7 @@ class Sequence {
   }
 
   Ending refuse() {
-    const Ending refusal = refusal_of(report_, request_.permissions);
+    Ending refusal = refusal_of(report_, request_.permissions);
     if (conversion_.change() == Change::none || report_.summary.changes == 0) return refusal;
     // An attempt shows more exactly than these checks whether files can be written, and changes nothing if not.
     Ending obstacle = request_.is_dry_run ? preflight(conversion_, request_.has_backup) : Ending();
