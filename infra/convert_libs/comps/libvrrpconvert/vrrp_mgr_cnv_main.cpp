@@ -1,10 +1,9 @@
 // Entry points, driver and version decision.
 
-#include <algorithm>
-#include <climits>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
+#include <limits.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
 
 #include "libconvertvrrp.h"
 #include "platform/platform.h"
@@ -32,7 +31,9 @@ constexpr int32 unreadable = INT_MAX;
 struct ReleaseScan {
   long long major = unreadable, minor = unreadable, patch = unreadable;
 
-  static int32 narrow(long long number) { return static_cast<int32>(std::clamp<long long>(number, INT_MIN, INT_MAX)); }
+  static int32 narrow(long long number) {
+    return number < INT_MIN ? INT_MIN : number > INT_MAX ? INT_MAX : static_cast<int32>(number);
+  }
 };
 
 bool older(int32 major, int32 minor, int32 patch, int32 reqd_major, int32 reqd_minor, int32 reqd_patch) {
@@ -109,7 +110,7 @@ bool read_startup_vdc(const char* path, char (&vdc_string)[vdc_string_max]) {
     VRRP_CNV_TRACE_FOR(operation, "Could not get vdc from path\n");
     return false;
   }
-  const size_t copied = std::min(length, sizeof vdc_string - 1);
+  const size_t copied = length < sizeof vdc_string ? length : sizeof vdc_string - 1;
   snprintf(vdc_string, sizeof vdc_string, "%.*s", static_cast<int>(copied), vdc_text);
   return true;
 }

@@ -3,7 +3,7 @@
 // fields, where it replaces the new-layout value. A record that cannot be stored stays as it was; the copy goes on with
 // the next one.
 
-#include <cstring>
+#include <string.h>
 
 #include "libconvertvrrp.h"
 #include "platform/platform.h"

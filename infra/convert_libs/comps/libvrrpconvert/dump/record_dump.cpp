@@ -2,8 +2,7 @@
 // printer that writes it.
 
 #include <arpa/inet.h>
-
-#include <cstring>
+#include <string.h>
 
 #include "libconvertvrrp.h"
 #include "trace/trace.h"

@@ -2,20 +2,14 @@
 // holds every record exactly; the second copies. The order of the checks after each move differs between the readers
 // and between the passes on purpose, so each walk is written out; they share how a status is judged and a value taken.
 
-#include <algorithm>
-#include <cstdlib>
-#include <cstring>
-#include <memory>
+#include <stdlib.h>
+#include <string.h>
 
 #include "libconvertvrrp.h"
 #include "platform/platform.h"
 #include "trace/trace.h"
 
 namespace {
-
-struct Free {
-  void operator()(uint8* memory) const { free(memory); }
-};
 
 // The array under construction: released on every return, but for the one that hands it over.
 class ValueArray {
@@ -24,6 +18,9 @@ class ValueArray {
       : count_(count),
         value_size_(static_cast<size_t>(value_size)),
         bytes_(static_cast<uint8*>(calloc(static_cast<size_t>(count), value_size_))) {}
+  ValueArray(const ValueArray&) = delete;
+  ValueArray& operator=(const ValueArray&) = delete;
+  ~ValueArray() { free(bytes_); }
 
   bool allocated() const { return bytes_ != nullptr; }
 
@@ -34,14 +31,15 @@ class ValueArray {
     const pss_datum_t* value = pss_getvalue(table, &error_ret);
     if (error_ret != 0) return static_cast<int32>(error_ret);
     if (value == nullptr) return VRRP_CNV_ERR_NO_VALUE;
-    const size_t length = std::min<size_t>(value->siz, value_size_);
-    if (taken_ < count_) memcpy(bytes_.get() + static_cast<size_t>(taken_) * value_size_, value->ptr, length);
+    const size_t length = value->siz < value_size_ ? value->siz : value_size_;
+    if (taken_ < count_) memcpy(bytes_ + static_cast<size_t>(taken_) * value_size_, value->ptr, length);
     ++taken_;
     return 0;
   }
 
   int32 hand_over(void** value_array) {
-    *value_array = bytes_.release();
+    *value_array = bytes_;
+    bytes_ = nullptr;
     return 0;
   }
 
@@ -49,7 +47,7 @@ class ValueArray {
   int32 taken_ = 0;
   int32 count_;
   size_t value_size_;
-  std::unique_ptr<uint8, Free> bytes_;
+  uint8* bytes_;
 };
 
 // Positioning on a key that is not stored still places the cursor.

@@ -2,7 +2,7 @@
 #ifndef LIBVRRPCONVERT_RECORDS_RECORD_ARRAY_H
 #define LIBVRRPCONVERT_RECORDS_RECORD_ARRAY_H
 
-#include <cstdlib>
+#include <stdlib.h>
 
 #include "libconvertvrrp.h"
 

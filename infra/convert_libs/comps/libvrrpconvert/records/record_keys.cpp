@@ -1,7 +1,6 @@
 #include <arpa/inet.h>
-
-#include <cstdlib>
-#include <cstring>
+#include <stdlib.h>
+#include <string.h>
 
 #include "libconvertvrrp.h"
 #include "platform/platform.h"

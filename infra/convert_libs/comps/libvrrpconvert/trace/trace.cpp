@@ -1,11 +1,10 @@
 #include "trace/trace.h"
 
 #include <fcntl.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <string.h>
 #include <unistd.h>
-
-#include <cstdarg>
-#include <cstdio>
-#include <cstring>
 
 int32 trace_fd = -1;
 char debug_str[VRRP_CNV_TRACE_LINE_MAX];

@@ -1,7 +1,7 @@
 // Upgrade to 4.2(1): a snapshot of the store, then the removal of its old-format records.
 
-#include <cstdio>
-#include <cstring>
+#include <stdio.h>
+#include <string.h>
 
 #include "libconvertvrrp.h"
 #include "platform/platform.h"
