@@ -33,6 +33,7 @@ static_assert(sizeof(syserr_t) == 4 && (syserr_t)-1 > 0, "syserr_t is unsigned a
 static_assert(sizeof(pss_service_t) == 4 && sizeof(pss_location_t) == 4, "handles and locations have 4 bytes");
 static_assert(offsetof(pss_datum_t, ptr) == 0 && offsetof(pss_datum_t, siz) == sizeof(void*),
               "pss_datum_t: ptr, then siz");
+// NOLINTNEXTLINE(modernize-use-nullptr): C has no nullptr.
 static_assert(sizeof(((pss_datum_t*)0)->siz) == 4 && sizeof(pss_datum_t) == 2 * sizeof(void*), "siz has 4 bytes");
 
 #endif

@@ -150,7 +150,9 @@ void Result::expect(syserr_t expected) const {
 }
 
 void Result::expect_refusal() const {
-  if (status == 0) fail(call, "a status other than 0", "0");
+  if (status == 0) return fail(call, "a status other than 0", "0");
+  const std::string text = text_of_status(status);
+  conformance::expect(text.find('\n') == std::string::npos, "the text of status " + number(status), "one line", text);
 }
 
 Table::Table(const std::string& url) : status_(status_before) {

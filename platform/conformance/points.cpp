@@ -112,7 +112,8 @@ void expect_off(const Table& table) {
 }
 
 void cursor_off_the_store(const Settings& settings) {
-  const Table table(make(settings, three));
+  const std::string url = make(settings, three);
+  const Table table(url);
   expect_off(table);
   table.at(PSS_LAST_KEY).expect("b");
   for (const char* key : {"ab", "a"}) table.at(PSS_PREVIOUS_KEY).expect(key);
@@ -127,7 +128,11 @@ void cursor_off_the_store(const Settings& settings) {
   table.at(PSS_FIRST_KEY).expect("a");
   table.at(PSS_NULL_KEY).expect_none();
   expect_off(table);
-  table.close();
+  table.at(PSS_LAST_KEY).expect("b");
+  table.close().expect_done();
+  const Table again(url);
+  expect_off(again);
+  again.close();
   const Table empty(make(settings, {}));
   empty.at(PSS_FIRST_KEY).expect_none();
   empty.at(PSS_LAST_KEY).expect_none();
@@ -210,8 +215,21 @@ void walks_among_changes(const Settings& settings) {
   expect(key.is_null, key.call, "the end of the walk", key.text());
   table.close().expect_done();
 
+  const Table emptied(make(settings, records));
+  emptied.at(PSS_FIRST_KEY).expect(records.begin()->first);
+  for (auto record = records.begin(); record != records.end() && failures.empty();) {
+    emptied.remove(record->first).expect_done();
+    const Answer next = emptied.at(PSS_NEXT_KEY);
+    ++record != records.end() ? next.expect(record->first) : next.expect_none();
+  }
+  emptied.close().expect_done();
+
   const Table letters(make(settings, three));
   letters.at("ab").expect("ab");
+  letters.put("aa", "x").expect_done();
+  letters.at(PSS_PREVIOUS_KEY).expect("aa");
+  letters.remove("aa").expect_done();
+  letters.at(PSS_NEXT_KEY).expect("ab");
   letters.remove("a").expect_done();
   letters.at(PSS_CURRENT_KEY).expect("ab");
   letters.put("a", "1").expect_done();
