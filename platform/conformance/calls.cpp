@@ -81,7 +81,7 @@ syserr_t status_before;
 std::string failures;
 
 bool load(const char* library) {
-  void* loaded = dlopen(library, RTLD_NOW | RTLD_LOCAL);
+  void* loaded = dlopen(strcmp(library, "-") != 0 ? library : nullptr, RTLD_NOW | RTLD_LOCAL);
   if (loaded == nullptr) return fprintf(stderr, "pss_conformance: %s\n", dlerror()), false;
   bool is_complete = true;
 #define BIND(name)                                                                        \

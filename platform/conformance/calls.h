@@ -12,8 +12,8 @@ namespace conformance {
 using Bytes = std::string;
 using Records = std::map<Bytes, Bytes>;
 
-// Loads the library into this process and takes all operations from it: one that is missing would come from elsewhere
-// in a real process. Returns false after a message.
+// Loads the library into this process, which is "-" if the platform is linked into the program itself, and takes all
+// operations from it: one that is missing would come from elsewhere in a real process. Returns false after a message.
 bool load(const char* library);
 
 // How long an operation may take before the process is ended by SIGALRM.

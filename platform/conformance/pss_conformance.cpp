@@ -26,6 +26,7 @@ namespace {
 constexpr char usage[] =
     "usage: pss_conformance [OPTION ...] LIBRARY CREATE URL\n"
     "Tests a platform library against the contract in platform/pss.h and prints a line per point (TAP).\n"
+    "  LIBRARY              the library, or - for the operations of this program, linked with -rdynamic\n"
     "  CREATE               a shell command that makes an empty store at the URL in \"$1\"\n"
     "  URL                  stores are made at URL-1, URL-2 ..., and snapshots at URL-1-snapshot ...\n"
     "  --list               list the points and exit\n"
