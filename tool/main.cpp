@@ -40,15 +40,14 @@ bool is_output_unread() {
 // SIGPIPE, as it would by default.
 int fail_to_write(Effect effect) {
   if (effect == Effect::changes) {
-    return fail(
-        {exit_unknown, "the report is cut short, because standard output cannot be written; run check on the store"},
-        nullptr);
+    return fail({exit_unknown, "cannot write to standard output; the report is incomplete; run check on the store"},
+                nullptr);
   }
   if (is_output_unread()) {
     signal(SIGPIPE, SIG_DFL);
     raise(SIGPIPE);
   }
-  return fail({exit_io, "standard output cannot be written to its end; the output is cut short"}, nullptr);
+  return fail({exit_io, "cannot write to standard output; the output is incomplete"}, nullptr);
 }
 
 // A store that is opened while one of these is closed would get its number, and with it what is printed. What stands in

@@ -44,7 +44,7 @@ std::vector<std::string> problems_of(const StoredRecord& record, const std::opti
       if (kind == known.kind) expected += (expected.empty() ? "" : " or ") + std::to_string(known.size);
     }
     return {"its value has " + std::to_string(record.value.size()) + " bytes; expected " + expected +
-            (kind == Kind::global_info ? "" : "; a downgrade stores another record, made from it")};
+            (kind == Kind::global_info ? "" : "; a downgrade would cut or zero-pad it, possibly under another key")};
   }
   std::vector<std::string> problems;
   const Bytes expected = expected_key(*layout, record.value);
@@ -133,7 +133,7 @@ class Check {
     report({name_of(record), hex_of(record.key), problem});
   }
   void report_double(const StoredRecord& record, const std::string& other_key) {
-    report(record, "the record under " + other_key + " is of the same router");
+    report(record, "duplicate: the record under key " + other_key + " has the same expected key");
   }
 
   std::optional<Release> release_;
@@ -219,7 +219,7 @@ void end_json(const Check& check, const Surroundings& found, JsonWriter& json) {
 void end_text(const Check& check, const Surroundings& found, const std::string& store) {
   std::cout << printable(store) << ": " << check.counts().text() << '\n';
   if (check.left_alone() > 0) {
-    std::cout << "Left alone by a conversion: " << check.left_alone() << " (track and other kinds).\n";
+    std::cout << "Not changed by a conversion: " << check.left_alone() << " (track and other kinds).\n";
   }
   for (const fs::path& file : found.unfinished) std::cout << unfinished_file_text << printable(file) << '\n';
   for (const Backup& backup : found.backups) std::cout << "Backup: " << printable(backup.text()) << '\n';
@@ -259,12 +259,13 @@ Exit check(const CheckOptions& options) {
 }  // namespace
 
 void add_check(CLI::App& app, Choice& choice) {
-  Command command(app, choice, "check", "Check that a store is consistent, of one layout, and readable by a release",
+  Command command(app, choice, "check",
+                  "Check that a store is consistent, has one layout, and can be read by a release",
                   "vrrpconvert check --release '4.1(2)' vrrp-cfg_runtime_config");
   const auto options = std::make_shared<CheckOptions>();
   run_with(command, options, check, Effect::reads);
   command.add_operand("STORE", options->store, "The store to read");
-  command.add_text("--release", options->release, "The release that is to read it, as 4.2(1)");
+  command.add_text("--release", options->release, "The release that will read it, such as 4.2(1)");
   command.add_json(options->json);
 }
 

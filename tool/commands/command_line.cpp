@@ -9,9 +9,10 @@ namespace vrrpconvert {
 namespace {
 
 constexpr char exit_codes[] =
-    "Exit codes: 0 done, no difference; 1 differences, problems, or a loss that was not allowed; 2 usage;\n"
-    "3 missing, damaged or foreign input; 4 store in use; 5 I/O or no space, nothing changed; 6 unknown outcome;\n"
-    "7 some records failed, or would; 130 interrupted";
+    "Exit status: 0 success, no difference; 1 differences, problems, or a loss that was not allowed;\n"
+    "2 usage error; 3 missing, damaged or invalid input; 4 store in use, or changed since the plan;\n"
+    "5 I/O error, or no space, memory or permission (nothing was changed); 6 unknown outcome;\n"
+    "7 records failed or would fail, or a mismatch in a fleet; 130 interrupted";
 
 // How many letters have to be changed, added or removed to make one word the other.
 size_t distance(const std::string& one, const std::string& other) {
@@ -42,7 +43,7 @@ void check_command(const CLI::App& app, const std::string& word) {
   std::vector<std::string> names;
   for (const CLI::App* command : app.get_subcommands(nullptr)) names.push_back(command->get_name());
   if (std::find(names.begin(), names.end(), word) != names.end()) return;
-  const std::string problem = word.empty() ? "no command is given; " : word + ": there is no such command; ";
+  const std::string problem = word.empty() ? "missing command; " : "unknown command \"" + word + "\"; ";
   throw Error(exit_usage, problem + suggestion(word, names));
 }
 
@@ -55,7 +56,7 @@ std::string message_of(const CLI::ParseError& error, const CLI::App* command) {
     for (const CLI::Option* option : command->get_options()) {
       if (!option->get_lnames().empty()) names.push_back("--" + option->get_lnames().front());
     }
-    return name + ": there is no such option; " + suggestion(name, names);
+    return "unknown option " + name + "; " + suggestion(name, names);
   }
   return error.what();
 }
@@ -66,7 +67,7 @@ std::string checked_loss(const std::string& text) {
   const std::string name = first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(' ') - first + 1);
   const std::vector<std::string> names = names_of_losses();
   if (std::find(names.begin(), names.end(), name) != names.end()) return name;
-  throw Error(exit_usage, "--accept-loss: \"" + name + "\" is no field; " + suggestion(name, names));
+  throw Error(exit_usage, "--accept-loss: unknown field \"" + name + "\"; " + suggestion(name, names));
 }
 
 }  // namespace
@@ -127,7 +128,7 @@ void Command::add_accept_loss(std::set<std::string>& accepted) {
   };
   app_->add_option_function<std::vector<std::string>>(
           "--accept-loss", accept,
-          "Losing values of these fields is no reason to refuse; \"record\" stands for whole records")
+          "Convert even if these fields lose their values; \"record\" permits the loss of whole records")
       ->delimiter(',')
       ->allow_extra_args(false)
       ->type_name("FIELD[,FIELD]");

@@ -209,7 +209,7 @@ void print_text(const ConversionReport& report, const DryRun& dry_run, const Con
     if (!text.empty()) std::cout << label << printable(text) << '\n';
   };
   print_line(report.dry_run ? "Snapshot would be: " : "Snapshot: ", report.snapshot);
-  print_line("Earlier snapshot, kept as: ", report.earlier_snapshot);
+  print_line("Earlier snapshot renamed to: ", report.earlier_snapshot);
   print_line(report.dry_run ? "Backup would be: " : "Backup: ", report.copy);
   for (const std::string& file : report.unfinished_files) print_line(unfinished_file_text, file);
   print_line("Next: ", report.next);
@@ -237,27 +237,28 @@ void add_convert(CLI::App& app, Choice& choice) {
   command.set_run([options] { return convert(*options); },
                   [options] { return options->request.is_dry_run ? Effect::reads : Effect::changes; });
   command.add_operand("DIR", options->directory, "The directory that holds vrrp-cfg_runtime_config", false);
-  command.add_text("--from", options->from, "The release that wrote the store, as 4.2(1)");
+  command.add_text("--from", options->from, "The release that wrote the store, such as 4.2(1)");
   command.add_text("--to", options->to, "The release that will read it");
   command.add_text("--plan", options->plan,
                    "Convert as planned in this report of --dry-run --json (- for standard input), or refuse");
   command.add_number("--vdc", options->vdc, 65535, "The number of the store's VDC");
   command.add_flag("--startup", options->startup,
-                   "Inspect DIR/bin/vrrp-cfg_config_sav, the saved startup store, instead");
+                   "Inspect the saved startup store, DIR/bin/vrrp-cfg_config_sav, instead of the running store");
   command.exclude("--startup", "--vdc");
   command.add_flag("--dry-run", options->request.is_dry_run,
-                   "Change nothing: show what would change and what would be lost");
-  command.add_flag("--summary", options->summary, "Do not list every record that would change");
+                   "Run the dry run only: show the decision, the changes and the losses, and change nothing");
+  command.add_flag("--summary", options->summary, "Do not list the records that would change");
   command.add_accept_loss(options->request.permissions.accepted);
   command.add_default_value(options->defaults);
   command.add_flag("--allow-loss", options->request.permissions.loss,
-                   "Convert although anything is lost or would fail");
+                   "Convert even if values or records would be lost, or records would fail");
   command.add_flag("--allow-mismatch", options->request.permissions.mismatch,
-                   "Convert although the releases contradict the layout of the records");
-  command.add_flag("--no-backup", options->request.has_backup, "Keep no copy of the store beside it", false);
+                   "Convert even if the layout of the records does not match --from and --to");
+  command.add_flag("--no-backup", options->request.has_backup, "Do not write a backup next to the store", false);
   command.add_text("--trace", options->request.trace, "Append the library's trace lines to this file");
   command.exclude("--trace", "--dry-run");
-  command.add_text("--root", options->root, "The directory that stands for a device's /; its tmp takes the snapshot");
+  command.add_text("--root", options->root,
+                   "Use this directory as the device's root (/); an upgrade writes its snapshot to its tmp directory");
   command.add_default("--root", "PSS_NONVOLATILE_ROOT");
   command.add_reveal(options->view.reveal);
   command.add_json(options->json);

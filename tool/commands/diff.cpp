@@ -62,7 +62,7 @@ void add_diff(CLI::App& app, Choice& choice) {
   run_with(command, options, diff, Effect::reads);
   command.add_operand("A", options->a, "One store");
   command.add_operand("B", options->b, "The other");
-  command.add_flag("--ignore-layout", options->view.ignore_layout, "Compare only the fields that both layouts have");
+  command.add_flag("--ignore-layout", options->view.ignore_layout, "Ignore fields that only one layout has");
   command.add_reveal(options->view.reveal);
   command.add_json(options->json);
 }

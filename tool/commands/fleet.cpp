@@ -137,9 +137,10 @@ void add_fleet(CLI::App& app, Choice& choice) {
   const auto options = std::make_shared<FleetOptions>();
   run_with(command, options, show_fleet, Effect::reads);
   command.add_operands("PATH", options->paths,
-                       "Directories that hold a vrrp-cfg_runtime_config a device, at any depth");
-  command.add_flag("--reports", options->reports, "Read reports of convert --dry-run --json below PATH, no stores");
-  command.add_text("--from", options->from, "The release that wrote the stores, as 4.2(1)");
+                       "Directories to search recursively for stores (vrrp-cfg_runtime_config), one per device");
+  command.add_flag("--reports", options->reports,
+                   "Read saved convert --dry-run --json reports (*.json) below PATH instead of stores");
+  command.add_text("--from", options->from, "The release that wrote the stores, such as 4.2(1)");
   command.add_text("--to", options->to, "The release that will read them");
   command.exclude("--from", "--reports");
   command.exclude("--to", "--reports");
@@ -154,9 +155,9 @@ void add_fleet(CLI::App& app, Choice& choice) {
   command.add_default_value(options->defaults);
   command.exclude("--verify", "--default");
   command.exclude("--reports", "--default");
-  command.add_number("--jobs", options->jobs, 1024, "How many at a time");
+  command.add_number("--jobs", options->jobs, 1024, "Dry runs at a time");
   command.exclude("--verify", "--jobs");
-  command.add_text("--html", options->html, "Write the overview to this new file, one page for a change ticket");
+  command.add_text("--html", options->html, "Write the overview as an HTML page to this new file");
   command.add_json(options->json);
 }
 

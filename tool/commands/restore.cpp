@@ -104,15 +104,15 @@ Exit restore(const RestoreOptions& options) {
 }  // namespace
 
 void add_restore(CLI::App& app, Choice& choice) {
-  Command command(app, choice, "restore", "Put a copy or a snapshot of a store back in its place, in one step",
+  Command command(app, choice, "restore", "Replace a store by a backup or a snapshot",
                   "vrrpconvert restore /tmp/vrrp-pss vrrp-cfg_runtime_config");
   const auto options = std::make_shared<RestoreOptions>();
   command.set_run([options] { return restore(*options); },
                   [options] { return options->is_dry_run ? Effect::reads : Effect::changes; });
-  command.add_operand("COPY", options->copy, "The copy or snapshot; it is checked first, and stays");
-  command.add_operand("STORE", options->store, "The store that it replaces");
+  command.add_operand("COPY", options->copy, "The backup or snapshot, which is checked first and is not changed");
+  command.add_operand("STORE", options->store, "The store to replace or create");
   command.add_flag("--no-backup", options->backup, "Do not keep the replaced store", false);
-  command.add_flag("--dry-run", options->is_dry_run, "Change nothing: show which records would change");
+  command.add_flag("--dry-run", options->is_dry_run, "Show which records would change, and change nothing");
   command.add_json(options->json);
 }
 

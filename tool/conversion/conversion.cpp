@@ -42,8 +42,8 @@ std::string device_path(const fs::path& root, const fs::path& directory, bool st
       startup ? VRRP_CNV_STARTUP_DIRECTORY "/" VRRP_CNV_STARTUP_STORE : "/" VRRP_CNV_RUNNING_STORE;
   const size_t length = std::string("nonvolatile:").size() + path.size() + store.size();
   if (length > 255) {
-    throw Error(exit_usage, path + ": the store's URL would have " + std::to_string(length) +
-                                " characters, and 255 is the most; use --root to name a directory closer to the store");
+    throw Error(exit_usage, path + ": the store URL has " + std::to_string(length) +
+                                " characters; the limit is 255; set --root to a directory closer to the store");
   }
   return path;
 }

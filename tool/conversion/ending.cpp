@@ -8,7 +8,7 @@
 namespace vrrpconvert {
 namespace {
 
-constexpr char not_durable[] = "; a power cut could still bring the old records back";
+constexpr char not_durable[] = "; a power failure may bring the old records back";
 
 std::string text_of_result(syserr_t result) {
   char number[16];
@@ -35,7 +35,8 @@ Ending ending_of_dry_run(const Summary& summary, const Ending& refusal) {
 void require_begun(const Run& run, const Conversion& conversion) {
   if (run.was_changed) {
     throw Error(exit_in_use,
-                conversion.store().string() + ": changed since the dry run; nothing was changed; run it again",
+                conversion.store().string() +
+                    ": another process changed it after the dry run; it was not converted; run the command again",
                 "changed", conversion.store().string());
   }
   if (run.answered && run.open_status != 0) throw_store_error(conversion.store(), run.open_status);
@@ -43,7 +44,7 @@ void require_begun(const Run& run, const Conversion& conversion) {
 
 void require_kept(const Run& run, const Conversion& conversion, bool is_unchanged, const std::string& unfinished) {
   if (!is_unchanged) return;
-  if (run.interrupted) throw Error(exit_interrupted, "interrupted; the store is as it was" + unfinished);
+  if (run.interrupted) throw Error(exit_interrupted, "interrupted; the store is unchanged" + unfinished);
   if (run.snapshot_status == 0) return;
   throw Error(exit_io, conversion.snapshot().string() +
                            ": the snapshot cannot be written: " + syserr2str(run.snapshot_status) +
@@ -53,8 +54,10 @@ void require_kept(const Run& run, const Conversion& conversion, bool is_unchange
 Ending ending_of_run(const Run& run, const ConversionReport& report) {
   const std::vector<FailedRecord>& failed = report.outcome->failed;
   if (!run.answered) {
-    return {exit_unknown, report.changed ? std::string("the store is converted, but the library died") + not_durable
-                                         : "the library died; the store is as it was"};
+    return {exit_unknown,
+            report.changed
+                ? std::string("the store is converted, but the library process ended before it returned") + not_durable
+                : "the library process ended before it returned; the store is unchanged"};
   }
   if (run.result != 0) return {exit_bad_input, text_of_result(run.result)};
   // The dry run of the same conversion did change the store's image.
@@ -69,8 +72,8 @@ Ending ending_of_run(const Run& run, const ConversionReport& report) {
                               syserr2str(run.close_status) + not_durable};
   }
   if (failed.empty()) return {};
-  return {exit_some_failed,
-          "not every record is in the state that it should be in; failed: " + std::to_string(failed.size())};
+  return {exit_some_failed, "conversion incomplete: " + std::to_string(failed.size()) +
+                                (failed.size() == 1 ? " record" : " records") + " failed"};
 }
 
 Ending ending_of_replaced(const Run& run, const Conversion& conversion) {
@@ -82,12 +85,12 @@ Ending ending_of_replaced(const Run& run, const Conversion& conversion) {
 }
 
 Ending ending_of_uncompared() {
-  return {exit_unknown, "unknown outcome, because there is too little memory to compare the records; run check"};
+  return {exit_unknown, "unknown outcome: too little memory to compare the records; run check"};
 }
 
 Ending ending_of_unreadable(const std::string& reason, bool is_converted) {
-  return {exit_unknown, is_converted ? "was converted, but cannot be read again: " + reason
-                                     : "unknown outcome, because the store cannot be read: " + reason};
+  return {exit_unknown, is_converted ? "the store was converted, but cannot be read again: " + reason
+                                     : "unknown outcome: the store cannot be read: " + reason};
 }
 
 }  // namespace vrrpconvert

@@ -35,11 +35,11 @@ std::string reason_for(Change change, const Difference& pair, const Run& run) {
     return std::string(change == Change::upgrade ? "deleting" : "storing") +
            " it failed: " + syserr2str(failure->second);
   }
-  if (!pair.is_none()) return "its content is not what the conversion makes of it";
-  if (!run.answered) return "the library died before its change was kept";
+  if (!pair.is_none()) return "unexpected content after the conversion";
+  if (!run.answered) return "the library process ended before its change was stored";
   if (run.open_status != 0) return std::string("the store could not be opened: ") + syserr2str(run.open_status);
   if (run.close_status != 0) return std::string("the store could not be closed: ") + syserr2str(run.close_status);
-  return "its change was not kept, for an unknown reason: the device may be failing";
+  return "the change was not stored, for an unknown reason; the disk may be failing";
 }
 
 void add_pair(Outcome& outcome, const Conversion& conversion, const Difference& pair, const Run& run) {

@@ -15,9 +15,9 @@ void compare_releases(const Conversion& conversion, Summary& summary) {
   const size_t old_ones = summary.records.with_layout(Version::old_one);
   const Change change = conversion.change();
   if (change != Change::none && new_ones > 0 && old_ones > 0) {
-    summary.mismatch = "the store has records of both layouts, " + std::to_string(new_ones) +
-                       " in the new layout and " + std::to_string(old_ones) +
-                       " in the old one: no release writes that; an earlier conversion may have failed in part";
+    summary.mismatch = "the store contains both layouts (" + std::to_string(new_ones) + " new, " +
+                       std::to_string(old_ones) +
+                       " old), which no release writes; an earlier conversion may be incomplete";
   } else if (change == Change::upgrade && new_ones > 0) {
     summary.mismatch = "the records are in the new layout, which " + conversion.from.text +
                        " does not write: the store may have been written by a later release";

@@ -79,14 +79,14 @@ Run run_library(const RunOptions& options) {
   const MemoryFile from(options.conversion.from.text + '\n'), to(options.conversion.to.text + '\n');
   Observation observation;
   int alive[2];  // a pipe that the process has open as long as it lives
-  if (pipe2(alive, O_CLOEXEC) != 0) throw Error(exit_io, std::string("no pipe: ") + strerror(errno));
+  if (pipe2(alive, O_CLOEXEC) != 0) throw Error(exit_io, std::string("cannot create a pipe: ") + strerror(errno));
   const pid_t process = fork();
   if (process == 0) run_in_child(options, from, to, observation);
   const int reason = errno;
   close(alive[1]);
   const bool interrupted = process > 0 && wait_for(process, alive[0], options, observation);
   close(alive[0]);
-  if (process < 0) throw Error(exit_io, std::string("no process for the conversion: ") + strerror(reason));
+  if (process < 0) throw Error(exit_io, std::string("cannot start a process for the conversion: ") + strerror(reason));
   return {observation.observed(), interrupted, observation.failures()};
 }
 

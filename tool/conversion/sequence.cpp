@@ -188,7 +188,7 @@ class Sequence {
                                             : "to go back to " + report_.from + ": vrrpconvert restore " +
                                                   quoted_for_shell(source) + " " + quoted_for_shell(report_.store);
     const bool is_upgrade = conversion_.change() == Change::upgrade;
-    const std::string start = (is_upgrade ? "configure VRRP anew under " : "start ") + report_.to;
+    const std::string start = (is_upgrade ? "enter the VRRP configuration again under " : "start ") + report_.to;
     report_.next = report_.exit != exit_done ? back : start + (back.empty() ? "" : "; or " + back);
     // Both have the records that the store had.
     for (const std::string& file : {report_.copy, report_.snapshot}) {

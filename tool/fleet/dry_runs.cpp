@@ -77,7 +77,8 @@ class DryRuns {
 
   void start(const Input& input) {
     while (!try_to_start(input)) {
-      if (running_.empty()) throw Error(exit_io, std::string("no process for a dry run: ") + strerror(errno));
+      if (running_.empty())
+        throw Error(exit_io, std::string("cannot start a process for a dry run: ") + strerror(errno));
       wait_for_one();  // which gives back what there is too little of
     }
   }

@@ -13,8 +13,8 @@ void take_releases(Fleet& fleet) {
     if (from.empty()) continue;
     if (fleet.from.empty()) std::tie(fleet.from, fleet.to) = std::tie(from, to);
     if (from == fleet.from && to == fleet.to) continue;
-    std::string problem = "its report is of ";
-    problem.append(from).append(" to ").append(to).append(", another one of ").append(fleet.from);
+    std::string problem = "its report is for ";
+    problem.append(from).append(" to ").append(to).append(", but other reports are for ").append(fleet.from);
     problem.append(" to ").append(fleet.to);
     device = device_without_report(device.name, "bad_report", problem);  // its figures are not about this change
   }

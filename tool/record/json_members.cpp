@@ -34,9 +34,9 @@ class JsonMembers::Reader : public nlohmann::json_sax<Json> {
     const bool is_twice =
         depth_ == 2 ? members_.back().value.contains(name)
                     : std::any_of(members_.begin(), members_.end(), [&](const Member& m) { return m.name == name; });
-    if (is_twice) throw BadRecord("field \"" + name + "\": stands here twice");
+    if (is_twice) throw BadRecord("field \"" + name + "\": duplicate field");
     if ((depth_ == 2 ? members_.back().value.size() : members_.size()) == members_max)
-      throw BadRecord("more fields than any record has");
+      throw BadRecord("too many fields");
     if (depth_ == 2) {
       inner_name_ = std::move(name);
     } else {
@@ -103,7 +103,7 @@ const Json* JsonMembers::take(std::string_view name) {
 
 void JsonMembers::refuse_others() const {
   for (const Member& member : members_) {
-    if (!member.is_taken) throw BadRecord("field \"" + member.name + "\": there is no such field in this record");
+    if (!member.is_taken) throw BadRecord("field \"" + member.name + "\": unknown field");
   }
 }
 

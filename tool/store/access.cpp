@@ -16,17 +16,18 @@ const char* problem_of(const struct stat& directory, uid_t owner, bool is_own) {
   const bool is_for_all = (directory.st_mode & S_IWOTH) != 0, is_for_group = (directory.st_mode & S_IWGRP) != 0;
   const bool is_sticky = (directory.st_mode & S_ISVTX) != 0;
   if (directory.st_uid != 0 && directory.st_uid != owner) {
-    return "another user owns it, and can change the store; move the store to a directory of its owner";
+    return "belongs to another user, who can replace the store; move the store to a directory that its owner owns";
   }
   if (is_for_all && !is_sticky) {
-    return "every user can write it, and so change the store; take that away with chmod o-w";
+    return "is world-writable, so any user can replace the store; run chmod o-w";
   }
   if (is_for_group && !is_sticky) {
-    return "its group can write it, and so change the store; take that away with chmod g-w";
+    return "is group-writable, so its group can replace the store; run chmod g-w";
   }
   // Other users cannot move what is in a sticky directory, but they can add to it.
   if ((is_for_all || is_for_group) && is_own) {
-    return "other users can put a journal beside the store; move the store to a directory of its owner";
+    return "other users can create a sidecar file (-journal, -wal) for the store; move the store to a directory that "
+           "its owner owns";
   }
   return nullptr;
 }
@@ -37,15 +38,14 @@ std::string problem_of_owner(const struct stat& file, const struct stat& directo
   if (!is_wrong || problem_of(directory, directory.st_uid, true) != nullptr) return "";
   const std::string owner = std::to_string(directory.st_uid);
   return "belongs to user " + std::to_string(file.st_uid) + ", but its directory to user " + owner +
-         ", who can change the store; give the store to that user with chown " + owner;
+         ", who can replace the store; run chown " + owner;
 }
 
 std::string problem_of_mode(const struct stat& file, const struct stat& directory) {
   const bool for_all = (file.st_mode & S_IROTH) != 0 && (directory.st_mode & S_IXOTH) != 0;
   const bool for_group = (file.st_mode & S_IRGRP) != 0 && (directory.st_mode & S_IXGRP) != 0;
   if (!for_all && !for_group) return "";
-  return std::string(for_all ? "every user" : "its group") +
-         " can read its authentication keys; take that away with chmod go-r";
+  return std::string(for_all ? "every user" : "its group") + " can read its authentication keys; run chmod go-r";
 }
 
 }  // namespace

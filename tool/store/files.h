@@ -15,7 +15,7 @@ std::filesystem::path existing_directory(const std::filesystem::path& path);
 std::vector<std::filesystem::path> files_in(const std::filesystem::path& directory);
 
 // Returns those that a killed process left where it wrote a store, or that another process is writing.
-inline constexpr char unfinished_file_text[] = "Left by a killed process, or being written; it may hold a store: ";
+inline constexpr char unfinished_file_text[] = "Left by a killed process, or being written; may contain a store: ";
 std::vector<std::filesystem::path> unfinished_files_in(const std::filesystem::path& directory);
 
 // Returns the inode number of the file at `path`, or 0 if there is none.

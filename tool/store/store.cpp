@@ -151,8 +151,9 @@ syserr_t Store::snapshot(const fs::path& file, uint32 flags) const {
   const syserr_t status = pss_snapshot(handle_, flags, url_of(file).c_str());
   if (status == SYSERR_PSS_IO && file_number(file) != earlier) {
     const fs::path kept = kept_name(file, pss_embedded_kept());
-    throw Error(exit_unknown, file.string() + ": is in place, but could not be made durable: a power cut could still " +
-                                  "bring back what it replaced" + (kept.empty() ? "" : ", which is " + kept.string()));
+    throw Error(exit_unknown, file.string() +
+                                  ": was written, but its directory could not be synced; a power failure may " +
+                                  "bring the old file back" + (kept.empty() ? "" : ", which is " + kept.string()));
   }
   if (status != 0 && status != SYSERR_PSS_EXISTS) throw_store_error(file, status);
   return status;

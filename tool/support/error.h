@@ -16,7 +16,7 @@ enum Exit {
   exit_io = 5,             // the device failed or is full; nothing was changed
   exit_unknown = 6,        // the outcome is not known
   exit_some_failed = 7,    // some records are not in the state that they should be in
-  exit_interrupted = 130,  // ended by the operator; the store is as it was
+  exit_interrupted = 130,  // ended by the operator; the store is unchanged
 };
 
 // A word for scripts, where an error has none of its own.
