@@ -6,61 +6,59 @@
  *     pss_open -> { pss_move2key | pss_move2location | pss_getvalue | pss_store | pss_delete | pss_snapshot }*
  *              -> pss_close
  *
- * The contract. pss_conformance tests a platform and names the number of a point that does not hold. "The platform's"
- * marks what a caller must not rely on. No operation throws an exception or ends the process.
+ * Contract. A platform must satisfy every numbered point. pss_conformance tests them and reports a failed point by its
+ * number. "Platform-defined" marks behaviour that callers must not rely on. No operation throws an exception or ends
+ * the process.
  *
- *  1. Status 0 is success, every other status has a text (syserr2str). Only SYSERR_PSS_NOKEY has a meaning to
- *     callers: no record under the key, or at the place. A handle that ended, a location or a mode without a meaning,
- *     and an empty key are refused with a status. 2 and 3 are no statuses: they would be taken for results of the
- *     bulk readers (VRRP_CNV_ERR_*).
- *  2. pss_open opens what exists and never creates. Success is status 0 and a handle other than 0. A URL is
- *     "nonvolatile:" and a path; what the path is relative to is the platform's. A URL has up to 255 characters; one
- *     that does not fit is refused, never cut. (The directory in PSS_NONVOLATILE_ROOT is a matter of the embedded
- *     platform and of vrrpconvert.)
- *  3. A store that is open elsewhere: pss_open waits, or fails with a status. In the process that has it open, pss_open
- *     fails, for nobody could end the wait. Two handles never change one store at once. The library has one store open
- *     at a time. All operations are called by one thread at a time; a platform may have threads of its own. A handle is
- *     used by the process that opened it, not by a forked child.
- *  4. Keys are in ascending byte-wise order; a key is before every longer key that begins with it. Keys have one byte
- *     or more, values none or more; every byte may have any value. Keys of 26 and values of 137 bytes must fit,
- *     and 5,000 records of this size, or as many as the device can have; a longer one that does not fit is refused with
- *     a status, never cut. The data of a value of size 0 may be null. Null data with another size are never passed.
- *  5. The cursor is off the store after pss_open, and after a move that found no record (but for PSS_CURRENT_KEY).
- *     From there PSS_NEXT_KEY and PSS_PREVIOUS_KEY find nothing. After a move that failed its place is the
- *     platform's.
- *  6. pss_move2key finds the key itself (status 0) or the next one in order (status SYSERR_PSS_NOKEY, with that key),
- *     or null where there is none.
- *  7. A move that returns null found no record, which is not a failure: callers take it for the end of the store
- *     without a look at the status. A move that fails says so in its status and returns a datum, of size 0 where it
- *     has no key.
- *  8. pss_getvalue off the store, or on a record that was deleted, returns null with SYSERR_PSS_NOKEY.
- *  9. What was stored or deleted shows at once through the same handle, and to others not before pss_close is called.
- * 10. Storing or deleting makes the cursor neither skip nor repeat a record: a deleted record keeps its place until
- *     the next move.
- * 11. Returned data belong to the store, and are valid until the next call on the handle. They have any alignment.
- *     Their sizes are right: callers read no byte beyond. They may be passed to that next call. Arguments are copied
- *     before the call returns.
- * 12. pss_store with PSS_REPLACE replaces the value of a stored key. With PSS_NEW_ONLY a stored key is refused with a
- *     status, and keeps its value. pss_delete of a key that is not stored answers SYSERR_PSS_NOKEY.
- * 13. A pss_store or pss_delete that fails changes no record. Callers go on with the next record and close the store:
- *     where a failure must not leave a partly converted store (no memory, no space), pss_close has to fail too and
- *     keep nothing. A refused change (points 1, 4 and 12) and SYSERR_PSS_NOKEY are no such failures.
- * 14. pss_close ends the handle whatever it returns. After 0 every change is durable. After any other status, or when
- *     the process ends before it returned, the store is wholly as it was or wholly changed. After a downgrade the
- *     library does not look at this status, and traces it nowhere: log a failure yourself.
- * 15. pss_snapshot writes the records as they stand at this moment, changes that are not durable yet included, to a
- *     store at `url` that can be opened: whole and durable after 0; after a failure whole or not there. The store
- *     stays open, its cursor where it is. `flags` is 0 in every call of the library; other values are the platform's.
- *     After a failure the library deletes the records all the same: a platform that must not lose them then fails
- *     pss_close. A snapshot is never written to the URL of an open store. Into a missing directory it fails, or makes
- *     the directory.
- * 16. A second snapshot at the same `url` takes the place of the first, whose fate is the platform's: it may hold the
- *     only copy of the records, because a second upgrade snapshots a store that is empty but for other kinds: keep
- *     it.
- * 17. Beside the store: srg_sw_ver_file_get returns null for a null path and for a file that is not there (an
- *     environment variable that is not set gives the first), else a text that begins with the first line of the file,
- *     511 bytes of it at least, valid until the next call. hton_if_index returns the bytes that keys of the manager's
- *     store hold, others for each index; compare it with a key of yours, for nothing here can. */
+ *  1. Status 0 is success. Every other status has a text (syserr2str). Callers give a meaning to SYSERR_PSS_NOKEY only:
+ *     no record under the key, or at the location. An operation returns an error status for a closed handle, an
+ *     undefined location or mode, and an empty key. No operation returns status 2 or 3, because callers could not tell
+ *     it from VRRP_CNV_ERR_*.
+ *  2. pss_open opens an existing store and never creates one. Success is status 0 and a handle other than 0. A URL is
+ *     "nonvolatile:" and a path; the directory to which the path is relative is platform-defined. A URL has up to 255
+ *     characters. pss_open refuses a URL that does not fit, and never truncates it.
+ *  3. If another process has the store open, pss_open waits or fails. If this process has it open, pss_open fails,
+ *     because the wait would never end. Two handles never change one store at the same time. The library has one store
+ *     open at a time. One thread at a time calls the operations; a platform may have threads of its own. Only the
+ *     process that opened a handle uses it, not a forked child.
+ *  4. Keys are in ascending byte-wise order; a key precedes every longer key that begins with it. A key has at least
+ * one byte, a value none or more; every byte may have any value. 5,000 records with keys of 26 and values of 137 bytes
+ *     must fit, or as many as the device can have. A longer key or value that does not fit is refused, and never
+ *     truncated. The data pointer of a value of size 0 may be null. With any other size it is never null.
+ *  5. The cursor is off the store after pss_open, and after a move that finds no record (except PSS_CURRENT_KEY). From
+ *     there PSS_NEXT_KEY and PSS_PREVIOUS_KEY find no record. After a move that fails its position is platform-defined.
+ *  6. pss_move2key finds the key itself (status 0), or the next key in order (that key, with status SYSERR_PSS_NOKEY),
+ *     or no record (null, with status SYSERR_PSS_NOKEY).
+ *  7. A move returns null only if it finds no record. Callers treat null as the end of the store and do not check the
+ *     status. If a move fails, it sets the status and returns a datum that is not null; the datum has size 0 if there
+ *     is no key.
+ *  8. If the cursor is off the store, or on a deleted record, pss_getvalue returns null with SYSERR_PSS_NOKEY.
+ *  9. A change is visible through the same handle at once, and to other processes not before pss_close is called.
+ * 10. After a change the cursor neither skips nor repeats a record: a deleted record keeps its position until the next
+ *     move.
+ * 11. Returned data belong to the store and are valid until the next call on the handle, to which they may be passed.
+ *     They have any alignment. Callers read `siz` bytes and no more. The platform copies arguments before it returns.
+ * 12. pss_store with PSS_REPLACE replaces the value of a stored key. With PSS_NEW_ONLY it refuses a stored key, which
+ *     keeps its value. pss_delete of a key that is not stored returns SYSERR_PSS_NOKEY.
+ * 13. If pss_store or pss_delete fails, it changes no record. Callers continue with the next record and then close the
+ *     store. If a failure must not leave a partly converted store (no memory, no space), pss_close must fail too and
+ *     roll back every change. A refused change (points 1, 4 and 12) and SYSERR_PSS_NOKEY are not such failures.
+ * 14. pss_close ends the handle, whatever it returns. After status 0 every change is durable. After another status, or
+ *     if the process ends before pss_close returns, the store has all changes or none. After a downgrade the library
+ *     ignores this status and does not trace it, so the platform must log a failed close itself.
+ * 15. pss_snapshot writes the current records, including changes that are not durable yet, to a store at `url` that can
+ *     be opened. After status 0 it is complete and durable; after another status it is complete or absent. The store
+ *     stays open and its cursor does not move. The library passes `flags` 0; other values are platform-defined. After a
+ *     failure the library deletes the records anyway: a platform that must not lose them makes pss_close fail. `url` is
+ *     never that of an open store. If its directory is missing, pss_snapshot fails or creates it.
+ * 16. If `url` already holds a snapshot, the new one replaces it. What happens to the earlier snapshot is
+ *     platform-defined. Keep it under another name: it may be the only copy of the records, because a second upgrade
+ *     takes its snapshot after the first one deleted them.
+ * 17. srg_sw_ver_file_get returns null for a null path (an environment variable that is not set) and for a missing
+ *     file. Otherwise it returns a text that begins with the first line of the file, at least 511 bytes of it, and that
+ *     is valid until the next call. hton_if_index returns the interface index as it appears in keys of the manager's
+ *     store, a different value for each index. pss_conformance cannot test more: compare it with a key from a device.
+ */
 #ifndef PLATFORM_PSS_H
 #define PLATFORM_PSS_H
 
@@ -94,22 +92,21 @@ enum {
   PSS_REPLACE = 1   /* replace the value of a key that is stored already */
 };
 
-/* Opens the store named by `url` and returns its handle, with `*status` 0. On failure returns 0 with `*status` not 0.
- */
+/* Opens the store at `url` and returns its handle, with `*status` 0. If it fails, returns 0 with another `*status`. */
 pss_service_t pss_open(const char* url, syserr_t* status);
 
-/* Closes the store and ends the handle, whatever it returns. */
+/* Closes the store and ends the handle. Returns 0 if every change is durable, else another status. */
 syserr_t pss_close(pss_service_t table);
 
-/* Places the cursor on `key` (status 0) or, when that key is not stored, on the next key in order (status
- * SYSERR_PSS_NOKEY). Returns the key under the cursor, or null when no record lies at or behind the place. */
+/* Moves the cursor to `key` (status 0) or, if that key is not stored, to the next key in order (status
+ * SYSERR_PSS_NOKEY). Returns the key under the cursor, or null if there is neither. */
 pss_datum_t* pss_move2key(pss_service_t table, const pss_datum_t* key, syserr_t* status);
 
-/* Moves the cursor to `location` and returns the key under it with status 0, or null with status SYSERR_PSS_NOKEY when
- * no record lies there. PSS_CURRENT_KEY keeps the place of a record that was deleted. */
+/* Moves the cursor to `location` and returns the key under it with status 0, or null with status SYSERR_PSS_NOKEY if
+ * there is no record. PSS_CURRENT_KEY does not move the cursor, not even from a deleted record. */
 pss_datum_t* pss_move2location(pss_service_t table, pss_location_t location, syserr_t* status);
 
-/* Returns the value of the record under the cursor with status 0, or null with a status that says why not. */
+/* Returns the value of the record under the cursor with status 0, or null with another status. */
 const pss_datum_t* pss_getvalue(pss_service_t table, syserr_t* status);
 
 /* Stores `value` under `key`. `mode` is PSS_NEW_ONLY or PSS_REPLACE. */

@@ -12,22 +12,22 @@
  * and IP association record in the old layout. Records of any other kind stay as they are.
  *
  * Conventions
- *  1. Texts are NUL-terminated and in parameters only: the library keeps no pointer to them after a call. Null stands
- *     for the text "(null)" in a path or in a trace line, and for an empty VDC text.
+ *  1. Strings are NUL-terminated input parameters; the library keeps no pointer to them after the call. A null path or
+ *     traced string is treated as "(null)", a null VDC string as "".
  *  2. syserr_t results: 0 is success, any other value is a platform status (syserr2str). int32 results of the bulk
  *     readers and of make_afk_key: 0 is success, VRRP_CNV_ERR_NO_VALUE, VRRP_CNV_ERR_NO_MEMORY, or a platform status
  *     unchanged.
- *  3. Failures appear only in the trace log: entry points return 0, except for a startup path with VDC number 0. A
- *     store that cannot be closed after a downgrade appears not even there.
- *  4. Memory that a function allocates belongs to the caller, who releases it with free(). It is handed over only
- *     with result 0; after any other result there is nothing to release.
- *  5. Key buffers are the caller's and at least as long as the key; builders write the key, no terminator, and no byte
- *     behind it.
+ *  3. Failures appear only in the trace log. The entry points return 0, except convert_startup for VDC number 0. The
+ *     library does not even trace a failed close after a downgrade.
+ *  4. Memory that a function allocates belongs to the caller, who releases it with free(). A function returns memory
+ * only with result 0.
+ *  5. The caller owns key buffers, which are at least as long as the key. Builders write the key without a terminator.
  *  6. Integers are in host byte order unless a layout says otherwise (records/record_formats.h, records/record_keys.h).
- *  7. One call at a time: the trace state and the version globals are shared by all functions, without a lock.
- *  8. Store handles are lent for the length of a call; only the driver opens and closes stores.
- *  9. Nothing here prints, exits, throws, changes signal handlers, the umask or the working directory.
- * 10. The header serves C11 and C++11 and later. */
+ *  7. One thread at a time calls the library: all functions share the trace state and the version globals without a
+ *     lock.
+ *  8. A function uses a store handle during the call only. Only the driver opens and closes stores.
+ *  9. The library does not print, exit, throw, or change signal handlers, the umask or the working directory.
+ * 10. The header compiles as C11, C++11 and later. */
 #ifndef LIBCONVERTVRRP_H
 #define LIBCONVERTVRRP_H
 
@@ -49,21 +49,21 @@ enum {
 
 /* ---- Entry points and driver ---- */
 
-/* conversion_type; any other value is taken as a running store that is not converted. */
+/* Values of conversion_type. For any other value the driver opens the running store and does not convert it. */
 enum {
   VRRP_CONVERT_STARTUP = 1, /* store VRRP_CNV_STARTUP_STORE: opened and inspected, never changed */
-  VRRP_CONVERT_GSYNC = 2    /* store VRRP_CNV_RUNNING_STORE: converted when the releases call for it */
+  VRRP_CONVERT_GSYNC = 2    /* store VRRP_CNV_RUNNING_STORE: converted if the releases require it */
 };
 
-/* Where things lie: stores by name in the directory that the caller gives, the rest by whole path. */
+/* Names of stores in the directory that the caller passes, and absolute paths. */
 #define VRRP_CNV_RUNNING_STORE "vrrp-cfg_runtime_config"
 #define VRRP_CNV_STARTUP_STORE "vrrp-cfg_config_sav"
 #define VRRP_CNV_STARTUP_DIRECTORY "/bin" /* below the directory that is given to convert_startup */
-#define VRRP_CNV_SNAPSHOT "/tmp/vrrp-pss" /* below "nonvolatile:", a VDC text other than "1" behind it */
+#define VRRP_CNV_SNAPSHOT "/tmp/vrrp-pss" /* below "nonvolatile:"; a VDC string other than "1" follows */
 #define VRRP_CNV_STARTUP_SNAPSHOT "/tmp/vrrp-startup-pss"
 #define VRRP_CNV_TRACE_LOG "/bootflash/libconvertvrrpmgr.log"
 
-/* Records in the trace log that it was called. Returns 0. Note the order: source version before target version. */
+/* Traces that it was called. Returns 0. Note the order: source version before target version. */
 syserr_t convert_running(const char* pkg_name, const char* from_pkg_version, const char* to_pkg_version);
 
 /* Opens the saved startup store in the "/bin" subdirectory of `path`, inspects it, and closes it unchanged. Returns 0,
@@ -72,9 +72,9 @@ syserr_t convert_running(const char* pkg_name, const char* from_pkg_version, con
 syserr_t convert_startup(const char* path, const char* pkg_name, const char* to_pkg_version,
                          const char* from_pkg_version);
 
-/* Converts the running store in the directory `path`. Every VDC opens the same URL, without a VDC in it; the VDC number
- * in SYSMGR_VDC_ID, cut at 6 characters, only names the snapshot. Not set, it is an empty text, and the snapshot has
- * the name of VDC 1's. Returns 0 whatever happened. */
+/* Converts the running store in the directory `path`. The store URL does not depend on the VDC. The first 6 characters
+ * of SYSMGR_VDC_ID are appended to the name of the snapshot, unless they are "1". If SYSMGR_VDC_ID is not set, nothing
+ * is appended. Always returns 0. */
 syserr_t convert_gsync(const char* path, const char* pkg_name, const char* to_pkg_version,
                        const char* from_pkg_version);
 
@@ -104,9 +104,8 @@ extern int32 to_major, to_minor, to_patch;
  * `pkg_ver` is not used. */
 void vrrp_mgr_get_corrected_pkg_ver(const char* pkg_ver, const char* srg_file, char* corrected_pkg_ver);
 
-/* Reads the three numbers of `version`. Returns how many were read, 0 to 3, or -1 when the text is null or ends before
- * the first one; a number that is not reached keeps its value, one of more than 32 bits becomes the nearest that fits.
- */
+/* Reads the three numbers of `version`. Returns the number of values read (0 to 3), or -1 if `version` is null, empty
+ * or blank. Numbers that were not read are not changed. A number that does not fit in 32 bits is clamped. */
 int32 vrrp_mgr_split_version(const char* version, int32* major, int32* minor, int32* patch);
 
 /* Returns 1 when the source release (`upgrade` is 1) or the target release (`upgrade` is anything else) is older than
@@ -127,8 +126,9 @@ extern time_t tstamp;                           /* time of the latest line */
 /* ---- Upgrade ---- */
 
 /* Snapshots the store to VRRP_CNV_SNAPSHOT (VRRP_CNV_STARTUP_SNAPSHOT for VRRP_CONVERT_STARTUP), followed by
- * `vdc_string` unless that is "1", then removes the records of the old layouts, whatever became of the snapshot. The
- * URL is cut at 255 characters, a `vdc_string` so at 230 (222). Returns 0. */
+ * `vdc_string` unless that is "1", then deletes the global info, VR configuration and IP association records, even if
+ * the snapshot failed. The snapshot URL is limited to 255 characters, so `vdc_string` is truncated to 230 characters
+ * (222 for VRRP_CONVERT_STARTUP). Always returns 0. */
 syserr_t vrrp_mgr_handle_upgrade_to_4_2_1(pss_service_t mgr_rc_pss_table, uint32 conversion_type,
                                           const char* vdc_string);
 
