@@ -1,5 +1,5 @@
-/* What the embedded platform offers beyond the platform declarations: statuses of its own, limits, the creation of
- * stores, copies in memory, and an end of their use that keeps nothing.
+/* Additions of the embedded platform to the platform declarations: its statuses and limits, the creation of stores,
+ * working copies in memory, and a close that rolls back.
  *
  * A store is one SQLite file. "nonvolatile:" and a path name the file at that path below the directory in the
  * environment variable PSS_NONVOLATILE_ROOT, "/" when it is not set. Opening reads the whole file into memory, and all
@@ -9,8 +9,8 @@
  *  1. From pss_open to pss_close or pss_embedded_discard the store's file is locked exclusively: no other process that
  *     respects SQLite's locks reads or changes it. pss_open waits up to 5 seconds in all for other processes (locks,
  *     leases, a file that is replaced meanwhile), then returns SYSERR_PSS_BUSY. The store that it returns is the one
- *     that has the name at that moment. The lock protects the file, not its name: if another process gives the name to
- *     another file, pss_close returns SYSERR_PSS_BUSY and changes nothing.
+ *     that has the name at that moment. The lock protects the file, not its name: if another process renames another
+ *     file to the path, pss_close returns SYSERR_PSS_BUSY and changes nothing.
  *  2. A process that ends before pss_close leaves the store as it was. pss_close makes all changes durable atomically;
  *     if it fails, the store is as it was, or after SYSERR_PSS_IO possibly changed as a whole.
  *  3. pss_open reads every record and returns SYSERR_PSS_DAMAGED for a store that lost one, gained one, or holds one
@@ -55,17 +55,17 @@ extern "C" {
 #endif
 
 /* Statuses beside SYSERR_PSS_NOKEY; syserr2str has their texts. */
-#define SYSERR_PSS_NO_STORE ((syserr_t)0x40488001u)     /* nothing there, or no such directory */
-#define SYSERR_PSS_NOT_A_STORE ((syserr_t)0x40488002u)  /* something else than a store of this format */
-#define SYSERR_PSS_DAMAGED ((syserr_t)0x40488003u)      /* not what was stored */
+#define SYSERR_PSS_NO_STORE ((syserr_t)0x40488001u)     /* no such store or directory */
+#define SYSERR_PSS_NOT_A_STORE ((syserr_t)0x40488002u)  /* not a store of this format */
+#define SYSERR_PSS_DAMAGED ((syserr_t)0x40488003u)      /* the records are not those that were stored */
 #define SYSERR_PSS_BUSY ((syserr_t)0x40488004u)         /* another process or handle holds it */
 #define SYSERR_PSS_READ_ONLY ((syserr_t)0x40488005u)    /* the file or its directory cannot be written */
 #define SYSERR_PSS_NO_SPACE ((syserr_t)0x40488006u)     /* disk or quota full, or a limit of the file size */
-#define SYSERR_PSS_BAD_HANDLE ((syserr_t)0x40488007u)   /* not the handle of an open store */
-#define SYSERR_PSS_BAD_URL ((syserr_t)0x40488008u)      /* names no place where a store can be */
+#define SYSERR_PSS_BAD_HANDLE ((syserr_t)0x40488007u)   /* unknown or closed handle */
+#define SYSERR_PSS_BAD_URL ((syserr_t)0x40488008u)      /* not a valid store URL */
 #define SYSERR_PSS_BAD_ARGUMENT ((syserr_t)0x40488009u) /* a key, value, mode, flag or location out of range */
 #define SYSERR_PSS_NO_MEMORY ((syserr_t)0x4048800Au)    /* no memory, or no handle left */
-#define SYSERR_PSS_IO ((syserr_t)0x4048800Bu)           /* the device failed */
+#define SYSERR_PSS_IO ((syserr_t)0x4048800Bu)           /* I/O error */
 #define SYSERR_PSS_EXISTS ((syserr_t)0x4048800Cu)       /* store, or key stored with PSS_NEW_ONLY */
 #define SYSERR_PSS_UNTRUSTED ((syserr_t)0x4048800Du)    /* another program's unfinished change beside the store */
 #define SYSERR_PSS_NO_FILES ((syserr_t)0x4048800Eu)     /* too many open files */
@@ -94,7 +94,7 @@ enum {
 /* The N of the name NAME.N under which the last pss_snapshot of this process kept what had the name; 0 for none. */
 uint32 pss_embedded_kept(void);
 
-/* Creates an empty store at `url`. Returns 0, or SYSERR_PSS_EXISTS if there is anything already. */
+/* Creates an empty store at `url`. Returns 0, or SYSERR_PSS_EXISTS if the path exists. */
 syserr_t pss_embedded_create(const char* url);
 
 /* Opens a copy in memory of the store at `url`, after waiting up to `wait_ms` milliseconds for other processes; it
@@ -121,8 +121,7 @@ syserr_t pss_embedded_digest(pss_service_t table, pss_embedded_digest_t* digest)
  * pss_embedded_open_descriptor. */
 syserr_t pss_embedded_write_image(pss_service_t table, int fd);
 
-/* Ends the use of a handle like pss_close, but undoes every change that was made through it; snapshots stay. Returns 0,
- * or SYSERR_PSS_BAD_HANDLE. */
+/* Closes the handle and rolls back its changes. Snapshots are not removed. Returns 0, or SYSERR_PSS_BAD_HANDLE. */
 syserr_t pss_embedded_discard(pss_service_t table);
 
 #ifdef __cplusplus
