@@ -55,9 +55,9 @@
  *     platform-defined. Keep it under another name: it may be the only copy of the records, because a second upgrade
  *     takes its snapshot after the first one deleted them.
  * 17. srg_sw_ver_file_get returns null for a null path (an environment variable that is not set) and for a missing
- *     file. Otherwise it returns a text that begins with the first line of the file, at least 511 bytes of it, and that
- *     is valid until the next call. hton_if_index returns the interface index as it appears in keys of the manager's
- *     store, a different value for each index. pss_conformance cannot test more: compare it with a key from a device.
+ *     file. For a file of up to 511 bytes it returns a text that begins with the first line and is valid until the next
+ *     call; for a longer file that or null. hton_if_index returns the interface index as it appears in keys of the
+ *     manager's store, a different value for each index. Compare it with a key from a device: no program can test more.
  */
 #ifndef PLATFORM_PSS_H
 #define PLATFORM_PSS_H

@@ -28,7 +28,8 @@ static struct {
   char path[512];
   record_t* records;
   uint32 count, cursor; /* the cursor is off the store where it is not below `count` */
-  int is_before_cursor; /* its record was deleted: the place is before the record `cursor` */
+  int is_before_cursor; /* its record was deleted: the position is that of `deleted`, before the record `cursor` */
+  pss_datum_t deleted;
 } s;
 
 static int is_open(pss_service_t table) { return table == 1 && s.is_open; }
@@ -70,8 +71,10 @@ static syserr_t insert(uint32 at, const pss_datum_t* key, const pss_datum_t* val
   s.records = records;
   memmove(records + at + 1, records + at, (s.count++ - at) * sizeof *records);
   records[at] = new_record;
-  /* The walk neither skips nor repeats a record: one that is stored at the place of a deleted one comes next. */
-  if (at < s.cursor || (at == s.cursor && !s.is_before_cursor)) ++s.cursor;
+  /* The walk neither skips nor repeats a record: only one behind the deleted one comes next. */
+  int order = s.is_before_cursor && at == s.cursor ? compare(&new_record.key, &s.deleted) : -1;
+  if (order == 0) s.is_before_cursor = 0;
+  if (order < 0 && at <= s.cursor) ++s.cursor;
   return 0;
 }
 
@@ -133,7 +136,7 @@ static syserr_t save(const char* path) {
 
 static void end(void) {
   for (record_t* r = s.records; r < s.records + s.count; ++r) free(r->key.ptr), free(r->value.ptr);
-  free(s.records);
+  free(s.records), free(s.deleted.ptr);
   if (s.lock >= 0) close(s.lock);
   memset(&s, 0, sizeof s);
 }
@@ -229,9 +232,14 @@ syserr_t pss_delete(pss_service_t table, const pss_datum_t* key) {
   uint32 at = lower_bound(key);
   if (!is_stored(at, key)) return SYSERR_PSS_NOKEY;
   s.is_changed = 1;
+  if (at == s.cursor && !s.is_before_cursor) {
+    free(s.deleted.ptr);
+    s.deleted = s.records[at].key; /* the position of the cursor until the next move */
+    s.records[at].key.ptr = NULL;
+    s.is_before_cursor = 1;
+  }
   free(s.records[at].key.ptr), free(s.records[at].value.ptr);
   memmove(s.records + at, s.records + at + 1, (--s.count - at) * sizeof *s.records);
-  if (at == s.cursor) s.is_before_cursor = 1;
   if (at < s.cursor) --s.cursor;
   return 0;
 }

@@ -24,7 +24,7 @@ struct {
 #undef POINTER
 } platform;
 
-char no_call[call_size];
+RunningCall no_call;
 
 std::string number(uint32 value) {
   char text[16];
@@ -37,7 +37,8 @@ std::string shown(syserr_t status) {
 }
 
 void begin(const std::string& call) {
-  snprintf(running_call, call_size, "%s", call.c_str());
+  snprintf(running_call->text, call_size, "%s", call.c_str());
+  ++running_call->number;
   alarm(seconds_max);
 }
 
@@ -74,9 +75,15 @@ Answer answer(const std::string& call, const pss_datum_t* datum, syserr_t status
           status};
 }
 
+void expect_text(syserr_t status) {
+  const std::string text = text_of_status(status);
+  expect(text.find('\n') == std::string::npos, "syserr2str(" + number(status) + ")", "a text of one line",
+         "null or lines");
+}
+
 }  // namespace
 
-char* running_call = no_call;
+RunningCall* running_call = &no_call;
 syserr_t status_before;
 std::string failures;
 
@@ -140,8 +147,8 @@ void Answer::expect_none() const {
 }
 
 void Answer::expect_failure() const {
-  if (is_null || status == 0 || status == SYSERR_PSS_NOKEY || status == status_before) {
-    fail(call, "a datum, and the status of a failure", text());
+  if (is_null || !bytes.empty() || status == 0 || status == SYSERR_PSS_NOKEY || status == status_before) {
+    fail(call, "a datum of size 0, and the status of a failure", text());
   }
 }
 
@@ -151,15 +158,16 @@ void Result::expect(syserr_t expected) const {
 
 void Result::expect_refusal() const {
   if (status == 0) return fail(call, "a status other than 0", "0");
-  const std::string text = text_of_status(status);
-  conformance::expect(text.find('\n') == std::string::npos, "the text of status " + number(status), "one line", text);
+  expect_text(status);
 }
 
 Table::Table(const std::string& url) : status_(status_before) {
   const std::string call = "pss_open(\"" + url + "\")";
   begin(call);
-  handle_ = platform.pss_open(url.c_str(), &status_);
+  const Argument copy(url + '\0');
+  handle_ = platform.pss_open(static_cast<const char*>(copy.datum()->ptr), &status_);
   end(call, status_);
+  expect_text(status_);
   if ((handle_ != 0) != (status_ == 0)) {
     fail(call, "a handle and status 0, or handle 0 and another status",
          "handle " + number(handle_) + ", status " + shown(status_));
@@ -210,8 +218,9 @@ Result Table::remove(const Bytes& key) const {
 
 Result Table::snapshot(const std::string& url) const {
   const std::string call = "pss_snapshot(\"" + url + "\")";
+  const Argument copy(url + '\0');
   begin(call);
-  return {call, end(call, platform.pss_snapshot(handle_, 0, url.c_str()))};
+  return {call, end(call, platform.pss_snapshot(handle_, 0, static_cast<const char*>(copy.datum()->ptr)))};
 }
 
 Result Table::close() const {

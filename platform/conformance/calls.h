@@ -21,7 +21,11 @@ inline constexpr unsigned seconds_max = 60;
 
 // The call that runs, in memory that the parent process reads.
 inline constexpr size_t call_size = 256;
-extern char* running_call;
+struct RunningCall {
+  char text[call_size];
+  unsigned number;  // of calls so far
+};
+extern RunningCall* running_call;
 
 extern syserr_t status_before;  // in every status before a call
 
@@ -62,6 +66,7 @@ struct Result {
 class Table {
  public:
   explicit Table(const std::string& url);
+  pss_service_t handle() const { return handle_; }
   bool is_open() const { return handle_ != 0; }
   syserr_t status() const { return status_; }  // of pss_open
 

@@ -1,6 +1,9 @@
 #include "platform/conformance/points.h"
 
+#include <unistd.h>
+
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -31,6 +34,13 @@ std::string make(const Settings& settings, const Records& records) {
   return url;
 }
 
+// Opens a store that is there. Throws std::runtime_error if it does not open.
+Table opened(const std::string& url) {
+  const Table table(url);
+  if (!table.is_open()) throw std::runtime_error(url + " does not open: " + text_of_status(table.status()));
+  return table;
+}
+
 Records read(const std::string& url) {
   const Table table(url);
   expect(table.is_open(), "pss_open(\"" + url + "\")", "the store", text_of_status(table.status()));
@@ -58,11 +68,18 @@ void statuses(const Settings& settings) {
     expect(text.find('\n') == std::string::npos, "syserr2str", "a text of one line for every status", text);
   }
   const std::string url = make(settings, three);
-  const Table table(url);
+  const Table table = opened(url);
   table.put("", "x").expect_refusal();
-  table.put("a", "x", 77).expect_refusal();
+  for (const uint32 mode : {2u, 77u}) table.put("a", "x", mode).expect_refusal();
+  table.remove("").expect_refusal();
   table.close();
   table.close().expect_refusal();
+  const Table other = opened(make(settings, three));
+  if (other.handle() != table.handle()) {
+    table.at("a").expect_failure();
+    table.remove("a").expect_refusal();
+  }
+  other.close();
   table.put("x", "y").expect_refusal();
   table.remove("a").expect_refusal();
   table.snapshot(url + "-snapshot").expect_refusal();
@@ -81,8 +98,8 @@ void opening(const Settings& settings) {
   expect(!Table("elsewhere:" + url.substr(url.find(':') + 1)).is_open(), "pss_open with another scheme", "no store");
   // A platform that cuts a URL would open one of these instead of a store that is not there.
   const std::string longest = url + "-" + std::string(256, 'u');
-  for (const size_t size : {31, 32, 63, 64, 99, 100, 127, 128, 199, 200, 254, 255}) {
-    if (size > url.size()) (void)create(longest.substr(0, size));  // the file system may have a lower limit
+  for (size_t size = url.size() + 2; size <= 255; ++size) {
+    (void)create(longest.substr(0, size));  // the file system may have a lower limit
   }
   expect(!Table(longest.substr(0, 256)).is_open(), "pss_open with a URL of 256 characters", "no store");
 }
@@ -95,7 +112,16 @@ void keys_and_values(const Settings& settings) {
   odd["\xff"] = every.substr(119);
   for (const char* last : {"\1", "\2"}) odd[Bytes("\1\0\0\0\1", 5) + last] = "keys that differ behind a zero byte";
   expect_records("keys and values of every byte", read(make(settings, odd)), odd);
-  const Table table(make(settings, three));
+  const Table table = opened(make(settings, three));
+  for (const size_t size : {27, 64, 65, 128, 255, 256, 257, 1000, 1024, 1025, 4096, 4097, 65536}) {
+    const Bytes sized(size, 's');
+    const bool is_stored = table.put(sized, "x").is_done();
+    expect(table.at(sized).has(sized) == is_stored, "a key of " + std::to_string(size) + " bytes",
+           "stored whole or refused");
+    const bool has_value = table.put("v", sized).is_done();
+    const bool is_whole = table.at("v").has("v") ? table.value().has(sized) : !has_value;
+    expect(is_whole || !has_value, "a value of " + std::to_string(size) + " bytes", "stored whole or refused");
+  }
   const Bytes large(100000, 'k');
   const Result key = table.put(large, "x");
   expect(table.at(large).has(large) == key.is_done(), "a key of 100,000 bytes", "stored whole or refused", "a cut key");
@@ -106,6 +132,15 @@ void keys_and_values(const Settings& settings) {
   table.close();
 }
 
+void capacity(const Settings& settings) {
+  const Records records = many(settings);
+  const std::string url = make(settings, {});
+  const Table table = opened(url);
+  for (const auto& [key, value] : records) table.put(key, value).expect_done();
+  expect_records("the records of one session", table.records(), records);
+  table.close();
+}
+
 void expect_off(const Table& table) {
   for (const pss_location_t location : {PSS_CURRENT_KEY, PSS_NEXT_KEY, PSS_PREVIOUS_KEY})
     table.at(location).expect_none();
@@ -113,7 +148,7 @@ void expect_off(const Table& table) {
 
 void cursor_off_the_store(const Settings& settings) {
   const std::string url = make(settings, three);
-  const Table table(url);
+  const Table table = opened(url);
   expect_off(table);
   table.at(PSS_LAST_KEY).expect("b");
   for (const char* key : {"ab", "a"}) table.at(PSS_PREVIOUS_KEY).expect(key);
@@ -130,10 +165,10 @@ void cursor_off_the_store(const Settings& settings) {
   expect_off(table);
   table.at(PSS_LAST_KEY).expect("b");
   table.close().expect_done();
-  const Table again(url);
+  const Table again = opened(url);
   expect_off(again);
   again.close();
-  const Table empty(make(settings, {}));
+  const Table empty = opened(make(settings, {}));
   empty.at(PSS_FIRST_KEY).expect_none();
   empty.at(PSS_LAST_KEY).expect_none();
   expect_off(empty);
@@ -141,7 +176,7 @@ void cursor_off_the_store(const Settings& settings) {
 }
 
 void moves_to_keys(const Settings& settings) {
-  const Table table(make(settings, three));
+  const Table table = opened(make(settings, three));
   table.at("ab").expect("ab");
   table.value().expect("2");
   table.at(Bytes("a\0", 2)).expect("ab", SYSERR_PSS_NOKEY);
@@ -155,18 +190,19 @@ void moves_to_keys(const Settings& settings) {
 }
 
 void failing_moves(const Settings& settings) {
-  const Table table(make(settings, three));
-  const int number = 7;
-  pss_location_t unknown;
-  memcpy(&unknown, &number, sizeof unknown);
-  table.at(unknown).expect_failure();
+  const Table table = opened(make(settings, three));
+  for (const int number : {6, 7, 1000}) {
+    pss_location_t unknown;
+    memcpy(&unknown, &number, sizeof unknown);
+    table.at(unknown).expect_failure();
+  }
   table.close();
   table.at(PSS_FIRST_KEY).expect_failure();
   table.at("a").expect_failure();
 }
 
 void values_off_the_store(const Settings& settings) {
-  const Table table(make(settings, three));
+  const Table table = opened(make(settings, three));
   table.at("c").expect_none();
   table.value().expect_none();
   for (const char* key : {"a", "b"}) {
@@ -180,7 +216,7 @@ void values_off_the_store(const Settings& settings) {
 
 void changes_show_at_once(const Settings& settings) {
   const std::string url = make(settings, three);
-  const Table table(url);
+  const Table table = opened(url);
   table.at("ab").expect("ab");
   table.put("ab", "new").expect_done();
   table.value().expect("new");
@@ -198,7 +234,7 @@ void changes_show_at_once(const Settings& settings) {
 void walks_among_changes(const Settings& settings) {
   Records records;
   for (int i = 100; i < 300; ++i) records["k" + std::to_string(i)] = Bytes(100, 'x');
-  const Table table(make(settings, records));
+  const Table table = opened(make(settings, records));
   Answer key = table.at(PSS_FIRST_KEY);
   for (const auto& [wanted, value] : records) {
     key.expect(wanted);
@@ -215,7 +251,7 @@ void walks_among_changes(const Settings& settings) {
   expect(key.is_null, key.call, "the end of the walk", key.text());
   table.close().expect_done();
 
-  const Table emptied(make(settings, records));
+  const Table emptied = opened(make(settings, records));
   emptied.at(PSS_FIRST_KEY).expect(records.begin()->first);
   for (auto record = records.begin(); record != records.end() && failures.empty();) {
     emptied.remove(record->first).expect_done();
@@ -224,7 +260,32 @@ void walks_among_changes(const Settings& settings) {
   }
   emptied.close().expect_done();
 
-  const Table letters(make(settings, three));
+  const Records alphabet = {{"b", "1"}, {"d", "2"}, {"f", "3"}, {"h", "4"}, {"j", "5"}};
+  const Table walk = opened(make(settings, alphabet));
+  walk.at("f").expect("f");
+  walk.remove("h").expect_done();
+  walk.at(PSS_CURRENT_KEY).expect("f");
+  walk.put("h", "4").expect_done();
+  for (const char* other : {"b", "d", "h", "j"}) walk.put(other, "other").expect_done();
+  walk.remove("none");
+  walk.put("b", "x", PSS_NEW_ONLY);
+  walk.at(PSS_CURRENT_KEY).expect("f");
+  walk.remove("f").expect_done();
+  walk.remove("b").expect_done();
+  walk.put("a", "before").expect_done();
+  walk.put("e", "before").expect_done();
+  walk.put("g", "behind").expect_done();
+  walk.at(PSS_CURRENT_KEY).expect_none();
+  walk.at(PSS_NEXT_KEY).expect("g");
+  walk.remove("g").expect_done();
+  walk.remove("h").expect_done();
+  walk.at(PSS_NEXT_KEY).expect("j");
+  walk.remove("j").expect_done();
+  walk.put("i", "before").expect_done();
+  walk.at(PSS_NEXT_KEY).expect_none();
+  walk.close();
+
+  const Table letters = opened(make(settings, three));
   letters.at("ab").expect("ab");
   letters.put("aa", "x").expect_done();
   letters.at(PSS_PREVIOUS_KEY).expect("aa");
@@ -252,7 +313,7 @@ void walks_among_changes(const Settings& settings) {
 
 void returned_data(const Settings& settings) {
   const std::string url = make(settings, three);
-  const Table table(url);
+  const Table table = opened(url);
   table.give_back(Table::Return::value_as_key_and_value, "b");
   table.give_back(Table::Return::value_to_key, "a");
   table.give_back(Table::Return::key_to_move_and_delete, "b");
@@ -263,10 +324,15 @@ void returned_data(const Settings& settings) {
 
 void modes(const Settings& settings) {
   const std::string url = make(settings, three);
-  const Table table(url);
+  const Table table = opened(url);
   table.put("a", "x", PSS_NEW_ONLY).expect_refusal();
   table.put("c", "4", PSS_NEW_ONLY).expect_done();
   table.put("ab", "", PSS_REPLACE).expect_done();
+  table.put("ab", "a long value").expect_done();
+  table.put("ab", "short").expect_done();
+  table.at("ab").expect("ab");
+  table.value().expect("short");
+  table.put("ab", "").expect_done();
   table.remove("none").expect(SYSERR_PSS_NOKEY);
   table.remove("b").expect_done();
   table.remove("b").expect(SYSERR_PSS_NOKEY);
@@ -278,12 +344,15 @@ void modes(const Settings& settings) {
 
 void refused_changes(const Settings& settings) {
   const std::string url = make(settings, three);
-  const Table table(url);
+  const Table table = opened(url);
   table.put("", "x");
   table.put("a", "x", 77);
   const bool is_refused = !table.put("a", "x", PSS_NEW_ONLY).is_done();
   table.remove("none");
   table.put("c", "4").expect_done();
+  if (!table.put("ab", Bytes(100000, 'v')).is_done())
+    expect(table.at("ab").has("ab"), "a refused value", "the earlier record");
+  table.put("ab", "2");
   if (!is_refused) table.put("a", "1");
   table.close().expect_done();
   Records expected = three;
@@ -295,29 +364,38 @@ void ends(const Settings& settings) {
   const Records records = many(settings);
   const std::string url = make(settings, records);
   expect_records("another process", records_elsewhere(url), records);
-  const Table table(url);
+  const Table table = opened(url);
   table.remove(records.begin()->first).expect_done();
   table.close().expect_done();
   const Records rest(std::next(records.begin()), records.end());
   expect_records("a deletion alone, in another process", records_elsewhere(url), rest);
-  const Table again(url);
+  const Table again = opened(url);
   for (const auto& [key, value] : rest) again.remove(key).expect_done();
   again.close().expect_done();
   expect_records("a store without records", records_elsewhere(url), {});
 
+  const std::string changed = make(settings, three);
+  for (const uint32 mode : {PSS_REPLACE, PSS_NEW_ONLY}) {
+    const Table session = opened(changed);
+    session.put(mode == PSS_REPLACE ? "a" : "new", "changed", mode).expect_done();
+    session.close().expect_done();
+  }
+  expect_records("sessions of one change", records_elsewhere(changed),
+                 {{"a", "changed"}, {"ab", "2"}, {"b", three.at("b")}, {"new", "changed"}});
+
   const std::string kept = make(settings, three);
   change_without_close(kept, settings.records);
   expect_records("a process that ends before pss_close", read(kept), three);
-  const Table open(kept);
-  open.put("new", "x").expect_done();
-  expect(!Table(kept).is_open(), "pss_open of a store that this process has open", "a status");
-  open.close().expect_done();
 }
 
 void two_at_once(const Settings& settings) {
   const std::string url = make(settings, three);
-  const Table table(url);
+  const Table table = opened(url);
   table.put("c", "4").expect_done();
+  table.at("ab").expect("ab");
+  expect(!Table(url).is_open(), "pss_open of a store that this process has open", "a status");
+  table.at(PSS_CURRENT_KEY).expect("ab");
+  table.snapshot(url + "-snapshot").expect_done();
   begin_to_store(url, "d", "5");
   // It may fail at once or after some seconds, or wait until this process is done with the store.
   wait_for_store(10000);
@@ -330,54 +408,86 @@ void two_at_once(const Settings& settings) {
 
 void snapshots(const Settings& settings) {
   const std::string url = make(settings, three), path = url + "-snapshot";
-  const Table table(url);
-  Records expected = many(settings);
+  const Table table = opened(url);
+  Settings fewer = settings;
+  if (fewer.records > three.size()) fewer.records -= three.size();
+  Records expected = many(fewer);
   for (const auto& [key, value] : expected) table.put(key, value).expect_done();
   table.remove("a").expect_done();
-  table.at(PSS_FIRST_KEY).expect("ab");
+  table.at("b").expect("b");
   table.snapshot(path).expect_done();
-  table.at(PSS_NEXT_KEY).expect("b");
-  table.put("0later", "y").expect_done();
+  table.at(PSS_CURRENT_KEY).expect("b");
+  table.at(PSS_PREVIOUS_KEY).expect("ab");
   expected.insert(std::next(three.begin()), three.end());
   expect_records("the snapshot while the store is open", records_elsewhere(path), expected);
+  // As the library does in an upgrade.
+  for (const auto& [key, value] : expected) table.remove(key).expect_done();
+  table.put("later", "y").expect_done();
+  const std::string missing = settings.url + "-none/s", longest = (url + "-" + std::string(256, 'u')).substr(0, 256);
+  const bool has_missing = table.snapshot(missing).is_done(), has_longest = table.snapshot(longest).is_done();
+  table.snapshot("elsewhere:" + path.substr(path.find(':') + 1)).expect_refusal();
   table.close().expect_done();
+  if (has_missing) expect_records("a snapshot in a new directory", read(missing), {{"later", "y"}});
+  if (has_longest) expect_records("a snapshot at a URL of 256 characters", read(longest), {{"later", "y"}});
   expect_records("the snapshot", records_elsewhere(path), expected);
-  expect(read(url).count("0later") == 1, "a record that is stored after the snapshot", "in the store");
+  expect_records("the store", read(url), {{"later", "y"}});
 }
 
 void snapshots_again(const Settings& settings) {
   const std::string url = make(settings, three), path = url + "-snapshot";
-  const Table table(url);
-  table.snapshot(path).expect_done();
-  table.put("a", "second").expect_done();
-  table.remove("b").expect_done();
-  table.snapshot(path).expect_done();
-  table.close().expect_done();
-  expect_records("the second snapshot", read(path), {{"a", "second"}, {"ab", "2"}});
+  Records expected = three;
+  for (const char* value : {"first", "second", "third"}) {
+    const Table table = opened(url);
+    for (int round = 0; round < 2; ++round) {
+      table.snapshot(path).expect_done();
+      table.put("a", expected["a"] = value).expect_done();
+      table.remove("b");
+      expected.erase("b");
+      table.snapshot(path).expect_done();
+    }
+    table.close().expect_done();
+    expect_records("the last snapshot", read(path), expected);
+    expect_records("the store after it", read(url), expected);
+  }
+  const Table empty = opened(make(settings, {}));
+  empty.snapshot(path).expect_done();
+  empty.close();
+  expect_records("a snapshot without records", read(path), {});
 }
 
-void others(const Settings& settings) {
-  expect(version_text(nullptr) == nullptr, "srg_sw_ver_file_get(null)", "null", "a text");
-  expect(version_text("/none/such") == nullptr, "srg_sw_ver_file_get of a file that is not there", "null", "a text");
-  std::set<uint32> seen;
-  for (uint32 i = 0; i < 4096; ++i) {
-    for (const uint32 index : {i, i << 20}) seen.insert(bytes_of_index(index));
-  }
-  expect(seen.size() == 4096 + 4095, "hton_if_index", "a value for each index",
-         std::to_string(8191 - seen.size()) + " are repeated");
-  if (settings.version_file.empty()) return;
-  std::ifstream file(settings.version_file);
-  std::string line, first;
+void expect_version(const std::string& file_name) {
+  if (file_name.empty()) return;
+  std::ifstream file(file_name);
+  std::string line;
   std::getline(file, line);
-  const char* text = version_text(settings.version_file.c_str());
-  expect(text != nullptr, "srg_sw_ver_file_get(\"" + settings.version_file + "\")", line, "null");
+  const char* text = version_text(file_name.c_str());
+  expect(text != nullptr, "srg_sw_ver_file_get(\"" + file_name + "\")", line, "null");
   if (text == nullptr) return;
   // Other memory is used, as in a process that goes on.
   const std::vector<char> scribbled(65536, 'x');
   volatile char stack[8192];
   for (volatile char& byte : stack) byte = scribbled[0];
-  first.assign(text, strcspn(text, "\r\n"));
-  expect(first == line.substr(0, line.find('\r')), "the text of srg_sw_ver_file_get", line, first);
+  const std::string first(text, strcspn(text, "\r\n"));
+  expect(first == line.substr(0, line.find('\r')), "the text of srg_sw_ver_file_get", hex(line), hex(first));
+}
+
+void others(const Settings& settings) {
+  expect(version_text(nullptr) == nullptr, "srg_sw_ver_file_get(null)", "null", "a text");
+  std::set<uint32> indexes, values;
+  for (uint32 i = 0; i < 4096; ++i) indexes.insert({i, i << 12, i << 20});
+  for (const uint32 index : indexes) values.insert(bytes_of_index(index));
+  expect(values.size() == indexes.size(), "hton_if_index", "a value for each index", "a repeated value");
+  expect_version(settings.version_file);
+  char name[] = "/tmp/pss_conformance-XXXXXX";
+  const int fd = mkstemp(name);
+  if (fd >= 0) {
+    const std::string line(500, 'v');
+    (void)!write(fd, (line + "\nmore").data(), line.size() + 5);
+    close(fd);
+    expect_version(name);
+    unlink(name);
+  }
+  expect(version_text(name) == nullptr, "srg_sw_ver_file_get of a missing file", "null", "a text");
 }
 
 }  // namespace
@@ -386,7 +496,11 @@ void prepare(const Settings& settings) { make(settings, {}); }
 
 const Point points[] = {{1, "statuses have texts, and refusals a status", statuses},
                         {2, "opening finds what exists", opening},
-                        {4, "keys and values of any bytes, in order", keys_and_values},
+                        {4, "keys and values of any bytes, in order",
+                         [](const Settings& settings) {
+                           keys_and_values(settings);
+                           capacity(settings);
+                         }},
                         {5, "the cursor off the store", cursor_off_the_store},
                         {6, "moves to keys", moves_to_keys},
                         {7, "a move that fails is not the end", failing_moves},

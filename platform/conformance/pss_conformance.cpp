@@ -35,16 +35,18 @@ constexpr char usage[] =
     "  --version-file FILE  a package version file of the device\n"
     "Exit status: 0 all points hold, 1 one does not, 2 the library cannot be tested\n";
 
-constexpr int minutes_max = 30;  // of a point, if its calls return but it does not end
+constexpr char done[] = "#done\n";   // ends what a point writes: an operation may end the process with status 0
+constexpr int exit_untestable = 77;  // of a process that has explained why
 
 [[noreturn]] void run_in_child(const char* library, const char* create, const Point& point, const Settings& settings,
                                int output) {
-  if (!start_second_process(library, create) || !load(library)) _exit(2);
+  if (!start_second_process(library, create) || !load(library)) _exit(exit_untestable);
   try {
     point.ask(settings);
   } catch (const std::exception& error) {
     fail("the point", "its stores", error.what());
   }
+  failures += done;
   size_t sent = 0;
   while (sent < failures.size()) {
     const ssize_t written = write(output, failures.data() + sent, failures.size() - sent);
@@ -54,41 +56,50 @@ constexpr int minutes_max = 30;  // of a point, if its calls return but it does 
   _exit(0);
 }
 
-// Reads all that a process writes; ends the process if that takes too long.
-std::string output_of(pid_t process, int input) {
+// Reads what a process writes until it has ended: a daemon of the platform may keep the pipe open. Ends the process if
+// a call takes too long although it ignores SIGALRM.
+std::string output_of(pid_t process, int input, int* status) {
   std::string text;
   char buffer[4096];
-  for (;;) {
+  unsigned seen = 0, quiet = 0;
+  for (bool has_ended = false;;) {
     pollfd ready = {input, POLLIN, 0};
-    if (poll(&ready, 1, minutes_max * 60 * 1000) == 0) kill(process, SIGKILL);
-    const ssize_t count = read(input, buffer, sizeof buffer);
-    if (count <= 0) return text;
-    text.append(buffer, static_cast<size_t>(count));
+    const bool is_ready = poll(&ready, 1, has_ended ? 0 : 1000) == 1;
+    const ssize_t count = is_ready ? read(input, buffer, sizeof buffer) : 0;
+    if (count > 0) text.append(buffer, static_cast<size_t>(count));
+    if (count <= 0 && has_ended) return text;
+    if (count == 0 && is_ready) usleep(10000);
+    has_ended = has_ended || waitpid(process, status, WNOHANG) == process;
+    quiet = running_call->number == seen ? quiet + (is_ready ? 0 : 1) : 0;
+    seen = running_call->number;
+    if (quiet > seconds_max + 15) kill(process, SIGKILL);
   }
 }
 
 // Returns the failures of a point.
 std::string failures_of(const char* library, const char* create, const Point& point, const Settings& settings) {
   int pipe_ends[2];
-  if (pipe(pipe_ends) != 0) return perror("pss_conformance"), exit(2), "";
-  running_call[0] = '\0';
+  if (pipe(pipe_ends) != 0) return perror("pss_conformance"), exit(exit_untestable), "";
+  *running_call = {};
   const pid_t process = fork();
   if (process == 0) {
     close(pipe_ends[0]);
     run_in_child(library, create, point, settings, pipe_ends[1]);
   }
   close(pipe_ends[1]);
-  std::string text = output_of(process, pipe_ends[0]);
-  close(pipe_ends[0]);
   int status = 0;
-  waitpid(process, &status, 0);
-  if (WIFEXITED(status) && WEXITSTATUS(status) == 2) exit(2);  // which the process has explained
-  const std::string call = *running_call != '\0' ? running_call : "the platform";
-  if (WIFSIGNALED(status)) {
-    text += "#   " + call +
-            (WTERMSIG(status) == SIGALRM ? ": did not return within " + std::to_string(seconds_max) + " seconds\n"
-                                         : ": ended the process by signal " + std::to_string(WTERMSIG(status)) + "\n");
-  } else if (WEXITSTATUS(status) != 0) {
+  std::string text = output_of(process, pipe_ends[0], &status);
+  close(pipe_ends[0]);
+  if (WIFEXITED(status) && WEXITSTATUS(status) == exit_untestable) exit(2);  // which the process has explained
+  const bool is_done = text.ends_with(done);
+  if (is_done) text.resize(text.size() - strlen(done));
+  const std::string call = *running_call->text != '\0' ? running_call->text : "the platform";
+  const int signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+  if (signal == SIGALRM || signal == SIGKILL) {
+    text += "#   " + call + ": did not return within " + std::to_string(seconds_max) + " seconds\n";
+  } else if (signal != 0) {
+    text += "#   " + call + ": ended the process by signal " + std::to_string(signal) + "\n";
+  } else if (!is_done) {
     text += "#   " + call + ": ended the process\n";
   }
   return text;
@@ -154,9 +165,9 @@ int main(int argc, char** argv) {
   if (argc - optind != 3 || only > point_count) return fputs(usage, stderr), 2;
   const char *library = argv[optind], *create = argv[optind + 1];
   settings.url = argv[optind + 2];
-  void* shared = mmap(nullptr, call_size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  void* shared = mmap(nullptr, sizeof(RunningCall), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (shared == MAP_FAILED) return perror("pss_conformance"), 2;
-  running_call = static_cast<char*>(shared);
+  running_call = static_cast<RunningCall*>(shared);
   signal(SIGPIPE, SIG_IGN);
 
   const std::string url = settings.url;
