@@ -229,6 +229,7 @@ syserr_t pss_store(pss_service_t table, uint32 mode, const pss_datum_t* key, con
 
 syserr_t pss_delete(pss_service_t table, const pss_datum_t* key) {
   if (!is_open(table)) return BAD_ARGUMENT;
+  if (key->siz == 0) return BAD_ARGUMENT;
   uint32 at = lower_bound(key);
   if (!is_stored(at, key)) return SYSERR_PSS_NOKEY;
   s.is_changed = 1;
