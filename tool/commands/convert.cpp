@@ -145,8 +145,7 @@ void print_json(const ConversionReport& report, const Conversion& conversion, co
     if (!options.summary) write_lists(json, dry_run, options.defaults, options.view);
     json.member("outcome", json_of_outcome(report));
   }
-  if (!is_utf8(report.store))
-    json.member("store_hex", hex_of({reinterpret_cast<const uint8*>(report.store.data()), report.store.size()}));
+  if (!is_utf8(report.store)) json.member("store_hex", hex_of(std::string_view(report.store)));
   json.end();
 }
 

@@ -16,10 +16,6 @@ void judge_losses(ConversionReport& report) {
   report.reason = is_lossless ? "" : "loss";
 }
 
-std::span<const uint8> bytes_of(const std::string& text) {
-  return {reinterpret_cast<const uint8*>(text.data()), text.size()};
-}
-
 }  // namespace
 
 void Device::fail(Exit status, const std::string& word, const std::string& message) {
@@ -70,8 +66,8 @@ void to_json(Json& json, const Device& device) {
           {"reason", or_null(report.reason)},
           {"exit", report.exit}};
   // A JSON text cannot have the bytes of a name that is not UTF-8.
-  if (!is_utf8(device.name)) json["device_hex"] = hex_of(bytes_of(device.name));
-  if (!is_utf8(report.store)) json["store_hex"] = hex_of(bytes_of(report.store));
+  if (!is_utf8(device.name)) json["device_hex"] = hex_of(std::string_view(device.name));
+  if (!is_utf8(report.store)) json["store_hex"] = hex_of(std::string_view(report.store));
 }
 
 Device device_without_report(const std::string& name, const std::string& reason, const std::string& problem) {
