@@ -8,8 +8,8 @@
 extern "C" {
 #endif
 
-/* Returns `ifindex` in the form that keys of manager stores hold: the four bytes of the result, as they lie in memory,
- * are the four key bytes. */
+/* Returns `ifindex` as it appears in keys of the manager's store: the four bytes of the result in memory are the four
+ * bytes of the key. */
 uint32 hton_if_index(if_index_t ifindex);
 
 #ifdef __cplusplus

@@ -1,5 +1,5 @@
-/* The platform's types and operations: those declared here, or the device's own where CONVERTVRRP_PLATFORM_HEADER is
- * defined to the name of a header, "device.h" or <device.h>, that declares the same names. */
+/* The platform's types and operations. If CONVERTVRRP_PLATFORM_HEADER is defined as the name of a header, "device.h" or
+ * <device.h>, that header declares them instead. */
 #ifndef PLATFORM_PLATFORM_H
 #define PLATFORM_PLATFORM_H
 
@@ -23,8 +23,7 @@
 #include "platform/types.h"
 #endif
 
-/* A header of the device has to declare types of these sizes. The values that the library passes and compares are held
- * where it is compiled. */
+/* Verifies the sizes of a device header's types. platform_values.cpp verifies the values that the library uses. */
 static_assert(sizeof(uint8) == 1 && sizeof(uint32) == 4 && sizeof(int32) == 4,
               "uint8, uint32 and int32 have 1 and 4 bytes");
 static_assert((uint8)-1 > 0 && (uint32)-1 > 0 && (int32)-1 < 0, "int32 alone is signed");

@@ -22,8 +22,8 @@
  *     open at a time. One thread at a time calls the operations; a platform may have threads of its own. Only the
  *     process that opened a handle uses it, not a forked child.
  *  4. Keys are in ascending byte-wise order; a key precedes every longer key that begins with it. A key has at least
- * one byte, a value none or more; every byte may have any value. 5,000 records with keys of 26 and values of 137 bytes
- *     must fit, or as many as the device can have. A longer key or value that does not fit is refused, and never
+ *     one byte, a value none or more; every byte may have any value. 5,000 records with keys of 26 and values of 137
+ *     bytes must fit, or as many as the device can have. A longer key or value that does not fit is refused, and never
  *     truncated. The data pointer of a value of size 0 may be null. With any other size it is never null.
  *  5. The cursor is off the store after pss_open, and after a move that finds no record (except PSS_CURRENT_KEY). From
  *     there PSS_NEXT_KEY and PSS_PREVIOUS_KEY find no record. After a move that fails its position is platform-defined.
@@ -78,10 +78,10 @@ typedef struct {
 } pss_datum_t;
 
 typedef enum {
-  PSS_NULL_KEY = 0,     /* no record: the cursor is taken off the store */
+  PSS_NULL_KEY = 0,     /* no record: moves the cursor off the store */
   PSS_FIRST_KEY = 1,    /* the first record */
   PSS_LAST_KEY = 2,     /* the last record */
-  PSS_NEXT_KEY = 3,     /* the record behind the cursor's */
+  PSS_NEXT_KEY = 3,     /* the record after the cursor's */
   PSS_PREVIOUS_KEY = 4, /* the record before the cursor's */
   PSS_CURRENT_KEY = 5   /* the cursor's record */
 } pss_location_t;

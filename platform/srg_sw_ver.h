@@ -6,8 +6,8 @@
 extern "C" {
 #endif
 
-/* Returns the version text held in the package version file at `path`, or null when there is no such file, it cannot
- * be read, or `path` is null. The text belongs to the platform and is valid until the next call. */
+/* Returns the text of the package version file at `path`. Returns null if `path` is null, or if the file does not exist
+ * or cannot be read. The text belongs to the platform and is valid until the next call. */
 const char* srg_sw_ver_file_get(const char* path);
 
 #ifdef __cplusplus

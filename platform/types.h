@@ -1,4 +1,4 @@
-/* Types shared by every platform operation. All integers are in host byte order unless a declaration says otherwise. */
+/* Types of the platform operations. Integers are in host byte order unless a declaration says otherwise. */
 #ifndef PLATFORM_TYPES_H
 #define PLATFORM_TYPES_H
 
@@ -9,7 +9,7 @@ typedef uint16_t uint16;
 typedef uint32_t uint32;
 typedef int32_t int32;
 
-/* A truth value of 32 bits, as stored records hold it: 0 false, anything else true. */
+/* Boolean of 32 bits in stored records: 0 is false, any other value is true. */
 typedef uint32 bool_t;
 
 /* Interface index, and the alias used for a tracked interface. */

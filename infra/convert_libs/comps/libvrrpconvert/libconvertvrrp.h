@@ -9,7 +9,7 @@
  *
  * An upgrade from a release older than 4.2(1) snapshots the store and deletes its global info, VR configuration and IP
  * association records. A downgrade to such a release stores a global info record and rewrites every VR configuration
- * and IP association record in the old layout. Records of any other kind stay as they are.
+ * and IP association record in the old layout. Records of any other kind are unchanged.
  *
  * Conventions
  *  1. Strings are NUL-terminated input parameters; the library keeps no pointer to them after the call. A null path or
@@ -19,8 +19,8 @@
  *     unchanged.
  *  3. Failures appear only in the trace log. The entry points return 0, except convert_startup for VDC number 0. The
  *     library does not even trace a failed close after a downgrade.
- *  4. Memory that a function allocates belongs to the caller, who releases it with free(). A function returns memory
- * only with result 0.
+ *  4. Memory that a function allocates belongs to the caller, who releases it with free(). If the result is not 0, the
+ *     function returns no memory.
  *  5. The caller owns key buffers, which are at least as long as the key. Builders write the key without a terminator.
  *  6. Integers are in host byte order unless a layout says otherwise (records/record_formats.h, records/record_keys.h).
  *  7. One thread at a time calls the library: all functions share the trace state and the version globals without a
@@ -43,7 +43,7 @@ extern "C" {
 
 /* Results of the bulk readers and of make_afk_key beside 0 and platform statuses. */
 enum {
-  VRRP_CNV_ERR_NO_VALUE = 2, /* the store reported success but gave no value for a record */
+  VRRP_CNV_ERR_NO_VALUE = 2, /* the store returned status 0 but no value for a record */
   VRRP_CNV_ERR_NO_MEMORY = 3 /* an allocation failed */
 };
 
@@ -58,17 +58,17 @@ enum {
 /* Names of stores in the directory that the caller passes, and absolute paths. */
 #define VRRP_CNV_RUNNING_STORE "vrrp-cfg_runtime_config"
 #define VRRP_CNV_STARTUP_STORE "vrrp-cfg_config_sav"
-#define VRRP_CNV_STARTUP_DIRECTORY "/bin" /* below the directory that is given to convert_startup */
-#define VRRP_CNV_SNAPSHOT "/tmp/vrrp-pss" /* below "nonvolatile:"; a VDC string other than "1" follows */
+#define VRRP_CNV_STARTUP_DIRECTORY "/bin" /* in the directory that is passed to convert_startup */
+#define VRRP_CNV_SNAPSHOT "/tmp/vrrp-pss" /* after "nonvolatile:"; followed by the VDC string unless that is "1" */
 #define VRRP_CNV_STARTUP_SNAPSHOT "/tmp/vrrp-startup-pss"
 #define VRRP_CNV_TRACE_LOG "/bootflash/libconvertvrrpmgr.log"
 
-/* Traces that it was called. Returns 0. Note the order: source version before target version. */
+/* Writes a trace line. Returns 0. Note the order: source version before target version. */
 syserr_t convert_running(const char* pkg_name, const char* from_pkg_version, const char* to_pkg_version);
 
 /* Opens the saved startup store in the "/bin" subdirectory of `path`, inspects it, and closes it unchanged. Returns 0,
  * or SYSERR_SYSMGR_VDC_UNKNOWN_VDC_ID if the store opens and `path` contains "/vdc_" without a number after it, or with
- * a multiple of 65536, 0 included. A `path` of 252 characters or more opens nothing; result 0. */
+ * a multiple of 65536, 0 included. If `path` has 252 characters or more, it opens no store and returns 0. */
 syserr_t convert_startup(const char* path, const char* pkg_name, const char* to_pkg_version,
                          const char* from_pkg_version);
 
@@ -78,14 +78,14 @@ syserr_t convert_startup(const char* path, const char* pkg_name, const char* to_
 syserr_t convert_gsync(const char* path, const char* pkg_name, const char* to_pkg_version,
                        const char* from_pkg_version);
 
-/* The driver behind convert_startup (with "/bin" in `path`) and convert_gsync. `pkg_name` is not used, the versions are
- * only traced: those that decide come from the files named by SYSMGR_TO_SRG_PATH and SYSMGR_FROM_SRG_PATH. */
+/* The driver behind convert_startup (with "/bin" in `path`) and convert_gsync. Ignores `pkg_name` and only traces the
+ * version parameters. The releases come from the files named by SYSMGR_TO_SRG_PATH and SYSMGR_FROM_SRG_PATH. */
 syserr_t vrrp_mgr_handle_generic_convert(const char* path, const char* pkg_name, const char* to_pkg_version,
                                          const char* from_pkg_version, uint32 conversion_type);
 
 /* ---- Releases ---- */
 
-/* The first release that keeps its records in the new layout, 4.2(1). */
+/* The first release that stores records in the new layout: 4.2(1). */
 #define VRRP_CNV_BOUNDARY_MAJOR 4
 #define VRRP_CNV_BOUNDARY_MINOR 2
 #define VRRP_CNV_BOUNDARY_PATCH 1
@@ -93,39 +93,39 @@ syserr_t vrrp_mgr_handle_generic_convert(const char* path, const char* pkg_name,
 /* Size in bytes of a buffer for a normalised version text, "%d.%d(%d)". */
 #define VRRP_CNV_VERSION_TEXT_MAX 512
 
-/* Releases of the latest driver call; 0 before the first. A release whose major and minor number cannot both be read is
- * unreadable: all three numbers are 2147483647, later than any release, so that an unreadable source never starts an
- * upgrade and an unreadable target never starts a downgrade. A patch number that cannot be read is 2147483647. */
+/* Releases of the latest driver call; 0 before the first. If the major or minor number cannot be read, all three
+ * numbers are 2147483647, later than any release: an unreadable source release never triggers an upgrade, and an
+ * unreadable target release never triggers a downgrade. A patch number that cannot be read is 2147483647. */
 extern int32 from_major, from_minor, from_patch;
 extern int32 to_major, to_minor, to_patch;
 
-/* Writes the release held in the package version file `srg_file` in its normal form to `corrected_pkg_ver`
- * [0..VRRP_CNV_VERSION_TEXT_MAX-1]: "4.2(1a) of May" gives "4.2(1)", an unreadable text three times 2147483647.
- * `pkg_ver` is not used. */
+/* Reads the release in the package version file `srg_file` and writes it to
+ * corrected_pkg_ver[0..VRRP_CNV_VERSION_TEXT_MAX-1] in its normal form. For example, "4.2(1a) of May" becomes "4.2(1)".
+ * In the normal form of an unreadable text, each number is 2147483647. Ignores `pkg_ver`. */
 void vrrp_mgr_get_corrected_pkg_ver(const char* pkg_ver, const char* srg_file, char* corrected_pkg_ver);
 
 /* Reads the three numbers of `version`. Returns the number of values read (0 to 3), or -1 if `version` is null, empty
  * or blank. Numbers that were not read are not changed. A number that does not fit in 32 bits is clamped. */
 int32 vrrp_mgr_split_version(const char* version, int32* major, int32* minor, int32* patch);
 
-/* Returns 1 when the source release (`upgrade` is 1) or the target release (`upgrade` is anything else) is older than
- * the required release, else 0. */
+/* Returns 1 if the source release (`upgrade` is 1) or the target release (any other `upgrade`) is older than the
+ * required release, else 0. */
 bool_t vrrp_mgr_check_if_conversion_necessary(uint32 upgrade, int32 reqd_major, int32 reqd_minor, int32 reqd_patch,
                                               int32 source_major, int32 source_minor, int32 source_patch,
                                               int32 target_major, int32 target_minor, int32 target_patch);
 
 /* ---- Trace log ---- */
 
-/* Size in bytes of the line buffer: a line holds at most 999 characters. */
+/* Size in bytes of the line buffer: a line has at most 999 characters. */
 #define VRRP_CNV_TRACE_LINE_MAX 1000
 
-extern int32 trace_fd;                          /* descriptor of the open log, -1 while it is closed */
+extern int32 trace_fd;                          /* file descriptor of the log, -1 while it is closed */
 extern char debug_str[VRRP_CNV_TRACE_LINE_MAX]; /* the latest line, NUL-terminated */
 extern time_t tstamp;                           /* time of the latest line */
 
 /* ---- Upgrade ---- */
 
-/* Snapshots the store to VRRP_CNV_SNAPSHOT (VRRP_CNV_STARTUP_SNAPSHOT for VRRP_CONVERT_STARTUP), followed by
+/* Takes a snapshot of the store to VRRP_CNV_SNAPSHOT (VRRP_CNV_STARTUP_SNAPSHOT for VRRP_CONVERT_STARTUP), followed by
  * `vdc_string` unless that is "1", then deletes the global info, VR configuration and IP association records, even if
  * the snapshot failed. The snapshot URL is limited to 255 characters, so `vdc_string` is truncated to 230 characters
  * (222 for VRRP_CONVERT_STARTUP). Always returns 0. */
@@ -133,7 +133,7 @@ syserr_t vrrp_mgr_handle_upgrade_to_4_2_1(pss_service_t mgr_rc_pss_table, uint32
                                           const char* vdc_string);
 
 /* Deletes the global info record and every VR configuration and IP association record. Returns 0, or the status of a
- * bulk read of the IP association records that failed. */
+ * failed bulk read of the IP association records. */
 syserr_t vrrp_delete_rc_pss_recs_for_upgrade(pss_service_t mgr_rc_pss_table);
 
 /* ---- Downgrade ---- */
@@ -142,8 +142,9 @@ syserr_t vrrp_delete_rc_pss_recs_for_upgrade(pss_service_t mgr_rc_pss_table);
  * Returns 0. */
 syserr_t vrrp_mgr_handle_downgrade_from_4_2_1(pss_service_t pss_mgr_rc_table, pss_service_t pss_eng_rc_table);
 
-/* Stores the global info record and every VR configuration and IP association record of `pss_eng_rc_table`, cut to the
- * old layout, in `pss_mgr_rc_table`. Returns 0, or the status of the bulk read that failed. */
+/* Stores a global info record in `pss_mgr_rc_table`. Truncates every VR configuration and IP association record of
+ * `pss_eng_rc_table` to the old layout and stores it in `pss_mgr_rc_table`. Returns 0, or the status of the bulk read
+ * that failed. */
 syserr_t vrrp_mgr_copy_and_convert_rc_pss_recs_for_downgrade(pss_service_t pss_eng_rc_table,
                                                              pss_service_t pss_mgr_rc_table);
 
@@ -153,14 +154,14 @@ syserr_t vrrp_mgr_copy_and_convert_rc_pss_recs_for_downgrade(pss_service_t pss_e
  * elements of `value_size` bytes, each the leading bytes of a value. `*value_array` is written only with result 0 and a
  * count above 0; `*num_values` is valid only with result 0.
  *
- * The `siz` of every key and value that the store returns bounds what is read of it. A value shorter than `value_size`
- * leaves the rest of its element zero: where that cuts the fields that make its key, the conversion builds another key
- * from them, deletes under that one, or stores the record there. Records that appear between the pass that counts and
- * the pass that reads are not kept beyond the counted number. */
+ * Reads no more than `siz` bytes of a key or value that the store returns. If a value is shorter than `value_size`, the
+ * rest of its element is zero. If a zero changes a field that is part of the key, the conversion stores or deletes the
+ * record under a different key. If records appear between the counting pass and the reading pass, the reader drops the
+ * records beyond the counted number. */
 int32 pss_get_table(pss_service_t table, vrrp_pss_key_type_t key_type, void** value_array, int32* num_values,
                     int32 value_size);
 
-/* The same for the records of kind `pss_key_type` of the engine store. */
+/* Does the same for the records of kind `pss_key_type` of the engine store. */
 int32 pss_eng_get_table(pss_service_t table, void** value_array, int32* num_values, int32 value_size,
                         vrrp_ri_pss_key_type_t pss_key_type);
 
@@ -171,7 +172,7 @@ extern char afk[3]; /* "AFK", the prefix of engine-store keys, without a termina
 /* Returns `addr_type` in network byte order. */
 uint32 vrrp_hton_addr_type(inet_addr_type_t addr_type);
 
-/* Builds the VR key, key[0..9]. A `key_type` other than 1, 2 and 5 leaves the buffer as it is. */
+/* Builds the VR key, key[0..9]. If `key_type` is not 1, 2 or 5, it does not change the buffer. */
 void vrrp_make_vr_key(uint8* key, vrrp_pss_key_type_t key_type, if_index_t ifindex, uint8 vr_id,
                       inet_addr_type_t addr_type);
 
@@ -184,36 +185,37 @@ void vrrp_make_track_key(uint8* key, if_index_t ifindex, uint8 vr_id, inet_addr_
 /* Builds the engine-store VR key, key[0..8]. */
 void make_vr_key(uint8* key, if_index_t ifindex, uint8 vr_id, inet_addr_type_t addr_type);
 
-/* Builds the part of an engine-store track key that names the VR, key[0..13]. */
+/* Builds the prefix of the engine-store track keys of a VR, key[0..13]. */
 void vrrp_make_vr_key_for_track(uint8* key, if_index_t ifindex, uint8 vr_id, inet_addr_type_t addr_type);
 
 /* Builds the engine-store track key, key[0..17]. Note the order: `vr_id` before `ifindex`. */
 void vrrp_make_ri_track_key(uint8* key, uint8 vr_id, if_index_t ifindex, inet_addr_type_t addr_type,
                             uint32 track_obj_id);
 
-/* Allocates `key_size` + 3 bytes, writes "AFK" and key[0..key_size-1] into them, and hands them over in `*afk_key`.
- * Returns 0, or VRRP_CNV_ERR_NO_MEMORY with `*afk_key` unchanged, also for a negative `key_size`. */
+/* Allocates `key_size` + 3 bytes, writes "AFK" and key[0..key_size-1] into them, and returns them in `*afk_key`; the
+ * caller releases them with free(). Returns 0. If there is no memory or `key_size` is negative, returns
+ * VRRP_CNV_ERR_NO_MEMORY and does not change `*afk_key`. */
 int32 make_afk_key(char** afk_key, char* key, int32 key_size);
 
 /* ---- Record dump, into the trace log ---- */
 
-/* Write a VR configuration record field by field, each with its name. */
+/* Write each field of a VR configuration record with its name. */
 void vrrp_print_rc_pss_rec_old(vrrp_old_config_record_t vr_rec);
 void vrrp_print_rc_pss_rec_new(vrrp_config_record_t vr_rec);
 
-/* Opens a record (`topmost` is 1) or a structure inside one (`topmost` is anything else). */
+/* Writes the start of a record (`topmost` is 1) or of a nested structure (any other `topmost`). */
 void vrrp_dbg_print_header(const char* field_name, bool_t topmost);
 
-/* Closes a record or a structure. */
+/* Writes the end of a record or structure. */
 void vrrp_dbg_print_trailer(void);
 
 /* Writes one integer in hexadecimal. */
 void vrrp_dbg_print_int_info(int32 field, const char* field_name);
 
-/* Writes the type of an address and the first four of its bytes as one integer in host byte order. */
+/* Writes the type of an address, and its first four bytes as one integer in host byte order. */
 void vrrp_dbg_print_inet_info(inet_addr_t inet_data, const char* field_name);
 
-/* Writes arr_elem[0..arr_size-1] in hexadecimal; only the frame when `arr_size` is 0 or less. */
+/* Writes arr_elem[0..arr_size-1] in hexadecimal. If `arr_size` is 0 or less, writes an empty structure. */
 void vrrp_dbg_print_int_arr_info(const uint8* arr_elem, const char* arr_name, int32 arr_size);
 
 #ifdef __cplusplus

@@ -1,5 +1,5 @@
-// The values of the platform that the library was written with. A header of the device that has others would compile,
-// and the library and the platform would mean different things.
+// Verifies the platform's values. A device header with other values would compile otherwise, and the library and the
+// platform would interpret them differently.
 
 #include "platform/platform.h"
 

@@ -23,11 +23,10 @@ constexpr char operation[] = "vrrp_mgr_handle_generic_convert";
 // Modes of vrrp_mgr_check_if_conversion_necessary.
 constexpr uint32 downgrade_test = 0, upgrade_test = 1;
 
-// A number that could not be read is later than that of any release, so that it never starts a conversion.
+// An unreadable number counts as later than any release, so that it never triggers a conversion.
 constexpr int32 unreadable = INT_MAX;
 
-// Scans with more width than a release number has, and takes the nearest number that fits for one that does not,
-// in both word sizes alike.
+// Scans into 64 bits and clamps to 32, so that 32-bit and 64-bit builds read the same numbers.
 struct ReleaseScan {
   long long major = unreadable, minor = unreadable, patch = unreadable;
 
@@ -66,7 +65,7 @@ void read_releases(const char* to_pkg_version, const char* from_pkg_version) {
   vrrp_mgr_get_corrected_pkg_ver(from_pkg_version, from_srg_path, corrected_from_pkg_ver);
   VRRP_CNV_TRACE_FOR(operation, "Getting version %s\n", corrected_from_pkg_ver);
 
-  // A normalised text always holds three numbers, so the counts say nothing.
+  // A normalised text always contains three numbers, so ignore the counts.
   (void)vrrp_mgr_split_version(corrected_from_pkg_ver, &from_major, &from_minor, &from_patch);
   (void)vrrp_mgr_split_version(corrected_to_pkg_ver, &to_major, &to_minor, &to_patch);
   VRRP_CNV_TRACE_FOR(operation, "from version = %s, to version = %s \n", corrected_from_pkg_ver, corrected_to_pkg_ver);
@@ -78,7 +77,7 @@ void read_releases(const char* to_pkg_version, const char* from_pkg_version) {
 // ---- VDC ----
 
 // The low 16 bits of the base-10 integer at the start of text[0..length-1]: blanks, a sign, and any number of digits.
-// Summed in place, because strtol() would take digits behind the text too, and stop counting at the largest long.
+// Does not call strtol(), which would also read digits after the text and clamp at LONG_MAX.
 vdc_id_t vdc_number(const char* text, size_t length) {
   const char* const end = text + length;
   while (text < end && strchr(" \t\n\v\f\r", *text) != nullptr) ++text;
@@ -89,15 +88,15 @@ vdc_id_t vdc_number(const char* text, size_t length) {
   return static_cast<vdc_id_t>(is_negative ? 0 - number : number);
 }
 
-// The system manager names the VDC of a global synchronisation; any number is taken.
+// Copies the first 6 characters of the VDC text that the system manager provides. Accepts any text.
 void read_gsync_vdc(char (&vdc_string)[vdc_string_max]) {
   const char* value = getenv("SYSMGR_VDC_ID");
   snprintf(vdc_string, sizeof vdc_string - 1, "%s", value != nullptr ? value : "");
   VRRP_CNV_TRACE_FOR(operation, "VDC ID = %u\n", vdc_number(vdc_string, strlen(vdc_string)));
 }
 
-// A startup store's path names its VDC: the text between "/vdc_" and the "/bin" at the end. Returns false when the
-// number of that text is 0.
+// Copies the VDC text of a startup path: the text between "/vdc_" and the "/bin" at the end. Returns false if its
+// number is 0.
 bool read_startup_vdc(const char* path, char (&vdc_string)[vdc_string_max]) {
   static constexpr char mark[] = "/vdc_";
   const char* found = strstr(path, mark);
@@ -152,7 +151,7 @@ void downgrade(pss_service_t mgr_rc_pss_table) {
   }
 }
 
-// Only an upgrade's close is reported; everywhere else the result is dropped.
+// Ignores the status on purpose: only the close after an upgrade is traced.
 void close_unreported(pss_service_t mgr_rc_pss_table) { (void)pss_close(mgr_rc_pss_table); }
 
 }  // namespace
@@ -173,7 +172,7 @@ syserr_t convert_startup(const char* path, const char* pkg_name, const char* to_
   char new_path[path_max];
   const int length = snprintf(new_path, sizeof new_path, "%s" VRRP_CNV_STARTUP_DIRECTORY, vrrp_cnv::shown(path));
   if (static_cast<size_t>(length) >= sizeof new_path) {
-    // A cut path could name another store.
+    // A truncated path could name another store.
     VRRP_CNV_TRACE("Startup path of %zu characters leaves no room for /bin\n", strlen(path));
     return 0;
   }
@@ -207,7 +206,7 @@ syserr_t vrrp_mgr_handle_generic_convert(const char* path, const char*, const ch
   }
   VRRP_CNV_TRACE("VDC string = %s\n", vdc_string);
 
-  // The source decides first: between two releases that are both older than the boundary the upgrade runs.
+  // Check the source release first: if both releases are older than the boundary, the upgrade runs.
   const bool converts = conversion_type == VRRP_CONVERT_GSYNC;
   if (converts && crosses_boundary(upgrade_test)) {
     upgrade_and_close(mgr_rc_pss_table, vdc_string);
@@ -230,7 +229,7 @@ void vrrp_mgr_get_corrected_pkg_ver(const char*, const char* srg_file, char* cor
   ReleaseScan scan;
   const char* text = srg_sw_ver_file_get(srg_file);
   const int count = text != nullptr ? sscanf(text, "%lld.%lld(%lld%*s)", &scan.major, &scan.minor, &scan.patch) : 0;
-  // A major number alone may be that of anything: "3rd floor" must not start an upgrade, which deletes records.
+  // A major number alone could be any number: "3rd floor" must not trigger an upgrade, which deletes records.
   if (count < 2) scan = {};
   snprintf(corrected_pkg_ver, VRRP_CNV_VERSION_TEXT_MAX, "%d.%d(%d)", ReleaseScan::narrow(scan.major),
            ReleaseScan::narrow(scan.minor), ReleaseScan::narrow(scan.patch));

@@ -1,4 +1,4 @@
-// Downgrade from 4.2(1): fixes which store is read and which is written, and never fails the downgrade.
+// Downgrade from 4.2(1): reads the engine store, writes the manager store, and always returns 0.
 
 #include "libconvertvrrp.h"
 #include "trace/trace.h"

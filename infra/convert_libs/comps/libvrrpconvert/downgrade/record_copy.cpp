@@ -1,7 +1,6 @@
-// Copy of all records in the old layout. Each kind is read whole before its first record is stored, so that one store
-// can be both read and written; each record is cut to its leading bytes and stored under the key rebuilt from its own
-// fields, where it replaces the new-layout value. A record that cannot be stored stays as it was; the copy goes on with
-// the next one.
+// Copies all records in the old layout. Reads all records of a kind before it stores the first one, because both stores
+// may be the same. Truncates each record and stores it under the key that its fields determine, where it replaces the
+// value of the new layout. A record that cannot be stored is unchanged, and the copy continues with the next one.
 
 #include <string.h>
 
@@ -69,7 +68,7 @@ void store_ip_assoc_record(pss_service_t pss_mgr_rc_table, const vrrp_ip_assoc_r
   }
 }
 
-// Each returns the result of its bulk read, after which its array is released.
+// Each function returns the result of its bulk read. Its array is released on return.
 
 int32 copy_vr_records(pss_service_t pss_eng_rc_table, pss_service_t pss_mgr_rc_table) {
   vrrp_cnv::RecordArray<vrrp_config_record_t> vr_array;

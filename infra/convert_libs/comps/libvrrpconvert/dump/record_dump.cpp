@@ -1,5 +1,5 @@
-// Dumps of VR configuration records into the trace log, one trace write a piece: each piece carries the name of the
-// printer that writes it.
+// Dumps of VR configuration records into the trace log. Each piece is one trace line with the name of the function that
+// writes it.
 
 #include <arpa/inet.h>
 #include <string.h>
@@ -9,7 +9,7 @@
 
 namespace {
 
-// The fields that both layouts hold, in their order.
+// Prints the fields that both layouts have, in their order.
 template <typename Record>
 void print_shared_fields(const Record& vr_rec) {
   const auto print_int = [](uint32 field, const char* field_name) {
@@ -21,7 +21,7 @@ void print_shared_fields(const Record& vr_rec) {
   print_int(vr_rec.admin, "admin");
   print_int(vr_rec.prio, "prio");
 
-  // In host order the hexadecimal digits stand in the order of the dotted address.
+  // In host byte order the hexadecimal digits have the order of the dotted address.
   inet_addr_t primary_ip = vr_rec.primary_ip;
   primary_ip.a.ipv4_addr.s_addr = ntohl(primary_ip.a.ipv4_addr.s_addr);
   vrrp_dbg_print_inet_info(primary_ip, "primary_ip");

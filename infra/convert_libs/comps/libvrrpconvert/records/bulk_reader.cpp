@@ -1,6 +1,6 @@
-// The two bulk readers. Each passes over the store twice: the first pass counts, so that one zero-filled allocation
-// holds every record exactly; the second copies. The order of the checks after each move differs between the readers
-// and between the passes on purpose, so each walk is written out; they share how a status is judged and a value taken.
+// The two bulk readers. Each walks the store twice: the first pass counts the records, the second copies them into one
+// zero-filled allocation. The order of the checks after each move differs between the readers and between the passes on
+// purpose, so each walk is written out. The readers share the interpretation of a status and the copy of a value.
 
 #include <stdlib.h>
 #include <string.h>
@@ -11,7 +11,7 @@
 
 namespace {
 
-// The array under construction: released on every return, but for the one that hands it over.
+// Owns the array until release() hands it to the caller.
 class ValueArray {
  public:
   ValueArray(int32 count, int32 value_size)
@@ -24,8 +24,8 @@ class ValueArray {
 
   bool allocated() const { return bytes_ != nullptr; }
 
-  // Takes the value of the record under the cursor as the next element. Returns 0 or the reader's result. A value that
-  // is shorter than an element leaves the rest of it zero; a record beyond the counted number is read but not kept.
+  // Copies the value of the record under the cursor into the next element. Returns 0 or the reader's result. The rest
+  // of the element of a short value stays zero. A record beyond the counted number is read and dropped.
   int32 take_value(pss_service_t table) {
     syserr_t error_ret = 0;
     const pss_datum_t* value = pss_getvalue(table, &error_ret);
@@ -50,10 +50,10 @@ class ValueArray {
   uint8* bytes_;
 };
 
-// Positioning on a key that is not stored still places the cursor.
+// A move to a key that is not stored moves the cursor too.
 bool placed(syserr_t error_ret) { return error_ret == 0 || error_ret == SYSERR_PSS_NOKEY; }
 
-// A key that is too short does not match: nothing is read past its end.
+// Never reads past the end of `key`.
 bool begins_with(const pss_datum_t& key, size_t offset, const void* bytes, size_t size) {
   return key.siz >= offset + size && memcmp(static_cast<const uint8*>(key.ptr) + offset, bytes, size) == 0;
 }
@@ -83,7 +83,7 @@ int32 pss_get_table(pss_service_t table, vrrp_pss_key_type_t key_type, void** va
   ValueArray values(num_record, value_size);
   if (!values.allocated()) return VRRP_CNV_ERR_NO_MEMORY;
 
-  // The fill pass runs to the end of the store, past the last key of the type.
+  // The copying pass runs to the end of the store, past the last key of the type.
   for (key = pss_move2key(table, &pss_key, &error_ret); key != nullptr;
        key = pss_move2location(table, PSS_NEXT_KEY, &error_ret)) {
     if (!placed(error_ret)) return static_cast<int32>(error_ret);

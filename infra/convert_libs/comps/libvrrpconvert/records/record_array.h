@@ -1,4 +1,4 @@
-// All records of a kind, read whole before the first of them is handled, so that one store can be read and written.
+// All records of a kind. They are read before the first one is processed, so that the same store can be written.
 #ifndef LIBVRRPCONVERT_RECORDS_RECORD_ARRAY_H
 #define LIBVRRPCONVERT_RECORDS_RECORD_ARRAY_H
 
@@ -8,8 +8,8 @@
 
 namespace vrrp_cnv {
 
-// Owns the array from the moment the bulk reader hands it over and releases it on every return path. Iterates over the
-// records in array order; empty before the read, after a failed one, and when there are none.
+// Owns the array that the bulk reader returned, and releases it. Iterates over the records in array order. Empty before
+// the read, after a failed read, and if there are no records.
 template <typename Record>
 class RecordArray {
  public:

@@ -1,19 +1,18 @@
 /* Byte layouts of the stored configuration records.
  *
- * A stored value is the record as it lies in memory: packed, no header, no length, no checksum. Integers are in host
- * byte order (little-endian on devices); address bytes are in network byte order. The layout of a value shows only in
- * its length:
+ * A stored value is a packed structure: no header, no length, no checksum. Integers are in host byte order
+ * (little-endian on devices); address bytes are in network byte order. Only the size of a value determines its layout:
  *
  *     record              releases before 4.2(1)   4.2(1) and later
  *     VR configuration    85 bytes                 137 bytes
  *     IP association      33 bytes                 53 bytes
  *     global info         21 bytes                 21 bytes
  *
- * Each old layout is a byte prefix of the new one, and the fields that make a record's key lie in that prefix, so that
- * a record is cut to the old layout by taking its leading bytes, and keeps its key.
+ * Each old layout is a byte prefix of the new one. The fields that are part of the key are in that prefix. So a
+ * conversion to the old layout truncates a record and does not change its key.
  *
- * The layouts are shared with the VRRP manager: no offset, width or value below may ever change. The numbers in front
- * of the fields are their byte offsets; the assertions behind each structure hold them. */
+ * The VRRP manager uses the same layouts: never change an offset, width or value. The numbers before the fields are
+ * their byte offsets; the assertions after each structure verify them. */
 #ifndef LIBVRRPCONVERT_RECORDS_RECORD_FORMATS_H
 #define LIBVRRPCONVERT_RECORDS_RECORD_FORMATS_H
 
@@ -43,7 +42,7 @@ enum { AUTH_NO = 1, AUTH_TEXT = 2, AUTH_IP = 3 };
 typedef struct VRRP_PACKED {
   /*  0 */ inet_addr_type_t addr_type; /* family of `a` */
   /*  4 */ union VRRP_PACKED {
-    struct in_addr ipv4_addr; /* bytes 4 to 7; bytes 8 to 19 are then no part of the address */
+    struct in_addr ipv4_addr; /* bytes 4 to 7; bytes 8 to 19 are then not part of the address */
     struct in6_addr ipv6_addr;
   } a; /* network byte order */
 } inet_addr_t;
@@ -53,7 +52,7 @@ VRRP_FIELD_AT(inet_addr_t, a, 4);
 
 /* ---- VR configuration, 137 and 85 bytes ---- */
 
-/* One virtual router (VR) on one interface, layout of 4.2(1) and later. */
+/* Virtual router (VR) on an interface, in the new layout, of 4.2(1) and later. */
 typedef struct VRRP_PACKED {
   /*   0 */ if_index_t ifindex;         /* interface of the VR */
   /*   4 */ uint8 vr_id;                /* number of the VR on that interface, 0 to 255 */
@@ -65,7 +64,7 @@ typedef struct VRRP_PACKED {
   /*  41 */ uint8 key[16];              /* authentication key, raw bytes */
   /*  57 */ uint32 adv;                 /* advertisement interval, in the manager's unit */
   /*  61 */ bool_t preempt;             /* preemption */
-  /*  65 */ uint32 track_prio;          /* priority that goes with the tracked interface */
+  /* 65 */ uint32 track_prio;           /* priority of the tracked interface */
   /*  69 */ intf_t track_intf;          /* tracked interface */
   /*  73 */ uint32 spi;                 /* carried unchanged */
   /*  77 */ uint32 row_status;          /* row status of the entry */
@@ -98,7 +97,7 @@ VRRP_FIELD_AT(vrrp_config_record_t, forwarding_state, 93);
 VRRP_FIELD_AT(vrrp_config_record_t, bfd_peer_ip, 97);
 VRRP_FIELD_AT(vrrp_config_record_t, reserved, 117);
 
-/* The same, layout of the releases before 4.2(1): bytes 0 to 84 of the new layout. */
+/* VR configuration in the old layout, of releases before 4.2(1): bytes 0 to 84 of the new layout. */
 typedef struct VRRP_PACKED {
   if_index_t ifindex;
   uint8 vr_id;
@@ -135,7 +134,7 @@ VRRP_FIELD_AT(vrrp_old_config_record_t, owner, offsetof(vrrp_config_record_t, ow
 
 /* ---- IP association, 53 and 33 bytes ---- */
 
-/* One address associated with a VR, layout of 4.2(1) and later. */
+/* Address associated with a VR, in the new layout, of 4.2(1) and later. */
 typedef struct VRRP_PACKED {
   /*  0 */ if_index_t ifindex;    /* interface of the VR */
   /*  4 */ uint8 vr_id;           /* number of the VR on that interface */
@@ -152,7 +151,7 @@ VRRP_FIELD_AT(vrrp_ip_assoc_record_t, virtual_, 25);
 VRRP_FIELD_AT(vrrp_ip_assoc_record_t, row_status, 29);
 VRRP_FIELD_AT(vrrp_ip_assoc_record_t, reserved, 33);
 
-/* The same, layout of the releases before 4.2(1): bytes 0 to 32 of the new layout. */
+/* IP association in the old layout, of releases before 4.2(1): bytes 0 to 32 of the new layout. */
 typedef struct VRRP_PACKED {
   if_index_t ifindex;
   uint8 vr_id;
@@ -167,7 +166,7 @@ VRRP_FIELD_AT(vrrp_old_ip_assoc_record_t, inet_addr, offsetof(vrrp_ip_assoc_reco
 VRRP_FIELD_AT(vrrp_old_ip_assoc_record_t, virtual_, offsetof(vrrp_ip_assoc_record_t, virtual_));
 VRRP_FIELD_AT(vrrp_old_ip_assoc_record_t, row_status, offsetof(vrrp_ip_assoc_record_t, row_status));
 
-/* ---- Global info, 21 bytes, one a store ---- */
+/* ---- Global info, 21 bytes, one per store ---- */
 
 __extension__ typedef struct VRRP_PACKED {
   /* 0 */ uint8 vrrp_enabled;

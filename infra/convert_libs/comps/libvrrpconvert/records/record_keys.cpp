@@ -9,13 +9,13 @@ char afk[3] = {'A', 'F', 'K'};
 
 namespace {
 
-// Key fields lie at any offset: they are copied byte for byte, as they lie in memory.
+// Copies the bytes of `field`: key fields are not aligned.
 template <typename Field>
 void put(uint8* place, const Field& field) {
   memcpy(place, &field, sizeof field);
 }
 
-// Bytes 0 to 9 of every manager-store key of one VR.
+// Writes bytes 0 to 9 of every manager-store key of a VR.
 void put_vr(uint8* key, vrrp_pss_key_type_t key_type, if_index_t ifindex, uint8 vr_id, inet_addr_type_t addr_type) {
   put(key, key_type);
   put(key + 1, vrrp_hton_addr_type(addr_type));
@@ -62,12 +62,12 @@ void vrrp_make_ri_track_key(uint8* key, uint8 vr_id, if_index_t ifindex, inet_ad
 }
 
 int32 make_afk_key(char** afk_key, char* key, int32 key_size) {
-  if (key_size < 0) return VRRP_CNV_ERR_NO_MEMORY;  // as no memory can be of that size
+  if (key_size < 0) return VRRP_CNV_ERR_NO_MEMORY;  // no allocation has a negative size
   const size_t size = static_cast<size_t>(key_size);
   char* whole = static_cast<char*>(malloc(size + sizeof afk));
   if (whole == nullptr) return VRRP_CNV_ERR_NO_MEMORY;
   memcpy(whole, afk, sizeof afk);
-  if (size > 0) memcpy(whole + sizeof afk, key, size);  // `key` may be null when there is nothing to copy
+  if (size > 0) memcpy(whole + sizeof afk, key, size);  // `key` may be null if there is nothing to copy
   *afk_key = whole;
   return 0;
 }

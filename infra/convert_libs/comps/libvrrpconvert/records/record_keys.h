@@ -8,7 +8,7 @@
  *                                                                       | 10 track object, 4            14 bytes
  *     global info        04 00 00 00 (the value 4 in host byte order)                                    4 bytes
  *
- * Engine store, integers in host byte order; make_afk_key puts "AFK" in front of the whole:
+ * Engine store, integers in host byte order; make_afk_key adds the prefix "AFK":
  *
  *     VR                 0 ifindex, 4 | 4 vr_id, 1 | 5 addr_type, 4                                      9 bytes
  *     VR for track       0 "Track"    | 5 ifindex, 4 | 9 vr_id, 1 | 10 addr_type, 4                     14 bytes
@@ -22,7 +22,7 @@
 typedef uint8 vrrp_pss_key_type_t;
 enum { VRRP_PSS_KEY_VR = 1, VRRP_PSS_KEY_IP_ASSOC = 2, VRRP_PSS_KEY_TRACK = 5 };
 
-/* Kind of an engine-store record; no part of its key. */
+/* Kind of an engine-store record; not part of its key. */
 typedef uint8 vrrp_ri_pss_key_type_t;
 enum {
   VRRP_RI_PSS_KEY_VR = 1,   /* keys that begin with "AFK" but not with "AFKTrack" */

@@ -18,18 +18,17 @@ void open_trace_log() {
 
 void write_trace_line(const char* operation, int line, const char* format, ...) {
   time(&tstamp);
-  const char* time_text = ctime(&tstamp);  // null for a year that has more than four digits
+  const char* time_text = ctime(&tstamp);  // null if the year has more than four digits
   snprintf(debug_str, sizeof debug_str, "<%.24s> %s:%d ", shown(time_text), operation, line);
 
-  // The message starts on the terminator of the prefix, so that both together are bounded by the one buffer.
+  // The message overwrites the terminator of the prefix; the size of the buffer bounds both together.
   const size_t prefix_length = strlen(debug_str);
   va_list arguments;
   va_start(arguments, format);
   vsnprintf(debug_str + prefix_length, sizeof debug_str - prefix_length, format, arguments);
   va_end(arguments);
 
-  // A log that cannot be written must not disturb the conversion: neither result is looked at, and the next line tries
-  // again.
+  // Ignore both results: a failed write must not affect the conversion, and the next line tries again.
   [[maybe_unused]] const ssize_t written = write(trace_fd, debug_str, strlen(debug_str));
   [[maybe_unused]] const int synced = fsync(trace_fd);
 }

@@ -1,17 +1,15 @@
-// The trace log, the library's only diagnostic output: one line a step, on stable storage before the step after it.
-//
-// The log is an append-only text file. It is created beforehand where tracing is wanted; without it the library is
-// silent and does the same work. A line reads "<time> operation:line message". State: trace_fd, debug_str and tstamp
-// (libconvertvrrp.h).
+// The trace log, the library's only diagnostic output: one line per step, synced before the next step. The log is an
+// append-only text file that the operator creates. Without it the library does the same work and writes nothing. A line
+// is "<time> operation:line message". State: trace_fd, debug_str and tstamp (libconvertvrrp.h).
 #ifndef LIBVRRPCONVERT_TRACE_TRACE_H
 #define LIBVRRPCONVERT_TRACE_TRACE_H
 
 #include "libconvertvrrp.h"
 
-// Writes one line in the name of the enclosing function. The arguments are not evaluated while the log is closed.
+// Writes one line with the name of the enclosing function. Does not evaluate its arguments while the log is closed.
 #define VRRP_CNV_TRACE(...) VRRP_CNV_TRACE_FOR(__func__, __VA_ARGS__)
 
-// The same from a helper, in the name of the exported operation that the helper is a step of.
+// Writes one line with the name of the exported operation that calls this helper.
 #define VRRP_CNV_TRACE_FOR(operation, ...)                                              \
   do {                                                                                  \
     if (trace_fd != -1) vrrp_cnv::write_trace_line((operation), __LINE__, __VA_ARGS__); \
@@ -19,13 +17,13 @@
 
 namespace vrrp_cnv {
 
-// Opens the log unless it is open. Called by the entry points only; the log is never created, and stays open for the
-// life of the process. Where it cannot be opened, trace points write nothing until a later entry point finds it.
+// Opens the log unless it is open, and never creates it. Only the entry points call it. The log stays open until the
+// process ends. If it cannot be opened, nothing is traced until a later entry point opens it.
 void open_trace_log();
 
 void write_trace_line(const char* operation, int line, const char* format, ...) __attribute__((format(printf, 3, 4)));
 
-// The text to show for `text`, which may be null.
+// Returns `text`, or "(null)" if it is null.
 inline const char* shown(const char* text) { return text != nullptr ? text : "(null)"; }
 
 }  // namespace vrrp_cnv

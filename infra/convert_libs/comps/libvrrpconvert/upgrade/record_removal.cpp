@@ -1,6 +1,5 @@
-// Removal of the records that a release before 4.2(1) wrote. All records of a kind are read before the first of them is
-// deleted, and each is deleted under the key rebuilt from its own fields. A record that cannot be deleted stays; the
-// removal goes on with the next one.
+// Deletes the VRRP records. Reads all records of a kind before it deletes the first one, each under the key that its
+// fields determine. A record that cannot be deleted is unchanged, and the removal continues with the next one.
 
 #include "libconvertvrrp.h"
 #include "platform/platform.h"
@@ -50,7 +49,7 @@ void delete_ip_assoc_record(pss_service_t mgr_rc_pss_table, const vrrp_ip_assoc_
   }
 }
 
-// Each returns the result of its bulk read, after which its array is released.
+// Each function returns the result of its bulk read. Its array is released on return.
 
 int32 delete_vr_records(pss_service_t mgr_rc_pss_table) {
   vrrp_cnv::RecordArray<vrrp_old_config_record_t> vr_array;
@@ -64,8 +63,8 @@ int32 delete_vr_records(pss_service_t mgr_rc_pss_table) {
   return 0;
 }
 
-// Read with the size of the new layout: an old record fills the leading 33 bytes of its element, and its key needs no
-// more than the leading 25.
+// Reads with the size of the new layout. A record of the old layout fills the first 33 bytes of its element, and its
+// key needs only the first 25.
 int32 delete_ip_assoc_records(pss_service_t mgr_rc_pss_table) {
   vrrp_cnv::RecordArray<vrrp_ip_assoc_record_t> ip_array;
   const int32 ret_val = ip_array.read(mgr_rc_pss_table, VRRP_PSS_KEY_IP_ASSOC);
@@ -82,7 +81,7 @@ int32 delete_ip_assoc_records(pss_service_t mgr_rc_pss_table) {
 
 syserr_t vrrp_delete_rc_pss_recs_for_upgrade(pss_service_t mgr_rc_pss_table) {
   delete_global_info(mgr_rc_pss_table);
-  // A failed read of the VR records ends the removal, but is not its result.
+  // If the VR records cannot be read, the removal ends and still returns 0.
   if (delete_vr_records(mgr_rc_pss_table) != 0) return 0;
   return static_cast<syserr_t>(delete_ip_assoc_records(mgr_rc_pss_table));
 }

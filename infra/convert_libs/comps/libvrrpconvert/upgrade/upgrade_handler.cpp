@@ -1,4 +1,4 @@
-// Upgrade to 4.2(1): a snapshot of the store, then the removal of its old-format records.
+// Upgrade to 4.2(1): takes a snapshot of the store, then deletes its VRRP records.
 
 #include <stdio.h>
 #include <string.h>
@@ -24,7 +24,7 @@ syserr_t vrrp_mgr_handle_upgrade_to_4_2_1(pss_service_t mgr_rc_pss_table, uint32
     VRRP_CNV_TRACE("Taken snapshot of Mgr PSS to temp file %s\n", temp_pss_url);
   }
 
-  // The removal does not depend on the snapshot: the newer manager must not meet records that it cannot read.
+  // Delete the records even if the snapshot failed: the newer manager cannot read them.
   const syserr_t removal_status = vrrp_delete_rc_pss_recs_for_upgrade(mgr_rc_pss_table);
   if (removal_status != 0) {
     VRRP_CNV_TRACE("Error deleting PSS recs in upgrade : 0x%x\n", removal_status);
