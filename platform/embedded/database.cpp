@@ -9,7 +9,7 @@ namespace {
 syserr_t take_over(Image* image, sqlite3* database) {
   constexpr unsigned flags = SQLITE_DESERIALIZE_FREEONCLOSE | SQLITE_DESERIALIZE_RESIZEABLE;
   const int result = sqlite3_deserialize(database, "main", image->bytes.release(), image->size, image->size, flags);
-  // SQLite does not read the image here, so only a lack of memory can fail, whatever code it returns.
+  // SQLite does not read the image here, so every failure is a lack of memory.
   if (result != SQLITE_OK) return SYSERR_PSS_NO_MEMORY;
   sqlite3_int64 limit = PSS_EMBEDDED_STORE_MAX;
   return status_of_sqlite(sqlite3_file_control(database, "main", SQLITE_FCNTL_SIZE_LIMIT, &limit));
@@ -19,7 +19,7 @@ syserr_t take_over(Image* image, sqlite3* database) {
 
 syserr_t open_image(Image* image, Database* database) {
   sqlite3* opened = nullptr;
-  // Without SQLite's lock of a connection: the platform is called by one thread at a time.
+  // NOMUTEX: one thread at a time calls the platform.
   constexpr int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE;
   const int result = sqlite3_open_v2(":memory:", &opened, flags, nullptr);
   database->reset(opened);  // there is one to close even when the opening failed
@@ -30,14 +30,14 @@ syserr_t open_image(Image* image, Database* database) {
   sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
   sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
   syserr_t status = take_over(image, opened);
-  // Whatever goes wrong, the file still holds the store as it was: no journal, no sync. temp_store: nothing of a store
-  // goes to a temporary file. A small cache, because what it saves is a copy from memory to memory.
+  // No journal and no sync, because only the image changes, not the file. temp_store keeps records out of temporary
+  // files. The cache is small, because it only saves copies from memory to memory.
   if (status == 0) {
     status = run(opened,
                  "PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF; PRAGMA temp_store=MEMORY; PRAGMA mmap_size=0; "
                  "PRAGMA cell_size_check=ON; PRAGMA cache_size=-1024");
   }
-  sqlite3_db_config(opened, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);  // it forbids to do without a journal
+  sqlite3_db_config(opened, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);  // defensive mode rejects journal_mode=OFF
   return status;
 }
 

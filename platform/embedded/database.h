@@ -1,4 +1,4 @@
-// SQLite databases in memory and statements, with one owner each.
+// SQLite databases in memory, and statements. Each has one owner.
 #ifndef PLATFORM_EMBEDDED_DATABASE_H
 #define PLATFORM_EMBEDDED_DATABASE_H
 
@@ -21,18 +21,19 @@ struct FinalizeStatement {
 };
 using Statement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
 
-// Opens a database in memory, without a file, and sets it up so that nothing in the image but its rows can have an
-// effect. Takes the image over, also where it fails; an image of no bytes is a new database. Nothing can be undone in
-// it: after a failure of SQLite it is of no use.
+// Opens a database in memory, without a file, so that nothing in the image but its rows has an effect. Takes ownership
+// of the image, even if it fails. An empty image is a new database. SQLite cannot roll back, so the database is
+// unusable after a failure.
 syserr_t open_image(Image* image, Database* database);
 
-// The bytes of the database as of its last commit. They are its own, and last until it is used again.
+// Returns the bytes of the database as of its last commit. They belong to the database and are valid until its next
+// use.
 syserr_t image_of(sqlite3* database, const void** bytes, sqlite3_int64* size);
 
-// Runs statements that give no rows.
+// Runs statements that return no rows.
 syserr_t run(sqlite3* database, const char* sql);
 
-// Runs a statement that gives one integer.
+// Runs a statement that returns one integer.
 syserr_t query_integer(sqlite3* database, const char* sql, int* result);
 
 syserr_t prepare(sqlite3* database, const char* sql, Statement* statement);

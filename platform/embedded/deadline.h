@@ -1,4 +1,4 @@
-// The time by which a wait ends.
+// The time at which a wait ends.
 #ifndef PLATFORM_EMBEDDED_DEADLINE_H
 #define PLATFORM_EMBEDDED_DEADLINE_H
 
@@ -12,12 +12,12 @@ class Deadline {
  public:
   explicit Deadline(int wait_ms) : end_ms_(now_ms() + wait_ms) {}
 
-  // Sleeps for a moment, longer from call to call. Returns false, without sleeping, after the deadline.
+  // Sleeps for 1 to 50 ms, twice as long in each call. After the deadline, returns false and does not sleep.
   bool pause() {
     const long long left_ms = end_ms_ - now_ms();
     if (left_ms <= 0) return false;
     const timespec pause = {0, static_cast<long>(std::min(left_ms, pause_ms_)) * 1000000};
-    (void)nanosleep(&pause, nullptr);  // a signal ends the pause early; the caller then tries again early
+    (void)nanosleep(&pause, nullptr);  // a signal only makes the caller try again early
     pause_ms_ = std::min(2 * pause_ms_, 50LL);
     return true;
   }

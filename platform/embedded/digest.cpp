@@ -10,7 +10,7 @@
 namespace pss_embedded {
 namespace {
 
-// The key of the row before, to see that keys ascend.
+// The key of the previous row, to verify that keys ascend.
 class PreviousKey {
  public:
   bool precedes(const Row& row) const {
@@ -27,7 +27,7 @@ class PreviousKey {
   uint32 size_ = 0;
 };
 
-// Reads every record and returns the digest of what it read; SYSERR_PSS_DAMAGED if a row is damaged or out of order.
+// Computes the digest of all records. Returns SYSERR_PSS_DAMAGED if a row is damaged or out of order.
 syserr_t compute_digest(sqlite3* database, Digest* digest) {
   Statement statement;
   const syserr_t status = prepare(database, "SELECT key, value, checksum FROM record ORDER BY key", &statement);
@@ -55,15 +55,15 @@ syserr_t write_digest(sqlite3* database, const Digest& digest) {
   return status_of_sqlite(sqlite3_step(statement.get()));
 }
 
-// Whether there is memory for SQLite's cache of pages, and some more.
+// Returns whether there is memory for SQLite's page cache, and some more.
 bool has_room_for_pages() {
   void* room = sqlite3_malloc(4 << 20);
   sqlite3_free(room);
   return room != nullptr;
 }
 
-// quick_check finds damage outside the records that writes would spread, in the list of free pages for instance. It
-// reports a page for which there is no memory as damaged, so memory is looked for first.
+// quick_check finds damage outside the records that writes would spread, for example in the list of free pages. If it
+// has no memory for a page, it reports damage, so check the memory first.
 syserr_t check_pages(sqlite3* database) {
   Statement statement;
   const syserr_t status = prepare(database, "PRAGMA quick_check(1)", &statement);

@@ -1,4 +1,4 @@
-// The digest over all records of a store, and the check of a whole store.
+// The digest of all records of a store, and the check of a store.
 #ifndef PLATFORM_EMBEDDED_DIGEST_H
 #define PLATFORM_EMBEDDED_DIGEST_H
 
@@ -14,7 +14,7 @@ namespace pss_embedded {
 // Detects missing and resurrected records, which row checksums cannot.
 struct Digest {
   uint64_t records = 0;
-  uint64_t checksum = 0;  // the sum of the rows' checksums modulo 2^64
+  uint64_t checksum = 0;  // sum of the row checksums modulo 2^64
 
   void add(const Row& row) {
     ++records;
@@ -23,14 +23,14 @@ struct Digest {
   bool operator==(const Digest&) const = default;
 };
 
-// Reads everything in a database and returns the digest of its records. SYSERR_PSS_NOT_A_STORE if it is not of the
+// Verifies a database and computes the digest of its records. Returns SYSERR_PSS_NOT_A_STORE if it does not have the
 // store format, SYSERR_PSS_DAMAGED if a record is damaged, missing, added or out of order.
 syserr_t check_store(sqlite3* database, Digest* digest);
 
-// Returns the digest that the store keeps. Reads no record.
+// Reads the digest that the store contains. Reads no record.
 syserr_t read_digest(sqlite3* database, Digest* digest);
 
-// Makes the digest that the store keeps that of its records, and returns it.
+// Computes the digest of the records and writes it to the store.
 syserr_t update_digest(sqlite3* database, Digest* digest);
 
 }  // namespace pss_embedded

@@ -6,7 +6,7 @@
 
 namespace pss_embedded {
 
-// For descriptors that are only read, or synced after the last write: closing them can lose nothing.
+// Only for descriptors that are read, or synced after the last write, because it ignores the status of close().
 class FileDescriptor {
  public:
   explicit FileDescriptor(int fd = -1) : fd_(fd) {}

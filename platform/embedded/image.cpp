@@ -13,15 +13,15 @@
 namespace pss_embedded {
 namespace {
 
-// The header of an SQLite file; its numbers have the most significant byte first.
+// The header of an SQLite file. Numbers are big-endian.
 constexpr char magic[16] = "SQLite format 3";
 enum HeaderOffset {
-  page_size_at = 16,      // 2 bytes; 1 stands for 65536
+  page_size_at = 16,      // 2 bytes; 1 means 65536
   write_version_at = 18,  // 1 byte: 1 with a rollback journal, 2 with a write-ahead log
   read_version_at = 19,   // 1 byte, the same
   change_counter_at = 24,
   page_count_at = 28,
-  version_valid_for_at = 92,  // the change counter when the page count was written
+  version_valid_for_at = 92,  // change counter at the time when the page count was written
   header_size = 100
 };
 
@@ -31,9 +31,9 @@ uint32 big_endian(const uint8* bytes, int size) {
   return number;
 }
 
-// Reads `size` bytes from the start of the file. A shorter file is `short_status`.
+// Reads `size` bytes from the start of the file. Returns `short_status` if the file is shorter.
 syserr_t read_fully(int fd, uint8* bytes, sqlite3_int64 size, syserr_t short_status) {
-  // Below the 2 GiB at which Linux cuts a single read.
+  // Linux truncates a single read at 2 GiB.
   constexpr sqlite3_int64 most = 1 << 30;
   for (sqlite3_int64 done = 0; done < size;) {
     const ssize_t count = pread(fd, bytes + done, static_cast<size_t>(std::min(size - done, most)), done);
@@ -55,7 +55,7 @@ syserr_t size_in_header(const uint8* header, sqlite3_int64* size) {
   const uint32 page_size = big_endian(header + page_size_at, 2);
   const uint32 pages = big_endian(header + page_count_at, 4);
   if (big_endian(header + change_counter_at, 4) != big_endian(header + version_valid_for_at, 4) || pages == 0) {
-    return SYSERR_PSS_DAMAGED;  // no SQLite since 2010 writes this
+    return SYSERR_PSS_DAMAGED;  // no SQLite release since 2010 writes this
   }
   *size = static_cast<sqlite3_int64>(page_size == 1 ? 65536 : page_size) * pages;
   if (*size < header_size) return SYSERR_PSS_NOT_A_STORE;
@@ -72,13 +72,13 @@ syserr_t read_image(int fd, Image* image) {
   image->bytes.reset(static_cast<uint8*>(sqlite3_malloc64(static_cast<sqlite3_uint64>(image->size))));
   if (image->bytes == nullptr) return SYSERR_PSS_NO_MEMORY;
   status = read_fully(fd, image->bytes.get(), image->size, SYSERR_PSS_DAMAGED);
-  // A store in memory has no write-ahead log; SQLite refuses to open one whose header says otherwise.
+  // SQLite refuses to open an image in memory if its header says that it has a write-ahead log.
   if (status == 0) image->bytes.get()[write_version_at] = image->bytes.get()[read_version_at] = 1;
   return status;
 }
 
 syserr_t write_bytes(int fd, const void* bytes, sqlite3_int64 size) {
-  // Beyond the limit the kernel would send SIGXFSZ, which ends a host that does not ignore it.
+  // Beyond the limit the kernel would send SIGXFSZ, which by default ends the host process.
   rlimit limit;
   if (getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY &&
       static_cast<sqlite3_int64>(limit.rlim_cur) < size) {

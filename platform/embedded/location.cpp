@@ -16,7 +16,7 @@ namespace {
 
 constexpr char scheme[] = "nonvolatile:";
 
-// "." and ".." name a directory, and ".." could lead out of the root.
+// Refuses "." and "..", because they name a directory, and ".." could leave the root.
 bool has_dot_part(const char* path) {
   for (const char* part = path + strspn(path, "/"); *part != '\0'; part += strspn(part, "/")) {
     const size_t length = strcspn(part, "/");
@@ -26,7 +26,7 @@ bool has_dot_part(const char* path) {
   return false;
 }
 
-// Leaves room for a number and a sidecar file's suffix behind the name.
+// Leaves room for a number and the suffix of a sidecar file after the name.
 constexpr size_t name_length_max = NAME_MAX - 15;
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Where the store that a URL names lies in the file system.
+// The location of a store in the file system.
 #ifndef PLATFORM_EMBEDDED_LOCATION_H
 #define PLATFORM_EMBEDDED_LOCATION_H
 
@@ -9,15 +9,15 @@
 
 namespace pss_embedded {
 
-// A name in a directory. The directory is open (O_PATH), so that every operation is about the same one, even if another
-// process renames a directory on the way to it. There may be nothing under the name, or anything.
+// A name in a directory. The directory is open (O_PATH), so that every operation uses the same directory, even if
+// another process renames a directory of its path. The name may be free, or name any file.
 struct Location {
   FileDescriptor directory;
   char name[NAME_MAX + 1] = "";
 };
 
-// Finds the location of `url`, which may be null. Returns 0, SYSERR_PSS_BAD_URL for a text that names no place below
-// the root where a store can be, or the status that says why its directory cannot be reached.
+// Opens the directory of `url`, which may be null. Returns 0, SYSERR_PSS_BAD_URL for an invalid store URL, or the
+// status of the failure to open the directory.
 syserr_t locate(const char* url, Location* location);
 
 }  // namespace pss_embedded

@@ -1,4 +1,4 @@
-// A new file of a store, from its creation under a name of its own until it has its place.
+// A new store file, from its creation under a temporary name until it is renamed to the path of the store.
 #ifndef PLATFORM_EMBEDDED_NEW_FILE_H
 #define PLATFORM_EMBEDDED_NEW_FILE_H
 
@@ -11,7 +11,7 @@
 
 namespace pss_embedded {
 
-// Whatever has the file's own name when the object ends is removed.
+// The destructor removes the file that has the temporary name, unless disown() was called.
 class NewFile {
  public:
   NewFile() = default;
@@ -19,16 +19,16 @@ class NewFile {
   NewFile& operator=(const NewFile&) = delete;
   ~NewFile();
 
-  // Creates an empty file of mode 0600 in `place`'s directory, named .pss-PID-NUMBER.
+  // Creates an empty file .pss-PID-NUMBER of mode 0600 in the directory of `place`.
   syserr_t create(const Location& place);
 
-  // Writes the bytes, gives the file the owner, group and permissions of `owner`, unless that is null, and syncs it.
+  // Writes the bytes and syncs the file. If `owner` is not null, sets its owner, group and permissions.
   syserr_t fill(const void* bytes, sqlite3_int64 size, const struct stat* owner);
 
   const char* name() const { return name_; }
   int descriptor() const { return file_.get(); }
 
-  // From here on nothing is removed: the name may have become another file's.
+  // The temporary name may belong to another file now, so the destructor must not remove it.
   void disown() { directory_ = -1; }
 
  private:

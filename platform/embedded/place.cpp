@@ -24,12 +24,12 @@ bool find(int directory, const char* name, struct stat* found) {
   return fstatat(directory, name, found, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
-// Each returns 0, or -1 with the reason in errno.
+// Each function returns 0, or -1 and sets errno.
 
 int rename_to_free_name(int directory, const char* from, const char* to) {
   if (renameat2(directory, from, directory, to, RENAME_NOREPLACE) == 0) return 0;
   if (errno != EINVAL) return -1;
-  // The file system cannot rename so, but may have links.
+  // The file system has no RENAME_NOREPLACE, but may have hard links.
   return linkat(directory, from, directory, to, 0) == 0 ? unlinkat(directory, from, 0) : -1;
 }
 
@@ -46,7 +46,7 @@ void move_sidecars(int directory, const char* from, const char* to, syserr_t* st
   }
 }
 
-// Whether the file is an intact store with the records of `content`.
+// Returns whether the file is an intact store with the records of `content`.
 bool holds(const Location& place, const Digest& content) {
   StoreFile file;
   Image image;
@@ -56,7 +56,7 @@ bool holds(const Location& place, const Digest& content) {
          check_store(database.get(), &found) == 0 && found == content;
 }
 
-// Gives `from` the first free name NAME.1, NAME.2, ... that no sidecar file has either.
+// Renames `from` to the first name NAME.1, NAME.2, ... that neither a file nor its sidecar files have.
 syserr_t rename_to_next_name(const Location& place, const char* from, char (&name)[name_size], uint32* number) {
   const int directory = place.directory.get();
   for (*number = 1;; ++*number) {
@@ -71,12 +71,12 @@ class Placement {
  public:
   Placement(const Location& place, NewFile& made) : place_(place), directory_(place.directory.get()), made_(made) {}
 
-  // Takes a name that nothing has. SYSERR_PSS_EXISTS where something has.
+  // Renames the new file to the path. Returns SYSERR_PSS_EXISTS if the path exists.
   syserr_t take() {
     return rename_to_free_name(directory_, made_.name(), place_.name) == 0 ? 0 : status_of_errno(errno);
   }
 
-  // Takes the place of `lost`. What another process put there meanwhile goes back: SYSERR_PSS_BUSY.
+  // Replaces the file `lost`. If another process has put another file there, restores that and returns SYSERR_PSS_BUSY.
   syserr_t replace(const struct stat& lost) {
     struct stat found;
     if (exchange(directory_, made_.name(), place_.name) == 0) {
@@ -88,10 +88,10 @@ class Placement {
     return renameat(directory_, made_.name(), directory_, place_.name) == 0 ? 0 : status_of_errno(errno);
   }
 
-  // Takes the place of whatever is there, which gets the next free name.
+  // Replaces the existing file, which is renamed to the next free name.
   syserr_t keep(uint32* kept) {
     if (has_sidecar(directory_, place_.name)) return keep_with_sidecars(kept);
-    // The new file takes that name first, then both change names, so that each always has one of the two.
+    // Rename the new file to that name first, then exchange both names, so that each file always has one of the two.
     char name[name_size];
     const syserr_t status = rename_to_next_name(place_, made_.name(), name, kept);
     if (status != 0 || exchange(directory_, name, place_.name) == 0) return status;
@@ -101,20 +101,22 @@ class Placement {
   }
 
  private:
-  // Where the file system cannot exchange names, the place is free for a moment.
+  // Does the same on a file system without RENAME_EXCHANGE, where the path is free for a moment.
   syserr_t keep_by_steps(const char* name) {
     if (rename_to_free_name(directory_, place_.name, name) != 0) return status_of_errno(errno);
     return take_after(name);
   }
 
-  // Takes the name of a file that has the name `kept` now; where that fails, the file gets its own back.
+  // Renames the new file to the path after the existing file was renamed to `kept`. If that fails, renames the existing
+  // file back.
   syserr_t take_after(const char* kept) {
     const syserr_t status = take();
-    if (status != 0) (void)rename_to_free_name(directory_, kept, place_.name);  // it may be another file's by now
+    if (status != 0)
+      (void)rename_to_free_name(directory_, kept, place_.name);  // ignored: the path may name another file now
     return status;
   }
 
-  // The sidecar files go first: beside a new file that takes the place they would be played into it.
+  // Rename the sidecar files first: SQLite would replay them into the new file.
   syserr_t keep_with_sidecars(uint32* kept) {
     char name[name_size];
     struct stat found;
@@ -129,7 +131,7 @@ class Placement {
     }
     if (status == 0) status = take_after(name);
     if (status == 0) return 0;
-    // Back to where they belong; the first failure is reported.
+    // Undo the renames. Return the first failure, not one of these.
     syserr_t ignored = 0;
     move_sidecars(directory_, name, place_.name, &ignored);
     return status;
@@ -144,11 +146,11 @@ class Placement {
     const bool is_own =
         fstat(made_.descriptor(), &own) == 0 && find(directory_, made_.name(), &found) && is_same_file(found, own);
     if (is_own) return SYSERR_PSS_BUSY;
-    // A third file had taken the place of the new one by then.
+    // Another process had replaced the new file.
     char name[name_size];
     uint32 number;
     made_.disown();
-    (void)rename_to_next_name(place_, made_.name(), name, &number);  // where it fails, the file keeps the name it has
+    (void)rename_to_next_name(place_, made_.name(), name, &number);  // ignored: the file keeps its name
     return SYSERR_PSS_BUSY;
   }
 
@@ -162,9 +164,9 @@ syserr_t put(const Location& place, const Content& content, Existing existing, N
   Placement placement(place, made);
   struct stat found;
   const bool has_sidecars = has_sidecar(place.directory.get(), place.name);
-  // A sidecar file may be the only way to recover the store that it belonged to, and is no new store's.
+  // A sidecar file may be needed to recover its old store, and must not apply to the new one.
   if (existing == Existing::refuse) return has_sidecars ? SYSERR_PSS_EXISTS : placement.take();
-  // Open, so that its number stays its own.
+  // Keep the file open, so that its inode number is not reused.
   const FileDescriptor existing_file(openat(place.directory.get(), place.name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
   if (existing_file.get() < 0 || fstat(existing_file.get(), &found) != 0) {
     if (errno != ENOENT) return status_of_errno(errno);
@@ -175,7 +177,7 @@ syserr_t put(const Location& place, const Content& content, Existing existing, N
   return is_to_be_lost ? placement.replace(found) : placement.keep(kept);
 }
 
-// Whether another process changed the place between two calls.
+// Returns whether another process changed the path between two calls.
 bool was_overtaken(syserr_t status) {
   return status == SYSERR_PSS_EXISTS || status == SYSERR_PSS_NO_STORE || status == SYSERR_PSS_BUSY;
 }
@@ -201,12 +203,12 @@ syserr_t write_and_replace(const Location& place, const Content& content, const 
   return status != 0 ? status : Placement(place, made).replace(file);
 }
 
-// Opened first, so that a directory that cannot be synced is found while nothing is done yet.
+// Call before any change, so that a directory that cannot be synced is found first.
 int open_directory(const Location& place) {
   return openat(place.directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
 }
 
-// After the store took its place. Whatever the reason of a failure is: it is in place, and may not be durable.
+// Syncs the directory after the rename. Every failure is SYSERR_PSS_IO: the store is in place, and may not be durable.
 syserr_t sync(const FileDescriptor& directory) { return fsync(directory.get()) == 0 ? 0 : SYSERR_PSS_IO; }
 
 }  // namespace

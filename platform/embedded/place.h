@@ -1,5 +1,5 @@
-// How a store's bytes get to their place: in a new file beside it, synced, which then takes the name. At any moment the
-// name is whole, no file has two names, and nothing that is to be kept is without a name of its own.
+// Writes a store: creates and syncs a new file in the same directory, and renames it to the path of the store. At every
+// moment the path names a complete store, no file has two names, and every kept file has a name.
 #ifndef PLATFORM_EMBEDDED_PLACE_H
 #define PLATFORM_EMBEDDED_PLACE_H
 
@@ -13,25 +13,24 @@
 namespace pss_embedded {
 
 struct Content {
-  const void* bytes;  // an image
+  const void* bytes;  // the image
   sqlite3_int64 size;
-  Digest digest;  // of its records
+  Digest digest;  // of the records
 };
 
 enum class Existing {
-  refuse,   // an existing file is an error
-  replace,  // a file is lost; a directory and sidecar files are kept
-  keep      // it is lost only where it is an intact store with the same records, else kept as NAME.1, NAME.2, ...
+  refuse,   // return SYSERR_PSS_EXISTS for an existing file
+  replace,  // remove an existing file; rename a directory and sidecar files to NAME.1, NAME.2, ...
+  keep      // remove an intact store with the same records; rename any other file to NAME.1, NAME.2, ...
 };
 
-// Puts a new store at `place`. With `inherits` it gets the owner, group and permissions of a regular file that it
-// replaces, else this user's and mode 0600. Reports in `*kept` the number in the name under which an existing file or
-// its sidecar files are kept, or 0. Returns 0; SYSERR_PSS_IO, after which the store may be in place, whole; or the
-// status that says why it is not.
+// Writes a new store to `place`. With `inherits`, the store gets the owner, group and permissions of the regular file
+// that it replaces, else those of this user and mode 0600. `*kept` is the N of the name NAME.N of a renamed file, or 0.
+// Returns 0, or the status of the failure. After SYSERR_PSS_IO the complete store may be in place.
 syserr_t put_store(const Location& place, const Content& content, Existing existing, bool inherits, uint32* kept);
 
-// Puts changed content in the place of `file`, which this process has locked, with its owner, group and permissions.
-// Returns 0, SYSERR_PSS_BUSY where another process gave the name to another file, and otherwise as put_store.
+// Replaces `file`, which this process has locked, and keeps its owner, group and permissions. Returns SYSERR_PSS_BUSY
+// if another process has put another file there, else a status of put_store.
 syserr_t update_store(const Location& place, const Content& content, const struct stat& file);
 
 }  // namespace pss_embedded

@@ -1,4 +1,4 @@
-// The store operations: each finds the open store behind its handle, checks its arguments and lends them to it.
+// The store operations. Each one looks up the store of its handle, checks its arguments and calls the store.
 
 #include "platform/pss.h"
 
@@ -17,7 +17,7 @@ namespace {
 using pss_embedded::Existing;
 using pss_embedded::Store;
 
-constexpr int wait_ms = 5000;  // for a store that is open elsewhere
+constexpr int wait_ms = 5000;  // for another process that has the store open
 
 struct DestroyStore {
   void operator()(Store* store) const {
@@ -27,8 +27,7 @@ struct DestroyStore {
 };
 using OwnedStore = std::unique_ptr<Store, DestroyStore>;
 
-// In memory of SQLite, so that a lack of it is met here as everywhere below: operator new would end the host, which is
-// compiled without exceptions.
+// Allocates with SQLite, which returns null if there is no memory. Without exceptions, operator new would end the host.
 OwnedStore new_store() {
   void* memory = sqlite3_malloc(sizeof(Store));
   return OwnedStore(memory != nullptr ? new (memory) Store : nullptr);
@@ -39,10 +38,10 @@ struct Handle {
   Store* store = nullptr;
 };
 
-// The open stores. A number is not given twice, so that a handle that was closed is never taken for a later one.
+// The open stores. Handle numbers are not reused, so that a closed handle never names a later store.
 Handle handles[PSS_EMBEDDED_HANDLES_MAX];
 pss_service_t last_number = 0;
-uint32 last_kept = 0;  // by pss_snapshot
+uint32 last_kept = 0;  // of the last pss_snapshot
 
 Handle* find(pss_service_t number) {
   for (Handle& handle : handles) {
@@ -58,7 +57,7 @@ pss_service_t next_number() {
   return last_number;
 }
 
-// Ends a handle: its store, or null where there is no such handle.
+// Ends a handle. Returns its store, or null if there is no such handle.
 OwnedStore take_store(pss_service_t table) {
   Handle* handle = table != 0 ? find(table) : nullptr;
   if (handle == nullptr) return nullptr;
@@ -67,14 +66,14 @@ OwnedStore take_store(pss_service_t table) {
   return store;
 }
 
-// The store behind a handle, or null with the status that says why it is of no use.
+// Returns the store of a handle, or null and the status that makes it unusable.
 Store* usable_store(pss_service_t table, syserr_t* status) {
   Handle* handle = table != 0 ? find(table) : nullptr;
   *status = handle != nullptr ? handle->store->failure() : SYSERR_PSS_BAD_HANDLE;
   return *status == 0 ? handle->store : nullptr;
 }
 
-// Gives the store that `open` opens a handle.
+// Creates a handle for the store that `open` opens.
 template <typename Open>
 pss_service_t open_handle(syserr_t* status, Open open) {
   Handle* handle = find(0);
@@ -93,11 +92,11 @@ bool is_value(const pss_datum_t* value) {
   return value != nullptr && value->siz <= PSS_EMBEDDED_VALUE_MAX && (value->ptr != nullptr || value->siz == 0);
 }
 
-// Null means end of store, so a failed move returns an empty key.
+// Returns the empty key of a failed move. Null would mean the end of the store.
 pss_datum_t* failed_move() {
   static char nothing;
   static pss_datum_t no_key;
-  no_key = {&nothing, 0};  // anew, because it is the caller's to write to
+  no_key = {&nothing, 0};  // every time, because the caller may have changed it
   return &no_key;
 }
 
@@ -121,7 +120,7 @@ pss_datum_t* pss_move2key(pss_service_t table, const pss_datum_t* key, syserr_t*
   Store* store = usable_store(table, status);
   if (store != nullptr && !is_key(key)) *status = SYSERR_PSS_BAD_ARGUMENT;
   if (*status != 0) return failed_move();
-  // Compared by a copy: the key may be one that this handle returned, and which ends with the move.
+  // Compare with a copy: `key` may point into the current row, which the move invalidates.
   uint8 wanted[PSS_EMBEDDED_KEY_MAX];
   const uint32 size = key->siz;
   memcpy(wanted, key->ptr, size);
@@ -207,11 +206,11 @@ syserr_t pss_embedded_create(const char* url) {
   const pss_service_t table = pss_embedded_open_descriptor(-1, &status);
   if (table == 0) return status;
   status = pss_snapshot(table, PSS_EMBEDDED_NEW_ONLY, url);
-  (void)pss_embedded_discard(table);  // the handle was given out just now
+  (void)pss_embedded_discard(table);  // cannot fail: the handle is new
   return status;
 }
 
 syserr_t pss_embedded_discard(pss_service_t table) {
-  // Not closed, its file stays as it is.
+  // A store that is destroyed without close() does not change its file.
   return take_store(table) != nullptr ? 0 : SYSERR_PSS_BAD_HANDLE;
 }

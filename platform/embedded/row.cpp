@@ -22,7 +22,7 @@ syserr_t read_row(sqlite3_stmt* statement, Row* row) {
   row->value = sqlite3_column_blob(statement, 1);
   row->value_size = static_cast<uint32>(sqlite3_column_bytes(statement, 1));
   row->checksum = static_cast<uint64_t>(sqlite3_column_int64(statement, 2));
-  // A null blob is an empty one, or a lack of memory.
+  // A null blob is empty, or there was no memory for it.
   if ((row->key == nullptr || row->value == nullptr) && sqlite3_errcode(sqlite3_db_handle(statement)) == SQLITE_NOMEM) {
     return SYSERR_PSS_NO_MEMORY;
   }

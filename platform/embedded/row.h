@@ -9,7 +9,7 @@
 
 namespace pss_embedded {
 
-// One record; the bytes are the statement's and last until it is stepped or reset.
+// One record. The bytes belong to the statement and are valid until it is stepped or reset.
 struct Row {
   const void* key;
   uint32 key_size;
@@ -18,11 +18,11 @@ struct Row {
   uint64_t checksum;
 };
 
-// Detects a changed record: XXH3_64bits_withSeed(value, XXH3_64bits(key)).
+// Returns XXH3_64bits_withSeed(value, XXH3_64bits(key)), which detects a changed record.
 uint64_t row_checksum(const void* key, uint32 key_size, const void* value, uint32 value_size);
 
-// Reads the row that `statement`, over the columns key, value and checksum, stands on. SYSERR_PSS_DAMAGED when it is
-// not what was stored.
+// Reads the current row of `statement`, which selects key, value and checksum. Returns SYSERR_PSS_DAMAGED if the
+// checksum does not match.
 syserr_t read_row(sqlite3_stmt* statement, Row* row);
 
 }  // namespace pss_embedded

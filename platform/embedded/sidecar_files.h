@@ -1,5 +1,5 @@
-// The files that SQLite keeps beside a database. This platform makes none and never opens one; one that is not empty
-// belongs to another program, and may be needed to undo a change that it did not finish.
+// Sidecar files, which SQLite creates next to a database. This platform neither creates nor opens them. A sidecar file
+// that is not empty belongs to another program, and may be needed to roll back an unfinished change.
 #ifndef PLATFORM_EMBEDDED_SIDECAR_FILES_H
 #define PLATFORM_EMBEDDED_SIDECAR_FILES_H
 
@@ -18,11 +18,11 @@ struct SidecarName {
 
 bool has_sidecar_name(const char* name);
 
-// Whether there is any sidecar file of `name` in `directory`.
+// Returns whether `directory` contains a sidecar file of `name`.
 bool has_sidecar(int directory, const char* name);
 
-// Reports in `*does` whether a journal or a write-ahead log of `name` holds something, or is no regular file. Returns 0
-// or the status that says why nothing is known.
+// Sets `*does` if a journal or write-ahead log of `name` is not empty, or is not a regular file. Returns 0, or the
+// status of the failure.
 syserr_t has_unfinished_change(int directory, const char* name, bool* does);
 
 }  // namespace pss_embedded

@@ -10,10 +10,10 @@
 
 namespace {
 
-// A version text is a few characters. A longer file has none: cut, it could name another release.
+// Version texts are short. Return no text for a longer file: truncated, it could name another release.
 char text[512];
 
-// Reads at most `size` bytes. Returns how many, or -1.
+// Reads at most `size` bytes. Returns the number of bytes, or -1.
 ssize_t read_fully(int fd, char* buffer, size_t size) {
   size_t length = 0;
   while (length < size) {
@@ -30,15 +30,15 @@ ssize_t read_fully(int fd, char* buffer, size_t size) {
 
 const char* srg_sw_ver_file_get(const char* path) {
   if (path == nullptr) return nullptr;
-  // Without O_NONBLOCK a FIFO in the file's place would hold the caller for ever.
+  // Without O_NONBLOCK the open of a FIFO would block forever.
   const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (fd < 0) return nullptr;
   struct stat status;
   const bool is_file = fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
   const ssize_t length = is_file ? read_fully(fd, text, sizeof text) : -1;
-  close(fd);  // nothing was written: there is nothing to lose
+  close(fd);  // ignore the status: nothing was written
   if (length < 0 || length == static_cast<ssize_t>(sizeof text)) return nullptr;
-  if (memchr(text, '\0', static_cast<size_t>(length)) != nullptr) return nullptr;  // it would cut the text too
+  if (memchr(text, '\0', static_cast<size_t>(length)) != nullptr) return nullptr;  // it would truncate the text
   text[length] = '\0';
   return text;
 }

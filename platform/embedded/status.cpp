@@ -15,13 +15,13 @@ syserr_t status_of_sqlite(int result) {
     case SQLITE_ROW:
     case SQLITE_DONE:
       return 0;
-    case SQLITE_FULL:  // there is no disk below, only the limit in memory
+    case SQLITE_FULL:  // the size limit: a database in memory uses no disk
       return SYSERR_PSS_TOO_LARGE;
     case SQLITE_NOMEM:
       return SYSERR_PSS_NO_MEMORY;
     case SQLITE_CORRUPT:
-    case SQLITE_ERROR:   // the statements are correct, so it is the file that they meet,
-    case SQLITE_TOOBIG:  // and nothing too big was ever stored
+    case SQLITE_ERROR:   // our SQL is valid and stored values are small,
+    case SQLITE_TOOBIG:  // so both mean a damaged file
       return SYSERR_PSS_DAMAGED;
     case SQLITE_NOTADB:
       return SYSERR_PSS_NOT_A_STORE;
@@ -38,7 +38,7 @@ syserr_t status_of_errno(int error) {
     case EACCES:
     case EPERM:
     case EROFS:
-    case EBUSY:  // a mount point, which has no other name
+    case EBUSY:  // a mount point, which cannot be renamed
       return SYSERR_PSS_READ_ONLY;
     case ENOSPC:
     case EDQUOT:

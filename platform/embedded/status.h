@@ -1,4 +1,4 @@
-// Platform statuses of what the layers below report.
+// Conversion of SQLite result codes and errno values to platform statuses.
 #ifndef PLATFORM_EMBEDDED_STATUS_H
 #define PLATFORM_EMBEDDED_STATUS_H
 
@@ -6,10 +6,10 @@
 
 namespace pss_embedded {
 
-// Of an SQLite result code, extended or not. SQLITE_OK, SQLITE_ROW and SQLITE_DONE are 0.
+// Converts an SQLite result code, extended or not. SQLITE_OK, SQLITE_ROW and SQLITE_DONE are 0.
 syserr_t status_of_sqlite(int result);
 
-// Of an errno value other than 0.
+// Converts an errno value other than 0.
 syserr_t status_of_errno(int error);
 
 }  // namespace pss_embedded

@@ -9,7 +9,8 @@
 namespace pss_embedded {
 namespace {
 
-// `lifetime` is SQLITE_STATIC where the datum stays as it is until the statement was stepped, else SQLITE_TRANSIENT.
+// Binds a datum. `lifetime` is SQLITE_STATIC if the datum does not change until the statement is stepped, else
+// SQLITE_TRANSIENT.
 int bind(sqlite3_stmt* statement, int parameter, const pss_datum_t& datum, sqlite3_destructor_type lifetime) {
   if (datum.siz == 0) return sqlite3_bind_zeroblob(statement, parameter, 0);
   return sqlite3_bind_blob64(statement, parameter, datum.ptr, datum.siz, lifetime);
@@ -86,7 +87,7 @@ syserr_t Store::prepare_statements() {
   return 0;
 }
 
-// Commits to memory, because the image has no page that is not committed.
+// Commits to memory, because image_of() returns committed pages only.
 syserr_t Store::commit() {
   if (is_committed_) return 0;
   save_key();
@@ -96,13 +97,13 @@ syserr_t Store::commit() {
   return note_failure(status);
 }
 
-// Gives back the room of records that are gone, once it is more than half of the store: every later open would read it.
+// Removes the free pages if they are more than half of the store, because every later open reads them.
 syserr_t Store::compact() {
   int pages = 0, free_pages = 0;
   syserr_t status = query_integer(database_.get(), "PRAGMA page_count", &pages);
   if (status == 0) status = query_integer(database_.get(), "PRAGMA freelist_count", &free_pages);
   if (status != 0 || free_pages <= pages / 2) return status;
-  statements_ = {};  // VACUUM refuses to run beside them
+  statements_ = {};  // VACUUM fails while statements exist
   return run(database_.get(), "COMMIT; VACUUM");
 }
 
@@ -125,7 +126,7 @@ syserr_t Store::snapshot(const char* url, Existing existing, bool inherits, uint
   Location target;
   Content content;
   syserr_t status = locate(url, &target);
-  // A snapshot over its own store would take the place of the file that the close is to replace.
+  // Refuse a snapshot to the store's own path: pss_close replaces the file there.
   if (status == 0 && !is_copy_ && is_same_place(target, location_)) return SYSERR_PSS_BAD_ARGUMENT;
   if (status == 0) status = commit();
   if (status == 0) status = get_content(&content);
@@ -145,7 +146,8 @@ syserr_t Store::write_image(int fd) {
   return status != 0 ? status : write_bytes(fd, content.bytes, content.size);
 }
 
-// Every status of SQLite passes here. After a failure it may have ended the transaction, and keep a part of it.
+// Every SQLite status passes through here. After a failure SQLite may have ended the transaction with a part of its
+// changes.
 syserr_t Store::note_failure(syserr_t status) {
   if (status != 0) failure_ = status;
   return status;
@@ -196,8 +198,8 @@ const pss_datum_t* Store::value() {
   return &value_;
 }
 
-// Starts `statement`, at `key` where it takes one, and places the cursor on its first row. `key` is not of the row that
-// is left here.
+// Starts `statement`, at `key` if it has a parameter, and moves the cursor to its first row. `key` must not belong to
+// the current row.
 syserr_t Store::seek(sqlite3_stmt* statement, const pss_datum_t* key) {
   leave();
   const int bound = key != nullptr ? bind(statement, 1, *key, SQLITE_TRANSIENT) : SQLITE_OK;
@@ -206,7 +208,7 @@ syserr_t Store::seek(sqlite3_stmt* statement, const pss_datum_t* key) {
   return step();
 }
 
-// Places the cursor on the next row of the running statement, or off the store at its end.
+// Moves the cursor to the next row of the running statement, or off the store at its end.
 syserr_t Store::step() {
   const int result = sqlite3_step(running_);
   if (result == SQLITE_DONE) {
@@ -222,7 +224,7 @@ syserr_t Store::step() {
   return 0;
 }
 
-// Moves the cursor to the next row in the direction of `statement`, which starts behind a key.
+// Moves the cursor to the next row in the direction of `statement`, which starts after a key.
 syserr_t Store::advance(const Statement& statement, const Statement& same_direction) {
   if (cursor_ == Cursor::off) return SYSERR_PSS_NOKEY;
   if (cursor_ == Cursor::on_row && (running_ == statement.get() || running_ == same_direction.get())) return step();
@@ -240,7 +242,7 @@ syserr_t Store::read_saved_key() {
 }
 
 void Store::leave() {
-  // A reset reports again what the step before it reported.
+  // Ignore the result: a reset repeats the result of the last step.
   if (running_ != nullptr) (void)sqlite3_reset(running_);
   running_ = nullptr;
   (void)sqlite3_reset(statements_.exact.get());
@@ -259,7 +261,8 @@ void Store::save_key() {
 
 // ---- Changes ----
 
-// Arguments may alias the current row, which the write invalidates; they are copied unless the cursor is off.
+// Arguments may point into the current row, which the write invalidates, so copy them unless the cursor is off the
+// store.
 sqlite3_destructor_type Store::lifetime_of_arguments() const {
   return cursor_ == Cursor::off ? SQLITE_STATIC : SQLITE_TRANSIENT;
 }
@@ -284,10 +287,10 @@ syserr_t Store::remove(const pss_datum_t& key) {
   return write(statements_.remove.get(), SYSERR_PSS_NOKEY);
 }
 
-// Runs a bound statement that changes one row or none.
+// Runs a bound statement that changes at most one row.
 syserr_t Store::write(sqlite3_stmt* statement, syserr_t status_if_unchanged) {
   save_key();
-  (void)sqlite3_step(statement);  // its result is the reset's
+  (void)sqlite3_step(statement);  // the reset returns its result
   const syserr_t status = note_failure(status_of_sqlite(sqlite3_reset(statement)));
   if (status != 0) return status;
   if (sqlite3_changes(database_.get()) == 0) return status_if_unchanged;

@@ -1,4 +1,4 @@
-// One open store: its records in memory, its cursor, and the file that it came from.
+// An open store: its records in memory, its cursor, and its file.
 #ifndef PLATFORM_EMBEDDED_STORE_H
 #define PLATFORM_EMBEDDED_STORE_H
 
@@ -13,55 +13,56 @@
 
 namespace pss_embedded {
 
-// Operations return 0, SYSERR_PSS_NOKEY when there is no such record, or a failure.
+// Operations return 0, SYSERR_PSS_NOKEY if there is no such record, or the status of a failure.
 class Store {
  public:
   Store() = default;
   Store(const Store&) = delete;
   Store& operator=(const Store&) = delete;
 
-  // Each reads a store into memory. Another program's lock is waited for up to `wait_ms` milliseconds.
+  // Each of these reads a store into memory. They wait up to `wait_ms` milliseconds for another process.
 
-  // The store at `url`, to be changed; where that is impossible, to be read. Every record is checked.
+  // Opens the store at `url` for changes, or for reading if it cannot be changed. Verifies every record.
   syserr_t open(const char* url, int wait_ms);
 
-  // A copy of it, which may be changed and is never written. Other processes are kept out only while it is read. Every
-  // record is checked.
+  // Opens a working copy of the store, which may be changed and is never written. Locks the store only while it reads.
+  // Verifies every record.
   syserr_t open_copy(const char* url, int wait_ms);
 
-  // A copy of the image that write_image wrote to the start of the file `fd`, which is trusted; -1 stands for an empty
-  // store.
+  // Opens a working copy of the image that write_image wrote to the start of the file `fd`. Does not verify the image.
+  // -1 is an empty store.
   syserr_t open_descriptor(int fd);
 
-  // Puts what was changed in the store's place, durably, or keeps nothing. Ends the use of the object.
+  // Replaces the store durably with the changed one, or rolls back. The object is unusable afterwards.
   syserr_t close();
 
-  // The failure after which the store in memory is of no use, or 0. The object is then only good for close().
+  // Returns the failure that made the store in memory unusable, or 0. After a failure only close() may be called.
   syserr_t failure() const { return failure_; }
 
-  // Places the cursor on `key`, which is not the cursor's own, or on the first key behind it.
+  // Moves the cursor to `key`, or to the next key in order. `key` must not belong to the current row.
   syserr_t move_to_key(const pss_datum_t& key);
   syserr_t move_to_location(pss_location_t location);
   syserr_t read_value();
 
-  // The record under the cursor, after a move or a read that returned 0 and until the next operation.
+  // Return the record under the cursor, after a move or read that returned 0. Valid until the next operation.
   pss_datum_t* key();
   const pss_datum_t* value();
 
   syserr_t store(uint32 mode, const pss_datum_t& key, const pss_datum_t& value);
   syserr_t remove(const pss_datum_t& key);
 
-  // Puts a store with the records of this one at `url`, as put_store.
+  // Writes a store with the records of this one to `url`; see put_store.
   syserr_t snapshot(const char* url, Existing existing, bool inherits, uint32* kept);
 
-  // Of all records, changes included.
+  // Computes the digest of all records, changes included.
   syserr_t get_digest(Digest* digest);
 
   // Writes the store's image to the file `fd`.
   syserr_t write_image(int fd);
 
  private:
-  // A SELECT's results are undefined once its table is written, so a write saves the key and the next move seeks again.
+  // The results of a SELECT are undefined after a write to its table, so a write saves the key and the next move seeks
+  // again.
   enum class Cursor { off, on_row, on_saved_key };
 
   bool can_change() const { return is_copy_ || file_.can_change(); }
@@ -90,15 +91,15 @@ class Store {
   syserr_t failure_ = 0;
   bool is_copy_ = false;
   bool has_changes_ = false;  // since the image was read
-  bool is_committed_ = true;  // whether the image has them
+  bool is_committed_ = true;  // whether the image contains them
   Digest digest_;             // of the records in the image
-  Location location_;         // of a store that is no copy
-  StoreFile file_;            // the same
+  Location location_;         // unless this is a working copy
+  StoreFile file_;            // unless this is a working copy
 
   Database database_;
   Statements statements_;
   Cursor cursor_ = Cursor::off;
-  sqlite3_stmt* running_ = nullptr;  // the statement whose row the cursor is on
+  sqlite3_stmt* running_ = nullptr;  // the statement of the current row
   Row row_ = {};
   uint8 saved_key_[PSS_EMBEDDED_KEY_MAX];
   uint32 saved_key_size_ = 0;

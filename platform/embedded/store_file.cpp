@@ -14,7 +14,7 @@
 namespace pss_embedded {
 namespace {
 
-// The bytes that SQLite's lock protocol is about. They lie behind what a store can hold or are no data of it.
+// The bytes of SQLite's lock protocol. A store never has data there.
 constexpr off_t pending_byte = 0x40000000, reserved_byte = pending_byte + 1, shared_first = pending_byte + 2,
                 shared_size = 510;
 
@@ -27,38 +27,39 @@ struct flock lock_of(short type, off_t start, off_t size) {
   return lock;
 }
 
-// Locks of the open file description: the host may close another descriptor of the file without losing them.
+// Locks the open file description: the host can close another descriptor of the file without releasing the lock.
 int lock_bytes(int fd, short type, off_t start, off_t size) {
   const struct flock lock = lock_of(type, start, size);
   return fcntl(fd, F_OFD_SETLK, &lock);
 }
 
-// Whether another process holds a lock on one of the bytes.
+// Returns whether another process has locked one of the bytes.
 bool is_locked(int fd, off_t start, off_t size) {
   struct flock lock = lock_of(F_WRLCK, start, size);
   return fcntl(fd, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }
 
-// Whether a new file in the directory can get the owner and group of this one; where it has others, tried out.
+// Returns whether a new file in the directory can get the owner and group of `file`. If they differ from this user's,
+// tries it.
 bool can_give(const Location& location, const struct stat& file) {
   if (file.st_uid == geteuid() && file.st_gid == getegid()) return true;
   NewFile trial;
   return trial.create(location) == 0 && fchown(trial.descriptor(), file.st_uid, file.st_gid) == 0;
 }
 
-// A file that is mounted by itself cannot be replaced.
+// Returns whether the file is a mount point, which cannot be replaced.
 bool is_mount_point(const Location& location) {
   struct statx found;
   return statx(location.directory.get(), location.name, AT_SYMLINK_NOFOLLOW, 0, &found) == 0 &&
          (found.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
 }
 
-// Whether a new file can take the name of this one.
+// Returns whether a new file can replace this one.
 bool can_replace(const Location& location) {
   return faccessat(location.directory.get(), ".", W_OK | X_OK, AT_EACCESS) == 0 && !is_mount_point(location);
 }
 
-// O_NONBLOCK: a FIFO that takes the name in between would hold the caller, and so would another process's lease.
+// Uses O_NONBLOCK, because a FIFO at this path or a lease of another process would block the caller.
 int open_file(const Location& location, int mode) {
   return openat(location.directory.get(), location.name, mode | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
 }
@@ -92,14 +93,14 @@ syserr_t StoreFile::try_to_open(const Location& location, Access access) {
     fd = open_file(location, O_RDONLY);
   }
   if (fd < 0) {
-    if (errno == EWOULDBLOCK) return SYSERR_PSS_BUSY;  // a lease
+    if (errno == EWOULDBLOCK) return SYSERR_PSS_BUSY;  // another process has a lease
     return errno == ELOOP ? SYSERR_PSS_NOT_A_STORE : status_of_errno(errno);
   }
   file_.reset(fd);
   const syserr_t status = lock();
   if (status != 0) return status;
 
-  // The lock protects the file, not its name: before it was granted, another process may have put a new file there.
+  // The lock protects the file, not its path: another process may have replaced the file before the lock was granted.
   struct stat opened, named;
   if (fstat(file_.get(), &opened) != 0) return status_of_errno(errno);
   if (fstatat(location.directory.get(), location.name, &named, AT_SYMLINK_NOFOLLOW) != 0) return status_of_errno(errno);
@@ -107,8 +108,8 @@ syserr_t StoreFile::try_to_open(const Location& location, Access access) {
   status_ = opened;
   const syserr_t checked = check_journal(location);
   if (checked != 0 || !can_change_ || can_give(location, status_)) return checked;
-  // Found here and not at the close, whose status the library ignores after a downgrade; and only once the store is
-  // locked, so that no wait tries it again and again.
+  // Check this now, because the library ignores the status of pss_close after a downgrade. Check it under the lock, so
+  // that a wait does not repeat it.
   can_change_ = false;
   return lock();
 }
@@ -122,19 +123,19 @@ syserr_t StoreFile::lock() {
   return errno == EAGAIN || errno == EACCES ? SYSERR_PSS_BUSY : status_of_errno(errno);
 }
 
-// A journal without a living writer says that the file holds a part of a change.
+// A journal without a running writer means that the file contains a part of a change.
 syserr_t StoreFile::check_journal(const Location& location) const {
   bool is_unfinished;
   const syserr_t status = has_unfinished_change(location.directory.get(), location.name, &is_unfinished);
   if (status != 0 || !is_unfinished) return status;
-  // A writer that holds its lock has not written to the file itself, as long as readers may.
+  // A writer with the reserved lock has not written to the file yet, because readers are still allowed.
   if (is_locked(file_.get(), reserved_byte, 1)) return 0;
-  // A process that has the file open with a write-ahead log shares this lock.
+  // A process that has the file open with a write-ahead log holds this shared lock.
   return is_locked(file_.get(), shared_first, shared_size) ? SYSERR_PSS_BUSY : SYSERR_PSS_UNTRUSTED;
 }
 
 void StoreFile::unlock() {
-  // Explicitly: a process that the host forked meanwhile has the same open file description.
+  // Unlock explicitly: a child process that the host forked shares the open file description.
   if (file_.get() >= 0) (void)lock_bytes(file_.get(), F_UNLCK, 0, 0);
   file_.reset(-1);
 }

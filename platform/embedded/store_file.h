@@ -20,17 +20,17 @@ class StoreFile {
   StoreFile& operator=(const StoreFile&) = delete;
   ~StoreFile() { unlock(); }
 
-  // Opens and locks the regular file at `location`: exclusively to change it, where it can be replaced by a file with
-  // the same owner, group and permissions, else shared. Waits at most `wait_ms` milliseconds, whatever for, then
-  // returns SYSERR_PSS_BUSY.
+  // Opens and locks the regular file at `location`. The lock is exclusive if `access` allows changes and a new file
+  // with the same owner, group and permissions can replace this one; else it is shared. Waits up to `wait_ms`
+  // milliseconds in all, then returns SYSERR_PSS_BUSY.
   syserr_t open(const Location& location, Access access, int wait_ms);
 
-  // Whether the lock is exclusive. It lasts until unlock().
+  // Returns whether the lock is exclusive. The lock lasts until unlock().
   bool can_change() const { return can_change_; }
 
   syserr_t read(Image* image) const { return read_image(file_.get(), image); }
 
-  // The file's owner, group, permissions and identity.
+  // Returns the owner, group, permissions and identity of the file.
   const struct stat& status() const { return status_; }
 
   void unlock();

@@ -13,7 +13,7 @@ namespace {
 constexpr int store_application_id = 0x50535331;
 constexpr int store_format_version = 1;
 
-// SQLite keeps the text of a schema as it was given: a store has exactly these two entries.
+// SQLite stores the text of a schema unchanged. A store has exactly these two entries.
 constexpr const char* schema[] = {
     "CREATE TABLE record(key BLOB PRIMARY KEY NOT NULL, value BLOB NOT NULL, checksum INTEGER NOT NULL) "
     "STRICT, WITHOUT ROWID",

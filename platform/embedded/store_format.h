@@ -1,9 +1,8 @@
-// The file format of a store.
+// The store format.
 //
 // A store is an SQLite file with the application id 0x50535331 ("PSS1"), the user version 1, these two tables and
 // nothing else:
-//
-//     record   a row a record: key, value, and a checksum over both
+//     record   one row per record: key, value, and a checksum over both
 //     digest   one row: the number of records, and the sum of their checksums modulo 2^64
 #ifndef PLATFORM_EMBEDDED_STORE_FORMAT_H
 #define PLATFORM_EMBEDDED_STORE_FORMAT_H
@@ -14,10 +13,10 @@
 
 namespace pss_embedded {
 
-// Returns 0, or SYSERR_PSS_NOT_A_STORE if the database is not of this format. Reads no record.
+// Returns 0, or SYSERR_PSS_NOT_A_STORE if the database does not have the store format. Reads no record.
 syserr_t check_format(sqlite3* database);
 
-// Gives an empty database this format, without records.
+// Creates the store format in an empty database, without records.
 syserr_t create_format(sqlite3* database);
 
 }  // namespace pss_embedded
