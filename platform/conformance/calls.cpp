@@ -42,15 +42,15 @@ void begin(const std::string& call) {
   alarm(seconds_max);
 }
 
-// 2 and 3 would be taken for results of the bulk readers.
+// Callers would confuse 2 and 3 with results of the bulk readers.
 syserr_t end(const std::string& call, syserr_t status) {
   alarm(0);
   if (status == 2 || status == 3) fail(call, "another status than 2 and 3", number(status));
   return status;
 }
 
-// A copy of an argument, overwritten after the call. Null stands for no bytes. The memory is kept, so that a platform
-// which uses it later reads other bytes, and does not end the process.
+// A copy of an argument, overwritten after the call. Null is an empty argument. The memory is not freed, so that a
+// platform that uses it after the call reads wrong bytes and does not crash.
 class Argument {
  public:
   explicit Argument(const Bytes& bytes) {
@@ -101,12 +101,12 @@ bool load(const char* library) {
   return is_complete;
 }
 
-void fail(const std::string& what, const std::string& expected, const std::string& came) {
-  failures += "#   " + what + ": expected " + expected + "; came " + came + "\n";
+void fail(const std::string& what, const std::string& expected, const std::string& got) {
+  failures += "#   " + what + ": expected " + expected + "; got " + got + "\n";
 }
 
-void expect(bool holds, const std::string& what, const std::string& expected, const std::string& came) {
-  if (!holds) fail(what, expected, came);
+void expect(bool holds, const std::string& what, const std::string& expected, const std::string& got) {
+  if (!holds) fail(what, expected, got);
 }
 
 std::string hex(const Bytes& bytes) {

@@ -1,5 +1,5 @@
-// The operations of the platform library, as the points call them. Every call fills its status beforehand, gives its
-// arguments in memory that is overwritten afterwards, and is checked for what holds for each operation.
+// The operations of the platform library, as the points call them. Before each call the status is filled; after it the
+// memory of the arguments is overwritten. Each call verifies the rules that apply to every operation.
 #pragma once
 
 #include <map>
@@ -12,14 +12,14 @@ namespace conformance {
 using Bytes = std::string;
 using Records = std::map<Bytes, Bytes>;
 
-// Loads the library into this process, which is "-" if the platform is linked into the program itself, and takes all
-// operations from it: one that is missing would come from elsewhere in a real process. Returns false after a message.
+// Loads the library into this process and looks up all operations. "-" is the program itself, with the platform linked
+// in. If an operation is missing, prints a message and returns false.
 bool load(const char* library);
 
-// How long an operation may take before the process is ended by SIGALRM.
+// Time limit of an operation; SIGALRM then ends the process.
 inline constexpr unsigned seconds_max = 60;
 
-// The call that runs, in memory that the parent process reads.
+// The running call, in memory that the parent process reads.
 inline constexpr size_t call_size = 256;
 struct RunningCall {
   char text[call_size];
@@ -27,18 +27,18 @@ struct RunningCall {
 };
 extern RunningCall* running_call;
 
-extern syserr_t status_before;  // in every status before a call
+extern syserr_t status_before;  // value of the status before each call
 
-// The failures of this process, as lines of text.
+// The failures of this process, one line each.
 extern std::string failures;
-void fail(const std::string& what, const std::string& expected, const std::string& came);
-void expect(bool holds, const std::string& what, const std::string& expected, const std::string& came = "not so");
+void fail(const std::string& what, const std::string& expected, const std::string& got);
+void expect(bool holds, const std::string& what, const std::string& expected, const std::string& got = "not so");
 
 std::string hex(const Bytes& bytes);
 std::string text_of(const Records& records);
 void expect_records(const std::string& what, const Records& found, const Records& expected);
 
-// What an operation returned: the bytes of a datum, or null.
+// The result of an operation that returns a datum: its bytes, or null.
 struct Answer {
   std::string call;
   bool is_null;
@@ -49,10 +49,10 @@ struct Answer {
   bool has(const Bytes& expected) const { return !is_null && bytes == expected; }
   void expect(const Bytes& expected, syserr_t expected_status = 0) const;
   void expect_none() const;     // null, SYSERR_PSS_NOKEY
-  void expect_failure() const;  // a datum, and a status of a failure
+  void expect_failure() const;  // a datum, and the status of a failure
 };
 
-// What pss_close, pss_store, pss_delete or pss_snapshot returned.
+// The result of pss_close, pss_store, pss_delete or pss_snapshot.
 struct Result {
   std::string call;
   syserr_t status;
@@ -78,11 +78,11 @@ class Table {
   Result snapshot(const std::string& url) const;
   Result close() const;
 
-  // A datum that the platform returned goes back to it as it is.
+  // Passes a datum that the platform returned back to the platform.
   enum class Return { key_to_move_and_delete, value_as_key_and_value, value_to_key };
   void give_back(Return how, const Bytes& key) const;
 
-  // All records by a walk, which is checked for order and repetition.
+  // Walks the store and returns all records. Verifies that keys ascend.
   Records records() const;
 
  private:

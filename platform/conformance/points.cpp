@@ -19,7 +19,7 @@ namespace {
 
 const Records three = {{"a", "1"}, {"ab", "2"}, {"b", Bytes("\0x\0", 3)}};
 
-// Makes a store of these records. Returns its URL. Throws std::runtime_error if there is no empty store to begin with.
+// Creates a store with these records and returns its URL. Throws std::runtime_error if CREATE fails.
 std::string make(const Settings& settings, const Records& records) {
   static int made = 0;
   const std::string url = settings.url + "-" + std::to_string(++made);
@@ -34,7 +34,7 @@ std::string make(const Settings& settings, const Records& records) {
   return url;
 }
 
-// Opens a store that is there. Throws std::runtime_error if it does not open.
+// Opens an existing store. Throws std::runtime_error if that fails.
 Table opened(const std::string& url) {
   const Table table(url);
   if (!table.is_open()) throw std::runtime_error(url + " does not open: " + text_of_status(table.status()));
@@ -90,13 +90,13 @@ void statuses(const Settings& settings) {
 void opening(const Settings& settings) {
   for (int round = 0; round < 2; ++round) {
     const Table table(settings.url + "-none");
-    expect(!table.is_open() && table.status() != status_before, "pss_open of a store that is not there",
+    expect(!table.is_open() && table.status() != status_before, "pss_open of a missing store",
            "a status, and no store");
     if (table.is_open()) table.close();
   }
   const std::string url = make(settings, three);
   expect(!Table("elsewhere:" + url.substr(url.find(':') + 1)).is_open(), "pss_open with another scheme", "no store");
-  // A platform that cuts a URL would open one of these instead of a store that is not there.
+  // A platform that truncates a URL would open one of these stores.
   const std::string longest = url + "-" + std::string(256, 'u');
   for (size_t size = url.size() + 2; size <= 255; ++size) {
     (void)create(longest.substr(0, size));  // the file system may have a lower limit
@@ -110,25 +110,26 @@ void keys_and_values(const Settings& settings) {
   for (int byte = 0; byte < 256; ++byte) every += static_cast<char>(byte);
   odd[every.substr(230)] = every.substr(0, 137);
   odd["\xff"] = every.substr(119);
-  for (const char* last : {"\1", "\2"}) odd[Bytes("\1\0\0\0\1", 5) + last] = "keys that differ behind a zero byte";
+  for (const char* last : {"\1", "\2"}) odd[Bytes("\1\0\0\0\1", 5) + last] = "keys that differ after a zero byte";
   expect_records("keys and values of every byte", records_in(make(settings, odd)), odd);
   const Table table = opened(make(settings, three));
   for (const size_t size : {27, 64, 65, 128, 255, 256, 257, 1000, 1024, 1025, 4096, 4097, 65536}) {
     const Bytes sized(size, 's');
     const bool is_stored = table.put(sized, "x").is_done();
     expect(table.at(sized).has(sized) == is_stored, "a key of " + std::to_string(size) + " bytes",
-           "stored whole or refused");
+           "stored completely or refused");
     const bool has_value = table.put("v", sized).is_done();
     const bool is_whole = table.at("v").has("v") ? table.value().has(sized) : !has_value;
-    expect(is_whole || !has_value, "a value of " + std::to_string(size) + " bytes", "stored whole or refused");
+    expect(is_whole || !has_value, "a value of " + std::to_string(size) + " bytes", "stored completely or refused");
   }
   const Bytes large(100000, 'k');
   const Result key = table.put(large, "x");
-  expect(table.at(large).has(large) == key.is_done(), "a key of 100,000 bytes", "stored whole or refused", "a cut key");
+  expect(table.at(large).has(large) == key.is_done(), "a key of 100,000 bytes", "stored completely or refused",
+         "a truncated key");
   const bool is_kept = table.put("l", large).is_done();
   const bool is_there = table.at("l").has("l");
-  expect(is_there ? table.value().has(large) : !is_kept, "a value of 100,000 bytes", "stored whole or refused",
-         "a cut value");
+  expect(is_there ? table.value().has(large) : !is_kept, "a value of 100,000 bytes", "stored completely or refused",
+         "a truncated value");
   table.close();
 }
 
@@ -230,7 +231,7 @@ void changes_show_at_once(const Settings& settings) {
   table.close().expect_done();
 }
 
-// Records are rewritten, come and go while a walk is under way.
+// Rewrites, adds and deletes records during walks.
 void walks_among_changes(const Settings& settings) {
   Records records;
   for (int i = 100; i < 300; ++i) records["k" + std::to_string(i)] = Bytes(100, 'x');
@@ -319,7 +320,7 @@ void returned_data(const Settings& settings) {
   table.give_back(Table::Return::key_to_move_and_delete, "b");
   table.close().expect_done();
   const Bytes& last = three.at("b");
-  expect_records("the store after that", records_in(url), {{"a", "1"}, {"ab", "2"}, {last, last}});
+  expect_records("the store after the changes", records_in(url), {{"a", "1"}, {"ab", "2"}, {last, last}});
 }
 
 void modes(const Settings& settings) {
@@ -338,7 +339,7 @@ void modes(const Settings& settings) {
   table.remove("b").expect(SYSERR_PSS_NOKEY);
   table.put("b", "again", PSS_NEW_ONLY).expect_done();
   table.put("b", "x", PSS_NEW_ONLY).expect_refusal();
-  expect_records("the store after that", table.records(), {{"a", "1"}, {"ab", ""}, {"b", "again"}, {"c", "4"}});
+  expect_records("the store after the changes", table.records(), {{"a", "1"}, {"ab", ""}, {"b", "again"}, {"c", "4"}});
   table.close();
 }
 
@@ -357,7 +358,7 @@ void refused_changes(const Settings& settings) {
   table.close().expect_done();
   Records expected = three;
   expected["c"] = "4";
-  expect_records("refused changes, and another one", records_in(url), expected);
+  expect_records("the store after refused changes and one other", records_in(url), expected);
 }
 
 void ends(const Settings& settings) {
@@ -397,7 +398,7 @@ void two_at_once(const Settings& settings) {
   table.at(PSS_CURRENT_KEY).expect("ab");
   table.snapshot(url + "-snapshot").expect_done();
   begin_to_store(url, "d", "5");
-  // It may fail at once or after some seconds, or wait until this process is done with the store.
+  // The other process may fail at once or after some seconds, or wait until this process closes the store.
   wait_for_store(10000);
   table.close().expect_done();
   Records expected = three;
@@ -420,7 +421,7 @@ void snapshots(const Settings& settings) {
   table.at(PSS_PREVIOUS_KEY).expect("ab");
   expected.insert(std::next(three.begin()), three.end());
   expect_records("the snapshot while the store is open", records_elsewhere(path), expected);
-  // As the library does in an upgrade.
+  // The library deletes all records after the snapshot of an upgrade.
   for (const auto& [key, value] : expected) table.remove(key).expect_done();
   table.put("later", "y").expect_done();
   const std::string missing = settings.url + "-none/s", longest = (url + "-" + std::string(256, 'u')).substr(0, 256);
@@ -469,7 +470,7 @@ void expect_version(const std::string& file_name) {
   const char* text = version_text(file_name.c_str());
   expect(text != nullptr, "srg_sw_ver_file_get(\"" + file_name + "\")", line, "null");
   if (text == nullptr) return;
-  // Other memory is used, as in a process that goes on.
+  // Overwrite other memory: the text must stay valid.
   const std::vector<char> scribbled(65536, 'x');
   volatile char stack[8192];
   for (volatile char& byte : stack) byte = scribbled[0];
@@ -482,7 +483,7 @@ void others(const Settings& settings) {
   std::set<uint32> indexes, values;
   for (uint32 i = 0; i < 4096; ++i) indexes.insert({i, i << 12, i << 20});
   for (const uint32 index : indexes) values.insert(bytes_of_index(index));
-  expect(values.size() == indexes.size(), "hton_if_index", "a value for each index", "a repeated value");
+  expect(values.size() == indexes.size(), "hton_if_index", "a different value for each index", "a repeated value");
   expect_version(settings.version_file);
   char name[] = "/tmp/pss_conformance-XXXXXX";
   const int fd = mkstemp(name);
@@ -500,27 +501,27 @@ void others(const Settings& settings) {
 
 void prepare(const Settings& settings) { make(settings, {}); }
 
-const Point points[] = {{1, "statuses have texts, and refusals a status", statuses},
-                        {2, "opening finds what exists", opening},
-                        {4, "keys and values of any bytes, in order",
+const Point points[] = {{1, "statuses and their texts", statuses},
+                        {2, "opening a store", opening},
+                        {4, "keys, values and their order",
                          [](const Settings& settings) {
                            keys_and_values(settings);
                            capacity(settings);
                          }},
                         {5, "the cursor off the store", cursor_off_the_store},
                         {6, "moves to keys", moves_to_keys},
-                        {7, "a move that fails is not the end", failing_moves},
+                        {7, "failed moves", failing_moves},
                         {8, "values off the store", values_off_the_store},
-                        {9, "changes show at once", changes_show_at_once},
-                        {10, "changes among moves", walks_among_changes},
+                        {9, "visibility of changes", changes_show_at_once},
+                        {10, "the cursor after changes", walks_among_changes},
                         {11, "returned data", returned_data},
-                        {12, "replacing, refusing, deleting", modes},
-                        {13, "changes that are refused", refused_changes},
+                        {12, "replace, refuse, delete", modes},
+                        {13, "refused changes", refused_changes},
                         {17, "version files and interface indexes", others},
-                        {16, "a second snapshot", snapshots_again},
-                        {14, "closing, and processes that end", ends},
+                        {16, "replaced snapshots", snapshots_again},
+                        {14, "durable and atomic changes", ends},
                         {15, "snapshots", snapshots},
-                        {3, "a store that is open elsewhere", two_at_once}};
+                        {3, "a store that is already open", two_at_once}};
 const int point_count = std::size(points);
 
 }  // namespace conformance

@@ -1,4 +1,4 @@
-// The points of the contract, by their numbers in platform/pss.h.
+// The points of the contract, with their numbers in platform/pss.h.
 #pragma once
 
 #include <string>
@@ -6,21 +6,21 @@
 namespace conformance {
 
 struct Settings {
-  std::string url;           // stores are made at URL-1, URL-2 ...
-  size_t records = 5000;     // that have to fit
-  std::string version_file;  // empty: none is known
+  std::string url;           // stores are created at URL-1, URL-2 ...
+  size_t records = 5000;     // number that must fit
+  std::string version_file;  // may be empty
 };
 
 struct Point {
   int number;
   const char* title;
-  void (*ask)(const Settings& settings);
+  void (*run)(const Settings& settings);
 };
 
-// Makes and opens an empty store. Throws std::runtime_error if that fails, as the points do.
+// Creates and opens an empty store. Throws std::runtime_error if that fails; so do the points.
 void prepare(const Settings& settings);
 
-// In the order in which they are asked: what later ones rely on comes first.
+// In the order in which they run: a point relies only on earlier ones.
 extern const Point points[];
 extern const int point_count;
 

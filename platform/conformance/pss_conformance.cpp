@@ -1,5 +1,5 @@
 // pss_conformance [OPTION ...] LIBRARY CREATE URL: tests a platform library against the contract in platform/pss.h.
-// Each point runs in processes of its own, twice: with two values in every status before a call.
+// Each point runs twice, in two new processes, with two different values in the status before each call.
 
 #include <getopt.h>
 #include <poll.h>
@@ -25,26 +25,26 @@ namespace {
 
 constexpr char usage[] =
     "usage: pss_conformance [OPTION ...] LIBRARY CREATE URL\n"
-    "Tests a platform library against the contract in platform/pss.h and prints a line per point (TAP).\n"
+    "Test a platform library against the contract in platform/pss.h and print one line per point (TAP)\n"
     "  LIBRARY              the library, or - for the operations of this program, linked with -rdynamic\n"
-    "  CREATE               a shell command that makes an empty store at the URL in \"$1\"\n"
-    "  URL                  stores are made at URL-1, URL-2 ..., and snapshots at URL-1-snapshot ...\n"
+    "  CREATE               a shell command that creates an empty store at the URL in \"$1\"\n"
+    "  URL                  stores are created at URL-1a-1 ..., snapshots at URL-15a-1-snapshot ...\n"
     "  --list               list the points and exit\n"
-    "  --point N            test this point only\n"
-    "  --records N          the records that have to fit (default 5000)\n"
+    "  --point N            test only this point\n"
+    "  --records N          the number of records that must fit (default 5000)\n"
     "  --version-file FILE  a package version file of the device\n"
-    "Exit status: 0 all points hold, 1 one does not, 2 the library cannot be tested\n";
+    "Exit status: 0 all points passed, 1 a point failed, 2 the library cannot be tested\n";
 
-constexpr char done[] = "#done\n";   // ends what a point writes: an operation may end the process with status 0
-constexpr int exit_untestable = 77;  // of a process that has explained why
+constexpr char done[] = "#done\n";   // last line of a point: an operation may end the process with status 0
+constexpr int exit_untestable = 77;  // of a process that has printed the reason
 
 [[noreturn]] void run_in_child(const char* library, const char* create, const Point& point, const Settings& settings,
                                int output) {
   if (!start_second_process(library, create) || !load(library)) _exit(exit_untestable);
   try {
-    point.ask(settings);
+    point.run(settings);
   } catch (const std::exception& error) {
-    fail("the point", "its stores", error.what());
+    fail("the point", "an empty store", error.what());
   }
   failures += done;
   size_t sent = 0;
@@ -56,8 +56,8 @@ constexpr int exit_untestable = 77;  // of a process that has explained why
   _exit(0);
 }
 
-// Reads what a process writes until it has ended: a daemon of the platform may keep the pipe open. Ends the process if
-// a call takes too long although it ignores SIGALRM.
+// Reads the output of `process` until that ends, because a daemon of the platform may keep the pipe open. Kills the
+// process if a call does not return and SIGALRM does not end the process.
 std::string output_of(pid_t process, int input, int* status) {
   std::string text;
   char buffer[4096];
@@ -90,7 +90,7 @@ std::string failures_of(const char* library, const char* create, const Point& po
   int status = 0;
   std::string text = output_of(process, pipe_ends[0], &status);
   close(pipe_ends[0]);
-  if (WIFEXITED(status) && WEXITSTATUS(status) == exit_untestable) exit(2);  // which the process has explained
+  if (WIFEXITED(status) && WEXITSTATUS(status) == exit_untestable) exit(2);  // the process has printed the reason
   const bool is_done = text.ends_with(done);
   if (is_done) text.resize(text.size() - strlen(done));
   const std::string call = *running_call->text != '\0' ? running_call->text : "the platform";
@@ -120,7 +120,7 @@ int list_points() {
   return 0;
 }
 
-// Whether the point holds.
+// Tests a point and prints the result. Returns whether it passed.
 bool test(const char* library, const char* create, const Point& point, Settings settings) {
   const std::string url = settings.url;
   std::string text;

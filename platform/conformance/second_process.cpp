@@ -10,9 +10,9 @@
 namespace conformance {
 namespace {
 
-int requests = -1, answers = -1;  // of the process that asks
+int requests = -1, answers = -1;  // pipes of the testing process
 
-// A text of any size, with its size in front. An end of the pipe ends the process.
+// Sends the size of the text, then the text. If the pipe is closed, ends the process.
 void send(int fd, const std::string& text) {
   const auto size = static_cast<uint32>(text.size());
   std::string bytes(reinterpret_cast<const char*>(&size), sizeof size);
@@ -40,7 +40,7 @@ std::string receive(int fd) {
   return receive(fd, size);
 }
 
-// Several texts in one.
+// Concatenated texts, each with its size.
 std::string packed(const Bytes& text) {
   const auto size = static_cast<uint32>(text.size());
   return std::string(reinterpret_cast<const char*>(&size), sizeof size) + text;
@@ -54,7 +54,7 @@ Bytes unpack(std::string& texts) {
   return text;
 }
 
-// What a new process with the platform does. Returns "+" and its answer, or "-" and a reason.
+// Runs a request in a new process with the platform. Returns "+" and the result, or "-" and a reason.
 std::string act(char what, std::string request) {
   const std::string url = unpack(request);
   const Table table(url);
@@ -97,7 +97,7 @@ std::string act(char what, std::string request) {
     int status = 1;
     waitpid(process, &status, 0);
     if (status != 0) send(to, "-the process ended, or did not open the store");
-    if (status == 0 && what == 'c') send(to, "+");  // not before it has ended
+    if (status == 0 && what == 'c') send(to, "+");  // only after the process has ended
   }
 }
 

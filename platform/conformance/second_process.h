@@ -1,5 +1,5 @@
-// A process that never loads the platform and starts new ones that do: what they see is what another process sees, and
-// nothing is forked after the platform was used.
+// A process that starts other processes. It does not load the platform; the processes that it starts do, and report
+// what another process sees. So no process forks after it has used the platform.
 #pragma once
 
 #include <string>
@@ -8,21 +8,22 @@
 
 namespace conformance {
 
-// Starts it. Call before the library is loaded. Returns false if it cannot be started.
+// Starts the process. Call before load(). Returns false if it cannot be started.
 bool start_second_process(const char* library, const char* create_command);
 
-// Makes an empty store by the command.
+// Runs the command that creates an empty store. Returns whether it succeeded.
 bool create(const std::string& url);
 
-// A new process stores a record and closes the store. Ask for the answer later: it may wait for this process.
+// Starts a process that stores a record and closes the store. It may wait for this process, so has_stored() returns the
+// result later.
 void begin_to_store(const std::string& url, const Bytes& key, const Bytes& value);
-bool wait_for_store(int milliseconds);  // whether it answered
+bool wait_for_store(int milliseconds);  // whether it has ended
 bool has_stored();
 
-// A new process changes the store and takes a snapshot at URL-snapshot, and ends without pss_close.
+// Runs a process that changes the store, takes a snapshot at URL-snapshot, and ends without pss_close.
 void change_without_close(const std::string& url, size_t records);
 
-// The records that a new process reads.
+// Returns the records that a new process reads.
 Records records_elsewhere(const std::string& url);
 
 }  // namespace conformance
