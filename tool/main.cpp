@@ -21,16 +21,16 @@ using namespace vrrpconvert;
 
 namespace {
 
-// Errors go to standard error, and to scripts that asked for JSON as an object too.
+// Prints an error to standard error and, with --json, as an object to standard output.
 int fail(const Error& error, JsonReport* report) {
-  std::cout.exceptions(std::ios::goodbit);  // what it could not write has been reported, and cerr flushes it
+  std::cout.exceptions(std::ios::goodbit);  // cerr flushes cout, which may fail again
   std::cerr << "vrrpconvert: " << printable_lines(error.what()) << '\n';
   if (report != nullptr) report->fail(error);
   std::cout.flush();
   return error.exit_code;
 }
 
-// Whether the reader of standard output went away.
+// Returns whether the reader of standard output has exited.
 bool is_output_unread() {
   pollfd output = {STDOUT_FILENO, POLLOUT, 0};
   return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
@@ -50,8 +50,8 @@ int fail_to_write(Effect effect) {
   return fail({exit_io, "cannot write to standard output; the output is incomplete"}, nullptr);
 }
 
-// A store that is opened while one of these is closed would get its number, and with it what is printed. What stands in
-// for it cannot be read or written either.
+// Opens descriptors 0 to 2 if they are closed. Otherwise a store could get one of these numbers, and output would be
+// written into it. Reads and writes of these descriptors fail as before.
 void open_standard_files() {
   for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (fcntl(fd, F_GETFD) < 0) (void)open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
@@ -76,7 +76,7 @@ Exit run(int argc, char** argv, Choice& choice) {
 
 int main(int argc, char** argv) {
   open_standard_files();
-  std::ios::sync_with_stdio(false);  // reports are long, and nothing here uses stdio
+  std::ios::sync_with_stdio(false);  // faster for long reports; nothing here uses stdio
   note_interrupts();
   show_progress_on_terminal();
   Choice choice = {JsonReport(std::cout)};
@@ -91,7 +91,7 @@ int main(int argc, char** argv) {
     return fail_to_write(choice.effect);
   } catch (const std::bad_alloc&) {
     return choice.effect == Effect::changes
-               ? fail({exit_unknown, "out of memory; see with check what became of the store", "no_memory"}, nullptr)
+               ? fail({exit_unknown, "out of memory: unknown outcome; run check on the store", "no_memory"}, nullptr)
                : fail({exit_io, "out of memory", "no_memory"}, nullptr);
   } catch (const std::exception& error) {
     return fail({choice.effect == Effect::changes ? exit_unknown : exit_io, error.what()}, report);

@@ -20,16 +20,16 @@ constexpr struct {
     {SYSERR_PSS_DAMAGED, "the store is damaged"},
     {SYSERR_PSS_BUSY, "the store is in use by another process or handle"},
     {SYSERR_PSS_READ_ONLY, "no permission, or the store is read-only"},
-    {SYSERR_PSS_NO_SPACE, "no space left on the device"},
+    {SYSERR_PSS_NO_SPACE, "no space left on the disk"},
     {SYSERR_PSS_BAD_HANDLE, "not the handle of an open store"},
-    {SYSERR_PSS_BAD_URL, "not a usable store URL"},
+    {SYSERR_PSS_BAD_URL, "not a valid store URL"},
     {SYSERR_PSS_BAD_ARGUMENT, "argument out of range"},
     {SYSERR_PSS_NO_MEMORY, "out of memory"},
     {SYSERR_PSS_IO, "input/output error"},
-    {SYSERR_PSS_EXISTS, "the store or key exists already"},
+    {SYSERR_PSS_EXISTS, "the store or key already exists"},
     {SYSERR_PSS_NO_FILES, "too many open files"},
-    {SYSERR_PSS_UNTRUSTED, "a journal or log beside the store holds a change that another program did not finish"},
-    {SYSERR_PSS_TOO_LARGE, "the store is too large to be held in memory"},
+    {SYSERR_PSS_UNTRUSTED, "a sidecar file of the store contains an unfinished change of another program"},
+    {SYSERR_PSS_TOO_LARGE, "the store is too large"},
 };
 
 }  // namespace

@@ -23,7 +23,7 @@ namespace {
 
 struct CheckOptions {
   std::string store;
-  std::string release;  // empty: any
+  std::string release;  // empty for any release
   JsonReport* json = nullptr;
 };
 
@@ -31,9 +31,10 @@ struct Problem {
   std::string record, store_key, problem;
 };
 
-using Visit = std::function<void(const Problem&)>;  // called as each is found: there may be as many as records
+using Visit =
+    std::function<void(const Problem&)>;  // called for each problem at once, because every record may have one
 
-// What is wrong with a record by itself.
+// Returns the problems of one record.
 std::vector<std::string> problems_of(const StoredRecord& record, const std::optional<Release>& release) {
   const Kind kind = kind_of(record.key);
   if (!has_layouts(kind)) return {};
@@ -43,12 +44,13 @@ std::vector<std::string> problems_of(const StoredRecord& record, const std::opti
     for (const Layout& known : layouts()) {
       if (kind == known.kind) expected += (expected.empty() ? "" : " or ") + std::to_string(known.size);
     }
-    return {"its value has " + std::to_string(record.value.size()) + " bytes; expected " + expected +
-            (kind == Kind::global_info ? "" : "; a downgrade would cut or zero-pad it, possibly under another key")};
+    return {
+        "its value has " + std::to_string(record.value.size()) + " bytes, expected " + expected +
+        (kind == Kind::global_info ? "" : "; a downgrade would truncate or zero-pad it, possibly under another key")};
   }
   std::vector<std::string> problems;
   const Bytes expected = expected_key(*layout, record.value);
-  if (record.key != expected) problems.push_back("it is misplaced; its expected key is " + hex_of(expected));
+  if (record.key != expected) problems.push_back("misplaced record: its expected key is " + hex_of(expected));
   if (release && layout->version == (release->has_old_layout ? Version::new_one : Version::old_one)) {
     problems.push_back("release " + release->text + " cannot read its " + word_of(layout->version) + " layout");
   }
@@ -88,12 +90,13 @@ class Check {
     if (layout == nullptr) return;
     const Bytes expected = expected_key(*layout, record.value);
     if (record.key == expected) return;
-    // Two misplaced records can be of one router as well.
+    // Two misplaced records can have the same expected key.
     const auto [first, is_new] = misplaced_.emplace(expected, hex_of(record.key));
     if (!is_new) report_double(record, first->second);
   }
 
-  // VR configuration records come first in a walk, and the others name their router in the same bytes of their keys.
+  // A walk visits the VR configuration records first. The keys of the other records identify their virtual router by
+  // the same bytes.
   void check_router(const StoredRecord& record) {
     const Kind kind = kind_of(record.key);
     const auto router = router_in(record.key);
@@ -101,7 +104,7 @@ class Check {
     if (kind == Kind::vr) routers_.push_back(*router);
     const bool needs_router = (kind == Kind::ip_assoc && layout_of(record) != nullptr) || track_key_of(record.key);
     if (needs_router && !std::binary_search(routers_.begin(), routers_.end(), *router)) {
-      report(record, "the store has no VR configuration of its virtual router");
+      report(record, "the store has no VR configuration for it");
     }
   }
 
@@ -117,11 +120,11 @@ class Check {
       if (new_ones == 0 || old_ones == 0) continue;
       has_mixed_kind = true;
       report({word_of(kind), "",
-              "layouts are mixed: " + std::to_string(new_ones) + " in the new layout and " + std::to_string(old_ones) +
-                  " in the old one"});
+              "mixed layouts: " + std::to_string(new_ones) + " records in the new layout, " + std::to_string(old_ones) +
+                  " in the old layout"});
     }
     if (layout() == std::string("mixed") && !has_mixed_kind) {
-      report({"the store", "", "layouts are mixed: VR configuration and IP association records in different layouts"});
+      report({"the store", "", "mixed layouts: VR configuration and IP association records have different layouts"});
     }
   }
 
@@ -140,14 +143,14 @@ class Check {
   Visit visit_;
   RecordCounts counts_;
   std::vector<RouterKey> routers_;          // of VR configuration records, in order
-  std::map<Bytes, std::string> misplaced_;  // keys of misplaced records, by their expected keys
+  std::map<Bytes, std::string> misplaced_;  // keys of misplaced records, by expected key
   bool has_secrets_ = false;
   size_t problems_ = 0;
 };
 
-// A backup of the store, or a store that it replaced.
+// A file that restore can use: a backup, or a replaced store.
 struct Backup : RestoreSource {
-  bool same = false, sound = false;  // whether it has the records of the store, and no problem
+  bool same = false, sound = false;  // whether it has the same records as the store, and no problem
   std::string problem{};             // if it cannot be read
 
   std::string text() const {
@@ -158,7 +161,7 @@ struct Backup : RestoreSource {
   JSON_MEMBERS(file, release, records, same, sound, problem)
 };
 
-// The directory is the same, so only their records are checked.
+// Checks only the records, because the directory is the same.
 std::vector<Backup> backups_for(const fs::path& store, const std::optional<Release>& release, const StoreDigest& own) {
   std::vector<Backup> backups;
   for (const fs::path& file : backups_of(store)) {
@@ -175,7 +178,7 @@ std::vector<Backup> backups_for(const fs::path& store, const std::optional<Relea
   return backups;
 }
 
-// The error of a store that cannot be read, with the backups that can.
+// Adds the intact backups to the error of a store that cannot be read.
 [[noreturn]] void throw_with_backups(const Error& error, const std::string& store,
                                      const std::optional<Release>& release) {
   std::string message = error.what();
@@ -259,8 +262,7 @@ Exit check(const CheckOptions& options) {
 }  // namespace
 
 void add_check(CLI::App& app, Choice& choice) {
-  Command command(app, choice, "check",
-                  "Check that a store is consistent, has one layout, and can be read by a release",
+  Command command(app, choice, "check", "Check that a store is intact, has one layout, and can be read by a release",
                   "vrrpconvert check --release '4.1(2)' vrrp-cfg_runtime_config");
   const auto options = std::make_shared<CheckOptions>();
   run_with(command, options, check, Effect::reads);

@@ -9,12 +9,12 @@ namespace vrrpconvert {
 namespace {
 
 constexpr char exit_codes[] =
-    "Exit status: 0 success, no difference; 1 differences, problems, or a loss that was not allowed;\n"
-    "2 usage error; 3 missing, damaged or invalid input; 4 store in use, or changed since the plan;\n"
-    "5 I/O error, or no space, memory or permission (nothing was changed); 6 unknown outcome;\n"
+    "Exit status: 0 success, no difference; 1 differences, problems, a mismatch, or a loss that was not\n"
+    "allowed; 2 usage error; 3 missing, damaged or invalid input; 4 store in use, or changed since the\n"
+    "plan; 5 I/O error, or no space, memory or permission (nothing was changed); 6 unknown outcome;\n"
     "7 records failed or would fail, or a mismatch in a fleet; 130 interrupted";
 
-// How many letters have to be changed, added or removed to make one word the other.
+// Returns the edit distance of two words.
 size_t distance(const std::string& one, const std::string& other) {
   std::vector<size_t> row(other.size() + 1);
   std::iota(row.begin(), row.end(), size_t{0});
@@ -29,7 +29,7 @@ size_t distance(const std::string& one, const std::string& other) {
   return row.back();
 }
 
-// Suggests a near one of several words for a mistyped one, or all of them.
+// Suggests a similar word, or lists all words.
 std::string suggestion(const std::string& word, const std::vector<std::string>& words) {
   std::string near, all;
   for (const std::string& known : words) {
@@ -47,7 +47,7 @@ void check_command(const CLI::App& app, const std::string& word) {
   throw Error(exit_usage, problem + suggestion(word, names));
 }
 
-// The message for a command line that CLI11 refuses.
+// Returns the message for a command line that CLI11 refuses.
 std::string message_of(const CLI::ParseError& error, const CLI::App* command) {
   for (const std::string& word : command != nullptr ? command->remaining() : std::vector<std::string>()) {
     const std::string name = word.substr(0, word.find('='));
@@ -61,7 +61,7 @@ std::string message_of(const CLI::ParseError& error, const CLI::App* command) {
   return error.what();
 }
 
-// Returns the name of a loss without blanks around it.
+// Removes blanks around the name of a loss. Throws Error if it is not the name of a loss.
 std::string checked_loss(const std::string& text) {
   const size_t first = text.find_first_not_of(' ');
   const std::string name = first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(' ') - first + 1);
@@ -119,7 +119,7 @@ void Command::exclude(const char* option, const char* other) {
 
 void Command::add_json(JsonReport*& json) {
   app_->add_flag_callback(
-      "--json", [&choice = choice_, &json] { json = &choice.report; }, "Print one JSON object, for scripts");
+      "--json", [&choice = choice_, &json] { json = &choice.report; }, "Print one JSON object for scripts");
 }
 
 void Command::add_accept_loss(std::set<std::string>& accepted) {
@@ -139,14 +139,15 @@ void Command::add_default_value(Defaults& defaults) {
     for (const std::string& text : texts) defaults.add(text);
   };
   app_->add_option_function<std::vector<std::string>>(
-          "--default", add, "The target release assumes this value, or that of the field OTHER: dropping it is no loss")
+          "--default", add,
+          "Do not count a dropped field as lost if it has this value, or the value of the field OTHER")
       ->allow_extra_args(false)
       ->type_name("FIELD=VALUE|OTHER");
 }
 
 bool parse_command_line(int argc, char** argv, Choice& choice) {
-  CLI::App app("Converts the stored VRRP configuration of a device that changes its software release", "vrrpconvert");
-  app.require_subcommand(0, 1);  // none is an error of ours
+  CLI::App app("Convert the stored VRRP configuration of a device that changes its software release", "vrrpconvert");
+  app.require_subcommand(0, 1);  // check_command() reports a missing command
   app.footer(exit_codes);
   app.set_version_flag("--version", "vrrpconvert " CONVERTVRRP_VERSION);
   for (const auto add : {add_import, add_export, add_show, add_check, add_diff, add_convert, add_restore, add_fleet}) {

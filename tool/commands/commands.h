@@ -1,4 +1,4 @@
-// The commands of the tool. Each adds itself and its options to the command line; main runs the chosen one.
+// The commands of the tool. Each command registers itself and its options; main() runs the selected one.
 #pragma once
 
 #include <functional>
@@ -19,22 +19,22 @@ namespace vrrpconvert {
 
 enum class Effect { reads, changes };
 
-// What the command line asks for.
+// The command line.
 struct Choice {
   JsonReport report;  // on standard output
 
-  // The chosen command; empty if none is. Prints its result on standard output and returns its exit status, or throws
-  // Error if it cannot do what it is asked.
+  // The selected command, or empty. Prints its result on standard output and returns its exit status, or throws Error.
   std::function<Exit()> run{};
-  Effect effect = Effect::reads;  // what the command does to a store
+  Effect effect = Effect::reads;  // effect of the command on a store
 };
 
-// A command on the command line. Values that are not given stay as they are, and last as long as the command can run.
+// A command on the command line. Options that are not given do not change their values. The values must exist as long
+// as the command.
 class Command {
  public:
   Command(CLI::App& app, Choice& choice, const char* name, const char* summary, const char* example);
 
-  // What to run, and what that does to a store.
+  // Sets the function of the command and its effect on a store.
   void set_run(std::function<Exit()> run, std::function<Effect()> effect);
 
   void add_operand(const char* name, std::string& value, const char* help, bool is_required = true);
@@ -44,11 +44,11 @@ class Command {
   void add_number(const char* name, unsigned& value, unsigned most, const char* help);  // from 1
   void add_word(const char* name, std::string& value, const std::vector<std::string>& words, const char* help);
 
-  // The value of an environment variable, unless the option is given.
+  // Uses an environment variable if the option is not given.
   void add_default(const char* option, const char* variable);
   void exclude(const char* option, const char* other);
 
-  // Options that several commands have. `json` is the report to write; null means text for users.
+  // Options that several commands have. `json` is the report for --json, or null for text.
   void add_json(JsonReport*& json);
   void add_reveal(bool& reveal) { add_flag("--reveal", reveal, "Show authentication keys"); }
   void add_accept_loss(std::set<std::string>& accepted);
@@ -59,7 +59,7 @@ class Command {
   Choice& choice_;
 };
 
-// The options live as long as the command.
+// The options exist as long as the command.
 template <typename Options>
 void run_with(Command& command, const std::shared_ptr<Options>& options, Exit (*run)(const Options&), Effect effect) {
   command.set_run([options, run] { return run(*options); }, [effect] { return effect; });
@@ -74,8 +74,7 @@ void add_convert(CLI::App& app, Choice& choice);
 void add_restore(CLI::App& app, Choice& choice);
 void add_fleet(CLI::App& app, Choice& choice);
 
-// Adds all commands and reads the command line. Returns false if help is all that it asks for; then that was printed.
-// Throws Error.
+// Registers all commands and parses the command line. Prints help and returns false if that is requested. Throws Error.
 bool parse_command_line(int argc, char** argv, Choice& choice);
 
 }  // namespace vrrpconvert

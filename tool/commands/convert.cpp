@@ -23,13 +23,13 @@ struct ConvertOptions {
   Defaults defaults{};
   unsigned vdc = 1;
   bool startup = false;
-  bool summary = false;  // no list of what would change
+  bool summary = false;  // do not list the changes
   ConversionRequest request{};
   View view{};
   JsonReport* json = nullptr;
 };
 
-// The options that the dry run of the plan had, beside those of this command line that change no store.
+// Combines the options of the plan with the options of this command line that do not affect the conversion.
 ConvertOptions with_plan(const ConvertOptions& given) {
   const Plan plan = read_plan(given.plan);
   if (!given.root.empty() && existing_directory(given.root) != plan.root) {
@@ -52,11 +52,12 @@ ConvertOptions with_plan(const ConvertOptions& given) {
 void require_all(const ConvertOptions& options) {
   for (const auto& [name, value] :
        {std::pair("DIR", &options.directory), {"--from", &options.from}, {"--to", &options.to}}) {
-    if (value->empty()) throw Error(exit_usage, std::string(name) + " is required, unless --plan is given");
+    if (value->empty()) throw Error(exit_usage, std::string(name) + ": missing option; give it, or --plan");
   }
 }
 
-// A store below a directory, or an empty path. A search of a whole file system would take too long.
+// Returns a store below a directory, or an empty path. Limits the search, because a whole file system would take too
+// long.
 fs::path store_below(const fs::path& directory) {
   constexpr int depth_max = 3;
   int entries_left = 10000;
@@ -69,10 +70,11 @@ fs::path store_below(const fs::path& directory) {
   return {};
 }
 
-// The error of a directory without a store names one below it.
+// Adds a store below the directory to the error of a directory without a store.
 [[noreturn]] void throw_missing(const Error& error, const ConvertOptions& options) {
   const fs::path store = error.reason == "missing" && !options.startup ? store_below(options.directory) : "";
-  const std::string hint = store.empty() ? "" : "; convert " + store.parent_path().string() + ", which has one";
+  const std::string hint =
+      store.empty() ? "" : "; convert " + store.parent_path().string() + ", which contains a store";
   throw Error(error.exit_code, error.what() + hint, error.reason, error.store);
 }
 
@@ -95,8 +97,8 @@ Conversion conversion_for(const ConvertOptions& options) {
   std::error_code ignored;
   if (fs::is_regular_file(options.directory, ignored)) {
     const fs::path directory = fs::path(options.directory).parent_path();
-    throw Error(exit_usage, options.directory + " is a file; expected its directory, " +
-                                (directory.empty() ? "." : directory.string()));
+    throw Error(exit_usage,
+                options.directory + ": a file; use its directory, " + (directory.empty() ? "." : directory.string()));
   }
   conversion.path = device_path(conversion.root, existing_directory(options.directory), options.startup);
   return conversion;
@@ -116,7 +118,7 @@ void write_loss(JsonWriter& json, const Loss& loss, bool reveal) {
   json.end();
 }
 
-// The lists that may be as long as the store.
+// Writes the lists, which may be as long as the store.
 void write_lists(JsonWriter& json, const DryRun& dry_run, const Defaults& defaults, const View& view) {
   json.key("changes");
   json.begin_list();
@@ -178,7 +180,7 @@ void print_summary(const ConversionReport& report, const DryRun& dry_run, const 
             << text_of_lines("Would be lost, accepted", summary.accepted)
             << text_of_lines("Would be dropped, default values", summary.defaults);
   if (summary.without_vr.records > 0 && summary.changes > 0) {
-    std::cout << "Track records left without a virtual router: " << summary.without_vr.text() << '\n';
+    std::cout << "Track records without a VR configuration: " << summary.without_vr.text() << '\n';
   }
   print_failures("would fail", dry_run.outcome().failed);
 }
@@ -199,7 +201,7 @@ void print_outcome(const Outcome& outcome) {
 void print_text(const ConversionReport& report, const DryRun& dry_run, const ConvertOptions& options) {
   if (!report.outcome) std::cout << printable(report.decision) << '\n';
   std::cout << printable(report.store) << ": " << report.from << " to " << report.to << ": "
-            << (report.change == name_of(Change::none) ? "no conversion, the store is left as it is" : report.change)
+            << (report.change == name_of(Change::none) ? "no conversion, the store is unchanged" : report.change)
             << '\n';
   if (report.dry_run || report.refused) print_summary(report, dry_run, options);
   if (!report.summary.note.empty()) std::cout << "Note: " << report.summary.note << '\n';
@@ -235,18 +237,18 @@ void add_convert(CLI::App& app, Choice& choice) {
   const auto options = std::make_shared<ConvertOptions>();
   command.set_run([options] { return convert(*options); },
                   [options] { return options->request.is_dry_run ? Effect::reads : Effect::changes; });
-  command.add_operand("DIR", options->directory, "The directory that holds vrrp-cfg_runtime_config", false);
+  command.add_operand("DIR", options->directory, "The directory that contains vrrp-cfg_runtime_config", false);
   command.add_text("--from", options->from, "The release that wrote the store, such as 4.2(1)");
   command.add_text("--to", options->to, "The release that will read it");
   command.add_text("--plan", options->plan,
-                   "Convert as planned in this report of --dry-run --json (- for standard input), or refuse");
-  command.add_number("--vdc", options->vdc, 65535, "The number of the store's VDC");
+                   "Convert as this report of --dry-run --json says (- is standard input), or refuse");
+  command.add_number("--vdc", options->vdc, 65535, "The VDC number");
   command.add_flag("--startup", options->startup,
                    "Inspect the saved startup store, DIR/bin/vrrp-cfg_config_sav, instead of the running store");
   command.exclude("--startup", "--vdc");
   command.add_flag("--dry-run", options->request.is_dry_run,
-                   "Run the dry run only: show the decision, the changes and the losses, and change nothing");
-  command.add_flag("--summary", options->summary, "Do not list the records that would change");
+                   "Show the decision, the changes and the losses, and change nothing");
+  command.add_flag("--summary", options->summary, "Do not list the changes");
   command.add_accept_loss(options->request.permissions.accepted);
   command.add_default_value(options->defaults);
   command.add_flag("--allow-loss", options->request.permissions.loss,

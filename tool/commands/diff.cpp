@@ -13,7 +13,7 @@ struct DiffOptions {
   JsonReport* json = nullptr;
 };
 
-// One walk for each list, so that none is kept.
+// Walk the stores once per list, so that no list is held in memory.
 bool diff_as_json(const Store& a, const Store& b, const DiffOptions& options) {
   bool differ = false;
   JsonWriter& json = options.json->begin();
@@ -46,7 +46,7 @@ bool diff_as_text(const Store& a, const Store& b, const DiffOptions& options) {
 Exit diff(const DiffOptions& options) {
   std::error_code error;
   if (std::filesystem::equivalent(options.a, options.b, error)) {
-    throw Error(exit_usage, options.a + " and " + options.b + " are the same file; name two stores");
+    throw Error(exit_usage, options.a + " and " + options.b + " are the same file; use two stores");
   }
   const Store a(options.a), b(options.b);
   const bool differ = options.json != nullptr ? diff_as_json(a, b, options) : diff_as_text(a, b, options);
@@ -56,13 +56,13 @@ Exit diff(const DiffOptions& options) {
 }  // namespace
 
 void add_diff(CLI::App& app, Choice& choice) {
-  Command command(app, choice, "diff", "Show which records and fields differ between two stores",
+  Command command(app, choice, "diff", "Show the records and fields that differ between two stores",
                   "vrrpconvert diff vrrp-cfg_runtime_config.from-4.2-1 vrrp-cfg_runtime_config");
   const auto options = std::make_shared<DiffOptions>();
   run_with(command, options, diff, Effect::reads);
-  command.add_operand("A", options->a, "One store");
-  command.add_operand("B", options->b, "The other");
-  command.add_flag("--ignore-layout", options->view.ignore_layout, "Ignore fields that only one layout has");
+  command.add_operand("A", options->a, "The first store");
+  command.add_operand("B", options->b, "The second store");
+  command.add_flag("--ignore-layout", options->view.ignore_layout, "Compare only the fields that both layouts have");
   command.add_reveal(options->view.reveal);
   command.add_json(options->json);
 }

@@ -12,7 +12,7 @@ namespace {
 
 struct ExportOptions {
   std::string store;
-  std::string output;  // empty: standard output
+  std::string output;  // empty for standard output
   bool raw = false;
 };
 
@@ -53,7 +53,7 @@ void add_export(CLI::App& app, Choice& choice) {
   const auto options = std::make_shared<ExportOptions>();
   run_with(command, options, export_store, Effect::reads);
   command.add_operand("STORE", options->store, "The store to read");
-  command.add_text("-o,--output", options->output, "Write to this new file, which only you can read");
+  command.add_text("-o,--output", options->output, "Write to this new file with mode 0600");
   command.add_flag("--raw", options->raw, "Write every record as the hexadecimal digits of its key and value");
 }
 

@@ -21,13 +21,13 @@ namespace {
 
 struct FleetOptions {
   std::vector<std::string> paths;
-  bool reports = false;  // the paths hold reports, not stores
+  bool reports = false;  // the paths contain reports, not stores
   bool verify = false;   // compare the stores with their backups
   std::string from, to, expected;
   std::set<std::string> accepted;
   Defaults defaults;
   unsigned jobs = std::max(1u, std::thread::hardware_concurrency());
-  std::string html;  // empty: none
+  std::string html;  // empty for no page
   JsonReport* json = nullptr;
 };
 
@@ -45,8 +45,8 @@ std::vector<Row> rows_of(const Fleet& fleet) {
   return rows;
 }
 
-// Where the table is wider than the terminal, each device is a block. A long name has a line of its own, so that it
-// does not make the table wider.
+// If the table is wider than the terminal, prints each device as a block. Prints a long name on a separate line, so
+// that it does not widen the table.
 void print_table(const std::vector<Row>& rows) {
   constexpr size_t name_max = 32;
   std::vector<size_t> widths(rows[0].size());
@@ -132,32 +132,33 @@ Exit show_fleet(const FleetOptions& options) {
 
 void add_fleet(CLI::App& app, Choice& choice) {
   Command command(app, choice, "fleet",
-                  "Run the dry run of a conversion for many devices, or verify their stores afterwards",
+                  "Perform the dry run of a conversion for many devices, or verify their stores afterwards",
                   "vrrpconvert fleet devices --from '4.2(1)' --to '4.1(2)' --html overview.html");
   const auto options = std::make_shared<FleetOptions>();
   run_with(command, options, show_fleet, Effect::reads);
   command.add_operands("PATH", options->paths,
                        "Directories to search recursively for stores (vrrp-cfg_runtime_config), one per device");
   command.add_flag("--reports", options->reports,
-                   "Read saved convert --dry-run --json reports (*.json) below PATH instead of stores");
+                   "Read saved reports (*.json) of convert --dry-run --json below PATH instead of stores");
   command.add_text("--from", options->from, "The release that wrote the stores, such as 4.2(1)");
   command.add_text("--to", options->to, "The release that will read them");
   command.exclude("--from", "--reports");
   command.exclude("--to", "--reports");
   command.add_flag("--verify", options->verify,
-                   "Compare each store with its last backup, except for what only one layout has");
+                   "Compare each store with its last backup, in the fields that both layouts have");
   command.exclude("--verify", "--from");
   command.exclude("--verify", "--to");
   command.exclude("--verify", "--reports");
-  command.add_text("--expect", options->expected, "A file with a device name per line; a missing device is a row");
+  command.add_text("--expect", options->expected,
+                   "Report each device name in this file that is not found (one name per line)");
   command.add_accept_loss(options->accepted);
   command.exclude("--verify", "--accept-loss");
   command.add_default_value(options->defaults);
   command.exclude("--verify", "--default");
   command.exclude("--reports", "--default");
-  command.add_number("--jobs", options->jobs, 1024, "Dry runs at a time");
+  command.add_number("--jobs", options->jobs, 1024, "The number of dry runs at a time");
   command.exclude("--verify", "--jobs");
-  command.add_text("--html", options->html, "Write the overview as an HTML page to this new file");
+  command.add_text("--html", options->html, "Write the overview as one HTML page to this new file");
   command.add_json(options->json);
 }
 

@@ -25,9 +25,9 @@ struct ImportOptions {
 
 void import_line(std::string_view line, Store& store) {
   const StoredRecord record = record_of_line(line);
-  if (record.key.size() > PSS_EMBEDDED_KEY_MAX) throw BadRecord("field \"store_key\": is too long for a store");
-  if (record.value.size() > PSS_EMBEDDED_VALUE_MAX) throw BadRecord("field \"value\": is too long for a store");
-  if (!store.add(record)) throw BadRecord("a line above has the same record, or one with the same key");
+  if (record.key.size() > PSS_EMBEDDED_KEY_MAX) throw BadRecord("field \"store_key\": more than 1,024 bytes");
+  if (record.value.size() > PSS_EMBEDDED_VALUE_MAX) throw BadRecord("field \"value\": more than 1 MiB");
+  if (!store.add(record)) throw BadRecord("duplicate: an earlier line has the same key");
 }
 
 constexpr size_t errors_max = 10;
@@ -35,7 +35,7 @@ constexpr size_t errors_max = 10;
 [[noreturn]] void refuse_lines(const std::vector<std::string>& errors, bool is_read) {
   std::string message;
   for (const std::string& error : errors) message += error + '\n';
-  if (!is_read) message += "The lines behind the last error were not read.\n";
+  if (!is_read) message += "The lines after the last error were not read.\n";
   throw Error(exit_bad_input, message + "No store was written. Correct the " + (errors.size() == 1 ? "line" : "lines") +
                                   " and import the file again.");
 }
@@ -61,40 +61,40 @@ size_t import_lines(LineReader& input, Store& store) {
 }
 
 [[noreturn]] void refuse_existing(const std::string& store) {
-  throw Error(exit_usage, store + ": exists already; choose another name, or replace it with --force");
+  throw Error(exit_usage, store + ": already exists; use another name, or --force to replace it");
 }
 
-// Puts the store in its place. Returns the name under which an earlier one is kept, if there is one.
+// Writes the store. Returns the name to which a replaced store was renamed, or an empty path.
 fs::path put(const Store& store, size_t records, const ImportOptions& options) {
   if (!options.force) {
-    if (!store.put_new(options.store)) refuse_existing(options.store);  // another process may have been faster
+    if (!store.put_new(options.store)) refuse_existing(options.store);  // another process created it meanwhile
     return {};
   }
   if (records == 0 && is_taken(options.store)) {
-    throw Error(exit_bad_input, (options.file == "-" ? "standard input" : options.file) + ": holds no records; " +
+    throw Error(exit_bad_input, (options.file == "-" ? "standard input" : options.file) + ": contains no records; " +
                                     options.store + " was not replaced");
   }
-  // Held until it is replaced: a process that waits for it then gets the new one.
+  // Hold the lock until the rename, so that a process waiting for the old store opens the new one.
   const std::unique_ptr<Store> held = Store::open_to_replace(options.store);
   const bool is_same = held != nullptr && held->digest() == store.digest();
-  ignore_interrupts();  // from here on the outcome has to be reported
+  ignore_interrupts();  // from here on the outcome must be reported
   return store.put(options.store, is_same ? Existing::lost : Existing::kept);
 }
 
 Exit import_store(const ImportOptions& options) {
   if (!options.force && is_taken(options.store)) refuse_existing(options.store);
-  (void)Store::open_to_replace(options.store);  // so that no line is read for a path that cannot be replaced
+  (void)Store::open_to_replace(options.store);  // fails before a line is read if the file cannot be replaced
   LineReader input(options.file);
   Store store(-1, options.store);
   const size_t records = import_lines(input, store);
-  end_if_interrupted();  // the last point at which nothing is changed
+  end_if_interrupted();  // last point before a change
   const fs::path kept = put(store, records, options);
   if (options.json != nullptr) {
     options.json->print({{"store", options.store}, {"records", records}, {"kept", or_null(kept)}});
     return exit_done;
   }
   std::cout << printable(options.store) << ": " << records << (records == 1 ? " record" : " records");
-  if (!kept.empty()) std::cout << "; the earlier store is kept as " << printable(kept);
+  if (!kept.empty()) std::cout << "; the replaced store was renamed to " << printable(kept);
   std::cout << '\n';
   return exit_done;
 }
@@ -102,12 +102,12 @@ Exit import_store(const ImportOptions& options) {
 }  // namespace
 
 void add_import(CLI::App& app, Choice& choice) {
-  Command command(app, choice, "import", "Create a store from lines of JSON, one record a line",
+  Command command(app, choice, "import", "Create a store from JSON lines, one record per line",
                   "vrrpconvert import vrrp-cfg_runtime_config records.jsonl");
   const auto options = std::make_shared<ImportOptions>();
   run_with(command, options, import_store, Effect::changes);
   command.add_operand("STORE", options->store, "The store to create");
-  command.add_operand("FILE", options->file, "The lines; standard input when not given or -", false);
+  command.add_operand("FILE", options->file, "The file with the lines; standard input if not given or -", false);
   command.add_flag("--force", options->force, "Replace an existing store");
   command.add_json(options->json);
 }

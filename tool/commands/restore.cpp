@@ -22,13 +22,13 @@ struct RestoreOptions {
 };
 
 struct Restored {
-  RecordCounts counts;               // of the copy
-  std::string replaced = "nothing";  // the records of the replaced store
-  fs::path kept{};                   // the path of the replaced store now, if it is kept
-  NamesByWord differences{};         // of a dry run: records that would change, of an intact store
+  RecordCounts counts;               // in the backup
+  std::string replaced = "nothing";  // records of the replaced store
+  fs::path kept{};                   // path to which the replaced store was renamed, or empty
+  NamesByWord differences{};         // in a dry run: records of an intact store that would change
 };
 
-// The records of a replaced store, which may be damaged.
+// Describes the records of a replaced store, which may be damaged.
 std::string text_of_kept(const fs::path& kept) {
   try {
     return count_records(Store(kept, no_wait)).text();
@@ -37,7 +37,7 @@ std::string text_of_kept(const fs::path& kept) {
   }
 }
 
-// Reads working copies, and writes and locks nothing.
+// Reads working copies only; writes and locks nothing.
 Restored examine(const RestoreOptions& options) {
   const Store copy(options.copy);
   (void)existing_directory(fs::path(options.store).parent_path());
@@ -56,16 +56,16 @@ Restored examine(const RestoreOptions& options) {
 }
 
 Restored restore_store(const RestoreOptions& options) {
-  const Store copy(options.copy);  // opening checks every record
+  const Store copy(options.copy);  // verifies every record
   Restored restored = {.counts = count_records(copy)};
-  // Held until it is replaced: a process that waits for it then gets the new one.
+  // Hold the lock until the rename, so that a process waiting for the old store opens the new one.
   const bool was_there = is_taken(options.store);
   const std::unique_ptr<Store> held = Store::open_to_replace(options.store);
   if (held != nullptr) restored.replaced = count_records(*held).text();
   if (held == nullptr && was_there) restored.replaced = "a damaged store";
   const bool is_same = held != nullptr && held->digest() == copy.digest();
   end_if_interrupted();
-  ignore_interrupts();  // from here on the outcome has to be reported
+  ignore_interrupts();  // from here on the outcome must be reported
   restored.kept = copy.put(options.store, options.backup && !is_same ? Existing::kept : Existing::lost);
   if (held == nullptr && !restored.kept.empty()) restored.replaced = text_of_kept(restored.kept);
   return restored;
@@ -76,7 +76,7 @@ void print_text(const Restored& restored, const RestoreOptions& options) {
   std::cout << printable(options.store) << (would ? ": would be " : ": ") << (is_new ? "created" : "restored")
             << " from " << printable(options.copy) << ": " << restored.counts.text() << '\n'
             << (would ? "Would be replaced: " : "Replaced: ") << restored.replaced;
-  if (!restored.kept.empty()) std::cout << "; kept as " << printable(restored.kept);
+  if (!restored.kept.empty()) std::cout << "; renamed to " << printable(restored.kept);
   std::cout << '\n';
   if (!would) return;
   std::cout << (restored.differences.empty() ? "No record would change.\n"
@@ -87,7 +87,7 @@ void print_text(const Restored& restored, const RestoreOptions& options) {
 Exit restore(const RestoreOptions& options) {
   std::error_code error;
   if (fs::equivalent(options.copy, options.store, error)) {
-    throw Error(exit_usage, options.copy + " and " + options.store + " are the same file; name a copy and the store");
+    throw Error(exit_usage, options.copy + " and " + options.store + " are the same file; use a backup and the store");
   }
   const Restored restored = options.is_dry_run ? examine(options) : restore_store(options);
   if (options.json == nullptr) {
@@ -104,12 +104,12 @@ Exit restore(const RestoreOptions& options) {
 }  // namespace
 
 void add_restore(CLI::App& app, Choice& choice) {
-  Command command(app, choice, "restore", "Replace a store by a backup or a snapshot",
+  Command command(app, choice, "restore", "Replace a store with a backup or a snapshot",
                   "vrrpconvert restore /tmp/vrrp-pss vrrp-cfg_runtime_config");
   const auto options = std::make_shared<RestoreOptions>();
   command.set_run([options] { return restore(*options); },
                   [options] { return options->is_dry_run ? Effect::reads : Effect::changes; });
-  command.add_operand("COPY", options->copy, "The backup or snapshot, which is checked first and is not changed");
+  command.add_operand("COPY", options->copy, "The backup or snapshot to verify and read");
   command.add_operand("STORE", options->store, "The store to replace or create");
   command.add_flag("--no-backup", options->backup, "Do not keep the replaced store", false);
   command.add_flag("--dry-run", options->is_dry_run, "Show which records would change, and change nothing");

@@ -17,7 +17,7 @@ namespace {
 
 struct ShowOptions {
   std::string store;
-  std::string kind;  // empty: all
+  std::string kind;  // empty for all kinds
   bool reveal = false;
   JsonReport* json = nullptr;
 };
@@ -25,10 +25,10 @@ struct ShowOptions {
 struct Column {
   const char* heading;
   bool is_always_shown;
-  size_t width = 0;  // 0: not shown
+  size_t width = 0;  // 0 for a column that is not shown
 };
 
-// A column for each field of the kind's longest layout, which comes first and has the fields of the others.
+// Returns one column per field of the kind's longest layout, which is first and has the fields of the others.
 std::vector<Column> columns_of(Kind kind) {
   if (kind == Kind::track)
     return {{"interface", true}, {"vr", true}, {"family", true}, {"object", true}, {"value", true}};
@@ -40,13 +40,13 @@ std::vector<Column> columns_of(Kind kind) {
   return columns;
 }
 
-// The table of one kind. A field that is unset in every record has no column.
+// The table of one kind. It has no column for a field that is unset in every record.
 class Table {
  public:
   Table(Kind kind, bool reveal)
       : title_(title_of(kind)), reveal_(reveal), columns_(columns_of(kind)), row_(columns_.size()) {}
 
-  // Learns how wide the columns must be.
+  // Computes the widths of the columns.
   void measure(const StoredRecord& record) {
     fill(record);
     for (size_t i = 0; i < used_; ++i) {
@@ -76,7 +76,7 @@ class Table {
  private:
   static bool means_nothing(const std::string& cell) { return cell == "-" || cell == "0" || cell == "0x0"; }
 
-  // Cells keep their memory from row to row.
+  // Reuses the memory of the cells.
   std::string& add_cell() {
     row_[used_].clear();
     return row_[used_++];
@@ -96,7 +96,7 @@ class Table {
     }
     const Kind kind = kind_of(record.key);
     if (!has_layouts(kind)) {
-      if (kind == Kind::track) {  // whose key has no documented form
+      if (kind == Kind::track) {  // its key does not have the documented form
         first = "value " + hex_of(record.value) + " under key " + hex_of(record.key);
         return;
       }
@@ -126,7 +126,7 @@ class Table {
     std::cout << line_ << '\n';
   }
 
-  // A record of its own where the table is wider than the terminal.
+  // Prints a record as a block if the table is wider than the terminal.
   void print_block(const std::string& name) {
     std::cout << "  " << styled(Style::bold, name) << '\n';
     for (size_t i = 0; i < used_; ++i) {
@@ -149,7 +149,7 @@ bool is_selected(const StoredRecord& record, const ShowOptions& options) {
   return options.kind.empty() || options.kind == word_of(kind_of(record.key));
 }
 
-// The keys put the records of one kind next to each other, so that two walks print all tables without keeping a record.
+// In key order the records of one kind are consecutive, so two walks print all tables without holding records.
 void show_tables(const Store& store, const ShowOptions& options) {
   std::map<Kind, Table> tables;
   RecordCounts counts;
@@ -206,7 +206,7 @@ void add_show(CLI::App& app, Choice& choice) {
   command.add_operand("STORE", options->store, "The store to read");
   std::vector<std::string> words;
   for (const Kind kind : kinds) words.emplace_back(word_of(kind));
-  command.add_word("--kind", options->kind, words, "Only records of this kind");
+  command.add_word("--kind", options->kind, words, "Show only records of this kind");
   command.add_reveal(options->reveal);
   command.add_json(options->json);
 }

@@ -36,8 +36,7 @@ fs::path write_backup(const Store& original, const fs::path& store, const Releas
     try {
       if (original.put_new(name)) return name;
     } catch (const Error& error) {
-      throw Error(exit_io,
-                  std::string("no backup of the store can be written, so nothing was changed: ") + error.what(),
+      throw Error(exit_io, std::string("cannot write a backup, so nothing was changed: ") + error.what(),
                   error.exit_code == exit_unknown ? "" : error.reason, store.string());
     }
   }
@@ -54,7 +53,7 @@ std::string release_in_name(const fs::path& file) {
   std::string release = name.substr(at + sizeof infix - 1);
   const size_t dash = release.find('-'), dot = release.rfind('.');
   if (dash == std::string::npos) return "";
-  // The number of a second backup, though it might be a part of 4.2(0.48).
+  // Drop the number of a second backup. It could also be a part of the release 4.2(0.48).
   if (dot != std::string::npos && dot > dash && is_number(release.substr(dot + 1))) release.resize(dot);
   release[dash] = '(';
   release += ')';

@@ -1,4 +1,4 @@
-// The backups of a store, and the other files that it can be restored from: replaced stores and snapshots.
+// Files that restore can use: backups of a store, replaced stores and snapshots.
 #pragma once
 
 #include <filesystem>
@@ -10,16 +10,16 @@
 
 namespace vrrpconvert {
 
-// Returns the first name STORE.from-4.2-1, STORE.from-4.2-1.2, ... that no file has.
+// Returns the first free name STORE.from-4.2-1, STORE.from-4.2-1.2, ...
 std::filesystem::path free_backup_name(const std::filesystem::path& store, const Release& from);
 
-// Writes the records of `original` to the first free name STORE.from-4.2-1, STORE.from-4.2-1.2, ..., durably. Returns
-// the name. Throws Error.
+// Writes the records of `original` durably to the first free name STORE.from-4.2-1, STORE.from-4.2-1.2, ... Returns the
+// name. Throws Error.
 std::filesystem::path write_backup(const Store& original, const std::filesystem::path& store, const Release& from);
 
 struct RestoreSource {
   std::string file;
-  std::string release;  // that wrote it, if its name says so
+  std::string release;  // in the name of a backup, else empty
   RecordCounts records;
 
   // "FILE: of 4.2(1), 5 vr (5 new), 7 ip_assoc (7 new)"
@@ -28,10 +28,10 @@ struct RestoreSource {
   JSON_MEMBERS(file, release, records)
 };
 
-// The release in the name of a backup, "4.2(1)"; empty for another name.
+// Returns the release in the name of a backup, "4.2(1)", or an empty text for any other name.
 std::string release_in_name(const std::filesystem::path& file);
 
-// Returns the names of the backups of `store` and of the stores that it replaced, in their order.
+// Returns the names of the backups of `store` and of the replaced stores STORE.N, in order.
 std::vector<std::filesystem::path> backups_of(const std::filesystem::path& store);
 
 }  // namespace vrrpconvert

@@ -33,10 +33,10 @@ fs::path Conversion::snapshot() const {
 std::string device_path(const fs::path& root, const fs::path& directory, bool startup) {
   const fs::path relative = directory.lexically_relative(root);
   if (relative.empty() || *relative.begin() == "..") {
-    throw Error(exit_usage, directory.string() + " is not below the nonvolatile root " + root.string() +
-                                "; name a path below it, or another root");
+    throw Error(exit_usage, directory.string() + ": not in the root directory " + root.string() +
+                                "; use a path in it, or another --root");
   }
-  // The library cuts a longer store URL at 255 characters; the cut one could name another store.
+  // The library truncates a store URL at 255 characters. The truncated URL could name another store.
   const std::string path = relative == "." ? "/" : "/" + relative.string();
   const std::string store =
       startup ? VRRP_CNV_STARTUP_DIRECTORY "/" VRRP_CNV_STARTUP_STORE : "/" VRRP_CNV_RUNNING_STORE;

@@ -9,7 +9,7 @@ std::string counted(size_t records, const char* noun) {
 
 bool is_upgrade(const ConversionReport& report) { return report.change == name_of(Change::upgrade); }
 
-// The options that the conversion needs and the operator did not give.
+// Returns the options that permit the conversion and that the operator did not give.
 std::string missing_options(const Summary& summary, const Permissions& permissions) {
   std::string options;
   if (!summary.mismatch.empty() && !permissions.mismatch) options += " --allow-mismatch";
@@ -37,7 +37,7 @@ std::string effect_of(const ConversionReport& report) {
   return summary.failures == 0 ? text : text + "; " + counted(summary.failures, "record") + " would fail";
 }
 
-// The part of the effect that the operator does not permit.
+// Returns the part of the effect that the operator does not permit.
 std::string objection_of(const ConversionReport& report, bool is_mismatch) {
   const Summary& summary = report.summary;
   if (is_mismatch) return summary.mismatch + "; " + effect_of(report);

@@ -1,4 +1,4 @@
-// Whether a conversion may start: what the dry run foresees, compared with what the operator permits.
+// The decision whether a conversion may start: the result of the dry run, compared with the operator's permissions.
 #pragma once
 
 #include <set>
@@ -8,17 +8,17 @@
 
 namespace vrrpconvert {
 
-// What the operator permits beyond a conversion without losses.
+// The operator's permissions.
 struct Permissions {
-  std::set<std::string> accepted{};  // losses of these names
+  std::set<std::string> accepted{};  // losses with these names
   bool loss = false;                 // any loss, and records that would fail
   bool mismatch = false;
 };
 
-// A refusal, or a good ending. The report needs its releases and its summary.
+// Returns the refusal, or a good ending. Uses the releases and the summary of the report.
 Ending refusal_of(const ConversionReport& report, const Permissions& permissions);
 
-// The line that a dry run and a refusal begin with: "GO: ...", "NO-GO: ..." with the options that permit the
+// Returns the first line of a dry run or a refusal: "GO: ...", "NO-GO: ..." with the options that permit the
 // conversion, or "Nothing to do: ...".
 std::string decision_of(const ConversionReport& report, const Permissions& permissions);
 

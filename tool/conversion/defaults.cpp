@@ -17,7 +17,7 @@ const Field* field_in(const Layout& layout, const std::string& name) {
   return nullptr;
 }
 
-// The first layout that has the field, or null.
+// Returns the first layout that has the field, or null.
 const Layout* layout_with(const std::string& name) {
   for (const Layout& layout : layouts()) {
     if (field_in(layout, name) != nullptr) return &layout;
@@ -34,7 +34,7 @@ void Defaults::add(const std::string& text) {
   if (equals == std::string::npos || std::find(names.begin() + 1, names.end(), name) == names.end()) {
     throw Error(exit_usage, "--default: \"" + text +
                                 "\" is not FIELD=VALUE with a field that the old layout does not " +
-                                "have, as in lower_threshold_prio=0 or upper_threshold_prio=prio");
+                                "have; for example, lower_threshold_prio=0 or upper_threshold_prio=prio");
   }
   const Layout* layout = layout_with(name);
   const Field& field = *field_in(*layout, name);
@@ -54,7 +54,7 @@ void Defaults::add(const std::string& text) {
     alone.offset = 0;
     defaults_[name] = {.value = text_in(field_of_text(field, right), alone, true)};
   } catch (const BadRecord& error) {
-    throw Error(exit_usage, "--default: " + text + ": not the name of another field, and no value: " + error.what());
+    throw Error(exit_usage, "--default: " + text + ": neither another field nor a value: " + error.what());
   }
 }
 

@@ -1,4 +1,4 @@
-// Default values of fields: a conversion that drops a value which the target release assumes anyway loses nothing.
+// Default values of fields. If the target release assumes a value anyway, dropping it is not a loss.
 #pragma once
 
 #include <map>
@@ -11,17 +11,17 @@ namespace vrrpconvert {
 
 class Defaults {
  public:
-  // Adds "FIELD=VALUE", or "FIELD=OTHER" for the value of another field of the same record. Throws Error.
+  // Adds "FIELD=VALUE", or "FIELD=OTHER" for the value of another field in the same record. Throws Error.
   void add(const std::string& text);
 
-  // Whether the field of the record has its default value.
+  // Returns whether the field of the record has its default value.
   bool contains(const StoredRecord& record, const Field& field) const;
 
   const std::vector<std::string>& texts() const { return texts_; }
 
  private:
   struct Default {
-    std::string other{};  // the name of a field, or empty
+    std::string other{};  // name of another field, or empty
     std::string value{};
   };
   std::map<std::string, Default> defaults_;  // by field

@@ -7,7 +7,7 @@
 namespace vrrpconvert {
 namespace {
 
-// A dry run that is not complete says nothing of the conversion, least of all that nothing would be lost.
+// An incomplete dry run is an error: its losses are unknown.
 [[noreturn]] void fail(const Conversion& conversion, const std::string& problem) {
   throw Error(exit_io, conversion.store().string() + ": the dry run failed: " + problem + "; nothing was changed",
               "not_examined", conversion.store().string());
@@ -19,16 +19,16 @@ DryRun::DryRun(const Conversion& conversion) : before_(conversion.store()) {
   const MemoryFile result;
   const Run run = run_library({.conversion = conversion, .original = before_, .result = result.descriptor()});
   if (run.interrupted) throw Error(exit_interrupted, "interrupted; nothing was changed");
-  if (!run.answered) fail(conversion, "the library ended before it was done");
-  if (!run.has_closed) fail(conversion, "the library could not open the copy");
+  if (!run.returned) fail(conversion, "the library process ended before it returned");
+  if (!run.has_closed) fail(conversion, "the library could not open the working copy");
   if (run.close_status != 0) fail(conversion, syserr2str(run.close_status));
   after_.emplace(result.descriptor(), conversion.store());
   outcome_ = outcome_of(conversion, before_, *after_, run);
   operations_ = run.operations;
-  // The library handles the global info record and every record of the two kinds that have layouts.
+  // The library processes the global info record and every record of the two kinds that have layouts.
   const uint64_t expected = 1 + outcome_.records.of(Kind::vr) + outcome_.records.of(Kind::ip_assoc);
   if (operations_ != (conversion.change() == Change::none ? 0 : expected)) {
-    fail(conversion, "the library did not convert every record; there may be too little memory");
+    fail(conversion, "the library did not convert every record; the memory may be too small");
   }
   if (!is_converted_already(conversion, outcome_)) return;
   after_.reset();

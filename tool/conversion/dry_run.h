@@ -1,4 +1,4 @@
-// A dry run: the same library converts an image of the store in memory.
+// A dry run: the library converts a working copy of the store in memory.
 #pragma once
 
 #include <optional>
@@ -11,8 +11,8 @@ namespace vrrpconvert {
 
 class DryRun {
  public:
-  // Reads the store, and converts what it read. Writes no file. Throws Error if the store cannot be read, the operator
-  // interrupts, or the library did not handle every record.
+  // Reads the store and converts a working copy. Writes no file. Throws Error if the store cannot be read, the operator
+  // interrupts, or the library did not process every record.
   explicit DryRun(const Conversion& conversion);
 
   const Store& before() const { return before_; }
@@ -22,7 +22,7 @@ class DryRun {
 
  private:
   Store before_;
-  std::optional<Store> after_;  // none if there is nothing to convert
+  std::optional<Store> after_;  // empty if there is nothing to convert
   Outcome outcome_;
   uint32 operations_ = 0;
 };

@@ -13,7 +13,7 @@ constexpr char not_durable[] = "; a power failure may bring the old records back
 std::string text_of_result(syserr_t result) {
   char number[16];
   snprintf(number, sizeof number, "0x%x", result);
-  return std::string("the library answered ") + number + " (" + syserr2str(result) + ")";
+  return std::string("the library returned ") + number + " (" + syserr2str(result) + ")";
 }
 
 }  // namespace
@@ -21,7 +21,7 @@ std::string text_of_result(syserr_t result) {
 Ending refusal_of_snapshot(const std::filesystem::path& snapshot) {
   return {exit_found,
           snapshot.string() +
-              " holds other records; convert without --no-backup, or name the device's own directory with --root",
+              " contains other records; convert without --no-backup, or set --root to the device's own directory",
           "other_snapshot"};
 }
 
@@ -39,7 +39,7 @@ void require_begun(const Run& run, const Conversion& conversion) {
                     ": another process changed it after the dry run; it was not converted; run the command again",
                 "changed", conversion.store().string());
   }
-  if (run.answered && run.open_status != 0) throw_store_error(conversion.store(), run.open_status);
+  if (run.returned && run.open_status != 0) throw_store_error(conversion.store(), run.open_status);
 }
 
 void require_kept(const Run& run, const Conversion& conversion, bool is_unchanged, const std::string& unfinished) {
@@ -47,28 +47,28 @@ void require_kept(const Run& run, const Conversion& conversion, bool is_unchange
   if (run.interrupted) throw Error(exit_interrupted, "interrupted; the store is unchanged" + unfinished);
   if (run.snapshot_status == 0) return;
   throw Error(exit_io, conversion.snapshot().string() +
-                           ": the snapshot cannot be written: " + syserr2str(run.snapshot_status) +
-                           "; an upgrade deletes the records, so nothing was changed without it");
+                           ": cannot write the snapshot: " + syserr2str(run.snapshot_status) +
+                           "; an upgrade deletes the records, so nothing was changed");
 }
 
 Ending ending_of_run(const Run& run, const ConversionReport& report) {
   const std::vector<FailedRecord>& failed = report.outcome->failed;
-  if (!run.answered) {
+  if (!run.returned) {
     return {exit_unknown,
             report.changed
                 ? std::string("the store is converted, but the library process ended before it returned") + not_durable
                 : "the library process ended before it returned; the store is unchanged"};
   }
   if (run.result != 0) return {exit_bad_input, text_of_result(run.result)};
-  // The dry run of the same conversion did change the store's image.
+  // The dry run of the same conversion changed the working copy.
   if (!failed.empty() && !report.changed && report.summary.changes > 0) {
     return {exit_io, "nothing was changed: " + failed.front().reason};
   }
   if (run.close_status != 0 && !report.changed) {
-    return {exit_io, std::string("nothing was changed: closing the store failed: ") + syserr2str(run.close_status)};
+    return {exit_io, std::string("nothing was changed: cannot close the store: ") + syserr2str(run.close_status)};
   }
   if (run.close_status != 0) {
-    return {exit_unknown, std::string("the store is converted, but closing it failed: ") +
+    return {exit_unknown, std::string("the store is converted, but could not be closed: ") +
                               syserr2str(run.close_status) + not_durable};
   }
   if (failed.empty()) return {};
@@ -80,16 +80,14 @@ Ending ending_of_replaced(const Run& run, const Conversion& conversion) {
   return {exit_unknown,
           conversion.store().string() + ": " +
               (run.has_converted() ? "was converted, but another process" : "another process") +
-              " replaced or changed it since; see with check which records it has",
+              " replaced or changed it; run check to see its records",
           "replaced"};
 }
 
-Ending ending_of_uncompared() {
-  return {exit_unknown, "unknown outcome: too little memory to compare the records; run check"};
-}
+Ending ending_of_uncompared() { return {exit_unknown, "unknown outcome: no memory to compare the records; run check"}; }
 
 Ending ending_of_unreadable(const std::string& reason, bool is_converted) {
-  return {exit_unknown, is_converted ? "the store was converted, but cannot be read again: " + reason
+  return {exit_unknown, is_converted ? "the store was converted, but cannot be read: " + reason
                                      : "unknown outcome: the store cannot be read: " + reason};
 }
 

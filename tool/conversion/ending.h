@@ -1,4 +1,4 @@
-// How a conversion ends: its exit status, its reason for scripts, and its message.
+// The ending of a conversion: its exit status, its reason for scripts, and its message.
 #pragma once
 
 #include <string>
@@ -11,21 +11,21 @@ namespace vrrpconvert {
 
 Ending refusal_of_snapshot(const std::filesystem::path& snapshot);
 
-// The exit status and reason of a dry run are those of the refusal, or say that records would fail. It has the problem
-// of a refusal that no option permits.
+// Returns the ending of a dry run: the exit status and reason of the refusal, or those for records that would fail. It
+// has a message only if no option permits the conversion.
 Ending ending_of_dry_run(const Summary& summary, const Ending& refusal);
 
-// Each throws Error if the run left the store unchanged, and the reason is all there is to report: if the library did
-// not get the store, or if an interrupt or a failed snapshot ended the run. `unfinished` is appended to the message.
+// Each throws Error if the store is unchanged because the library did not get it, or because an interrupt or a failed
+// snapshot ended the run. `unfinished` is appended to the message.
 void require_begun(const Run& run, const Conversion& conversion);
 void require_kept(const Run& run, const Conversion& conversion, bool is_unchanged, const std::string& unfinished);
 
-// The ending of a run whose outcome the report has.
+// Returns the ending of a run whose outcome is known.
 Ending ending_of_run(const Run& run, const ConversionReport& report);
 
-// The ending of one whose store has other records than the library left, or cannot be read.
+// Returns the ending of a run whose store cannot be read, or contains other records than the library stored.
 Ending ending_of_replaced(const Run& run, const Conversion& conversion);
-Ending ending_of_uncompared();  // for lack of memory
+Ending ending_of_uncompared();  // for a lack of memory
 Ending ending_of_unreadable(const std::string& reason, bool is_converted);
 
 }  // namespace vrrpconvert

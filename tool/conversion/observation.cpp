@@ -18,9 +18,9 @@
 namespace vrrpconvert {
 namespace {
 
-Observation* begun = nullptr;  // in this process
+Observation* begun = nullptr;  // the observation of this process
 
-// The operation that this program's own stands in front of.
+// Returns the next definition of an operation, after the one in this program.
 template <typename Function>
 Function* next(Function*, const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
@@ -35,7 +35,7 @@ syserr_t noted(const pss_datum_t& key, syserr_t status) {
 
 Observation::Observation() {
   void* memory = mmap(nullptr, sizeof(Observed), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  if (memory == MAP_FAILED) throw Error(exit_io, std::string("no shared memory: ") + strerror(errno));
+  if (memory == MAP_FAILED) throw Error(exit_io, std::string("cannot allocate shared memory: ") + strerror(errno));
   observed_ = new (memory) Observed{};
 }
 
@@ -52,7 +52,7 @@ void Observation::note_operation(const pss_datum_t& key, syserr_t status) const 
   __atomic_fetch_add(&observed_->operations, 1, __ATOMIC_RELAXED);
   if (status == 0) return;
   const auto* bytes = static_cast<const uint8*>(key.ptr);
-  // A line that is lost costs a reason only.
+  // Ignore a failure: without this line only the reason is missing in the report.
   (void)dprintf(log_.descriptor(), "%s %u\n", hex_of({bytes, key.siz}).c_str(), status);
 }
 
@@ -78,14 +78,14 @@ pss_service_t pss_open(const char* url, syserr_t* status) {
   const pss_service_t table = next(&pss_open, "pss_open")(url, status);
   if (begun == nullptr) return table;
   auto& observed = begun->observed();
-  // Digests are compared while the store is locked, so that the library converts the records that the dry run saw.
+  // Compare digests while the store is locked, so that the library converts the same records that the dry run saw.
   vrrpconvert::StoreDigest found;
   if (table != 0) *status = vrrpconvert::get_digest(table, &found);
   observed.was_changed = *status == 0 && found != begun->expected;
   if (observed.was_changed) *status = SYSERR_PSS_BUSY;
   observed.open_status = *status;
   if (*status == 0 || table == 0) return table;
-  (void)next(&pss_close, "pss_close")(table);  // nothing was changed through it
+  (void)next(&pss_close, "pss_close")(table);  // ignored: nothing was changed
   return 0;
 }
 
@@ -117,7 +117,7 @@ syserr_t pss_close(pss_service_t table) {
   if (begun->original != 0) {
     observed.close_status = pss_embedded_write_image(table, begun->result);
   } else if (observed.snapshot_status != 0) {
-    // The library deletes the records anyway, and no other file has them.
+    // Roll back: without a snapshot no file would contain the deleted records.
     (void)pss_embedded_discard(table);
     observed.close_status = observed.snapshot_status;
   } else {

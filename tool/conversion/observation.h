@@ -1,7 +1,6 @@
-// What the process that runs the library does to the store, seen from the process that waits for it.
-//
-// The library takes every platform operation through its dynamic symbol, so that those that this program defines
-// (observation.cpp) come first. They forward each call, and note what it did once an observation has begun.
+// Observation of the library's run: the process that runs the library records each platform operation in shared memory.
+// The library calls every platform operation through its dynamic symbol, and this program defines some of them
+// (observation.cpp). They forward each call and, after begin(), record its result.
 #pragma once
 
 #include "tool/conversion/run.h"
@@ -11,15 +10,15 @@ namespace vrrpconvert {
 
 class Observation {
  public:
-  // Shares memory with processes that are forked from here on. Throws Error.
+  // Allocates memory that is shared with processes forked later. Throws Error.
   Observation();
   Observation(const Observation&) = delete;
   Observation& operator=(const Observation&) = delete;
   ~Observation();
 
-  // Begins in the process that runs the library. In a dry run the library gets the original, whatever it opens, and
-  // takes no snapshot. Otherwise a store with other records than the original's is not given to it, and after a failed
-  // snapshot its changes are not kept.
+  // Call in the process that runs the library. In a dry run, pss_open returns the working copy `original` for any URL,
+  // and pss_snapshot does nothing. Otherwise, pss_open fails if the store has other records than the original, and
+  // pss_close rolls back after a failed snapshot.
   void begin(const RunOptions& options);
 
   Observed& observed() const { return *observed_; }
@@ -28,14 +27,14 @@ class Observation {
   void note_operation(const pss_datum_t& key, syserr_t status) const;
   std::map<std::string, syserr_t> failures() const;
 
-  // Of this process, once it has begun.
-  pss_service_t original = 0;  // in a dry run, else 0
+  // Used in this process after begin().
+  pss_service_t original = 0;  // working copy in a dry run, else 0
   int result = -1;
   StoreDigest expected;
 
  private:
   Observed* observed_;
-  MemoryFile log_{};  // of failures: a line with the key's hexadecimal digits and the status for each
+  MemoryFile log_{};  // one line per failure: the hexadecimal digits of the key, and the status
 };
 
 }  // namespace vrrpconvert

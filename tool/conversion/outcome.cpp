@@ -25,20 +25,20 @@ RecordOutcome outcome_of_record(Change change, const Difference& pair) {
 std::string reason_for(Change change, const Difference& pair, const Run& run) {
   const Layout* layout = pair.before != nullptr ? layout_of(*pair.before) : nullptr;
   if (layout != nullptr && expected_key(*layout, pair.before->value) != pair.before->key) {
-    return "it is misplaced: the library finds a record only under its expected key";
+    return "misplaced record: the library finds a record only under its expected key";
   }
   if (pair.before != nullptr && layout == nullptr && has_layouts(kind_of(pair.before->key))) {
-    return "its value of " + std::to_string(pair.before->value.size()) + " bytes is of no known layout";
+    return "no layout has a value of " + std::to_string(pair.before->value.size()) + " bytes";
   }
   const auto failure = run.failures.find(hex_of(pair.either().key));
   if (failure != run.failures.end()) {
-    return std::string(change == Change::upgrade ? "deleting" : "storing") +
-           " it failed: " + syserr2str(failure->second);
+    return std::string("cannot ") + (change == Change::upgrade ? "delete" : "store") +
+           " it: " + syserr2str(failure->second);
   }
   if (!pair.is_none()) return "unexpected content after the conversion";
-  if (!run.answered) return "the library process ended before its change was stored";
-  if (run.open_status != 0) return std::string("the store could not be opened: ") + syserr2str(run.open_status);
-  if (run.close_status != 0) return std::string("the store could not be closed: ") + syserr2str(run.close_status);
+  if (!run.returned) return "the library process ended before its change was stored";
+  if (run.open_status != 0) return std::string("cannot open the store: ") + syserr2str(run.open_status);
+  if (run.close_status != 0) return std::string("cannot close the store: ") + syserr2str(run.close_status);
   return "the change was not stored, for an unknown reason; the disk may be failing";
 }
 
@@ -70,7 +70,7 @@ void add_pair(Outcome& outcome, const Conversion& conversion, const Difference& 
   }
 }
 
-// How many bytes of a value a downgrade keeps.
+// Returns the number of bytes of a value that a downgrade keeps.
 size_t kept_size(Kind kind) {
   for (const Layout& layout : layouts()) {
     if (layout.kind == kind && layout.version == Version::old_one) return layout.size;

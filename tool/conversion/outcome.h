@@ -1,4 +1,4 @@
-// The outcome of a conversion: what it did to the records of a store, or what a dry run says that it would do.
+// The outcome of a conversion or a dry run: the number of records that it changed, lost values, and failed records.
 #pragma once
 
 #include <functional>
@@ -13,10 +13,10 @@
 
 namespace vrrpconvert {
 
-// Losses go by the name of the field; this name is for records that are lost as a whole.
+// The name of the loss of a whole record. Other losses have the name of the field.
 inline constexpr char whole_record[] = "record";
 
-// The names that a loss can have, the one for whole records first.
+// Returns all names of losses, beginning with whole_record.
 std::vector<std::string> names_of_losses();
 
 struct Loss {
@@ -26,7 +26,7 @@ struct Loss {
   bool is_default = false;  // the target release assumes this value
 };
 
-// Calls `visit` with every loss that a difference is. A field is lost if it was set and is not set afterwards.
+// Calls `visit` with every loss in a difference. A field is lost if it was set before and is not set after.
 void for_each_loss(const Difference& difference, const Defaults& defaults,
                    const std::function<void(const Loss&)>& visit);
 
@@ -37,25 +37,25 @@ struct FailedRecord {
 };
 
 struct Outcome {
-  RecordCounts records;  // of the store before
-  size_t changes = 0;    // records that differ afterwards
+  RecordCounts records;  // in the store before
+  size_t changes = 0;    // records that changed
   size_t converted = 0, deleted = 0, unchanged = 0;
   NameList added;
   NamesByWord lost;                  // by field
   NamesByWord defaults;              // dropped values that the target release assumes, by field
-  NameList without_vr;               // track records whose virtual router is deleted
-  std::vector<FailedRecord> failed;  // records that are not in the state that the conversion gives them
+  NameList without_vr;               // track records whose VR configuration is deleted
+  std::vector<FailedRecord> failed;  // failed records
 };
 
-// Compares the store `after` a run with the store `before` it. The run only gives reasons. Throws Error.
+// Compares the store before and after a run. Takes only the reasons of failures from `run`. Throws Error.
 Outcome outcome_of(const Conversion& conversion, const Store& before, const Store& after, const Run& run);
 
-// The outcome if the library does not run.
+// Returns the outcome without a run of the library.
 Outcome outcome_of_none(const Store& store);
 
-// Whether the target release reads every VR configuration and IP association, and there are any, so that a conversion,
-// which would have the outcome `foreseen`, has nothing to do. A global info record with values of the new release alone
-// has to be downgraded. A release of the old layout may have another one than a downgrade stores.
+// Returns whether the conversion has nothing to do, because there are VR configurations or IP associations and the
+// target release can read all of them. `foreseen` is the outcome of its dry run. In a downgrade, a global info record
+// with values of the new release must be converted anyway.
 bool is_converted_already(const Conversion& conversion, const Outcome& foreseen);
 
 }  // namespace vrrpconvert

@@ -12,7 +12,7 @@ namespace {
 
 constexpr char version[] = CONVERTVRRP_VERSION;
 
-// Throws std::exception for a report without a complete plan.
+// Reads the plan in a report. Throws std::exception if the plan is incomplete.
 Plan parse_plan(std::istream& stream) {
   constexpr const char* needed[] = {"schema", "dry_run", "plan"};
   const Json json = parse_members(stream, needed);
@@ -83,19 +83,19 @@ Plan read_plan(const std::string& file) {
   std::ifstream opened;
   if (!is_standard_input) opened.open(file);
   if (!is_standard_input && !opened)
-    throw Error(exit_bad_input, name + ": cannot be read; expected a dry run's report");
+    throw Error(exit_bad_input, name + ": cannot open: " + strerror(errno) + "; expected the report of a dry run");
   Plan plan;
   try {
     plan = parse_plan(is_standard_input ? std::cin : opened);
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::exception&) {
-    throw Error(exit_bad_input, name + ": is not a report of convert --dry-run --json with a plan; make one again",
+    throw Error(exit_bad_input, name + ": not a report of convert --dry-run --json with a plan; run the dry run again",
                 "bad_report");
   }
   if (plan.tool == version) return plan;
   throw Error(exit_bad_input,
-              name + ": was made by vrrpconvert " + plan.tool + ", and this is " + version + "; make a new plan",
+              name + ": the plan is from vrrpconvert " + plan.tool + ", but this is " + version + "; make a new plan",
               "bad_report");
 }
 

@@ -18,7 +18,7 @@ Ending refusal(const fs::path& path, const std::string& problem, const char* rea
   return {exit_io, path.string() + ": " + problem, reason};
 }
 
-// A file that the conversion writes: a new store, a backup or a snapshot.
+// A file that the conversion writes: the new store, the backup or the snapshot.
 struct WrittenFile {
   const char* what;
   fs::path directory;
@@ -28,17 +28,16 @@ Ending check_owner(const fs::path& store, const struct stat& file) {
   struct statx own;
   const bool is_known = statx(AT_FDCWD, store.c_str(), 0, STATX_INO, &own) == 0;
   if (is_known && (own.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0) {
-    return refusal(store, "is a mount point, which cannot be replaced; unmount it", "permission");
+    return refusal(store, "a mount point cannot be replaced; unmount it", "permission");
   }
   if (geteuid() != 0 && file.st_uid != geteuid()) {
     return refusal(store,
                    "belongs to user " + std::to_string(file.st_uid) +
-                       ", and the converted store has to; convert as that user or as root",
+                       "; the converted store must have the same owner; convert as that user or as root",
                    "permission");
   }
   if (access(store.c_str(), W_OK) != 0) {
-    return refusal(store, std::string("cannot be written: ") + strerror(errno) + "; make it writable for its owner",
-                   "permission");
+    return refusal(store, std::string("cannot write: ") + strerror(errno) + "; run chmod u+w", "permission");
   }
   return {};
 }
@@ -47,13 +46,13 @@ Ending check_directory(const WrittenFile& file) {
   if (access(file.directory.c_str(), W_OK | X_OK) == 0) return {};
   const bool is_missing = errno == ENOENT;
   return refusal(file.directory,
-                 std::string("no ") + file.what + " can be written here: " + strerror(errno) +
+                 std::string("cannot create a ") + file.what + " here: " + strerror(errno) +
                      "; check the owner and mode of the directory",
                  is_missing ? "missing" : "permission");
 }
 
-// Whether `files` files of `size` bytes fit into the file system of `directory`. One that does not report its size is
-// taken for large enough.
+// Returns whether `files` files of `size` bytes fit into the file system of `directory`. Returns true if the file
+// system does not report its size.
 bool fits(const fs::path& directory, uint64_t size, uint64_t files) {
   struct statvfs system;
   if (statvfs(directory.c_str(), &system) != 0 || system.f_blocks == 0) return true;
@@ -71,8 +70,8 @@ Ending check_space(const std::vector<WrittenFile>& files, uint64_t size) {
     }
     if (fits(file.directory, size, count)) continue;
     return refusal(file.directory,
-                   "no space for " + std::to_string(count) + (count == 1 ? " file of " : " files of ") +
-                       std::to_string(size) + " bytes; make room in its file system",
+                   "cannot write " + std::to_string(count) + (count == 1 ? " file of " : " files of ") +
+                       std::to_string(size) + " bytes: no space left; free space in its file system",
                    "no_space");
   }
   return {};
@@ -88,7 +87,7 @@ Ending preflight(const Conversion& conversion, bool has_backup) {
   if (conversion.change() == Change::upgrade) {
     fs::path directory = conversion.snapshot().parent_path();
     std::error_code ignored;
-    // convert creates it in a root other than "/".
+    // convert creates this directory if the root is not "/".
     if (conversion.root != "/" && !fs::exists(directory, ignored)) directory = conversion.root;
     files.push_back({"snapshot", directory});
   }

@@ -1,4 +1,4 @@
-// Conditions that would end a conversion before it changes the store, which a dry run finds without a change.
+// Checks of a dry run: conditions that would end the conversion before it changes the store.
 #pragma once
 
 #include "tool/conversion/conversion.h"
@@ -6,8 +6,8 @@
 
 namespace vrrpconvert {
 
-// Checks the directories of the store and of the snapshot, the free space in them, and the owner of the store. Returns
-// the refusal, or a good ending. Memory needs no check: the dry run uses as much as the conversion.
+// Checks the directories of the store and the snapshot, their free space, and the owner of the store. Returns the
+// refusal, or a good ending. Does not check memory, because the dry run uses as much as the conversion.
 Ending preflight(const Conversion& conversion, bool has_backup);
 
 }  // namespace vrrpconvert

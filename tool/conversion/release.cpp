@@ -9,7 +9,7 @@
 namespace vrrpconvert {
 namespace {
 
-// Removes a number of 1 to 9 digits and the character `end` from the start of `text`.
+// Removes a number of 1 to 9 digits and the character `end` from the start of `text`. Returns whether they are there.
 bool take_number(std::string_view& text, char end) {
   size_t digits = 0;
   while (digits < text.size() && isdigit(static_cast<unsigned char>(text[digits])) != 0) ++digits;
@@ -28,7 +28,7 @@ bool is_release(std::string_view text) {
 
 Release parse_release(const std::string& option, const std::string& text) {
   if (!is_release(text)) {
-    throw Error(exit_usage, option + ": \"" + text + "\" is not a release; expected one like 4.2(1), in quotes");
+    throw Error(exit_usage, option + ": \"" + text + "\" is not a release; expected a release like 4.2(1), in quotes");
   }
   int32 major = 0, minor = 0, patch = 0;
   vrrp_mgr_split_version(text.c_str(), &major, &minor, &patch);

@@ -1,4 +1,4 @@
-// A software release, as the operator names it.
+// A software release on the command line.
 #pragma once
 
 #include <string>
@@ -11,10 +11,10 @@ struct Release {
   bool has_old_layout;  // older than the boundary
 };
 
-// Whether the text has the form 4.2(1); letters, digits and dots may follow the patch number, as in 4.2(1a).
+// Returns whether the text has the form 4.2(1). Letters, digits and dots may follow the patch number, as in 4.2(1a).
 bool is_release(std::string_view text);
 
-// Throws Error for any other text; `option` names where it was given.
+// Parses a release. Throws Error for any other text; `option` is the name of the option.
 Release parse_release(const std::string& option, const std::string& text);
 
 }  // namespace vrrpconvert

@@ -8,7 +8,7 @@
 namespace vrrpconvert {
 namespace {
 
-// A mismatch is a store that the source release cannot have written, or an upgrade that would delete records which the
+// Finds a mismatch: the source release does not write these records, or the upgrade would delete records that the
 // target release can read.
 void compare_releases(const Conversion& conversion, Summary& summary) {
   const size_t new_ones = summary.records.with_layout(Version::new_one);
@@ -20,7 +20,7 @@ void compare_releases(const Conversion& conversion, Summary& summary) {
                        " old), which no release writes; an earlier conversion may be incomplete";
   } else if (change == Change::upgrade && new_ones > 0) {
     summary.mismatch = "the records are in the new layout, which " + conversion.from.text +
-                       " does not write: the store may have been written by a later release";
+                       " does not write; a later release may have written the store";
   } else if (change == Change::upgrade && conversion.to.has_old_layout && summary.changes > 0) {
     summary.mismatch = conversion.from.text + " and " + conversion.to.text +
                        " both read the old layout: an upgrade deletes records that " + conversion.to.text + " can read";
@@ -31,7 +31,7 @@ void compare_releases(const Conversion& conversion, Summary& summary) {
   }
 }
 
-// Whether the object of a dry run is complete, and its exit status is the one of its summary.
+// Returns whether the report of a dry run is complete and its exit status matches its summary.
 bool is_dry_run(const ConversionReport& report, const Json& summary) {
   const auto has = [&summary](const char* name) { return summary.contains(name) && !summary[name].is_null(); };
   if (!report.dry_run || !is_release(report.from) || !is_release(report.to) || !has("records") || !has("lost") ||
@@ -48,14 +48,14 @@ bool is_dry_run(const ConversionReport& report, const Json& summary) {
       return found.failures == 0 && (reason == "loss" || reason == "mismatch" || reason == "other_snapshot");
     case exit_some_failed:
       return found.failures > 0 && (reason == "would_fail" || reason == "mismatch");
-    case exit_io:  // of the preflight checks
+    case exit_io:  // preflight checks
       return !report.problem.empty() && (reason == "permission" || reason == "no_space" || reason == "missing");
     default:
       return false;
   }
 }
 
-// An error has no summary, and an exit status that a summary cannot have.
+// Returns whether the report of an error is complete. It has no summary.
 bool is_error(const ConversionReport& report) {
   static constexpr const char* reasons[] = {"usage",   "bad_input",       "missing",      "damaged",   "not_a_store",
                                             "in_use",  "untrusted",       "permission",   "no_space",  "no_memory",
@@ -106,7 +106,7 @@ std::optional<ConversionReport> read_dry_run_report(std::istream& stream) {
     const bool is_known = json.contains("summary") ? is_dry_run(report, json["summary"]) : is_error(report);
     return is_known ? std::optional(report) : std::nullopt;
   } catch (const std::ios_base::failure&) {
-    throw;  // of the file, not of its text
+    throw;  // the file failed, not its text
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::exception&) {

@@ -21,8 +21,8 @@
 namespace vrrpconvert {
 namespace {
 
-// Calls the library once, as the system manager does. Without a trace the driver is called behind the entry point,
-// which would open the device's log.
+// Calls the library once, as the system manager does. Without a trace, calls the driver directly, because the entry
+// point would open the device's log.
 syserr_t call_library(const Conversion& conversion, bool has_trace) {
   const char *to = conversion.to.text.c_str(), *from = conversion.from.text.c_str();
   if (has_trace) {
@@ -34,14 +34,14 @@ syserr_t call_library(const Conversion& conversion, bool has_trace) {
                                          conversion.startup ? VRRP_CONVERT_STARTUP : VRRP_CONVERT_GSYNC);
 }
 
-// noexcept: a lack of memory ends this process, and does not unwind into what is the parent's.
+// noexcept: a lack of memory ends this process; an exception must not reach the parent's stack frames.
 [[noreturn]] void run_in_child(const RunOptions& options, const MemoryFile& from, const MemoryFile& to,
                                Observation& observation) noexcept {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-    if (signal(number, SIG_DFL) == SIG_IGN) signal(number, SIG_IGN);  // nohup holds for the library too
+    if (signal(number, SIG_DFL) == SIG_IGN) signal(number, SIG_IGN);  // nohup applies to the library too
   }
-  // The operator's own values would make another conversion of it.
+  // Replace the operator's values, which would change the conversion.
   if (setenv("SYSMGR_FROM_SRG_PATH", from.path().c_str(), 1) != 0 ||
       setenv("SYSMGR_TO_SRG_PATH", to.path().c_str(), 1) != 0 ||
       setenv("SYSMGR_VDC_ID", std::to_string(options.conversion.vdc).c_str(), 1) != 0) {
@@ -51,11 +51,11 @@ syserr_t call_library(const Conversion& conversion, bool has_trace) {
   if (options.result < 0) set_nonvolatile_root(options.conversion.root);
   observation.begin(options);
   observation.observed().result = call_library(options.conversion, options.has_trace);
-  observation.observed().answered = true;
+  observation.observed().returned = true;
   _exit(0);
 }
 
-// Waits for the process, which has the other end of the pipe `alive`, and shows how far it is. Returns whether the
+// Waits until the process ends and closes its end of the pipe `alive`, and shows the progress. Returns whether the
 // operator interrupted it.
 bool wait_for(pid_t process, int alive, const RunOptions& options, const Observation& observation) {
   Progress progress(options.result >= 0 ? "Dry run, records" : "Converting", options.operations);
@@ -78,7 +78,7 @@ bool wait_for(pid_t process, int alive, const RunOptions& options, const Observa
 Run run_library(const RunOptions& options) {
   const MemoryFile from(options.conversion.from.text + '\n'), to(options.conversion.to.text + '\n');
   Observation observation;
-  int alive[2];  // a pipe that the process has open as long as it lives
+  int alive[2];  // a pipe that the process keeps open until it ends
   if (pipe2(alive, O_CLOEXEC) != 0) throw Error(exit_io, std::string("cannot create a pipe: ") + strerror(errno));
   const pid_t process = fork();
   if (process == 0) run_in_child(options, from, to, observation);

@@ -1,5 +1,4 @@
-// One run of the library, in a process of its own: the environment that the system manager gives it, the call, and what
-// the library did to the store.
+// A run of the library in a new process, with the environment that the system manager provides.
 #pragma once
 
 #include <map>
@@ -11,14 +10,14 @@
 
 namespace vrrpconvert {
 
-// What the process that runs the library notes in memory that it shares with the tool's.
+// The record of a run, in memory that both processes share.
 struct Observed {
-  bool answered;     // false: the process ended before the library returned `result`
-  bool was_changed;  // the store had other records than expected, and the library did not get it
+  bool returned;     // whether the library returned `result` before the process ended
+  bool was_changed;  // whether the store had other records than expected; the library did not get it
   bool has_snapshot;
-  bool has_closed;     // the library closed the store, whose records then had the digest `closed`
-  uint32 operations;   // records that the library stored or deleted, or tried to
-  uint32 kept_number;  // of an earlier snapshot, as kept_name() has it
+  bool has_closed;     // whether the library closed the store, whose records then had the digest `closed`
+  uint32 operations;   // number of calls that store or delete a record
+  uint32 kept_number;  // N of the earlier snapshot's new name, for kept_name()
   syserr_t result;
   syserr_t open_status, snapshot_status, close_status;
   StoreDigest closed;
@@ -26,21 +25,22 @@ struct Observed {
 
 struct Run : Observed {
   bool interrupted = false;
-  std::map<std::string, syserr_t> failures{};  // of operations, by the hexadecimal digits of the key
+  std::map<std::string, syserr_t> failures{};  // failed calls, by the hexadecimal digits of the key
 
-  bool has_converted() const { return answered && has_closed && close_status == 0; }
+  bool has_converted() const { return returned && has_closed && close_status == 0; }
 };
 
 struct RunOptions {
   const Conversion& conversion;
   const Store& original;   // a store with other records is not converted
-  int result = -1;         // in a dry run the file that gets the converted store's image, and no other file is touched
+  int result = -1;         // file for the converted image in a dry run, which changes no other file; else -1
   bool has_trace = false;  // false in a dry run
-  int trace = -1;          // the file that is traced to; -1 for the device's log
-  uint32 operations = 0;   // that are expected; 0 if not known
+  int trace = -1;          // file for trace lines; -1 for the device's log
+  uint32 operations = 0;   // expected number for the progress bar; 0 if unknown
 };
 
-// An interrupt ends the library at once, and the store is unchanged. Throws Error if the run cannot be prepared.
+// Runs the library. An interrupt ends its process, and the store is unchanged. Throws Error if the run cannot be
+// prepared.
 Run run_library(const RunOptions& options);
 
 }  // namespace vrrpconvert

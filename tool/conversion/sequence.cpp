@@ -21,11 +21,11 @@ void make_snapshot_directory(const Conversion& conversion) {
   if (conversion.change() != Change::upgrade || conversion.root == "/") return;
   const fs::path directory = conversion.snapshot().parent_path();
   std::error_code error;
-  fs::create_directory(directory, error);  // where a device has one
-  if (error) throw Error(exit_io, directory.string() + ": cannot be created: " + error.message());
+  fs::create_directory(directory, error);  // as on a device
+  if (error) throw Error(exit_io, directory.string() + ": cannot create: " + error.message());
 }
 
-// Whether the upgrade's snapshot would meet a file that is not an intact store with the same records.
+// Returns whether the snapshot path of the upgrade contains anything but an intact store with the same records.
 bool meets_other_snapshot(const Conversion& conversion, const Store& original) {
   if (conversion.change() != Change::upgrade || !is_taken(conversion.snapshot())) return false;
   try {
@@ -71,24 +71,25 @@ class Sequence {
  private:
   Ending& ending() { return report_; }
 
-  // The plan that the operator runs holds for the records that its dry run examined, and for no others.
+  // A plan is valid only for the records that its dry run read.
   void require_approved() const {
     if (!request_.approved || *request_.approved == dry_run_.before().digest()) return;
-    throw Error(exit_in_use,
-                report_.store + ": has other records than the plan; nothing was changed; make and approve a new plan",
-                "changed", report_.store);
+    throw Error(
+        exit_in_use,
+        report_.store + ": the records differ from those of the plan; nothing was changed; make and approve a new plan",
+        "changed", report_.store);
   }
 
   Ending refuse() {
     Ending refusal = refusal_of(report_, request_.permissions);
     if (conversion_.change() == Change::none || report_.summary.changes == 0) return refusal;
-    // An attempt shows more exactly than these checks whether files can be written, and changes nothing if not.
+    // A real run needs no checks: it tries to write the files, and changes nothing if that fails.
     Ending obstacle = request_.is_dry_run ? preflight(conversion_, request_.has_backup) : Ending();
     if (obstacle.is_good() && !request_.has_backup && meets_other_snapshot(conversion_, dry_run_.before())) {
       obstacle = refusal_of_snapshot(conversion_.snapshot());
     }
     if (obstacle.is_good()) return refusal;
-    report_.decision = "NO-GO: " + obstacle.problem + "; after that: " + report_.decision;
+    report_.decision = "NO-GO: " + obstacle.problem + "; then: " + report_.decision;
     return obstacle;
   }
 
@@ -102,7 +103,7 @@ class Sequence {
     try {
       const Run run = run_on_store();
       require_begun(run, conversion_);
-      ignore_interrupts();  // from here on the outcome has to be reported
+      ignore_interrupts();  // from here on the outcome must be reported
       ending() = examine(run);
       note_unfinished_files();
       if (report_.is_good()) require_kept(run, conversion_, !report_.changed, unfinished_text());
@@ -135,8 +136,8 @@ class Sequence {
     return run;
   }
 
-  // Reads the store again. If the digests show the records that the dry run foresaw, its outcome is the outcome; else
-  // all records are compared.
+  // Reads the store again. If its digest equals that of the dry run, takes the outcome of the dry run; else compares
+  // all records.
   Ending examine(const Run& run) {
     const bool is_foreseen = run.has_converted() && run.closed == dry_run_.after().digest();
     try {
@@ -159,14 +160,14 @@ class Sequence {
     }
   }
 
-  // Removes the backup of a store that was not changed: the store itself holds the same. One that stays does no harm.
+  // Removes the backup of an unchanged store. A failure is ignored: the backup does no harm.
   void drop_backup() {
     std::error_code ignored;
     if (!report_.copy.empty()) fs::remove(report_.copy, ignored);
     report_.copy.clear();
   }
 
-  // Names the files that this process or an earlier one left where the conversion writes stores.
+  // Lists the temporary files that this process or an earlier one left in the directories of the conversion.
   void note_unfinished_files() {
     std::vector<fs::path> files = unfinished_files_in(conversion_.store().parent_path());
     if (conversion_.change() == Change::upgrade) {
@@ -190,7 +191,7 @@ class Sequence {
     const bool is_upgrade = conversion_.change() == Change::upgrade;
     const std::string start = (is_upgrade ? "enter the VRRP configuration again under " : "start ") + report_.to;
     report_.next = report_.exit != exit_done ? back : start + (back.empty() ? "" : "; or " + back);
-    // Both have the records that the store had.
+    // The backup and the snapshot have the same records.
     for (const std::string& file : {report_.copy, report_.snapshot}) {
       if (!file.empty()) report_.ways_back.push_back({file, report_.from, dry_run_.outcome().records});
     }

@@ -1,4 +1,4 @@
-// The sequence of a conversion: dry run, refusal, backup, the library's run on the store, and what that left.
+// The sequence of a conversion: dry run, decision, backup, run of the library, comparison.
 #pragma once
 
 #include <optional>
@@ -11,17 +11,17 @@
 
 namespace vrrpconvert {
 
-// What the operator asks for.
+// The operator's options.
 struct ConversionRequest {
   Permissions permissions{};
   bool is_dry_run = false;
   bool has_backup = true;
-  std::optional<StoreDigest> approved{};  // of the records that the conversion may convert; none for any
-  std::string trace{};                    // the file that gets the library's trace lines; empty for the device's log
+  std::optional<StoreDigest> approved{};  // digest of the records of a plan; empty without a plan
+  std::string trace{};                    // file for the library's trace lines; empty for the device's log
 };
 
-// Converts the store, unless the dry run is all that is asked for or the conversion is refused. Throws Error if nothing
-// was changed, and the error says all there is to report.
+// Converts the store, unless only a dry run is requested or the conversion is refused. Throws Error if nothing was
+// changed and there is no report.
 ConversionReport convert_store(const Conversion& conversion, const ConversionRequest& request, const DryRun& dry_run);
 
 }  // namespace vrrpconvert

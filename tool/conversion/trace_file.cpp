@@ -17,12 +17,12 @@ namespace fs = std::filesystem;
 namespace {
 
 [[noreturn]] void fail_to_open(const std::string& file) {
-  throw Error(exit_io, file + ": cannot be opened for the trace: " + strerror(errno));
+  throw Error(exit_io, file + ": cannot open for the trace: " + strerror(errno));
 }
 
-// O_NONBLOCK: a FIFO would hold the tool. O_NOFOLLOW: a link may lead to a store.
+// O_NONBLOCK: the open of a FIFO would block. O_NOFOLLOW: a symbolic link could name a store.
 int open_for_trace(const std::string& file, int flags) {
-  // Mode 0600: a dump of a record shows its authentication key.
+  // Mode 0600: a record dump contains the authentication key.
   return open(file.c_str(), flags | O_RDWR | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW, 0600);
 }
 
@@ -35,16 +35,17 @@ bool is_database(int fd) {
 }  // namespace
 
 void check_trace_file(const Conversion& conversion, const std::string& file) {
-  std::error_code ignored;  // a directory that is not there holds no store
+  std::error_code ignored;  // a missing directory contains no store
   const fs::path place = fs::weakly_canonical(fs::absolute(file).parent_path(), ignored) / fs::path(file).filename();
   for (const fs::path& store : {conversion.store(), conversion.snapshot()}) {
-    if (place == store || place.native().starts_with(store.native() + '-')) {  // such as STORE-journal
-      throw Error(exit_usage, file + ": is the name of a store or belongs to one; name another file for the trace");
+    if (place == store || place.native().starts_with(store.native() + '-')) {  // for example STORE-journal
+      throw Error(exit_usage,
+                  file + ": a trace file cannot have the name of a store or its sidecar file; use another name");
     }
   }
   struct stat trace;
   if (lstat(file.c_str(), &trace) == 0 && !S_ISREG(trace.st_mode)) {
-    throw Error(exit_usage, file + ": is no regular file; name one that the trace can be appended to");
+    throw Error(exit_usage, file + ": not a regular file; use a regular file for the trace");
   }
   const int fd = open_for_trace(file, 0);
   if (fd < 0) {
@@ -53,7 +54,7 @@ void check_trace_file(const Conversion& conversion, const std::string& file) {
   }
   const bool is_store = is_database(fd);
   close(fd);
-  if (is_store) throw Error(exit_usage, file + ": is a store; name another file for the trace");
+  if (is_store) throw Error(exit_usage, file + ": a store; use another file for the trace");
 }
 
 TraceFile::TraceFile(const std::string& file) {

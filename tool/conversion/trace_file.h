@@ -1,4 +1,4 @@
-// The file that the operator wants the library's trace lines in.
+// The operator's file for the library's trace lines.
 #pragma once
 
 #include <string>
@@ -7,10 +7,10 @@
 
 namespace vrrpconvert {
 
-// Throws Error unless the trace can go to `file`, which is then no store, and not named like one. Creates nothing.
+// Throws Error if `file` cannot be a trace file, or is a store or has the name of one. Creates nothing.
 void check_trace_file(const Conversion& conversion, const std::string& file);
 
-// Open for appending, created if there is none; no file if the name is empty.
+// Opens the file for appending, and creates it if necessary. Opens no file if the name is empty.
 class TraceFile {
  public:
   explicit TraceFile(const std::string& file);  // throws Error

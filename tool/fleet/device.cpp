@@ -8,7 +8,7 @@
 namespace vrrpconvert {
 namespace {
 
-// Applies what is accepted here: the dry run that wrote the report may have had other options.
+// Applies this command's --accept-loss; the dry run that wrote the report may have had other options.
 void judge_losses(ConversionReport& report) {
   if (report.reason == "already" || (report.exit != exit_done && report.reason != "loss")) return;
   const bool is_lossless = report.summary.lost.empty();
@@ -65,7 +65,7 @@ void to_json(Json& json, const Device& device) {
           {"problem", or_null(report.problem)},
           {"reason", or_null(report.reason)},
           {"exit", report.exit}};
-  // A JSON text cannot have the bytes of a name that is not UTF-8.
+  // JSON cannot contain a name that is not UTF-8.
   if (!is_utf8(device.name)) json["device_hex"] = hex_of(std::string_view(device.name));
   if (!is_utf8(report.store)) json["store_hex"] = hex_of(std::string_view(report.store));
 }
@@ -78,7 +78,7 @@ Device device_without_report(const std::string& name, const std::string& reason,
 
 Device device_of_report(const std::string& name, std::istream& stream, const std::set<std::string>& accepted) {
   const std::optional<ConversionReport> report = read_dry_run_report(stream);
-  if (!report) return device_without_report(name, "bad_report", "no report of convert --dry-run --json");
+  if (!report) return device_without_report(name, "bad_report", "not a report of convert --dry-run --json");
   Device device = {name, *report};
   Summary& summary = device.report.summary;
   accept_losses(accepted, summary);

@@ -1,4 +1,4 @@
-// One device of a fleet, and what the dry run of a conversion reported of its store.
+// A device of a fleet, with the report of its dry run.
 #pragma once
 
 #include <istream>
@@ -9,17 +9,17 @@
 
 namespace vrrpconvert {
 
-// Devices are shown in this order, and the first rank of a fleet decides its exit status.
+// Ranks, worst first. Devices are sorted by rank, and the worst rank determines the exit status.
 enum class Rank { not_examined, in_use, would_fail, loss, accepted, clean };
 
-// Strings in a report may come from another machine: they are escaped where they are shown.
+// Strings of a report may be from another machine, so they are escaped when they are printed.
 struct Device {
   std::string name;
   ConversionReport report{};
   NamesByWord differences{};  // from its backup: records, by "added", "changed" and "removed"
   std::string verdict{};      // "damaged", "in use", "would fail", "mismatch", "loss", "accepted", "clean", ...
 
-  // Ends its examination for another reason than the report's.
+  // Replaces the ending of the report.
   void fail(Exit status, const std::string& word, const std::string& message);
 
   // Sets the verdict.
@@ -32,8 +32,8 @@ void to_json(Json& json, const Device& device);
 
 Device device_without_report(const std::string& name, const std::string& reason, const std::string& problem);
 
-// Reads the report of `convert --dry-run --json`, with or without its lists. Losses of `accepted` fields are no reason
-// to refuse. Text that is no such report is a device whose reason is "bad_report".
+// Reads a report of `convert --dry-run --json`, with or without its lists. Losses of `accepted` fields do not refuse
+// the conversion. If the text is not such a report, the reason of the device is "bad_report".
 Device device_of_report(const std::string& name, std::istream& stream, const std::set<std::string>& accepted);
 
 }  // namespace vrrpconvert

@@ -48,7 +48,7 @@ class DryRuns {
  public:
   DryRuns(const DryRunOptions& options, const std::vector<Input>& inputs)
       : options_(options), inputs_(inputs), progress_("Devices", inputs.size()) {
-    // If the caller left SIGCHLD ignored, waitpid() would fail.
+    // If the parent left SIGCHLD ignored, waitpid() would fail.
     signal(SIGCHLD, SIG_DFL);
   }
 
@@ -79,7 +79,7 @@ class DryRuns {
     while (!try_to_start(input)) {
       if (running_.empty())
         throw Error(exit_io, std::string("cannot start a process for a dry run: ") + strerror(errno));
-      wait_for_one();  // which gives back what there is too little of
+      wait_for_one();  // then there are resources for another process
     }
   }
 
@@ -91,7 +91,7 @@ class DryRuns {
       if (running_.empty()) throw;
       return false;
     }
-    // Before the fork: a lack of memory in the child would unwind into what is the parent's, such as the page.
+    // Allocate before the fork: in the child, an exception would reach the parent's stack frames.
     std::vector<std::string> arguments = arguments_for(options_, input.file);
     std::vector<char*> pointers;
     pointers.reserve(arguments.size() + 1);
@@ -117,11 +117,11 @@ class DryRuns {
     if (found == running_.end()) return;
     std::ifstream report(found->output->path());
     Device device = device_of_report(found->name, report, options_.accepted);
-    // A report counts only with the exit status that belongs to it: the dry run may have been killed after it.
+    // Use a report only if the exit status matches: the dry run may have been killed after it.
     if (!WIFEXITED(status) || WEXITSTATUS(status) != static_cast<int>(device.report.exit)) {
       device.fail(exit_io, "not_examined",
-                  WIFSIGNALED(status) ? "its dry run was ended by signal " + std::to_string(WTERMSIG(status))
-                                      : "its dry run could not be run to its end");
+                  WIFSIGNALED(status) ? "the dry run ended by signal " + std::to_string(WTERMSIG(status))
+                                      : "the dry run did not finish");
     }
     add(std::move(device));
     running_.erase(found);
@@ -135,14 +135,14 @@ class DryRuns {
 };
 
 Device read_report(const Input& input, const std::set<std::string>& accepted) {
-  const Input unreadable = {input.name, "", input.file.string() + ": cannot be read", "unreadable"};
-  // Not a link, nor anything else that another user put there since the search.
+  const Input unreadable = {input.name, "", input.file.string() + ": cannot open", "unreadable"};
+  // Opens neither a symbolic link nor a special file, which another user may have created after the search.
   const int fd = open(input.file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
   struct stat status;
   const bool is_file = fd >= 0 && fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
   std::ifstream report;
   if (is_file) report.open("/proc/self/fd/" + std::to_string(fd));
-  if (fd >= 0) close(fd);  // the stream has it open
+  if (fd >= 0) close(fd);  // the stream has opened the file again
   if (!report.is_open()) return missing_device(unreadable);
   try {
     return device_of_report(input.name, report, accepted);

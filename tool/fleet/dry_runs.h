@@ -1,4 +1,4 @@
-// The dry runs of a fleet, each in a process of its own, and the reports of dry runs elsewhere.
+// The dry runs of a fleet, each in a new process, and saved reports of dry runs.
 #pragma once
 
 #include <set>
@@ -12,16 +12,16 @@ namespace vrrpconvert {
 
 struct DryRunOptions {
   const std::string &from, &to;
-  const std::set<std::string>& accepted;  // losses
+  const std::set<std::string>& accepted;  // names of losses
   const Defaults& defaults;
-  unsigned jobs;  // dry runs at a time
+  unsigned jobs;  // number of dry runs at a time
 };
 
 // Runs `convert --dry-run` of this program for each store. Every input becomes a device. Throws Error if no process can
-// be started, or the operator interrupts.
+// be started, or if the operator interrupts.
 std::vector<Device> run_dry_runs(const DryRunOptions& options, const std::vector<Input>& inputs);
 
-// Reads saved reports instead.
+// Reads saved reports. Every input becomes a device. Throws Error if the operator interrupts.
 std::vector<Device> read_reports(const std::vector<Input>& inputs, const std::set<std::string>& accepted);
 
 }  // namespace vrrpconvert

@@ -13,10 +13,10 @@ void take_releases(Fleet& fleet) {
     if (from.empty()) continue;
     if (fleet.from.empty()) std::tie(fleet.from, fleet.to) = std::tie(from, to);
     if (from == fleet.from && to == fleet.to) continue;
-    std::string problem = "its report is for ";
+    std::string problem = "the report is for ";
     problem.append(from).append(" to ").append(to).append(", but other reports are for ").append(fleet.from);
     problem.append(" to ").append(fleet.to);
-    device = device_without_report(device.name, "bad_report", problem);  // its figures are not about this change
+    device = device_without_report(device.name, "bad_report", problem);  // its figures are for another change
   }
 }
 
@@ -42,7 +42,8 @@ Totals totals_of(const std::vector<Device>& devices) {
   return totals;
 }
 
-// "11 of 500 devices cannot be converted, 180 would lose values that are not accepted"; empty if there is no problem.
+// Returns the problems: "11 of 500 devices cannot be converted, 180 would lose values that are not accepted", or an
+// empty text.
 std::string problem_of(const Fleet& fleet) {
   size_t unusable = 0, losing = 0;
   for (const Device& device : fleet.devices) {
@@ -75,13 +76,13 @@ std::string decision_of(const Fleet& fleet) {
   const std::string all =
       fleet.devices.size() == 1 ? "the device" : "all " + std::to_string(fleet.devices.size()) + " devices";
   const bool is_one = fleet.devices.size() == 1;
-  if (fleet.is_verified) return "GO: " + all + (is_one ? " is" : " are") + " as the backup";
+  if (fleet.is_verified) return "GO: " + all + (is_one ? " is" : " are") + " like the backup";
   const auto already = fleet.totals.verdicts.find("already");
   if (already != fleet.totals.verdicts.end() && already->second == fleet.devices.size()) {
-    return "Nothing to do: no record of " + all + " has to be converted";
+    return "Nothing to do: no record of " + all + " needs a conversion";
   }
   return "GO: " + all + " can be converted, " +
-         (fleet.totals.accepted.contains(whole_record) ? "which deletes all their VRRP configuration, as accepted"
+         (fleet.totals.accepted.contains(whole_record) ? "which deletes all their VRRP configuration (accepted)"
           : fleet.totals.accepted.empty()              ? "nothing is lost"
                                                        : "only accepted losses");
 }

@@ -1,4 +1,4 @@
-// A fleet: its devices, the worst first, and their totals. Its members are those of the JSON object.
+// A fleet: its devices, worst first, and their totals. Its members are the members of the JSON object.
 #pragma once
 
 #include <map>
@@ -12,7 +12,7 @@ namespace vrrpconvert {
 
 struct WordTotal {
   size_t devices = 0, records = 0;
-  std::string source{};  // of an accepted loss: "--accept-loss" of the overview, or "reports"
+  std::string source{};  // of an accepted loss: "--accept-loss" or "reports"
 
   JSON_MEMBERS(devices, records, source)
 };
@@ -28,17 +28,17 @@ struct Totals {
 struct Fleet {
   std::string from, to;  // empty if no report has them
   std::vector<Device> devices;
-  bool is_verified = false;    // compared with the backups, not converted in dry runs
-  std::string tool{}, made{};  // the version of the tool, and the time in UTC
+  bool is_verified = false;    // compared with backups, without dry runs
+  std::string tool{}, made{};  // version of the tool, and time in UTC
   std::string decision{};
   Totals totals{};
-  unsigned exit = exit_done;  // that of the worst device
+  unsigned exit = exit_done;  // exit status of the worst device
 
   JSON_MEMBERS(from, to, is_verified, tool, made, decision, devices, totals, exit)
 };
 
-// Completes a fleet of which only the first four members are set. Without releases they are those of the first report
-// that has them; a device with a report of others is a bad one. `accepted` are the losses that the overview accepts.
+// Completes a fleet whose first four members are set. Takes missing releases from the first report that has them; a
+// report for other releases is a bad report. `accepted` are the losses of --accept-loss.
 void complete(Fleet& fleet, const std::set<std::string>& accepted);
 
 }  // namespace vrrpconvert

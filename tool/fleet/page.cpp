@@ -18,8 +18,8 @@ constexpr char page_template[] =
 
 mustache::data data_of(const Json& value);
 
-// A template cannot walk over the members of an object, so an object whose names are data is a list of its values, each
-// with its name.
+// A template cannot iterate over the members of an object. So an object whose names are data becomes a list of its
+// values, each with its name.
 mustache::data list_of_members(const Json& object) {
   mustache::data list(mustache::data::type::list);
   for (const auto& [name, value] : object.items()) {
@@ -27,7 +27,7 @@ mustache::data list_of_members(const Json& object) {
     std::string word = name;
     std::replace(word.begin(), word.end(), ' ', '+');
     item.set("name", name);
-    item.set("word", word);  // in an address
+    item.set("word", word);  // for links
     item.set("separator", list.is_empty_list() ? "" : ", ");
     list.push_back(item);
   }

@@ -1,4 +1,4 @@
-// The overview of a fleet as one page of HTML that loads nothing; page.html is its template.
+// The overview of a fleet as one self-contained HTML page. page.html is its template.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 
 namespace vrrpconvert {
 
-// `fleet` is the object of `fleet --json`.
+// Returns the page. `fleet` is the JSON object of `fleet --json`.
 std::string page_of(const Json& fleet);
 
 }  // namespace vrrpconvert

@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A report stands for the device that it is named after, or, as report.json, for its directory.
+// Returns the path that names the device of a report: NAME.json is for NAME, report.json for its directory.
 fs::path device_of(const fs::path& file, InputKind kind) {
   return kind == InputKind::reports && file.filename() != "report.json" ? fs::path(file).replace_extension()
                                                                         : file.parent_path();
@@ -50,7 +50,7 @@ void search(const fs::path& asked, bool is_only_one, InputKind kind, std::vector
     waiting.pop_back();
     std::error_code error;
     for (fs::directory_iterator at(directory, error), end; !error && at != end; at.increment(error)) {
-      std::error_code ignored;  // what is neither a directory nor an input does not matter
+      std::error_code ignored;  // ignored: other files do not matter
       if (at->is_directory(ignored) && !at->is_symlink(ignored)) {
         waiting.push_back(at->path());
       } else if (is_input(*at, kind)) {
@@ -61,21 +61,21 @@ void search(const fs::path& asked, bool is_only_one, InputKind kind, std::vector
   }
 }
 
-// Adds the directories directly below `asked` of which none of the inputs behind `first` is.
+// Adds the directories directly below `asked` that contain none of the inputs after `first`.
 void add_empty_directories(const fs::path& asked, bool is_only_one, size_t first, std::vector<Input>& inputs) {
   std::set<fs::path> seen;
   for (size_t i = first; i < inputs.size(); ++i) {
     const Input& input = inputs[i];
     const fs::path unread = is_only_one ? fs::path(input.name) : fs::path(input.name).lexically_relative(asked);
     const fs::path below = input.file.empty() ? unread : input.file.lexically_relative(asked);
-    if (!input.file.empty() && !below.has_parent_path()) return;  // the path itself holds a store
+    if (!input.file.empty() && !below.has_parent_path()) return;  // the path itself contains a store
     seen.insert(*below.begin());
   }
   for (const fs::path& directory : files_in(asked)) {
     std::error_code ignored;
     const fs::file_status status = fs::symlink_status(directory, ignored);
     if (!fs::is_directory(status) || seen.contains(directory.filename())) continue;
-    inputs.push_back({name_below(directory, asked, is_only_one), "", "no store below it"});
+    inputs.push_back({name_below(directory, asked, is_only_one), "", "no store found"});
   }
 }
 
@@ -87,8 +87,7 @@ void add_missing_names(const std::string& file, std::vector<Input>& inputs) {
   while (lines.next(line)) {
     while (!line.empty() && isspace(static_cast<unsigned char>(line.back()))) line.remove_suffix(1);
     const std::string name(line);
-    if (!name.empty() && names.insert(name).second)
-      inputs.push_back({name, "", "is in " + file + ", but was not found"});
+    if (!name.empty() && names.insert(name).second) inputs.push_back({name, "", "not found, but listed in " + file});
   }
 }
 
@@ -101,7 +100,7 @@ std::vector<Input> find_inputs(const std::vector<std::string>& paths, InputKind 
     search(asked, paths.size() == 1, kind, inputs);
     if (kind == InputKind::stores) add_empty_directories(asked, paths.size() == 1, before, inputs);
     if (inputs.size() > before) continue;
-    inputs.push_back({asked, "", kind == InputKind::reports ? "no report below it" : "no store below it"});
+    inputs.push_back({asked, "", kind == InputKind::reports ? "no report found" : "no store found"});
   }
   if (!expected.empty()) add_missing_names(expected, inputs);
   const auto key = [](const Input& input) { return std::tie(input.name, input.file); };

@@ -1,4 +1,4 @@
-// The search for the stores, or the reports, of the devices of a fleet.
+// The search for the stores or the reports of the devices of a fleet.
 #pragma once
 
 #include <filesystem>
@@ -9,18 +9,17 @@ namespace vrrpconvert {
 
 struct Input {
   std::string name;                // of the device
-  std::filesystem::path file;      // its store or its report; empty if there is none
-  std::string problem{};           // then why,
-  std::string reason = "missing";  // and a word for scripts
+  std::filesystem::path file;      // store or report, or empty
+  std::string problem{};           // if `file` is empty: the reason
+  std::string reason = "missing";  // and its identifier for scripts
 };
 
 enum class InputKind { stores, reports };
 
-// Searches below each of `paths`, without following symbolic links, and returns what it found by name. A device is
-// named after its directory below the path, or after its report. No device is left out silently: a path without inputs,
-// a directory that cannot be read, and a directory without stores directly below a path that is no device itself are
-// inputs with a problem. So is each name in the lines of the file `expected` that no input has; "" for no file. Throws
-// Error.
+// Searches each of `paths` recursively, without following symbolic links, and returns the inputs by name. A device has
+// the name of its directory below the path, or of its report. The search omits no device silently. These are inputs
+// with a problem: a path without inputs, an unreadable directory, a directory without stores directly below a path that
+// is not a device itself, and a name in the file `expected` ("" for no file) that no input has. Throws Error.
 std::vector<Input> find_inputs(const std::vector<std::string>& paths, InputKind kind, const std::string& expected = "");
 
 }  // namespace vrrpconvert

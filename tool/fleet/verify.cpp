@@ -11,7 +11,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Empty if there is none.
+// Returns the last backup, or an empty path.
 fs::path last_backup_of(const fs::path& store) {
   fs::path last;
   fs::file_time_type time;
@@ -30,7 +30,7 @@ void compare(const fs::path& store_file, Device& device) {
   const Store store(store_file);
   device.report.summary.records = count_records(store);
   const fs::path file = last_backup_of(store_file);
-  if (file.empty()) return device.fail(exit_bad_input, "no_backup", "there is no backup next to the store");
+  if (file.empty()) return device.fail(exit_bad_input, "no_backup", "no backup next to the store");
   const Store backup(file);
   device.differences = names_of_differences(backup, store, {.ignore_layout = true});
   const RecordCounts& records = device.report.summary.records;

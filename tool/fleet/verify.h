@@ -1,4 +1,4 @@
-// The comparison of stores with their backups, after an upgrade and after the configuration was entered again.
+// Comparison of stores with their backups, after an upgrade and the new configuration.
 #pragma once
 
 #include <vector>
@@ -8,9 +8,9 @@
 
 namespace vrrpconvert {
 
-// Compares each store with the backup next to it that was written last, but for what only one layout has. Every input
-// becomes a device whose reason is "identical", "differs", "not_configured", "no_backup", or that of an error. Throws
-// Error if the operator interrupts.
+// Compares each store with its last backup, in the fields that both layouts have. Every input becomes a device whose
+// reason is "identical", "differs", "not_configured", "no_backup", or the reason of an error. Throws Error if the
+// operator interrupts.
 std::vector<Device> verify_stores(const std::vector<Input>& inputs);
 
 }  // namespace vrrpconvert

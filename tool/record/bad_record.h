@@ -1,4 +1,4 @@
-// Why a line is no record.
+// The reason why a line is not a record.
 #pragma once
 
 #include <stdexcept>

@@ -9,11 +9,11 @@ namespace vrrpconvert {
 namespace {
 
 struct FieldValue {
-  enum class Form { unset, number, truth, text, hex };  // hex: bytes that have no text
+  enum class Form { unset, number, truth, text, hex };  // hex: bytes that are not text
 
   Form form;
-  uint32 number = 0;   // of a number or a truth
-  std::string text{};  // printable ASCII, or hexadecimal digits
+  uint32 number = 0;   // for number and truth
+  std::string text{};  // for text and hex: printable ASCII, or hexadecimal digits
 };
 using Form = FieldValue::Form;
 
@@ -23,7 +23,7 @@ FieldValue value_of_address(std::span<const uint8> bytes) {
   return text.empty() ? FieldValue{Form::hex, 0, hex_of(bytes)} : FieldValue{Form::text, 0, text};
 }
 
-// Text is printable and filled up with zero bytes.
+// Returns text if the bytes are printable and padded with zeros, else hexadecimal digits.
 FieldValue value_of_bytes(std::span<const uint8> bytes) {
   const auto end = std::find(bytes.begin(), bytes.end(), 0);
   const bool is_text = std::all_of(bytes.begin(), end, [](uint8 byte) { return byte >= 0x20 && byte < 0x7f; }) &&

@@ -1,4 +1,4 @@
-// What a field of a record holds, as JSON and as text for users.
+// The value of a field of a record, as JSON and as text.
 #pragma once
 
 #include <span>
@@ -9,18 +9,18 @@
 
 namespace vrrpconvert {
 
-// Whether reading the field's JSON gives its bytes: an enumeration's number without a word is refused there, and an
-// address may have bytes that its text does not show.
+// Returns whether the JSON of the field is exact. It is not if an enumeration has a number without a word, or an
+// address has bytes that its text does not show.
 bool round_trips(const Field& field, std::span<const uint8> bytes);
 
-// What stands for a secret. A secret of this very text is written in hexadecimal, and refused when it is read.
+// The text that replaces a secret. A secret with this text is written in hexadecimal, and the parser refuses the text.
 inline constexpr char hidden[] = "(hidden)";
 
-// Both show "(hidden)" for a secret unless `reveal`. The text of an unset field is "-".
+// Both write "(hidden)" for a secret unless `reveal` is set. The text of an unset field is "-".
 void write_field(JsonWriter& json, const Field& field, std::span<const uint8> bytes, bool reveal);
 void append_text(const Field& field, std::span<const uint8> bytes, bool reveal, std::string& text);
 
-// The text of a field in a value, empty if the value is too short to have it.
+// Returns the text of a field in `value`, or an empty text if the value is too short to have the field.
 std::string text_in(const Bytes& value, const Field& field, bool reveal);
 
 }  // namespace vrrpconvert

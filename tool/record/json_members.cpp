@@ -7,11 +7,11 @@
 namespace vrrpconvert {
 namespace {
 
-constexpr size_t members_max = 32;  // no record has as many
+constexpr size_t members_max = 32;  // no record has more
 
 }  // namespace
 
-// Takes what the parser meets. An import of values that the parser builds by itself takes 1.4 times as long.
+// Receives the parser's events. If the parser built a JSON value of each line, an import would take 1.4 times as long.
 class JsonMembers::Reader : public nlohmann::json_sax<Json> {
  public:
   explicit Reader(std::vector<Member>& members) : members_(members) {}
@@ -22,7 +22,7 @@ class JsonMembers::Reader : public nlohmann::json_sax<Json> {
   bool number_unsigned(number_unsigned_t value) override { return take_value(value); }
   bool number_float(number_float_t value, const string_t&) override { return take_value(value); }
   bool string(string_t& value) override { return take_value(std::move(value)); }
-  bool binary(binary_t&) override { return false; }  // JSON has none
+  bool binary(binary_t&) override { return false; }  // JSON has no binary values
 
   bool start_object(std::size_t) override {
     if (++depth_ > 2) refuse_nesting();
@@ -60,8 +60,8 @@ class JsonMembers::Reader : public nlohmann::json_sax<Json> {
   bool parse_error(std::size_t position, const std::string&, const nlohmann::detail::exception& error) override {
     constexpr int number_overflow = 406;
     throw BadRecord(error.id == number_overflow
-                        ? "a number in it is too large; expected one record a line"
-                        : "not JSON, at column " + std::to_string(position) + "; expected one record a line");
+                        ? "a number is too large; expected one record per line"
+                        : "not JSON, at column " + std::to_string(position) + "; expected one record per line");
   }
 
  private:
@@ -76,8 +76,7 @@ class JsonMembers::Reader : public nlohmann::json_sax<Json> {
   [[noreturn]] static void refuse_other_than_object() { throw BadRecord("expected a JSON object"); }
 
   [[noreturn]] void refuse_nesting() const {
-    throw BadRecord("field \"" + members_.back().name +
-                    "\": expected one value; neither a list nor a nested object can stand here");
+    throw BadRecord("field \"" + members_.back().name + "\": expected one value, not a list or a nested object");
   }
 
   std::vector<Member>& members_;

@@ -11,14 +11,14 @@ namespace vrrpconvert {
 
 class JsonMembers {
  public:
-  // Values are scalars, or objects of scalars. Throws BadRecord, also for a name that stands in the object twice: one
-  // of its values would be lost.
+  // Values are scalars, or objects of scalars. Throws BadRecord, also for a duplicate name, because one of its values
+  // would be lost.
   explicit JsonMembers(std::string_view line);
 
-  // The value of the member `name`, or null where there is none.
+  // Returns the value of the member `name`, or null if there is no such member.
   const Json* take(std::string_view name);
 
-  // Throws BadRecord when there is a member that was not taken.
+  // Throws BadRecord if a member was not taken.
   void refuse_others() const;
 
  private:
@@ -29,7 +29,7 @@ class JsonMembers {
     bool is_taken = false;
   };
   std::vector<Member> members_;
-  size_t next_ = 0;  // lines come in the order in which they are written, so that the next member is mostly the one
+  size_t next_ = 0;  // members usually appear in the order in which they are looked up, so start the search here
 };
 
 }  // namespace vrrpconvert

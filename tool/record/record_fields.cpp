@@ -54,7 +54,7 @@ constexpr Field global_info_fields[] = {
 
 #undef FIELD
 
-// A layout of `size` bytes: the old one of a kind is a prefix of the new one, and has the fields that end in it.
+// Returns a layout of `size` bytes. An old layout is a prefix of the new layout and has the fields that end in it.
 constexpr Layout layout(Kind kind, Version version, size_t size, std::span<const Field> fields) {
   const auto ends_behind = [size](const Field& field) { return field.offset + field.size > size; };
   return {kind, version, size, {fields.begin(), std::find_if(fields.begin(), fields.end(), ends_behind)}};

@@ -1,4 +1,4 @@
-// What a stored record is: its kind, its layout, its fields, and the key that belongs to it.
+// The kind, layout, fields and expected key of a stored record.
 #pragma once
 
 #include <array>
@@ -14,30 +14,29 @@ enum class Type { number, interface, boolean, address_type, admin, auth, address
 
 struct Field {
   const char* name;
-  const char* heading;  // of its column in a table for users
+  const char* heading;  // of its column in a table
   size_t offset;
   size_t size;
   Type type;
 
   std::span<const uint8> in(const Bytes& value) const { return std::span(value).subspan(offset, size); }
 
-  // Whether a zero value needs no mention in a readable line: that of reserved bytes and bits.
+  // Returns whether the readable form omits the field if it is zero: reserved bytes and bits.
   bool may_be_left_out() const { return type == Type::high_bits || type == Type::bytes; }
 
-  // Whether a table shows the field even where it is zero: the interface and the VR number, with which records begin,
-  // and the flags of the global info record.
+  // Returns whether a table shows the field even if it is zero: the interface, the VR number, and the flags of the
+  // global info record.
   bool is_always_shown() const { return offset < 5 && !may_be_left_out(); }
 };
 
-// Records are of a kind, which their key shows.
+// Kinds of records. The key determines the kind.
 enum class Kind { vr, ip_assoc, global_info, track, other };
 inline constexpr Kind kinds[] = {Kind::vr, Kind::ip_assoc, Kind::global_info, Kind::track, Kind::other};
 const char* word_of(Kind kind);   // "vr", "ip_assoc", "global_info", "track", "other"
-const char* title_of(Kind kind);  // for users: "VR configuration", "IP association", ...
+const char* title_of(Kind kind);  // "VR configuration", "IP association", ...
 Kind kind_of(const Bytes& key);
 
-// Which layout of its kind a record has: "only" if the kind has one, "unknown" if no layout has the value's length, or
-// the kind has none.
+// The layout of a record: "only" if its kind has one layout, "unknown" if its kind has no layouts or none of this size.
 enum class Version { new_one, old_one, only, unknown };
 const char* word_of(Version version);  // "new", "old", "only", "unknown"
 
@@ -45,43 +44,43 @@ struct Layout {
   Kind kind;
   Version version;
   size_t size;
-  std::span<const Field> fields;  // those of the old layout are the first of the new one's
+  std::span<const Field> fields;  // the fields of the old layout are the first fields of the new layout
 };
 
 std::span<const Layout> layouts();
 
-// Whether records of this kind have layouts: only those are converted.
+// Returns whether records of this kind have layouts. Only those are converted.
 bool has_layouts(Kind kind);
 
-// The layout of a record by its kind and its value's length, or null.
+// Returns the layout of a record by its kind and the size of its value, or null.
 const Layout* layout_of(const StoredRecord& record);
 
-// Whether `value` is what a downgrade stores for a record of a kind that has layouts.
+// Returns whether a downgrade stores `value` for `record`. The kind of `record` has layouts.
 bool is_downgraded(const StoredRecord& record, const Bytes& value);
 
-// Whether the whole value of a record is a secret, because it has no layout that says where its secret is.
+// Returns whether the whole value is a secret, because no layout determines the position of the secret.
 bool is_secret_throughout(const StoredRecord& record);
 
-// Whether a record holds a secret.
+// Returns whether a record contains a secret.
 bool has_secret(const StoredRecord& record);
 
-// The key that the manager keeps a value of this layout under.
+// Returns the key under which the manager stores a value of this layout.
 Bytes expected_key(const Layout& layout, const Bytes& value);
 
 bool is_zero(std::span<const uint8> bytes);
 
-// Whether the field is zero in `value`; a bit field is only its bits.
+// Returns whether the field, or the bits of a bit field, are zero in `value`.
 bool is_unset(const Field& field, const Bytes& value);
 
-// Whether `value` is long enough to have the field, and the field is not zero.
+// Returns whether `value` is long enough to have the field, and the field is not zero.
 bool is_set(const Field& field, const Bytes& value);
 
-// The virtual router that a key of the manager's store names, in the bytes behind its type. They are the same in the
-// keys of its VR configuration, its IP associations and its track records.
+// The bytes after the key type that identify a virtual router. They are the same in the keys of its VR configuration,
+// IP associations and track records.
 using RouterKey = std::array<uint8, 9>;
 std::optional<RouterKey> router_in(const Bytes& key);
 
-// What the key of a track record says, where it has the documented form.
+// The fields in the key of a track record, if it has the documented form.
 struct TrackKey {
   uint32 addr_type;
   uint8 vr_id;
@@ -89,11 +88,11 @@ struct TrackKey {
 };
 std::optional<TrackKey> track_key_of(const Bytes& key);
 
-// A record for users: "VR 7 ipv4 on 0x10", "192.0.2.1 of VR 7 on 0x10", "global info", "track object 1 of VR 7 ipv4 on
-// 0x10", or "other record 07..." where no more is known.
+// Returns a name for messages: "VR 7 ipv4 on 0x10", "192.0.2.1 of VR 7 on 0x10", "global info", "track object 1 of VR 7
+// ipv4 on 0x10", or "other record 07...".
 std::string name_of(const StoredRecord& record);
 
-// A number's word in an enumeration, or null.
+// Returns the word of an enumerator, or null.
 const char* word_of(Type type, uint32 value);
 
 struct Word {
@@ -102,7 +101,7 @@ struct Word {
 };
 std::span<const Word> words_of(Type type);
 
-// The text of an inet_addr_t, or an empty one where it has none.
+// Returns the text of an inet_addr_t, or an empty text if it has none.
 std::string address_text(std::span<const uint8> bytes);
 
 uint32 number_in(std::span<const uint8> bytes);

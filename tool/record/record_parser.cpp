@@ -1,4 +1,4 @@
-// Lines to records.
+// Parses lines to records.
 
 #include <arpa/inet.h>
 
@@ -21,7 +21,7 @@ uint32 number_of(const Json& json, uint32 max) {
   return json.get<uint32>();
 }
 
-// The value of a hexadecimal digit, or -1.
+// Returns the value of a hexadecimal digit, or -1.
 int digit_of(char letter) {
   if (letter >= '0' && letter <= '9') return letter - '0';
   const char lower = static_cast<char>(letter | 0x20);
@@ -57,7 +57,7 @@ inet_addr_t address_of(const Json& json) {
   if (!json.is_string()) throw BadRecord("expected an IPv4 or IPv6 address, or null");
   const auto& text = json.get_ref<const std::string&>();
   uint8 a[16] = {};
-  const char* start = text.find('\0') == std::string::npos ? text.c_str() : "";  // it would end the text for inet_pton
+  const char* start = text.find('\0') == std::string::npos ? text.c_str() : "";  // inet_pton would ignore the rest
   if (inet_pton(AF_INET, start, a) == 1) {
     address.addr_type = INET_ADDR_TYPE_IPV4;
   } else if (inet_pton(AF_INET6, start, a) == 1) {
@@ -112,7 +112,7 @@ void json_to_field(const Field& field, const Json& json, uint8* place) {
     }
     case Type::secret:
       if (is_text(&json, hidden)) {
-        throw BadRecord("\"(hidden)\" stands for a key that is not shown; export the store, or list it with --reveal");
+        throw BadRecord("\"(hidden)\" replaces an authentication key; run export, or show with --reveal");
       }
       [[fallthrough]];
     case Type::bytes:
@@ -139,11 +139,11 @@ const Layout& layout_in(JsonMembers& members) {
         "field \"kind\": expected \"vr\", \"ip_assoc\" or \"global_info\" (or a raw record, with "
         "\"store_key\" and \"value\")");
   }
-  throw BadRecord(is_text(kind, "global_info") ? "field \"layout\": a global info record has none"
+  throw BadRecord(is_text(kind, "global_info") ? "field \"layout\": a global info record has no layout"
                                                : "field \"layout\": expected \"old\" or \"new\"");
 }
 
-// Runs `read`, with the name of the field that it reads in front of what it throws.
+// Runs `read` and adds the name of the field to its errors.
 template <typename Read>
 auto in_field(const char* name, Read read) {
   try {
@@ -161,7 +161,7 @@ StoredRecord record_of_readable(JsonMembers& members) {
     if (json != nullptr) {
       in_field(field.name, [&] { json_to_field(field, *json, value.data() + field.offset); });
     } else if (!field.may_be_left_out()) {
-      throw BadRecord("field \"" + std::string(field.name) + "\": is missing");
+      throw BadRecord("field \"" + std::string(field.name) + "\": missing field");
     }
   }
   members.refuse_others();

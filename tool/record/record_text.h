@@ -1,4 +1,4 @@
-// Records as JSON, one line a record.
+// Records as JSON, one line per record.
 //
 // The readable form names the record's kind ("vr", "ip_assoc", "global_info"), its layout ("old", "new"; the global
 // info record has one layout only) and its fields:
@@ -7,10 +7,9 @@
 //     bool           true, false, or a number other than 0 and 1
 //     enumerations   addr_type: unknown ipv4 ipv6; admin: up down; auth: no text ip
 //     addresses      "192.0.2.1", "2001:db8::1", or null for an unset one
-//     bytes          text that zero bytes fill up, or {"hex": "..."}; "reserved" is left out when it is zero
-//
-// Its key is built from its fields. A record that this form does not carry byte for byte has the raw form, which any
-// record can have: {"store_key": "HEX", "value": "HEX"}.
+//     bytes          text padded with zeros, or {"hex": "..."}; a zero "reserved" is omitted
+// The fields determine the key. If the readable form is not exact, the record has the raw form: {"store_key": "HEX",
+// "value": "HEX"}.
 #pragma once
 
 #include <string_view>
@@ -22,20 +21,20 @@
 
 namespace vrrpconvert {
 
-// Writes `record` in its readable form where that is exact, else in its raw form. Without `reveal` a secret, and the
-// value of a raw form that holds one, is "(hidden)".
+// Writes `record` in its readable form if that is exact, else in its raw form. Unless `reveal` is set, writes
+// "(hidden)" for a secret, and for the value of a raw form that contains one.
 void write_record(JsonWriter& json, const StoredRecord& record, bool reveal = true);
 
 void write_raw_record(JsonWriter& json, const StoredRecord& record, bool reveal = true);
 
 // Writes the virtual router of a VR configuration or an IP association as members of an object: "vr_id", "ifindex" and
-// "addr_type"; null for any other record.
+// "addr_type". They are null for any other record.
 void write_identity(JsonWriter& json, const StoredRecord& record);
 
-// Throws BadRecord.
+// Parses a line. Throws BadRecord.
 StoredRecord record_of_line(std::string_view line);
 
-// The bytes of a field whose value a user wrote: a number, "0x10", "yes", "no", or a text as in a line. Throws
+// Parses the value of a field on the command line: a number, "0x10", "yes", "no", or a text as in a line. Throws
 // BadRecord.
 Bytes field_of_text(const Field& field, const std::string& text);
 

@@ -1,4 +1,4 @@
-// Records to lines.
+// Writes records as lines.
 
 #include <algorithm>
 
@@ -8,7 +8,7 @@
 namespace vrrpconvert {
 namespace {
 
-// Whether reading the readable form gives the very record.
+// Returns whether the readable form is exact.
 bool round_trips(const Layout& layout, const StoredRecord& record) {
   return expected_key(layout, record.value) == record.key &&
          std::all_of(layout.fields.begin(), layout.fields.end(),

@@ -1,4 +1,4 @@
-// A stored record: the bytes of its key and of its value.
+// A stored record: the bytes of its key and its value.
 #pragma once
 
 #include <vector>

@@ -10,8 +10,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// How other users can put another store in the place of a store below `directory`, or make it unusable by a journal
-// next to it; null if they cannot.
+// Returns how other users can replace a store below `directory`, or make it unusable with a journal; null if they
+// cannot.
 const char* problem_of(const struct stat& directory, uid_t owner, bool is_own) {
   const bool is_for_all = (directory.st_mode & S_IWOTH) != 0, is_for_group = (directory.st_mode & S_IWGRP) != 0;
   const bool is_sticky = (directory.st_mode & S_ISVTX) != 0;
@@ -24,7 +24,7 @@ const char* problem_of(const struct stat& directory, uid_t owner, bool is_own) {
   if (is_for_group && !is_sticky) {
     return "is group-writable, so its group can replace the store; run chmod g-w";
   }
-  // Other users cannot move what is in a sticky directory, but they can add to it.
+  // In a sticky directory other users cannot rename files, but they can create them.
   if ((is_for_all || is_for_group) && is_own) {
     return "other users can create a sidecar file (-journal, -wal) for the store; move the store to a directory that "
            "its owner owns";
@@ -32,7 +32,8 @@ const char* problem_of(const struct stat& directory, uid_t owner, bool is_own) {
   return nullptr;
 }
 
-// The directory of a store is right if it would be for a store of the directory's owner.
+// Returns the problem of a store that does not belong to the owner of its directory; empty if the directory has a
+// problem too.
 std::string problem_of_owner(const struct stat& file, const struct stat& directory) {
   const bool is_wrong = directory.st_uid != 0 && directory.st_uid != file.st_uid;
   if (!is_wrong || problem_of(directory, directory.st_uid, true) != nullptr) return "";
@@ -58,7 +59,7 @@ std::vector<AccessProblem> access_problems(const fs::path& store, bool secrets) 
   if (secrets) problems.push_back({"the store", problem_of_mode(file, status)});
   problems.push_back({"the store", problem_of_owner(file, status)});
   const uid_t owner = problems.back().problem.empty() ? file.st_uid : status.st_uid;
-  // The first directory is enough: the others are as the operator's system has them.
+  // Report the first directory only: the others belong to the operator's system.
   for (fs::path directory = own; stat(directory.c_str(), &status) == 0; directory = directory.parent_path()) {
     const char* problem = problem_of(status, owner, directory == own);
     if (problem != nullptr) problems.push_back({"the directory " + directory.string(), problem});

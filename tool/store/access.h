@@ -1,4 +1,4 @@
-// The access that other users have to a store, by its mode, its owner and its directories.
+// Access of other users to a store, through its mode, its owner and its directories.
 #pragma once
 
 #include <filesystem>

@@ -11,10 +11,10 @@
 namespace vrrpconvert {
 namespace {
 
-// A secret that differs from one that is hidden.
+// The text of a hidden secret that differs from another hidden secret.
 constexpr char hidden_too[] = "(hidden, differs)";
 
-// A record of a layout that the tool does not know has one field, its whole value; so has what it is compared with.
+// If one of the records has an unknown layout, compares both as one field, the whole value.
 FieldChange value_change(const Difference& difference, bool reveal) {
   const StoredRecord &before = *difference.before, &after = *difference.after;
   const bool hides = !reveal && (is_secret_throughout(before) || is_secret_throughout(after));
@@ -23,7 +23,7 @@ FieldChange value_change(const Difference& difference, bool reveal) {
 
 bool has_field(const Bytes& value, const Field& field) { return field.offset < value.size(); }
 
-// The longer layout has all fields of the shorter one. Bits of one byte are fields of their own.
+// The longer layout has all fields of the shorter one. Bit fields are compared bit by bit.
 bool is_equal(const Field& field, const Bytes& before, const Bytes& after) {
   if (!is_set(field, before) && !is_set(field, after)) return true;
   if (!has_field(before, field) || !has_field(after, field)) return false;
@@ -52,7 +52,7 @@ void write_field_change(JsonWriter& json, const FieldChange& change, const Diffe
 }  // namespace
 
 void for_each_pair(const Store& before, const Store& after, const std::function<void(const Difference&)>& visit) {
-  // A store has one cursor, which two walks would share.
+  // Two walks of one store would share its cursor.
   if (&before == &after) return before.for_each([&visit](const StoredRecord& record) { visit({&record, &record}); });
   StoredRecord left, right;
   bool is_left = before.first(left), is_right = after.first(right);

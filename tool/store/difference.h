@@ -1,4 +1,4 @@
-// How two stores differ, record by record and field by field.
+// Differences between two stores, by record and field.
 #pragma once
 
 #include <functional>
@@ -12,7 +12,7 @@
 
 namespace vrrpconvert {
 
-// One key's record in two stores: `before` is null for an added one, `after` for a removed one.
+// The records of one key in two stores. `before` is null for an added record, `after` for a removed record.
 struct Difference {
   const StoredRecord* before;
   const StoredRecord* after;
@@ -23,34 +23,35 @@ struct Difference {
   const char* name() const { return is_change() ? "changed" : before != nullptr ? "removed" : "added"; }
 };
 
-// One field of a changed record: "layout", a field of a layout, or "value" where a layout is not known.
+// A field of a changed record: "layout", a field of a layout, or "value" if a layout is unknown.
 struct FieldChange {
   const char* name;
   const Field* field;         // null for "layout" and "value"
-  std::string before, after;  // as text for users; empty if the layout does not have the field
+  std::string before, after;  // text; empty if the layout does not have the field
 };
 
-// Walks both stores in key order and calls `visit` for every key of either, or only for those whose records differ. The
-// records last until `visit` returns.
+// Walks both stores in key order and calls `visit` for every key, or only for keys whose records differ. The records
+// are valid until `visit` returns.
 void for_each_pair(const Store& before, const Store& after, const std::function<void(const Difference&)>& visit);
 void for_each_difference(const Store& before, const Store& after, const std::function<void(const Difference&)>& visit);
 
 struct View {
-  bool reveal = false;         // secrets, which are "(hidden)" otherwise
-  bool ignore_layout = false;  // only what both layouts have
+  bool reveal = false;         // show secrets instead of "(hidden)"
+  bool ignore_layout = false;  // compare only the fields that both layouts have
 };
 
-// What differs in a changed record: its layout, and its fields, but for unset ones that only one layout has.
+// Returns the changed fields of a record, its layout included. Skips unset fields that only one layout has.
 std::vector<FieldChange> field_changes(const Difference& difference, const View& view);
 
-// Calls `visit` with the differences that the view shows: not with those of the layout alone if it ignores the layout.
+// Calls `visit` with the differences that the view shows. If it ignores the layout, skips records that differ only in
+// their layout.
 void for_each_shown(const Store& before, const Store& after, const View& view,
                     const std::function<void(const Difference&)>& visit);
 
-// The records that differ, by "added", "changed" and "removed".
+// Records that differ, by "added", "changed" and "removed".
 NamesByWord names_of_differences(const Store& before, const Store& after, const View& view);
 
-// The difference as text, a line for the record and one for each field, and as JSON.
+// Write a difference as text, one line for the record and one per field, and as JSON.
 std::string text_of(const Difference& difference, const View& view);
 void write_difference(JsonWriter& json, const Difference& difference, const View& view);
 

@@ -1,4 +1,4 @@
-// Files around a store.
+// Files next to a store.
 #pragma once
 
 #include <sys/types.h>
@@ -14,7 +14,7 @@ std::filesystem::path existing_directory(const std::filesystem::path& path);
 // Returns the files in a directory in the order of their names; none if it cannot be read.
 std::vector<std::filesystem::path> files_in(const std::filesystem::path& directory);
 
-// Returns those that a killed process left where it wrote a store, or that another process is writing.
+// Returns the temporary files of stores in `directory`: a killed process left them, or a process is writing them.
 inline constexpr char unfinished_file_text[] = "Left by a killed process, or being written; may contain a store: ";
 std::vector<std::filesystem::path> unfinished_files_in(const std::filesystem::path& directory);
 

@@ -1,4 +1,4 @@
-// The records of a store, counted by kind and layout.
+// Numbers of records by kind and layout.
 #pragma once
 
 #include <array>
@@ -24,9 +24,9 @@ class RecordCounts {
   // "5 vr (5 new), 7 ip_assoc (7 new), 1 global_info, 1 track"
   std::string text() const;
 
-  // By kind, then by version; what has no records is left out.
+  // Writes the numbers by kind, then by layout. Omits zeros.
   friend void to_json(Json& json, const RecordCounts& counts);
-  // A kind or a version that is not known counts as "other" or "unknown". Throws std::exception.
+  // Reads such numbers. An unknown kind or layout counts as "other" or "unknown". Throws std::exception.
   friend void from_json(const Json& json, RecordCounts& counts);
 
  private:

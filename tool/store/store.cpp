@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The platform resolves a URL below PSS_NONVOLATILE_ROOT, which is "/" here.
+// PSS_NONVOLATILE_ROOT is "/" here, so a URL contains an absolute path.
 std::string url_of(const fs::path& file) {
   return "nonvolatile:" + (existing_directory(file.parent_path()) / file.filename()).string();
 }
@@ -28,7 +28,7 @@ void assign(const pss_datum_t& datum, Bytes& bytes) {
   bytes.assign(start, start + datum.siz);
 }
 
-// What a failure of the platform means to an operator.
+// The exit status, reason and advice for a status of the platform.
 struct Meaning {
   syserr_t status;
   Exit exit;
@@ -40,14 +40,14 @@ constexpr Meaning meanings[] = {
     {SYSERR_PSS_NO_STORE, exit_bad_input, "missing", ""},
     {SYSERR_PSS_NOT_A_STORE, exit_bad_input, "not_a_store",
      "; expected a store that vrrpconvert import or the store's manager wrote"},
-    {SYSERR_PSS_DAMAGED, exit_bad_input, "damaged", "; put a copy or snapshot of it back"},
+    {SYSERR_PSS_DAMAGED, exit_bad_input, "damaged", "; restore a backup or snapshot (vrrpconvert restore)"},
     {SYSERR_PSS_UNTRUSTED, exit_bad_input, "untrusted",
-     "; let the sqlite3 shell finish it (sqlite3 STORE 'PRAGMA journal_mode=DELETE'), or remove the files beside the "
-     "store that end in -journal and -wal if they are not the store's"},
-    {SYSERR_PSS_BUSY, exit_in_use, "in_use", "; try again when it is done"},
-    {SYSERR_PSS_NO_SPACE, exit_io, "no_space", "; raise the limit of the file size (ulimit -f), or make room in "},
-    {SYSERR_PSS_NO_MEMORY, exit_io, "no_memory", "; a store is held in memory"},
-    {SYSERR_PSS_TOO_LARGE, exit_bad_input, "too_large", "; a store is held in memory"},
+     "; finish the change with the sqlite3 shell (sqlite3 STORE 'PRAGMA journal_mode=DELETE'), or remove the sidecar "
+     "files STORE-journal and STORE-wal if they do not belong to the store"},
+    {SYSERR_PSS_BUSY, exit_in_use, "in_use", "; try again later"},
+    {SYSERR_PSS_NO_SPACE, exit_io, "no_space", "; raise the file size limit (ulimit -f), or free space in "},
+    {SYSERR_PSS_NO_MEMORY, exit_io, "no_memory", "; vrrpconvert reads the whole store into memory"},
+    {SYSERR_PSS_TOO_LARGE, exit_bad_input, "too_large", "; the limit is 1 GiB"},
     {SYSERR_PSS_READ_ONLY, exit_io, "permission", "; check the owner and mode of the file and its directory"},
     {SYSERR_PSS_IO, exit_io, "io", ""},
     {SYSERR_PSS_NO_FILES, exit_io, "io", ""},
@@ -87,7 +87,7 @@ Store::Store(int descriptor, const fs::path& name) : file_(name) {
   if (status != 0) fail(status);
 }
 
-// A handle of the tool's own only reads, or is a copy.
+// Ignore the status: the handle is a working copy, or was only read.
 Store::~Store() { (void)pss_embedded_discard(handle_); }
 
 std::unique_ptr<Store> Store::open_to_replace(const fs::path& file) {
@@ -145,7 +145,7 @@ fs::path Store::put(const fs::path& file, Existing existing) const {
 
 bool Store::put_new(const fs::path& file) const { return snapshot(file, PSS_EMBEDDED_NEW_ONLY) == 0; }
 
-// Returns 0, or SYSERR_PSS_EXISTS.
+// Takes a snapshot. Returns 0 or SYSERR_PSS_EXISTS. Throws Error for any other status.
 syserr_t Store::snapshot(const fs::path& file, uint32 flags) const {
   const ino_t earlier = file_number(file);
   const syserr_t status = pss_snapshot(handle_, flags, url_of(file).c_str());

@@ -1,4 +1,4 @@
-// A store as the tool uses it: over the platform's store operations, with errors for users.
+// A store, over the platform's store operations. Failures are errors for the operator.
 #pragma once
 
 #include <filesystem>
@@ -11,39 +11,39 @@
 
 namespace vrrpconvert {
 
-// Makes "nonvolatile:/" mean `root` for the platform in this process. Stores are opened by their whole path, under "/".
+// Sets the platform's root directory in this process. Stores are opened by absolute path, with the root "/".
 void set_nonvolatile_root(const std::filesystem::path& root);
 
-// All records of a store: stores with different records have different digests.
+// The digest of all records of a store. Stores with different records have different digests.
 struct StoreDigest {
-  uint64_t records = 0;  // how many there are
+  uint64_t records = 0;  // number of records
   uint64_t checksum = 0;
   bool operator==(const StoreDigest&) const = default;
 };
 syserr_t get_digest(pss_service_t handle, StoreDigest* digest);
 
-// Throws the error for `status` at `file`.
+// Throws the Error for `status` of the store `file`.
 [[noreturn]] void throw_store_error(const std::filesystem::path& file, syserr_t status);
 
-// How long a store that another process holds is waited for, in milliseconds.
+// Wait for another process that has the store open, in milliseconds.
 inline constexpr unsigned usual_wait_ms = 5000, no_wait = 0;
 
-// What becomes of an existing file where a store is put.
+// Treatment of an existing file.
 enum class Existing {
-  kept,  // under a name of its own, unless it is a store with the same records
-  lost   // but for a directory and sidecar files, which are kept
+  kept,  // rename it to NAME.N, unless it is a store with the same records
+  lost   // remove it; rename a directory and sidecar files
 };
 
 class Store {
  public:
-  // Opens a copy of an existing store in memory, so that no other process waits for it. Throws Error.
+  // Opens a working copy of an existing store, and locks the store only while it reads. Throws Error.
   explicit Store(const std::filesystem::path& file, unsigned wait_ms = usual_wait_ms);
 
-  // Opens the image in the file `descriptor`, which errors name `name`; -1 stands for an empty store.
+  // Opens a working copy of the image in the file `descriptor`; -1 is an empty store. Errors call the store `name`.
   Store(int descriptor, const std::filesystem::path& name);
 
-  // Opens a store that is to be replaced, which keeps other processes out of it until then. Null where there is
-  // nothing, or a store that only a copy can help. Throws Error where something else is.
+  // Opens and locks a store until it is replaced. Returns null if the file does not exist, or if the store is damaged
+  // or has an unfinished change. Throws Error for any other file.
   static std::unique_ptr<Store> open_to_replace(const std::filesystem::path& file);
 
   Store(const Store&) = delete;
@@ -52,24 +52,25 @@ class Store {
 
   pss_service_t handle() const { return handle_; }
 
-  // Read the first record in key order, and the one behind the record that was read last. Return false at the end.
+  // Read the first record in key order, and the next record. Return false at the end.
   bool first(StoredRecord& record) const;
   bool next(StoredRecord& record) const;
 
-  // Calls `visit` with every record in key order. Ends with Error when the operator interrupts.
+  // Calls `visit` with every record in key order. Throws Error if the operator interrupts.
   void for_each(const std::function<void(const StoredRecord&)>& visit) const;
 
-  // Throws Error.
+  // Computes the digest. Throws Error.
   StoreDigest digest() const;
 
-  // Adds a record. Returns false when its key is stored already.
+  // Adds a record. Returns false if its key is already stored.
   bool add(const StoredRecord& record);
 
-  // Puts a durable store with the records, added ones included, at `file`, atomically. It has the owner, group and mode
-  // of a store that it replaces, else mode 0600. Returns the name under which an existing file is kept, if it is.
+  // Writes the records, added ones included, to the store `file`, atomically and durably. The file keeps the owner,
+  // group and mode of the store that it replaces; a new file has mode 0600. Returns the name to which an existing file
+  // was renamed, or an empty path.
   std::filesystem::path put(const std::filesystem::path& file, Existing existing) const;
 
-  // The same where there is nothing. Returns false, and changes nothing, where there is something.
+  // Writes a new store. If `file` exists, returns false and changes nothing.
   bool put_new(const std::filesystem::path& file) const;
 
  private:
@@ -85,7 +86,7 @@ class Store {
   pss_service_t handle_;
 };
 
-// "FILE.2", the name under which the platform keeps what was there; empty for the number 0.
+// Returns "FILE.2", the name to which the platform renamed an existing file; empty for number 0.
 std::filesystem::path kept_name(const std::filesystem::path& file, uint32 number);
 
 }  // namespace vrrpconvert

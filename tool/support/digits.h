@@ -1,4 +1,4 @@
-// Numbers and bytes as digits.
+// Numbers and bytes as decimal and hexadecimal digits.
 #pragma once
 
 #include <span>
@@ -11,17 +11,17 @@ namespace vrrpconvert {
 
 void append_number(uint64_t number, std::string& text);
 
-// Two hexadecimal digits a byte.
+// Appends two hexadecimal digits per byte.
 void append_hex(std::span<const uint8> bytes, std::string& text);
 std::string hex_of(std::span<const uint8> bytes);
 inline std::string hex_of(std::string_view text) {
   return hex_of(std::span(reinterpret_cast<const uint8*>(text.data()), text.size()));
 }
 
-// Whether the text is one decimal digit or more, and nothing else.
+// Returns whether the text consists of one or more decimal digits.
 bool is_number(std::string_view text);
 
-// An interface index for users, "0x10".
+// Returns an interface index as text, "0x10".
 std::string interface_text(uint32 ifindex);
 
 }  // namespace vrrpconvert

@@ -1,4 +1,4 @@
-// What ends a command early.
+// Errors that end a command, and exit statuses.
 #pragma once
 
 #include <stdexcept>
@@ -6,20 +6,20 @@
 
 namespace vrrpconvert {
 
-// Exit codes, the same for every command.
+// Exit statuses, the same for every command.
 enum Exit {
-  exit_done = 0,           // done, or no difference
-  exit_found = 1,          // differences, problems, or a loss that was not allowed
-  exit_usage = 2,          // the command line asks for something that is not done
-  exit_bad_input = 3,      // an input is missing, damaged, or not what it should be
-  exit_in_use = 4,         // another process holds the store
-  exit_io = 5,             // the device failed or is full; nothing was changed
-  exit_unknown = 6,        // the outcome is not known
-  exit_some_failed = 7,    // some records are not in the state that they should be in
-  exit_interrupted = 130,  // ended by the operator; the store is unchanged
+  exit_done = 0,           // success, or no difference
+  exit_found = 1,          // differences, problems, a mismatch, or a loss that was not allowed
+  exit_usage = 2,          // usage error
+  exit_bad_input = 3,      // missing, damaged or invalid input
+  exit_in_use = 4,         // another process has the store open
+  exit_io = 5,             // I/O error, or no space, memory or permission; nothing was changed
+  exit_unknown = 6,        // unknown outcome
+  exit_some_failed = 7,    // records failed, or would fail
+  exit_interrupted = 130,  // the operator interrupted; the store is unchanged
 };
 
-// A word for scripts, where an error has none of its own.
+// Returns the default `reason` of an exit status.
 inline const char* reason_for(Exit code) {
   constexpr struct {
     Exit code;
@@ -37,8 +37,8 @@ inline const char* reason_for(Exit code) {
   return "found";
 }
 
-// The message says what is wrong, where, what was expected, and what to do next; `reason` is a word for scripts, which
-// stays the same from release to release, and `store` the store that it is about, if it is about one.
+// The message is "OBJECT: cannot VERB: REASON; NEXT STEP". `reason` is a stable identifier for scripts. `store` is the
+// store with the error, or empty.
 struct Error : std::runtime_error {
   Error(Exit code, const std::string& message, const std::string& word = "", std::string its_store = "")
       : std::runtime_error(message),

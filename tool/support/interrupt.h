@@ -1,19 +1,18 @@
-// The operator's Ctrl-C, or a terminal that went away: work ends at the next safe point, with everything as it was.
+// Interrupts by the operator: the work ends at the next safe point, and nothing is changed.
 #pragma once
 
 namespace vrrpconvert {
 
-// From here on SIGINT, SIGTERM and SIGHUP are noted instead of ending the process, and a reader of the output that went
-// away, or a limit of the file size, shows as a write that fails.
+// Sets a flag on SIGINT, SIGTERM and SIGHUP from now on, instead of ending the process. Ignores SIGPIPE and SIGXFSZ, so
+// that writes fail instead.
 void note_interrupts();
 
 bool was_interrupted();
 
-// For work that has to be done whatever comes, telling what became of a store: forgets an interrupt that was noted, and
-// those signals do nothing any more.
+// Ignores these signals from now on and clears a pending interrupt, so that the final report is always printed.
 void ignore_interrupts();
 
-// Throws Error when an interrupt was noted.
+// Throws Error if an interrupt is pending.
 void end_if_interrupted();
 
 }  // namespace vrrpconvert

@@ -1,4 +1,4 @@
-// JSON values, whose members keep the order in which they were added, and structs as JSON objects.
+// JSON values that keep the order of their members, and structs as JSON objects.
 #pragma once
 
 #include <algorithm>
@@ -15,13 +15,13 @@ namespace vrrpconvert {
 
 using Json = nlohmann::ordered_json;
 
-// Bytes that are not UTF-8, as in a path, are replaced.
+// Returns the text. Replaces bytes that are not UTF-8, for example in a path.
 inline std::string text_of(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
 
-// An empty string is null.
+// Returns null for an empty string.
 inline Json or_null(const std::string& text) { return text.empty() ? Json() : Json(text); }
 
-// Makes a struct an object with members of these names. Its empty strings are null.
+// Declares the members of a struct's JSON object. Empty strings are null.
 #define JSON_MEMBERS(...)                                                     \
   static void members(auto& self, auto visit) {                               \
     NLOHMANN_JSON_EXPAND(NLOHMANN_JSON_PASTE(JSON_VISIT_MEMBER, __VA_ARGS__)) \
@@ -43,15 +43,15 @@ void to_json(Json& json, const Struct& from) {
   });
 }
 
-// The JSON library casts a truth or a number to any other number silently: to_count does not.
+// Converts without the JSON library's silent casts between booleans and numbers.
 inline uint32 to_count(const Json& json) {
   const uint64_t count = json.get_ref<const Json::number_unsigned_t&>();
   if (count > 0x7fffffff) throw std::out_of_range("a count");
   return static_cast<uint32>(count);
 }
 
-// Members that are missing or null keep their values. Throws std::exception for a member of another type, or a number
-// that is no count.
+// Reads a struct. Members that are missing or null keep their values. Throws std::exception if a member has another
+// type, or a count is not a 32-bit number.
 template <HasMembers Struct>
 void from_json(const Json& json, Struct& to) {
   Struct::members(to, [&json]<typename Value>(const char* name, Value& value) {
@@ -67,9 +67,8 @@ void from_json(const Json& json, Struct& to) {
   });
 }
 
-// Parses an object of which only the members `names` are needed. The others may be as long as a store or, from another
-// machine, anything; a nested value is refused while it is parsed, because every later step takes stack for each level.
-// Throws std::exception.
+// Parses an object and keeps only the members `names`. The input may be from another machine: refuses nested values
+// while it parses, because each level would need stack later. Throws std::exception.
 template <typename Names>
 Json parse_members(std::istream& stream, const Names& names) {
   constexpr int depth_max = 8;

@@ -15,20 +15,20 @@ class JsonReport {
   JsonReport(const JsonReport&) = delete;
   JsonReport& operator=(const JsonReport&) = delete;
 
-  // Begins the object; end() of the writer ends it.
+  // Begins the object. The writer's end() ends it.
   JsonWriter& begin() {
     writer_.begin_object();
     writer_.member("schema", uint32{1});
     return writer_;
   }
 
-  // The whole report at once.
+  // Prints a whole report.
   void print(const Json& members) {
     begin().members(members);
     writer_.end();
   }
 
-  // Reports a failure: in the object that it cuts short, so that there is still one, or in one of its own.
+  // Reports a failure. Adds it to an unfinished object, so that the output is still one object, or prints a new object.
   void fail(const Error& error) {
     const bool is_new = writer_.depth() == 0;
     if (is_new) begin();

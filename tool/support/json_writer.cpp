@@ -65,7 +65,7 @@ void JsonWriter::separate() {
     text_.clear();
   }
   if (needs_comma_) text_ += ',';
-  // The items of a report's list, which may be as many as records, have a line each.
+  // Write one line per item of a report's list, because it may have one item per record.
   if (closers_.size() == 2 && closers_.back() == ']') text_ += '\n';
   needs_comma_ = true;
 }

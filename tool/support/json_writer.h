@@ -1,4 +1,4 @@
-// JSON as a stream: for lists with as many items as a store has records.
+// JSON as a stream, for lists with one item per record.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@ class JsonWriter {
  public:
   static constexpr size_t long_text = 65536;
 
-  // Appends to `text`, which moves on to `stream`, where there is one, whenever it is long.
+  // Appends to `text`. If `stream` is not null, writes `text` to it whenever it is long.
   explicit JsonWriter(std::string& text, std::ostream* stream = nullptr) : text_(text), stream_(stream) {}
 
   void begin_object() { open('{', '}'); }
@@ -42,7 +42,7 @@ class JsonWriter {
     key(name);
     value(content);
   }
-  // All members of the object `object`.
+  // Writes all members of `object`.
   void members(const Json& object);
 
  private:
@@ -53,8 +53,8 @@ class JsonWriter {
 
   std::string& text_;
   std::ostream* stream_;
-  std::string closers_;       // of the objects and lists that are open
-  bool needs_comma_ = false;  // before what comes next
+  std::string closers_;       // closing brackets of the open objects and lists
+  bool needs_comma_ = false;  // before the next item
 };
 
 }  // namespace vrrpconvert

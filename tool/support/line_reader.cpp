@@ -24,8 +24,9 @@ LineReader::LineReader(const std::string& file)
       buffer_(line_max + 1) {
   struct stat status;
   if (fd_ < 0 || fstat(fd_, &status) != 0 || S_ISDIR(status.st_mode)) {
+    const int reason = fd_ < 0 ? errno : EISDIR;
     end_if_interrupted();
-    throw Error(exit_bad_input, name_ + ": cannot be read; expected a file of lines");
+    throw Error(exit_bad_input, name_ + ": cannot open: " + strerror(reason) + "; expected a text file");
   }
   if (S_ISREG(status.st_mode)) size_ = static_cast<size_t>(status.st_size);
 }
@@ -34,7 +35,7 @@ LineReader::~LineReader() {
   if (fd_ != STDIN_FILENO) close(fd_);
 }
 
-// getline(3) has no bound: input without a line break would take all memory.
+// Does not use getline(3), which has no limit: input without a line break would use all memory.
 bool LineReader::next(std::string_view& line) {
   const char *begin, *found;
   size_t searched = 0;
@@ -48,14 +49,14 @@ bool LineReader::next(std::string_view& line) {
   const size_t length = found != nullptr ? static_cast<size_t>(found - begin) : searched;
   if (length > line_max) {
     throw Error(exit_bad_input,
-                name_ + ":" + std::to_string(line_number_) + ": is longer than 4 MiB; expected a file of lines");
+                name_ + ":" + std::to_string(line_number_) + ": the line is longer than 4 MiB; expected a text file");
   }
   line = {begin, length};
   start_ += std::min(length + 1, searched);
   return true;
 }
 
-// Reads on behind what is not given out yet. Returns false at the end of the input, and when the buffer is full.
+// Reads more input into the buffer. Returns false at the end of the input, and if the buffer is full.
 bool LineReader::fill() {
   memmove(buffer_.data(), buffer_.data() + start_, end_ - start_);
   end_ -= start_;
@@ -66,7 +67,7 @@ bool LineReader::fill() {
     end_if_interrupted();
     size = read(fd_, buffer_.data() + end_, std::min<size_t>(buffer_.size() - end_, 65536));
   } while (size < 0 && errno == EINTR);
-  if (size < 0) throw Error(exit_io, name_ + ": cannot be read to its end: " + strerror(errno));
+  if (size < 0) throw Error(exit_io, name_ + ": cannot read: " + strerror(errno));
   end_ += static_cast<size_t>(size);
   bytes_read_ += static_cast<size_t>(size);
   return size > 0;

@@ -10,20 +10,20 @@ namespace vrrpconvert {
 
 class LineReader {
  public:
-  // "-" is standard input. Throws Error when the file cannot be read.
+  // "-" is standard input. Throws Error if the file cannot be read.
   explicit LineReader(const std::string& file);
   LineReader(const LineReader&) = delete;
   LineReader& operator=(const LineReader&) = delete;
   ~LineReader();
 
-  // Gives the next line without its line break, valid until the next call; false at the end. Throws Error when the
-  // input fails, a line is longer than 4 MiB, or the operator interrupts.
+  // Reads the next line, without its line break; it is valid until the next call. Returns false at the end. Throws
+  // Error if the input fails, a line is longer than 4 MiB, or the operator interrupts.
   bool next(std::string_view& line);
 
   const std::string& name() const { return name_; }
   size_t line_number() const { return line_number_; }
   size_t bytes_read() const { return bytes_read_; }
-  size_t size() const { return size_; }  // of the whole input in bytes; 0 where it is not known
+  size_t size() const { return size_; }  // of the whole input in bytes; 0 if unknown
 
  private:
   bool fill();
@@ -32,7 +32,7 @@ class LineReader {
   int fd_;
   size_t size_ = 0;
   std::vector<char> buffer_;
-  size_t start_ = 0, end_ = 0;  // of what is read and not given out
+  size_t start_ = 0, end_ = 0;  // of the bytes that are read but not returned yet
   size_t line_number_ = 0;
   size_t bytes_read_ = 0;
 };

@@ -11,11 +11,11 @@
 namespace vrrpconvert {
 
 MemoryFile::MemoryFile(std::string_view content) : fd_(memfd_create("vrrpconvert", MFD_CLOEXEC)) {
-  // What it holds at first is a few characters, which are written at once.
+  // The initial content is short, so one write() writes all of it.
   if (fd_ >= 0 && write(fd_, content.data(), content.size()) == static_cast<ssize_t>(content.size())) return;
   const int reason = errno;
   if (fd_ >= 0) close(fd_);
-  throw Error(exit_io, std::string("no file in memory: ") + strerror(reason) + "; nothing was changed");
+  throw Error(exit_io, std::string("cannot create a file in memory: ") + strerror(reason) + "; nothing was changed");
 }
 
 MemoryFile::~MemoryFile() { close(fd_); }

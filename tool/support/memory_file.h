@@ -1,4 +1,4 @@
-// A file in memory, which no other user can open.
+// A file in memory that no other user can open.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@ namespace vrrpconvert {
 
 class MemoryFile {
  public:
-  // Holds `content` at first. Throws Error.
+  // Creates the file with `content`. Throws Error.
   explicit MemoryFile(std::string_view content = {});
   MemoryFile(const MemoryFile&) = delete;
   MemoryFile& operator=(const MemoryFile&) = delete;
@@ -16,7 +16,7 @@ class MemoryFile {
 
   int descriptor() const { return fd_; }
 
-  // By which this process and its forked children can open it.
+  // Returns the path by which this process and its forked children can open the file.
   std::string path() const { return "/proc/self/fd/" + std::to_string(fd_); }
 
  private:

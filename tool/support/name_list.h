@@ -1,4 +1,4 @@
-// How many records something is about, and the names of the first of them.
+// A number of records, and the names of the first ones.
 #pragma once
 
 #include <iomanip>
@@ -17,7 +17,7 @@ struct NameList {
   size_t records = 0;
   std::vector<std::string> first{};
 
-  // `name` returns the record's name, and is only called if the list keeps it.
+  // Counts a record. Calls `name` only if the list keeps the name.
   template <typename Name>
   void add(Name name) {
     if (++records <= shown_max) first.push_back(name());
@@ -33,7 +33,7 @@ struct NameList {
   JSON_MEMBERS(records, first)
 };
 
-using NamesByWord = std::map<std::string, NameList>;  // by field, or by reason
+using NamesByWord = std::map<std::string, NameList>;  // by field or reason
 
 // "bfd_peer_ip 2, forwarding_state 3"
 inline std::string text_of_counts(const NamesByWord& names) {
@@ -42,7 +42,7 @@ inline std::string text_of_counts(const NamesByWord& names) {
   return text;
 }
 
-// A line for each word, "  bfd_peer_ip   2 records: ...", below the heading; empty without words.
+// Returns the heading and one line per word, "  bfd_peer_ip   2 records: ..."; empty if there are no words.
 inline std::string text_of_lines(const std::string& heading, const NamesByWord& names) {
   std::ostringstream text;
   if (!names.empty()) text << heading << ":\n";

@@ -13,7 +13,7 @@ namespace vrrpconvert {
 NewFile::NewFile(const std::string& name)
     : name_(name), fd_(open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)) {
   if (fd_ < 0) {
-    throw Error(errno == EEXIST ? exit_usage : exit_io, name + ": cannot be created: " + strerror(errno));
+    throw Error(errno == EEXIST ? exit_usage : exit_io, name + ": cannot create: " + strerror(errno));
   }
 }
 
@@ -38,7 +38,7 @@ void NewFile::keep() {
 }
 
 void NewFile::fail() const {
-  throw Error(exit_io, name_ + ": cannot be written to its end: " + strerror(errno) + "; the file was removed");
+  throw Error(exit_io, name_ + ": cannot write: " + strerror(errno) + "; the file was removed");
 }
 
 }  // namespace vrrpconvert

@@ -1,4 +1,4 @@
-// A new file that only its owner can read: what the tool exports holds authentication keys or names paths.
+// A new file that only its owner can read, because the tool's output contains authentication keys or paths.
 #pragma once
 
 #include <string>
@@ -8,15 +8,15 @@ namespace vrrpconvert {
 
 class NewFile {
  public:
-  // Creates it with mode 0600. Throws Error, also if there is a file or a link of this name.
+  // Creates the file with mode 0600. Throws Error, also if the name exists.
   explicit NewFile(const std::string& name);
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
-  ~NewFile();  // removes it unless it was kept
+  ~NewFile();  // removes the file unless keep() was called
 
-  // Both throw Error.
+  // Both throw Error if they fail.
   void write(std::string_view text);
-  void keep();  // makes its content durable
+  void keep();  // syncs the content
 
  private:
   [[noreturn]] void fail() const;

@@ -6,11 +6,11 @@ namespace vrrpconvert {
 namespace {
 
 struct Character {
-  uint32 code;  // 0 for what is no UTF-8
+  uint32 code;  // 0 if not UTF-8
   size_t size;  // in bytes, at least 1
 };
 
-// The first character of a text that is not empty. Overlong forms and surrogates are no UTF-8.
+// Returns the first character of a text that is not empty. Overlong forms and surrogates are not UTF-8.
 Character first_of(std::string_view text) {
   const auto byte = [text](size_t at) { return static_cast<uint8>(text[at]); };
   const uint8 lead = byte(0);

@@ -1,4 +1,4 @@
-// Text from elsewhere, for people: names of files, and what other machines report.
+// Safe output of texts from outside: file names, and reports of other machines.
 #pragma once
 
 #include <filesystem>
@@ -7,18 +7,18 @@
 
 namespace vrrpconvert {
 
-// The text as valid UTF-8 that moves no cursor: bytes of control characters, of marks that change the direction of
-// writing, and of what is no UTF-8 are escaped, as \x1b. Line breaks too.
+// Returns `text` as valid UTF-8. Escapes control characters, line breaks, bidirectional formatting characters and bytes
+// that are not UTF-8, like \x1b.
 std::string printable(std::string_view text);
 inline std::string printable(const std::string& text) { return printable(std::string_view(text)); }
 inline std::string printable(const std::filesystem::path& path) { return printable(path.native()); }
 
 bool is_utf8(std::string_view text);
 
-// The same for a message of several lines.
+// Does the same, but keeps line breaks.
 std::string printable_lines(std::string_view text);
 
-// A path as one word of a shell command.
+// Returns a path as one word of a shell command.
 std::string quoted_for_shell(const std::string& path);
 
 }  // namespace vrrpconvert

@@ -1,4 +1,4 @@
-// A progress bar, for work that takes more than a second. Main decides where it is shown; elsewhere it is silent.
+// A progress bar for work that takes more than a second. It is invisible unless main() calls show_with().
 #pragma once
 
 #include <chrono>
@@ -10,7 +10,7 @@ namespace vrrpconvert {
 
 class Progress {
  public:
-  // `total` is the amount of work in any unit; 0 if it is unknown, and only the work done is shown.
+  // `total` is the amount of work in any unit. If it is 0, the bar shows only the work done.
   Progress(std::string label, size_t total);
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
@@ -18,7 +18,7 @@ class Progress {
 
   void show(size_t done);
 
-  // Shows progress bars by `show`, which writes a text to a terminal.
+  // Enables progress bars. `show` writes a text to a terminal.
   static void show_with(void (*show)(std::string_view text));
 
  private:

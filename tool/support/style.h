@@ -1,4 +1,4 @@
-// Colour, only where standard output is a terminal that has it and the operator did not say NO_COLOR.
+// Colours, if standard output is a terminal that supports them and NO_COLOR is not set.
 #pragma once
 
 #include <sys/ioctl.h>
@@ -19,7 +19,7 @@ inline std::string styled(Style style, const std::string& text) {
   return codes[static_cast<int>(style)] + text + "\033[0m";
 }
 
-// How many columns the terminal on standard output has; 0 where there is none.
+// Returns the number of columns of the terminal on standard output, or 0 if it is not a terminal.
 inline size_t terminal_width() {
   winsize size = {};
   return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
