@@ -1,6 +1,6 @@
-# 32-bit ARM with hardware floating point, by clang and Debian's cross libraries (libc6-dev-armhf-cross, libstdc++-12-dev-armhf-cross,
-# lld-19). For a device of another processor: copy it, and change the triplet, the processor and the emulator, as in
-# cmake/mipsel.cmake, which also says how a gcc is named.
+# 32-bit ARM with hardware floating point, with clang and Debian's cross libraries (libc6-dev-armhf-cross,
+# libstdc++-12-dev-armhf-cross, lld-19). For another processor, copy this file and change the triplet, the processor and
+# the emulator. cmake/mipsel.cmake is an example with gcc.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR arm)
 set(triplet arm-linux-gnueabihf)

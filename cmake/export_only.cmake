@@ -1,4 +1,4 @@
-# export_only(TARGET FILE): makes a shared library export exactly the names in FILE, one a line.
+# export_only(TARGET FILE): a shared library exports exactly the names in FILE, one per line.
 function(export_only target exports)
   file(STRINGS ${exports} names)
   set(map_text "{\n  global:\n")
@@ -9,7 +9,7 @@ function(export_only target exports)
   set(map ${CMAKE_CURRENT_BINARY_DIR}/${target}.map)
   file(CONFIGURE OUTPUT ${map} CONTENT "${map_text}")
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${exports})
-  # -Bsymbolic-functions: a name that another library of the process exports too never takes the place of ours.
+  # -Bsymbolic-functions: calls inside the library never use a function of the same name in another library.
   target_link_options(${target} PRIVATE
     LINKER:--version-script=${map} LINKER:-Bsymbolic-functions LINKER:--as-needed LINKER:-z,relro,-z,now)
   set_target_properties(${target} PROPERTIES

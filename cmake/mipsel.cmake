@@ -1,6 +1,6 @@
-# 32-bit little-endian MIPS, by Debian's cross compiler, g++-mipsel-linux-gnu. That package excludes g++-multilib, so ./check does not build
-# this: cmake --preset mipsel does. For a device of another processor that has a gcc: copy it, and change the triplet, the
-# processor and the emulator. cmake/armhf.cmake shows the same with clang.
+# 32-bit little-endian MIPS, with Debian's cross compiler g++-mipsel-linux-gnu. This package conflicts with
+# g++-multilib, so ./check does not use this preset. For another processor with gcc, copy this file and change the
+# triplet, the processor and the emulator. cmake/armhf.cmake is an example with clang.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR mipsel)
 set(triplet mipsel-linux-gnu)

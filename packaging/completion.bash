@@ -9,14 +9,14 @@ _vrrpconvert() {
     COMPREPLY=($(compgen -W "vr ip_assoc global_info track other" -- "$word"))
     return
   fi
-  if [ "$previous" = --accept-loss ]; then  # also behind a comma
+  if [ "$previous" = --accept-loss ]; then  # also after a comma
     local before=
     [[ $word != *,* ]] || before=${word%,*},
     COMPREPLY=($(compgen -P "$before" -W "record lower_threshold_prio upper_threshold_prio forwarding_state bfd_peer_ip reserved
       is_bfd_enabled_on_any_group temp_rsrv" -- "${word##*,}"))
     return
   fi
-  case $previous in  # no file is meant
+  case $previous in  # no file name
     --from | --to | --release | --vdc | --default | --jobs) COMPREPLY=() && return ;;
   esac
   case ${COMP_WORDS[1]} in
@@ -32,7 +32,7 @@ _vrrpconvert() {
   esac
   case $word in
     -*) COMPREPLY=($(compgen -W "$options" -- "$word")) ;;
-    *) mapfile -t COMPREPLY < <(compgen -f -- "$word") ;;  # a name may have blanks
+    *) mapfile -t COMPREPLY < <(compgen -f -- "$word") ;;  # names may contain blanks
   esac
 }
 complete -o filenames -F _vrrpconvert vrrpconvert
