@@ -172,7 +172,7 @@ static pss_datum_t* move(uint32 at, syserr_t status_there, syserr_t* status) {
 static pss_datum_t failed; /* of size 0: null would mean the end of the store */
 
 pss_datum_t* pss_move2key(pss_service_t table, const pss_datum_t* key, syserr_t* status) {
-  if (!is_open(table)) return *status = BAD_ARGUMENT, &failed;
+  if (!is_open(table) || key->siz == 0) return *status = BAD_ARGUMENT, &failed;
   uint32 at = lower_bound(key);
   return move(at, is_stored(at, key) ? 0 : SYSERR_PSS_NOKEY, status);
 }
@@ -269,6 +269,9 @@ const char* srg_sw_ver_file_get(const char* path) {
   static char text[512];
   FILE* file = path != NULL ? fopen(path, "re") : NULL;
   if (file == NULL) return NULL;
-  text[fread(text, 1, sizeof text - 1, file)] = '\0';
-  return fclose(file), text;
+  const size_t size = fread(text, 1, sizeof text, file);
+  fclose(file);
+  if (size == sizeof text) return NULL; /* truncated, it could name another release */
+  text[size] = '\0';
+  return text;
 }

@@ -42,43 +42,50 @@ void begin(const std::string& call) {
   alarm(seconds_max);
 }
 
+void expect_text(syserr_t status) {
+  const std::string text = text_of_status(status);
+  expect(text.find('\n') == std::string::npos, "syserr2str(" + number(status) + ")", "a text of one line",
+         "null or lines");
+}
+
 // Callers would confuse 2 and 3 with results of the bulk readers.
 syserr_t end(const std::string& call, syserr_t status) {
   alarm(0);
   if (status == 2 || status == 3) fail(call, "another status than 2 and 3", number(status));
+  if (status != 0 && status != status_before) expect_text(status);
   return status;
 }
 
-// A copy of an argument, overwritten after the call. Null is an empty argument. The memory is not freed, so that a
-// platform that uses it after the call reads wrong bytes and does not crash.
+// A copy of an argument with a byte after it. The call must not change either; both are overwritten afterwards. Null is
+// an empty argument. The memory is not freed, so that a platform that uses it after the call reads wrong bytes and does
+// not crash.
 class Argument {
  public:
-  explicit Argument(const Bytes& bytes) {
-    static std::list<Bytes> kept;
-    kept.push_back(bytes);
-    if (!bytes.empty()) datum_ = {kept.back().data(), static_cast<uint32>(bytes.size())};
+  explicit Argument(const Bytes& bytes) : bytes_(bytes + canary) {
+    static std::list<std::pair<Bytes, pss_datum_t>> kept;
+    kept.emplace_back(bytes_, pss_datum_t());
+    copy_ = &kept.back();
+    if (!bytes.empty()) copy_->second = {copy_->first.data(), static_cast<uint32>(bytes.size())};
   }
   Argument(const Argument&) = delete;
   Argument& operator=(const Argument&) = delete;
   ~Argument() {
-    if (datum_.ptr != nullptr) memset(datum_.ptr, 0xee, datum_.siz);
+    expect(copy_->first == bytes_, "an argument", hex(bytes_), hex(copy_->first));
+    memset(copy_->first.data(), 0xee, copy_->first.size());
+    copy_->second.siz = 0;
   }
-  const pss_datum_t* datum() const { return &datum_; }
+  const pss_datum_t* datum() const { return &copy_->second; }
 
  private:
-  pss_datum_t datum_ = {nullptr, 0};
+  static constexpr char canary = 'c';
+  const Bytes bytes_;
+  std::pair<Bytes, pss_datum_t>* copy_;
 };
 
 Answer answer(const std::string& call, const pss_datum_t* datum, syserr_t status) {
   end(call, status);
   return {call, datum == nullptr, datum != nullptr ? Bytes(static_cast<const char*>(datum->ptr), datum->siz) : "",
           status};
-}
-
-void expect_text(syserr_t status) {
-  const std::string text = text_of_status(status);
-  expect(text.find('\n') == std::string::npos, "syserr2str(" + number(status) + ")", "a text of one line",
-         "null or lines");
 }
 
 }  // namespace
@@ -157,8 +164,7 @@ void Result::expect(syserr_t expected) const {
 }
 
 void Result::expect_refusal() const {
-  if (status == 0) return fail(call, "a status other than 0", "0");
-  expect_text(status);
+  if (status == 0) fail(call, "a status other than 0", "0");
 }
 
 Table::Table(const std::string& url) : status_(status_before) {
@@ -167,7 +173,6 @@ Table::Table(const std::string& url) : status_(status_before) {
   const Argument copy(url + '\0');
   handle_ = platform.pss_open(static_cast<const char*>(copy.datum()->ptr), &status_);
   end(call, status_);
-  expect_text(status_);
   if ((handle_ != 0) != (status_ == 0)) {
     fail(call, "a handle and status 0, or handle 0 and another status",
          "handle " + number(handle_) + ", status " + shown(status_));
@@ -188,10 +193,13 @@ Answer Table::at(pss_location_t location) const {
 
 Answer Table::at(const Bytes& key) const {
   const std::string call = "pss_move2key(" + hex(key) + ")";
-  const Argument wanted(key);
   syserr_t status = status_before;
-  begin(call);
-  const pss_datum_t* found = platform.pss_move2key(handle_, wanted.datum(), &status);
+  const pss_datum_t* found;
+  {
+    const Argument wanted(key);
+    begin(call);
+    found = platform.pss_move2key(handle_, wanted.datum(), &status);
+  }
   return answer(call, found, status);
 }
 
@@ -255,7 +263,9 @@ Records Table::records() const {
       fail(key.call, "a key behind " + hex(all.rbegin()->first), hex(key.bytes));
       break;
     }
-    all[key.bytes] = value().bytes;
+    const Answer found = value();
+    if (found.is_null || found.status != 0) return fail(found.call, "a value, status 0", found.text()), all;
+    all[key.bytes] = found.bytes;
   }
   return all;
 }
