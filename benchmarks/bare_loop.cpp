@@ -29,7 +29,7 @@ void require(syserr_t status) {
   if (status != 0) throw std::runtime_error("a bare loop failed");
 }
 
-// The file's bytes, opened in memory.
+// A database in memory with the bytes of the file.
 Database open(const fs::path& file) {
   const int fd = ::open(file.c_str(), O_RDONLY);
   pss_embedded::Image image;
@@ -46,7 +46,7 @@ Statement prepare(const Database& database, const char* sql) {
   return statement;
 }
 
-// Adds the seconds since the lap before to a phase.
+// Adds the seconds since the previous call to a phase.
 class Laps {
  public:
   void end(double& phase) {
@@ -71,7 +71,7 @@ void sync_path(const fs::path& path) {
   close(fd);
 }
 
-// Like the platform: into a new file, which is synced and renamed, and its directory synced.
+// Writes a new file, syncs and renames it, and syncs the directory, like the platform.
 void write_image(const Database& database, const fs::path& target) {
   const fs::path made = target.string() + ".made";
   const void* bytes;
@@ -95,7 +95,7 @@ void commit(const Database& database, const fs::path& file, bool compacts, Laps&
   laps.end(phases.commit);
 }
 
-// Calls `visit` with each checked row from the first key of `type` on, until it returns false.
+// Verifies each row from the first key of `type` and calls `visit` with it, until `visit` returns false.
 template <typename Visit>
 void walk(const Statement& select, uint8 type, Visit visit) {
   sqlite3_bind_blob(select.get(), 1, &type, 1, SQLITE_STATIC);
@@ -107,7 +107,7 @@ void walk(const Statement& select, uint8 type, Visit visit) {
   sqlite3_reset(select.get());
 }
 
-// Both passes of a bulk reader.
+// Does both passes of a bulk reader.
 template <typename Record>
 std::vector<Record> read(const Statement& select, uint8 type) {
   size_t count = 0;
@@ -122,7 +122,7 @@ std::vector<Record> read(const Statement& select, uint8 type) {
   return records;
 }
 
-// Reads every record of a kind, then calls `change` with each.
+// Reads all records of a kind, then calls `change` with each record.
 template <typename Record, typename Change>
 void for_each_read(const Statement& select, uint8 type, Laps& laps, Phases& phases, Change change) {
   const std::vector<Record> records = read<Record>(select, type);
@@ -196,7 +196,7 @@ Phases bare_upgrade(const fs::path& file, const fs::path& snapshot) {
     vrrp_make_assoc_key(key, record.ifindex, record.vr_id, record.inet_addr);
     remove(erase, key, sizeof key);
   });
-  select.reset(), erase.reset();  // beside statements nothing is compacted
+  select.reset(), erase.reset();  // VACUUM fails while statements exist
   commit(database, file, true, laps, phases);
   return phases;
 }
@@ -205,7 +205,7 @@ void change_by_statement(const fs::path& table, bool is_upgrade) {
   sqlite3* opened;
   require(sqlite3_open(table.c_str(), &opened) == SQLITE_OK ? 0 : 1);
   const Database database(opened);
-  // Without the sync of the directory behind the journal's removal, a power cut can bring the old state back.
+  // Sync the directory after the removal of the journal: otherwise a power failure could bring the old state back.
   require(pss_embedded::run(opened, "PRAGMA synchronous=EXTRA; PRAGMA cache_size=-8192"));
   const fs::path copy = table.string() + ".copy";
   fs::remove(copy);

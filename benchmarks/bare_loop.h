@@ -1,5 +1,5 @@
-// The least that a conversion of an embedded store can do: the statements that the platform runs for it, prepared once,
-// over the same file format with the same checks of every row, and nothing of handles, cursors or traces.
+// A minimal conversion of an embedded store: the statements of the platform, prepared once, on the same file format,
+// with the same checks of every row, but without handles, cursors and trace lines.
 #ifndef BENCH_BARE_LOOP_H
 #define BENCH_BARE_LOOP_H
 
@@ -7,21 +7,21 @@
 
 namespace bench {
 
-// Where the time goes, in seconds.
+// Time of each phase, in seconds.
 struct Phases {
-  double check = 0;     // of the whole store, when it is opened
-  double snapshot = 0;  // none in a downgrade
-  double read = 0;      // in bulk, each kind twice
+  double check = 0;     // check of the whole store on open
+  double snapshot = 0;  // 0 in a downgrade
+  double read = 0;      // bulk reads, each kind twice
   double write = 0;
-  double digest = 0;  // of the whole store anew
-  double commit = 0;  // to a new file
+  double digest = 0;  // digest of the whole store
+  double commit = 0;  // commit to a new file
 };
 
-// Throw std::runtime_error.
+// Run the conversion. Throw std::runtime_error.
 Phases bare_downgrade(const std::filesystem::path& store);
 Phases bare_upgrade(const std::filesystem::path& store, const std::filesystem::path& snapshot);
 
-// The same change in a plain table, as one statement and a durable commit.
+// Makes the same change in a plain table, with one statement and a durable commit.
 void change_by_statement(const std::filesystem::path& table, bool is_upgrade);
 
 }  // namespace bench

@@ -1,5 +1,5 @@
-// Whole conversions of embedded stores: the library beside the least that can be done, in one run and in turns, so that
-// what else the machine does meets both. Time is wall-clock time, durable commit included.
+// Conversions of embedded stores: the library and the bare loop, alternately in one run, so that other load affects
+// both. The times are wall-clock times, with the durable commit.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -47,14 +47,14 @@ double convert_by_bare_loop(int routers, bool is_upgrade, bench::Phases& phases)
   return time;
 }
 
-// Counters: microseconds a record, and how many times as long as the bare loop and as one SQL statement it takes; then
-// what the bare loop's phases take, in times of the SQL statement.
+// Counters: microseconds per record; the time relative to the bare loop and to one SQL statement; the phases of the
+// bare loop relative to the SQL statement.
 void convert_untraced(benchmark::State& state, bool is_upgrade) {
   const int routers = static_cast<int>(state.range(0));
   std::vector<double> library_times, to_bare, to_statement;
   std::map<std::string, std::vector<double>> phase_times;
   for (auto _ : state) {
-    // Who is first takes turns too.
+    // Alternate the order too.
     bench::Phases phases;
     const bool is_first = library_times.size() % 2 == 0;
     double library = 0;
@@ -112,8 +112,8 @@ double write_lines(const std::vector<std::string>& lines, const std::string& cop
   return loop;
 }
 
-// Counters: how many times as long as a loop that writes and syncs the very same lines it takes; and as that loop and
-// the same conversion without a trace together.
+// Counters: the time relative to a loop that writes and syncs the same lines, and relative to that loop plus the same
+// conversion without a trace.
 void convert_traced(benchmark::State& state, bool is_upgrade) {
   const int routers = static_cast<int>(state.range(0));
   const std::string log = device().root() / "log", copy = device().root() / "log-copy";
@@ -121,7 +121,7 @@ void convert_traced(benchmark::State& state, bool is_upgrade) {
   std::vector<std::string> lines;
   for (auto _ : state) {
     const double untraced = convert_by_library(routers, is_upgrade);
-    // Who is first takes turns: the first round's lines are not known before.
+    // Alternate the order after the first round, which provides the lines.
     const bool is_first = to_lines.size() % 2 == 0;
     double loop = is_first ? 0 : write_lines(lines, copy);
     const double library = convert_traced_by_library(routers, is_upgrade, log);

@@ -1,7 +1,7 @@
-// convert_once up|down ROUTERS: converts one store and prints the largest amount of memory that the process had, in
-// bytes, beside that of the larger array of records.
-// convert_once make ROUTERS FILE: makes a store in the new layout, and beside it FILE-table with the same records.
-// convert_once at ROOT [up]: downgrades the store in ROOT/d, or upgrades it.
+// convert_once up|down ROUTERS         converts a store; prints the peak memory of the process in bytes, and the size of
+//                                      the larger array of records
+// convert_once make ROUTERS FILE       creates a store in the new layout, and FILE-table with the same records
+// convert_once at ROOT [up]            downgrades or upgrades the store in ROOT/d
 
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -25,8 +25,7 @@ size_t largest_array(size_t routers, bool is_upgrade) {
   return routers * std::max(vr, sizeof(vrrp_ip_assoc_record_t));
 }
 
-// Prints the largest amount of memory that this process has during a conversion. Setting up the store is left to a
-// process of its own.
+// Prints the peak memory of this process during a conversion. Another process creates the store.
 int measure_memory(bench::Device& device, int routers, bool is_upgrade) {
   const pid_t preparation = fork();
   if (preparation == 0) {

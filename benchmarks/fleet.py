@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""fleet.py TOOL: what vrrpconvert fleet takes for a device, at 500 and at 2,000 of them with 100 records each, beside a dry run of
-each by xargs; and its peak memory."""
+"""fleet.py TOOL: time per device of vrrpconvert fleet for 500 and 2,000 devices with 100 records each, relative to the
+same dry runs by xargs, and its peak memory."""
 import os
 import resource
 import shutil

@@ -1,6 +1,5 @@
-// The library alone, on a store in memory: library_cost WORK ROUTERS runs one of its operations, for a tool that counts
-// instructions (./bench uses valgrind's callgrind). What the platform here costs is the same for every release of the
-// library, and little.
+// The library alone, on a minimal store in memory. library_cost WORK ROUTERS runs one of its operations under a tool
+// that counts instructions (./bench uses valgrind's callgrind).
 
 #include <arpa/inet.h>
 

@@ -1,7 +1,6 @@
 #!/usr/bin/python3
-"""rivals.py PROGRAMS ROUTERS: the same records changed the same way, cut to the old layout, with what users would take
-instead of a conversion. Everything is run as its command line says, in turns with the library, and checked afterwards.
-PROGRAMS is the directory of the built benchmarks."""
+"""rivals.py PROGRAMS ROUTERS: other programs make the same change to the same records. Each one runs alternately with the
+library, and its result is verified. PROGRAMS is the directory of the built benchmarks."""
 import hashlib
 import json
 import os
@@ -25,7 +24,7 @@ def run(command):
 
 
 def records():
-    """The key and the value of every record."""
+    """Returns the key and the value of every record."""
     with open("raw", encoding="ascii") as lines:
         for line in lines:
             record = json.loads(line)
@@ -33,15 +32,15 @@ def records():
 
 
 class Rival:
-    """Something that makes the change. `command` is what is measured; prepare() puts the records in their place before
-    it, converted() says afterwards how many of them are in the old layout."""
+    """A program that makes the change. `command` is measured. prepare() creates the records before it; converted()
+    returns the number of records in the old layout after it."""
     package = None
 
     def start(self):
-        """Once, before everything else."""
+        """Called once, before all other functions."""
 
     def end(self):
-        """Once, after everything else."""
+        """Called once, after all other functions."""
 
 
 class Library(Rival):
@@ -82,7 +81,7 @@ class Shell(Rival):
 
 
 class Ovsdb(Rival):
-    """A table a kind and a column a field; the old schema lacks the columns of the new layout."""
+    """One table per kind and one column per field; the old schema lacks the columns of the new layout."""
     name = "ovsdb-tool"
     program = "ovsdb-tool"
     package = "openvswitch-common"
@@ -213,10 +212,10 @@ class RedisPipelined(Redis):
     command = "rivals.py redis-pipelined"
 
     def start(self):
-        """The server of the other one."""
+        """Uses the server of the other benchmark."""
 
     def end(self):
-        """It ends with the other one."""
+        """The other benchmark stops the server."""
 
 
 def measure(rival, routers):

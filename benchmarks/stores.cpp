@@ -23,7 +23,7 @@ void require(bool is_well, const char* what) {
   if (!is_well) throw std::runtime_error(what);
 }
 
-// Interfaces have 255 virtual routers each, and each router one address.
+// Each interface has 255 virtual routers, each virtual router one address.
 if_index_t interface_of(int router) { return 0x01000000u + static_cast<if_index_t>(router / 255); }
 uint8 vr_id_of(int router) { return static_cast<uint8>(1 + router % 255); }
 
@@ -131,7 +131,7 @@ void Device::prepare(int routers, bool is_upgrade) {
   fs::copy_file(original.string() + "-table", table(), fs::copy_options::overwrite_existing);
   fs::remove(snapshot());
   use(is_upgrade);
-  sync();  // what is still to be written of the copies is no part of what is measured
+  sync();  // do not measure the write-back of the copies
 }
 
 void Device::require_converted(int routers, bool is_upgrade) const {

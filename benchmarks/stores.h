@@ -1,4 +1,4 @@
-// Stores to convert, and the same records in a plain table.
+// Stores for conversions, and the same records in a plain table.
 #ifndef BENCH_STORES_H
 #define BENCH_STORES_H
 
@@ -7,8 +7,8 @@
 
 namespace bench {
 
-// A directory of this process as the nonvolatile root, removed at the end. Holds "d" for the store, "tmp" for the
-// snapshot, and version files for either direction.
+// A temporary nonvolatile root. Contains "d" for the store, "tmp" for the snapshot, and version files for both
+// directions.
 class Device {
  public:
   Device();
@@ -19,14 +19,13 @@ class Device {
   const std::filesystem::path& root() const { return root_; }
   std::filesystem::path store() const { return root_ / "d" / "vrrp-cfg_runtime_config"; }
   std::filesystem::path snapshot() const { return root_ / "tmp" / "vrrp-pss"; }
-  std::filesystem::path table() const { return root_ / "table"; }  // the same records, key and value in a plain table
+  std::filesystem::path table() const { return root_ / "table"; }  // a plain table with the same records
 
-  // Puts a store and a table with `routers` VR configuration and as many IP association records in place, in the layout
-  // that the direction converts, and the environment for it. They are made once, and copied from then on.
+  // Creates a store and a table with `routers` VR configuration and `routers` IP association records, in the source
+  // layout of the direction, and sets the environment. Later calls copy the first store and table.
   void prepare(int routers, bool is_upgrade);
 
-  // Throws std::runtime_error unless every record of the store has been converted, and there is a snapshot of an
-  // upgrade.
+  // Throws std::runtime_error unless every record is converted and, after an upgrade, the snapshot exists.
   void require_converted(int routers, bool is_upgrade) const;
 
   // Sets the environment for a direction.
@@ -38,7 +37,7 @@ class Device {
   std::filesystem::path root_;
 };
 
-// The wall-clock seconds that `work` takes.
+// Returns the wall-clock time of `work` in seconds.
 double seconds(const std::function<void()>& work);
 
 }  // namespace bench

@@ -13,7 +13,7 @@ import time
 ROUNDS = 3
 IMPORT = ["sqlite3", "theirs", ".read schema", ".mode csv", ".import rows rows"]
 DUMP, DUMP_SAME, DUMP_OLD = (["sqlite3", store, ".dump"] for store in ("store", "same", "old"))
-# Name, command, and what the shell does instead: diff reads two stores, so it is compared with two dumps.
+# Name, command, and command of the shell. diff reads two stores, so it is compared with two dumps.
 COMMANDS = [
     ("import", ["vrrpconvert", "import", "ours", "lines"], [IMPORT]),
     ("import of raw lines", ["vrrpconvert", "import", "ours", "raw"], [IMPORT]),
@@ -79,7 +79,7 @@ def compare(routers):
 
 
 def processor_seconds(command, store):
-    """CPU time of a conversion of `store`, with that of the processes that it starts."""
+    """Returns the CPU time of a conversion of `store`, child processes included."""
     for directory in ("d", "tmp"):
         for name in os.listdir(directory):
             os.remove(os.path.join(directory, name))

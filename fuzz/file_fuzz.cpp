@@ -1,6 +1,6 @@
-// A store file that was cut, lengthened and changed anywhere. The store is refused and stays as it is, or read whole
-// and changed whole; no other file is opened. Input: the number of edits in one byte; for each the offset in the store
-// in two bytes, and the byte there; then what makes the store longer or, if nothing follows, two bytes that cut it.
+// A store file that is truncated, extended and changed. The store is refused and unchanged, or read and changed
+// completely; no other file is opened. Input: the number of edits (1 byte); per edit the offset in the store (2 bytes)
+// and the new byte; then bytes to append or, if none follow, the new size (2 bytes).
 
 #include <dlfcn.h>
 #include <stdlib.h>
@@ -59,7 +59,7 @@ size_t count(pss_service_t table) {
 
 }  // namespace
 
-// The one call by which the platform opens anything.
+// The only call by which the platform opens files.
 extern "C" int openat64(int directory, const char* name, int flags, ...) {
   static const auto real = reinterpret_cast<int (*)(int, const char*, int, mode_t)>(dlsym(RTLD_NEXT, "openat64"));
   const std::string text = name;

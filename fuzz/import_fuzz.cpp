@@ -1,4 +1,4 @@
-// A line given to import: it is refused with a reason, or is a record that both forms of a line carry exactly.
+// An import line: it is refused with a reason, or is a record that both forms of a line represent exactly.
 
 #include <cstdlib>
 

@@ -1,5 +1,5 @@
-// The content of a store, upgraded or downgraded, with the trace log open and closed. First byte: direction; then
-// records, each as the length of its key, the length of its value, key and value.
+// A store that is upgraded or downgraded, with the trace log open and closed. Input: the direction (1 byte); then per
+// record the size of the key, the size of the value, the key and the value.
 
 #include <gmock/gmock.h>
 #include <stdlib.h>
@@ -9,7 +9,7 @@
 #include "tests/trace_log.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  GTEST_FLAG_SET(throw_on_failure, true);  // which the fuzzer takes for a crash, and keeps the input
+  GTEST_FLAG_SET(throw_on_failure, true);  // the fuzzer treats this as a crash and saves the input
   setenv("SYSMGR_TO_SRG_PATH", "to", 1);
   setenv("SYSMGR_FROM_SRG_PATH", "from", 1);
   return 0;
@@ -21,14 +21,14 @@ namespace {
 ScriptedPlatform convert(const ScriptedPlatform& prepared, int log_fd) {
   trace_fd = log_fd;
   ScriptedPlatform::get() = prepared;
-  std::vector<std::string>().swap(TraceLog::events);  // memory that is kept from input to input looks like a leak
+  std::vector<std::string>().swap(TraceLog::events);  // free the memory: the fuzzer would report a leak
   EXPECT_EQ(vrrp_mgr_handle_generic_convert("/d", "", "t", "f", VRRP_CONVERT_GSYNC), 0u);
   EXPECT_EQ(ScriptedPlatform::get().stores_open, 0);
   std::erase(ScriptedPlatform::get().calls, "syserr2str");
   return ScriptedPlatform::get();
 }
 
-// The key that belongs to a value, as the scripted platform's hton_if_index makes it.
+// Returns the expected key of a value, with the scripted platform's hton_if_index.
 Bytes key_of_value(char type, const Bytes& v) {
   Bytes key = {type, v[8], v[7], v[6], v[5], v[4], static_cast<char>(v[3] ^ 0x80), v[2], v[1], v[0]};
   return type == VRRP_PSS_KEY_VR ? key : key + v.substr(9, 16);
@@ -58,13 +58,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   for (size_t at = 1; at + 2 <= size;) {
     const uint8 key_size = data[at], value_size = data[at + 1];
     const Bytes key = input.substr(at + 2, key_size);
-    // A stored key has at least a byte.
+    // A stored key has at least one byte.
     if (!key.empty())
       platform.records[key] = at + 2 + key_size < size ? input.substr(at + 2 + key_size, value_size) : "";
     at += 2u + key_size + value_size;
   }
   static TraceLog log;
-  TraceLog::broken = true;  // no line needs to reach the disk
+  TraceLog::broken = true;  // skip the write and the sync of each line
   static const int log_fd = (log.create(), convert_running("", "", ""), trace_fd);
   const ScriptedPlatform silent = convert(platform, -1), traced = convert(platform, log_fd);
   EXPECT_EQ(traced.calls, silent.calls);

@@ -16,7 +16,7 @@
  *     it from VRRP_CNV_ERR_*.
  *  2. pss_open opens an existing store and never creates one. Success is status 0 and a handle other than 0. A URL is
  *     "nonvolatile:" and a path; the directory to which the path is relative is platform-defined. A URL has up to 255
- *     characters. pss_open refuses a URL that does not fit, and never truncates it.
+ *     characters, or a lower platform-defined limit. pss_open refuses a longer URL, and never truncates it.
  *  3. If another process has the store open, pss_open waits or fails. If this process has it open, pss_open fails,
  *     because the wait would never end. Two handles never change one store at the same time. The library has one store
  *     open at a time. One thread at a time calls the operations; a platform may have threads of its own. Only the
@@ -37,7 +37,8 @@
  * 10. After a change the cursor neither skips nor repeats a record: a deleted record keeps its position until the next
  *     move.
  * 11. Returned data belong to the store and are valid until the next call on the handle, to which they may be passed.
- *     They have any alignment. Callers read `siz` bytes and no more. The platform copies arguments before it returns.
+ *     They have any alignment. Callers read `siz` bytes and no more. The platform copies arguments before it returns,
+ *     reads `siz` bytes of them, and changes none.
  * 12. pss_store with PSS_REPLACE replaces the value of a stored key. With PSS_NEW_ONLY it refuses a stored key, which
  *     keeps its value. pss_delete of a key that is not stored returns SYSERR_PSS_NOKEY.
  * 13. If pss_store or pss_delete fails, it changes no record. Callers continue with the next record and then close the

@@ -1,5 +1,4 @@
-// The bulk readers: what they read, and what they hand over. Both readers stand the same tests; what becomes of each
-// failure is in fault_test.cpp.
+// The bulk readers. Both pass the same tests. fault_test.cpp tests their failures.
 
 #include "tests/library_test.h"
 
@@ -10,18 +9,17 @@ namespace {
 struct Result {
   int32 result;
   int32 count;
-  std::vector<std::string> elements;  // empty when no array was handed over
+  std::vector<std::string> elements;  // empty if no array was returned
   bool handed_over;
 };
 
 struct Reader {
   const char* name;
-  const char* first_move;  // what each of its passes starts with
+  const char* first_move;  // first move of each pass
   std::function<int32(void**, int32*, int32)> read;
 };
 
-// In both sample stores "one", "two" and "three" are the records of the kind that is read, the first with no byte
-// behind its prefix.
+// In both sample stores the reader finds "one", "two" and "three". The key of "one" is only the prefix.
 const std::map<Bytes, Bytes> manager_records = {
     {hex("00"), "before"}, {hex("01"), "one"}, {hex("0102"), "two"}, {hex("0103ff"), "three"}, {hex("0201"), "other"}};
 const std::map<Bytes, Bytes> engine_records = {{"AF", "short"},       {"AFK", "one"},    {"AFKTrac", "two"},
@@ -69,11 +67,11 @@ TEST_P(BulkReaderTest, FindsNothing) {
 }
 
 TEST_P(BulkReaderTest, NeverWritesPastTheCountedNumber) {
-  // Two records join between the passes: before and behind the counted ones.
+  // Two records appear between the passes: before and after the counted ones.
   const std::string first_move = GetParam().first_move;
   const bool is_engine = first_move == "pss_move2location";
   platform.before_call = [&](const std::string& operation, int nth) {
-    // The engine reader's counting pass makes 1 + 6 moves; its second pass starts with the eighth.
+    // The counting pass of the engine reader makes 1 + 6 moves; the second pass starts with the eighth.
     if (operation != first_move || nth != (is_engine ? 8 : 2)) return;
     platform.records[is_engine ? "AFKA" : hex("010100")] = "new";
     platform.records[is_engine ? "AFKd" : hex("0104")] = "last";

@@ -1,4 +1,4 @@
-// Byte strings in tests, written and shown as hexadecimal digits, and texts that a reader can check by eye.
+// Byte strings in tests, as hexadecimal digits, and golden files.
 #ifndef TESTS_BYTES_H
 #define TESTS_BYTES_H
 
@@ -11,7 +11,7 @@
 
 using Bytes = std::string;
 
-// Blanks between the digits are for the reader.
+// Ignores blanks between the digits.
 inline Bytes hex(const std::string& digits) {
   Bytes bytes;
   std::string pair;
@@ -43,7 +43,7 @@ Bytes bytes_of_record(const Record& record) {
   return Bytes(reinterpret_cast<const char*>(&record), sizeof record);
 }
 
-// The text of a file in tests/golden; a missing one fails the test.
+// Returns the text of a file in tests/golden. A missing file fails the test.
 inline std::string golden(const std::string& name) {
   std::ifstream file(GOLDEN "/" + name);
   if (!file) throw std::runtime_error("the golden file " + name + " is missing");

@@ -1,5 +1,5 @@
-// A configuration as a device would store it: as many VR configuration and IP association records as wanted, and
-// records of kinds that a conversion leaves alone.
+// A configuration like that of a device: any number of VR configuration and IP association records, and records of
+// kinds that a conversion does not change.
 #ifndef TESTS_CONFIGURATION_H
 #define TESTS_CONFIGURATION_H
 
@@ -8,7 +8,7 @@
 
 #include "tests/bytes.h"
 
-// Records under the keys that belong to them, built byte by byte. Interfaces have 256 virtual routers each.
+// Returns records under their expected keys, built byte by byte. Each interface has 256 virtual routers.
 inline std::pair<Bytes, Bytes> vr(int number, bool old_layout) {
   const Bytes id(1, static_cast<char>(number)), low(1, static_cast<char>(number >> 8));
   const Bytes value = hex("050000") + low + id + hex("01000000") + Bytes(76, 'o') + Bytes(old_layout ? 0 : 52, 'n');

@@ -1,5 +1,5 @@
-// What the library shares with the VRRP manager, the platform and its callers, as literals. Every other test uses the
-// names, and would follow a changed value or type. This one compiles or does not.
+// Values and types that the library shares with the VRRP manager, the platform and its callers, as literals. Other
+// tests use the names, and would not detect a changed value. If a value changes, this test does not compile.
 
 #include <string_view>
 #include <type_traits>
@@ -14,7 +14,7 @@
 #define TEXT(name, text) static_assert(std::string_view(name) == (text), #name)
 #define TYPE(name, ...) static_assert(std::is_same_v<decltype(name), __VA_ARGS__>, #name)
 
-// Values stored by the manager, or answered by the platform.
+// Values that the manager stores or the platform returns.
 VALUE(INET_ADDR_TYPE_UNKNOWN, 0);
 VALUE(INET_ADDR_TYPE_IPV4, 1);
 VALUE(INET_ADDR_TYPE_IPV6, 2);
@@ -64,7 +64,7 @@ VALUE(VRRP_ENGINE_VR_KEY_SIZE, 9);
 VALUE(VRRP_ENGINE_VR_KEY_FOR_TRACK_SIZE, 14);
 VALUE(VRRP_ENGINE_TRACK_KEY_SIZE, 18);
 
-// The types of exported data and functions are in packaging/libconvertvrrp.abi, which scripts/abi compares.
+// scripts/abi compares the types of exported data and functions.
 using U32 = uint32_t;
 using Text = const char*;
 

@@ -1,7 +1,6 @@
-// A process that converts a store ends, or meets a device that fails, a full disk or a lack of memory, at its first,
-// second, third ... call: the store is wholly old or wholly new, its snapshot whole or absent, and converting it again
-// ends right. CRASH_RECORDS sets how many VR configuration records the store has, and as many IP associations;
-// CRASH_STEP tries every so many calls only.
+// At each call of a conversion, the process is killed, or the call fails with an I/O error, a full disk or a lack of
+// memory. The store contains all changes or none, the snapshot is complete or absent, and a second conversion succeeds.
+// CRASH_RECORDS is the number of VR configuration records and of IP associations; CRASH_STEP=N tries each Nth call.
 
 #include <dirent.h>
 #include <dlfcn.h>
@@ -27,7 +26,7 @@ bool committed;
 
 }  // namespace
 
-// These two stand before the platform's own.
+// These definitions replace the platform's.
 pss_service_t pss_open(const char* url, syserr_t* status) {
   static const auto real_open = reinterpret_cast<decltype(&pss_open)>(dlsym(RTLD_NEXT, "pss_open"));
   const pss_service_t table = real_open(url, status);
@@ -48,10 +47,10 @@ struct Trouble {
   SystemCalls::Kind kind;
   int error;
   bool persistent;
-  syserr_t status;  // that reports it
+  syserr_t status;  // expected status
 };
 
-// How a conversion went, as the exit code of its process.
+// Result of a conversion, as the exit status of its process.
 enum : int { killed = -1, was_committed = 16, met_trouble = 32, leaked = 64, reported_wrongly = 128 };
 
 struct Conversion {
@@ -85,7 +84,7 @@ class CrashTest : public EmbeddedStoreTest, public testing::WithParamInterface<C
     return text != nullptr ? atoi(text) : otherwise;
   }
 
-  // Converts the store in a process of its own. Returns its exit code, or `killed`.
+  // Converts the store in a new process. Returns its exit status, or `killed`.
   int convert(const Trouble& trouble, bool log_is_open, int due) {
     const pid_t child = fork();
     if (child == 0) {
@@ -101,7 +100,7 @@ class CrashTest : public EmbeddedStoreTest, public testing::WithParamInterface<C
       vrrp_mgr_handle_generic_convert("/d", "", "", "", VRRP_CONVERT_GSYNC);
       SystemCalls::due = 0;
       const bool is_clean = open_files() == files && sqlite3_memory_used() == 0;
-      // A store that took its place and whose directory cannot be synced is an I/O error, whatever the reason.
+      // If the directory cannot be synced after the rename, the status is an I/O error for every reason.
       const bool is_reported =
           committed || last_status == trouble.status || (trouble.error == ENOSPC && last_status == SYSERR_PSS_IO);
       _exit((committed ? was_committed : 0) | (SystemCalls::made >= due ? met_trouble : 0) | (is_clean ? 0 : leaked) |
@@ -116,30 +115,30 @@ class CrashTest : public EmbeddedStoreTest, public testing::WithParamInterface<C
   }
 
   void examine(int outcome, bool could_clean_up) {
-    EXPECT_TRUE(outcome == killed || (outcome & leaked) == 0) << "no memory and no descriptor stays";
-    EXPECT_TRUE(outcome == killed || (outcome & reported_wrongly) == 0) << "the status says what it was";
+    EXPECT_TRUE(outcome == killed || (outcome & leaked) == 0) << "memory or a descriptor leaked";
+    EXPECT_TRUE(outcome == killed || (outcome & reported_wrongly) == 0) << "wrong status";
     for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
       struct stat status;
       ASSERT_EQ(lstat(entry.path().c_str(), &status), 0);
-      EXPECT_EQ(status.st_mode & 077, 0u) << entry.path() << " can be read by others";
+      EXPECT_EQ(status.st_mode & 077, 0u) << entry.path() << " is readable by other users";
       const bool is_scratch = entry.path().native().find("/.pss-") != std::string::npos;
-      EXPECT_FALSE(is_scratch && could_clean_up) << entry.path() << " is left though the process lived";
+      EXPECT_FALSE(is_scratch && could_clean_up) << entry.path() << " is left after an error";
     }
     const Records found = records(store);
     if (outcome != killed && (outcome & was_committed) != 0) {
-      EXPECT_TRUE(found == new_) << "what pss_close called done is done";
+      EXPECT_TRUE(found == new_) << "not durable after pss_close returned 0";
     } else {
-      EXPECT_TRUE(found == old_ || found == new_) << "neither old nor new";
+      EXPECT_TRUE(found == old_ || found == new_) << "a part of the changes";
     }
     examine_snapshots();
   }
 
-  // The earlier snapshot, which holds other records, is there whatever happened, under its name, the next one, or both;
-  // a new one is whole.
+  // The earlier snapshot, which has other records, always exists, under its name, the next name, or both. A new
+  // snapshot is complete.
   void examine_snapshots() {
     int earlier = 0;
     for (const auto& entry : std::filesystem::directory_iterator(file("tmp"))) {
-      if (entry.path().filename().native().starts_with(".pss-")) continue;  // which a killed process left
+      if (entry.path().filename().native().starts_with(".pss-")) continue;  // left by a killed process
       const Records found = records("tmp/" + entry.path().filename().string());
       if (found == earlier_) ++earlier;
       EXPECT_TRUE(found == earlier_ || found == old_ || found == new_) << entry.path();
@@ -147,7 +146,7 @@ class CrashTest : public EmbeddedStoreTest, public testing::WithParamInterface<C
     EXPECT_GE(earlier, 1);
   }
 
-  // Returns at how many calls there was trouble.
+  // Returns the number of failed calls.
   int sweep(const Trouble& trouble, bool log_is_open) {
     const int step = setting("CRASH_STEP", 1);
     int points = 0;
@@ -168,13 +167,13 @@ class CrashTest : public EmbeddedStoreTest, public testing::WithParamInterface<C
       if (HasFailure() || !met) return points;
       ++points;
     }
-    ADD_FAILURE() << "the calls do not end";
+    ADD_FAILURE() << "the number of calls has no limit";
     return points;
   }
 
   void report(const Trouble& trouble, bool log_is_open) {
     const int points = sweep(trouble, log_is_open);
-    EXPECT_GE(points * setting("CRASH_STEP", 1), 10) << "not even the calls that there must be were counted";
+    EXPECT_GE(points * setting("CRASH_STEP", 1), 10) << "too few calls counted";
     std::cout << GetParam().name << ", " << trouble.name << (log_is_open ? ", traced: " : ": ") << points << " points"
               << std::endl;
   }
@@ -194,7 +193,7 @@ TEST_P(CrashTest, LeavesTheStoreOldOrNew) {
   }
 }
 
-// At each allocation of the platform and of SQLite below it.
+// At each allocation of the platform and of SQLite.
 TEST_P(CrashTest, StandsALackOfMemory) {
   report({"no memory once", SystemCalls::memory, 0, false, SYSERR_PSS_NO_MEMORY}, false);
   report({"no memory persistently", SystemCalls::memory, 0, true, SYSERR_PSS_NO_MEMORY}, false);

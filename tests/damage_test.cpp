@@ -1,5 +1,5 @@
-// Store files as failing disks, cut copies and mistakes leave them: each is refused with a clear status, or answers
-// exactly as the intact one. DAMAGED_STORES sets how many there are.
+// Damaged store files: each one is refused with a clear status, or its results equal those of the intact file.
+// DAMAGED_STORES is their number.
 
 #include <sys/wait.h>
 
@@ -11,12 +11,12 @@
 
 namespace {
 
-constexpr size_t page = 8192;  // as the platform makes them; DamageTest looks
+constexpr size_t page = 8192;  // page size of the platform; DamageTest verifies it
 constexpr char store[] = "d/vrrp-cfg_runtime_config";
 
-// A store file on its way to be damaged, by a seed of its own.
+// A store file to damage, with its own seed.
 struct File {
-  std::string bytes;         // of the intact store at first
+  std::string bytes;         // initially of the intact store
   const std::string& other;  // another state of the same store
   std::mt19937 random;
 
@@ -88,7 +88,7 @@ class DamageTest : public EmbeddedStoreTest {
     }
     EXPECT_TRUE(status == SYSERR_PSS_DAMAGED || status == SYSERR_PSS_NOT_A_STORE);
     EXPECT_EQ(WEXITSTATUS(checked), 3);
-    EXPECT_TRUE(content(store) == damaged) << "what is refused is not touched";
+    EXPECT_TRUE(content(store) == damaged) << "a refused store was changed";
     return true;
   }
 
@@ -115,7 +115,7 @@ TEST_F(DamageTest, IsToldOrHarmless) {
   }
 }
 
-// The bytes of each record lie in the file as they are, key and value one behind the other.
+// The file contains the bytes of each record, the value directly after the key.
 TEST_F(DamageTest, IsToldForEveryBitOfEveryKeyAndValue) {
   size_t bits = 0;
   for (const auto& [key, value] : configuration(3, false)) {

@@ -1,5 +1,5 @@
-// Entry points, driver and handlers: whole calls as one sequence of platform calls and trace lines, and each decision
-// by itself. What becomes of calls that fail is in fault_test.cpp.
+// Entry points, driver and handlers: the sequence of platform calls and trace lines of whole calls, and each decision.
+// fault_test.cpp tests failing calls.
 
 #include "tests/library_test.h"
 
@@ -10,14 +10,14 @@ namespace {
 
 class DriverTest : public LibraryTest {
  protected:
-  // A store with one record of each kind, whose numbers show how they are printed.
+  // A store with one record of each kind, with numbers that distinguish print formats.
   void fill_store() {
     auto vr = vr_record(0xabcdef10, 200, 0x80000001);
     auto ip = ip_record(0xabcdef10, 200, 1);
     platform.records = {{key_of(vr), bytes_of_record(vr)}, {key_of(ip), bytes_of_record(ip)}};
   }
 
-  // Everything since the test began, a line each; "D " stands for the driver's name.
+  // All events since the test began, one per line; "D " replaces the driver's name.
   static std::string events() {
     std::string all;
     for (std::string event : TraceLog::events) {
@@ -39,7 +39,7 @@ TEST_F(DriverTest, UpgradesStepByStep) {
 TEST_F(DriverTest, DowngradesStepByStep) {
   fill_store();
   set_releases("4.2(1)", "4.1(1)");
-  platform.failures = {{"pss_close", 1, 0x99}};  // a close after a downgrade is not reported
+  platform.failures = {{"pss_close", 1, 0x99}};  // a failed close after a downgrade is not traced
   EXPECT_EQ(convert_gsync("/d", "pkg", "", ""), 0u);
   EXPECT_EQ(events(), golden("downgrade.events"));
 }
@@ -82,9 +82,9 @@ TEST_F(DriverTest, TakesAStartupVdcFromThePath) {
     const char* vdc;  // null: refused
   } cases[] = {{"/d/bin", 1, ""},
                {"/d/vdc_12345678/bin", 1, "1234567"},
-               {"/vdc_2x/vdc_9/bin", 1, "2x/vdc_"},  // the first mark counts, the text is cut at 7 characters
+               {"/vdc_2x/vdc_9/bin", 1, "2x/vdc_"},  // the first mark counts; the text is truncated to 7 characters
                {"/vdc_456", 3, "456"},
-               {"/vdc_51234", 0, "5"},  // the last four characters are no part of it, whatever they are
+               {"/vdc_51234", 0, "5"},  // the last four characters are never part of the number
                {"/vdc_1234", 0, nullptr},
                {"/d/vdc_0/bin", 1, nullptr},
                {"/d/vdc_65536/bin", 1, nullptr},
@@ -92,10 +92,10 @@ TEST_F(DriverTest, TakesAStartupVdcFromThePath) {
                {"/d/vdc_ -1/bin", 1, " -1"},
                {"/d/vdc_ \t\v\f\r+7x/bin", 1, " \t\v\f\r+7"},
                {"/d/vdc_- 7/bin", 1, nullptr},
-               {"/d/vdc_-7bin", 0, nullptr},  // neither blanks, nor a sign, nor digits are taken from behind the text
+               {"/d/vdc_-7bin", 0, nullptr},  // blanks, sign and digits after the text are ignored
                {"/d/vdc_   7bin", 0, nullptr},
                {"/d/vdc_-12", 0, "-12"},
-               // The number is that of the whole text, of any length.
+               // A number of any length is read completely.
                {"/vdc_" + std::string(262, '0') + "5/bin", 1, "0000000"},
                {"/vdc_9223372036854775808/bin", 1, nullptr},
                {"/vdc_18446744073709551616/bin", 1, nullptr},
@@ -152,7 +152,7 @@ TEST_F(DriverTest, TakesNullTexts) {
   EXPECT_THAT(platform.calls_of("srg_sw_ver_file_get"), ElementsAre("null", "null", "null", "null"));
 }
 
-// ---- The handlers by themselves ----
+// ---- The handlers alone ----
 
 TEST_F(DriverTest, ADowngradeReadsTheEngineStoreAndWritesTheManagerStore) {
   platform.records = sample_store(false);

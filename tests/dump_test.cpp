@@ -1,4 +1,4 @@
-// Record dumps, as golden text: <printer> stands where a piece's prefix is.
+// Record dumps as golden text. <printer> replaces the prefix of a piece.
 
 #include <arpa/inet.h>
 
@@ -10,14 +10,14 @@ namespace {
 
 class DumpTest : public LibraryTest {
  protected:
-  // What was written since the log was opened, with short prefixes.
+  // Returns the text since the log was opened, with short prefixes.
   std::string dumped() const {
     const std::string text = log.text();
     return std::regex_replace(text.substr(text.find('\n') + 1), std::regex(R"(<[^>]+> vrrp_dbg_print_(\w+):\d+ )"),
                               "<$1>");
   }
 
-  // A record whose byte at offset n is n - 1, but for what is set here.
+  // Returns a record whose byte at offset n is n - 1, except for the fields that are set here.
   static vrrp_config_record_t record() {
     vrrp_config_record_t r = vr_record(0x80000010, 255);
     r.primary_ip.addr_type = INET_ADDR_TYPE_IPV4;

@@ -1,4 +1,4 @@
-// A directory of the test's own as the nonvolatile root, with stores of the embedded platform in it.
+// A temporary nonvolatile root with stores of the embedded platform.
 #ifndef TESTS_EMBEDDED_STORE_H
 #define TESTS_EMBEDDED_STORE_H
 
@@ -55,7 +55,7 @@ class EmbeddedStoreTest : public testing::Test {
     return pss_delete(table, &k);
   }
 
-  // The key under the cursor after a move, or why there is none.
+  // Returns the key under the cursor after a move, or the text of the status.
   static Bytes at(pss_service_t table, pss_location_t location) {
     syserr_t status;
     const pss_datum_t* key = pss_move2location(table, location, &status);
@@ -72,7 +72,7 @@ class EmbeddedStoreTest : public testing::Test {
     Records all;
     for (Bytes key = at(table, PSS_FIRST_KEY); key != "(none)"; key = at(table, PSS_NEXT_KEY)) {
       if (key == "(failed)" || !all.emplace(key, value(table)).second) {
-        ADD_FAILURE() << "the walk failed or came back to " << key;
+        ADD_FAILURE() << "the walk failed or returned to " << key;
         break;
       }
     }
@@ -93,7 +93,7 @@ class EmbeddedStoreTest : public testing::Test {
     EXPECT_EQ(pss_close(table), 0u);
   }
 
-  // What the system manager sets up for a conversion: directories, VDC 1, and both version files.
+  // Sets up a conversion like the system manager: directories, VDC 1, and both version files.
   void set_up_device(const std::string& from, const std::string& to) const {
     for (const char* directory : {"d/bin", "tmp"}) std::filesystem::create_directories(file(directory));
     setenv("SYSMGR_VDC_ID", "1", 1);

@@ -1,4 +1,4 @@
-// The library as the system manager runs it: loaded with dlopen, on real stores of the embedded platform.
+// The library like the system manager runs it: loaded with dlopen, on stores of the embedded platform.
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>
@@ -19,8 +19,7 @@
 using testing::Contains;
 using testing::HasSubstr;
 
-// A name of the library that this process exports too, as another library beside it could: the library must not call
-// it.
+// This process exports a name of the library, as another library could. The library must not call it.
 extern "C" int32 pss_get_table(pss_service_t, vrrp_pss_key_type_t, void**, int32*, int32) { return 99; }
 
 namespace {
@@ -66,10 +65,10 @@ TEST_F(EndToEndTest, ConvertsAStoreDownAndUpAgain) {
   set_releases("4.1(2)", "4.2(1)");
   EXPECT_EQ(gsync(), 0u);
   EXPECT_EQ(records(running), left_by_upgrade(configuration(256, true)));
-  EXPECT_EQ(records("tmp/vrrp-pss"), configuration(256, true)) << "the snapshot holds what was removed";
-  EXPECT_EQ(gsync(), 0u) << "a second upgrade has nothing to remove";
+  EXPECT_EQ(records("tmp/vrrp-pss"), configuration(256, true)) << "the snapshot contains the deleted records";
+  EXPECT_EQ(gsync(), 0u) << "a second upgrade deletes nothing";
   EXPECT_EQ(records("tmp/vrrp-pss"), left_by_upgrade(configuration(256, true)));
-  EXPECT_EQ(records("tmp/vrrp-pss.1"), configuration(256, true)) << "the only copy of them is kept";
+  EXPECT_EQ(records("tmp/vrrp-pss.1"), configuration(256, true)) << "the only copy still exists";
 
   const auto lines = log.lines();
   EXPECT_THAT(
@@ -93,7 +92,7 @@ TEST_F(EndToEndTest, ChangesNoByteWhereNothingIsToBeConverted) {
 }
 
 TEST_F(EndToEndTest, NeedsLittleStack) {
-  if (getenv("ASAN_OPTIONS") != nullptr) GTEST_SKIP() << "the sanitizer needs more for itself";
+  if (getenv("ASAN_OPTIONS") != nullptr) GTEST_SKIP() << "the sanitizer needs more memory";
   create(running, configuration(1000, true));
   set_releases("4.1(2)", "4.2(1)");
   pthread_attr_t attributes;
@@ -116,7 +115,7 @@ TEST_F(EndToEndTest, LeavesWhatItCannotOpen) {
 
 // ---- Two at once ----
 
-// A process that holds the store in its way, says so, and lets go in its way or when it is ended.
+// A process that locks the store, reports that, and unlocks it by itself or when it is killed.
 class Other {
  public:
   template <typename Hold>
@@ -138,7 +137,7 @@ class Other {
     kill(process_, SIGKILL);
     waitpid(process_, nullptr, 0);
   }
-  // Until it has ended by itself.
+  // Waits until the process ends by itself.
   void wait() const {
     siginfo_t ended;
     waitid(P_PID, static_cast<id_t>(process_), &ended, WEXITED | WNOWAIT);
@@ -163,7 +162,7 @@ class TwoAtOnceTest : public EndToEndTest {
     return [table] { EXPECT_EQ(pss_close(table), 0u); };
   }
 
-  // A process that reads the file with SQLite's own tools.
+  // A process that reads the file with the sqlite3 library.
   std::function<void()> reader() {
     sqlite3* database;
     EXPECT_EQ(sqlite3_open(file(running).c_str(), &database), SQLITE_OK);
@@ -184,7 +183,7 @@ TEST_F(TwoAtOnceTest, AConversionWaitsAndGetsTheStore) {
     });
     gsync();
     if (is_writer) expected[hex("05 02")] = "track";
-    EXPECT_EQ(records(running), expected) << "what the other wrote is there";
+    EXPECT_EQ(records(running), expected) << "the change of the other process is missing";
     other.wait();
   }
 }

@@ -1,20 +1,19 @@
-// Preloaded into the tool: a platform that answers chosen calls with a status of no known text, and passes on the rest.
-//
-//     FAIL_STORE, FAIL_DELETE   which call of pss_store or pss_delete fails, from 1
+// Preloaded into the tool: fails selected platform calls with an unknown status, and forwards the others.
+//     FAIL_STORE, FAIL_DELETE   the number of the call of pss_store or pss_delete that fails, from 1
 //     LOSE_STORE                the call of pss_store that stores nothing and returns 0
-//     FAIL_MOVE                 the call of pss_move2key that fails: the bulk reader's
+//     FAIL_MOVE                 the call of pss_move2key that fails (in a bulk reader)
 //     DIE_AT_STORE              the call of pss_store at which the process is killed
 //     CHANGE_AT_OPEN            the call of pss_open before which another process adds a record to the store
-//     FAIL_CLOSE                the call of pss_close that keeps nothing and fails
-//     FAIL_AFTER_CLOSE          the call of pss_close that keeps all changes and fails
+//     FAIL_CLOSE                the call of pss_close that rolls back and fails
+//     FAIL_AFTER_CLOSE          the call of pss_close that commits and fails
 //     FAIL_SNAPSHOT             the call of pss_snapshot that fails
 //     REPLACE_AFTER_CLOSE       the call of pss_close after which another process renames the file "before" to the
 //     store
 //     NO_SPACE                  the call of statvfs that reports a full file system
-//     NO_NOREPLACE              the file system cannot rename to a free name only, and not exchange names
-//     STALL_AT_STORE            the call of pss_store that waits until the process is ended
-//     STALL_MARK                the file that it makes before
-//     ONLY_BELOW                the nonvolatile root under which all this holds, so that a dry run goes well
+//     NO_NOREPLACE              the file system has neither RENAME_NOREPLACE nor RENAME_EXCHANGE
+//     STALL_AT_STORE            the call of pss_store that waits until the process is killed
+//     STALL_MARK                the file that it creates before
+//     ONLY_BELOW                the nonvolatile root for which calls fail, so that dry runs succeed
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -32,7 +31,7 @@
 
 namespace {
 
-// Counts a call where it is one to count.
+// Counts a call, unless ONLY_BELOW excludes it.
 bool is_due(const char* variable, int& call) {
   const char *value = getenv(variable), *below = getenv("ONLY_BELOW"), *root = getenv("PSS_NONVOLATILE_ROOT");
   if (below != nullptr && (root == nullptr || strcmp(below, root) != 0)) return false;

@@ -1,5 +1,5 @@
-// Calls that fail: each one that the library makes to the platform, for memory or to a handler of its own. What the
-// trace then shows is in golden/faults; what holds whatever fails is asked of every call in every scenario.
+// Failing calls: each call of the library to the platform, to allocate memory, or to one of its handlers. golden/faults
+// contains the trace of each failure. Every failure is also checked for the guarantees that do not depend on it.
 
 #include <set>
 
@@ -7,7 +7,7 @@
 
 namespace {
 
-std::set<void*> arrays;  // handed out and not released
+std::set<void*> arrays;  // allocated and not released
 bool memory_is_short = false;
 
 }  // namespace
@@ -79,7 +79,7 @@ class FaultTest : public LibraryTest {
   FaultTest() {
     open_log();
     log_fd_ = trace_fd;
-    TraceLog::broken = true;  // no line needs to reach the disk
+    TraceLog::broken = true;  // skip the write and the sync of each line
   }
   ~FaultTest() override { memory_is_short = false; }
 
@@ -92,8 +92,8 @@ class FaultTest : public LibraryTest {
     platform.failures = failures;
     TraceLog::events.clear();
     scenario.run();
-    EXPECT_EQ(platform.stores_open, 0) << "closed once, whatever happened";
-    EXPECT_EQ(arrays, std::set<void*>()) << "released, whatever happened";
+    EXPECT_EQ(platform.stores_open, 0) << "the store was not closed exactly once";
+    EXPECT_EQ(arrays, std::set<void*>()) << "an array leaked";
   }
 
   std::vector<std::string> calls_without_texts() const {
@@ -102,7 +102,7 @@ class FaultTest : public LibraryTest {
     return calls;
   }
 
-  // Of a store's records as they were, those that are not as they should be.
+  // Returns the original records that are not in their expected state.
   int count_unconverted(const std::map<Bytes, Bytes>& before, const std::map<Bytes, Bytes>& after) const {
     const auto value_in = [](const std::map<Bytes, Bytes>& records, const Bytes& key) {
       const auto at = records.find(key);
@@ -112,13 +112,13 @@ class FaultTest : public LibraryTest {
     for (const auto& [key, value] : before) {
       const auto found = value_in(platform.records, key);
       if (found == value_in(after, key)) continue;
-      EXPECT_EQ(found, value) << "a record is old or new";
+      EXPECT_EQ(found, value) << "a record is neither unchanged nor converted";
       ++count;
     }
     return count;
   }
 
-  // Lets the first, second, third ... call fail until a run has none left to fail. Returns how many there were.
+  // Fails the first, second, third ... call until a run has fewer calls. Returns the number of calls.
   int fail_each(const Scenario& scenario, Failure failure) {
     run(scenario, {});
     const auto converted = platform.records;
@@ -132,14 +132,14 @@ class FaultTest : public LibraryTest {
       const int unconverted = count_unconverted(before, converted);
       EXPECT_TRUE(unconverted <= 1 || failure.persistent ||
                   (failure.operation != "pss_store" && failure.operation != "pss_delete"))
-          << "a record that cannot be stored or deleted keeps no other from it";
+          << "a failed record stopped others";
       if (platform.failures_fired == 0 || HasFailure()) return failure.nth - 1;
     }
     ADD_FAILURE() << "the calls do not end";
     return 0;
   }
 
-  // The calls that change something, and the trace lines.
+  // Returns the calls that change records, and the trace lines.
   std::vector<std::string> outcome(const Scenario& scenario, const std::vector<Failure>& failures) {
     run(scenario, failures);
     auto events = TraceLog::events;
@@ -150,7 +150,7 @@ class FaultTest : public LibraryTest {
     return events;
   }
 
-  // What a failure changes in an outcome: how many events are missing, and those that are there instead.
+  // Returns the effect of a failure on the events: the number of missing events, and the new events.
   std::string difference(const Scenario& scenario, const Failure& failure) {
     const auto usual = outcome(scenario, {}), found = outcome(scenario, {failure});
     const auto [usual_at, found_at] = std::mismatch(usual.begin(), usual.end(), found.begin(), found.end());

@@ -1,5 +1,5 @@
-// Keys, byte for byte. On the scripted platform hton_if_index also flips the top bit, so interface index 0x01020304
-// gives the key bytes 81 02 03 04.
+// Keys, byte for byte. hton_if_index of the scripted platform also flips the top bit, so the key bytes of interface
+// index 0x01020304 are 81 02 03 04.
 
 #include <climits>
 
@@ -9,7 +9,7 @@ namespace {
 
 constexpr if_index_t ifindex = 0x01020304;
 
-// What a builder writes into a buffer of `size` bytes; it must not touch the bytes behind.
+// Returns the bytes that a builder writes to a buffer of `size` bytes. It must not change the bytes after the buffer.
 template <typename Build>
 std::string built(size_t size, Build build) {
   uint8 buffer[64];

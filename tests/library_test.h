@@ -24,14 +24,15 @@ class LibraryTest : public testing::Test {
   }
   ~LibraryTest() override {
     trace_fd = -1;
-    EXPECT_EQ(platform.stores_open, 0) << "every store that was opened is closed, and no other";
+    EXPECT_EQ(platform.stores_open, 0) << "opened and closed stores differ";
   }
 
   void set_releases(const std::string& from, const std::string& to) {
     platform.version_files = {{"to", to}, {"from", from}};
   }
 
-  // Opens the log as an entry point does, for tests that call an operation behind it, and forgets the entry's line.
+  // Opens the log as an entry point does, for tests that call an internal operation, and removes the line of the entry
+  // point.
   void open_log() {
     convert_running("", "", "");
     skipped_lines_ = log.lines().size();

@@ -1,4 +1,4 @@
-// The platform operations beside the store.
+// The platform operations other than the store.
 
 #include <sys/stat.h>
 

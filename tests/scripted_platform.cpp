@@ -114,7 +114,7 @@ syserr_t pss_delete(pss_service_t table, const pss_datum_t* key) {
 }
 
 syserr_t pss_snapshot(pss_service_t table, uint32 flags, const char* url) {
-  // The whole buffer is the library's own, zero behind the text.
+  // The library owns the whole buffer; it is zero after the text.
   for (const char* byte = url + strlen(url); byte < url + 256; ++byte) EXPECT_EQ(*byte, '\0');
   const auto failure = platform().enter("pss_snapshot", handle(table) + std::to_string(flags) + " " + url);
   if (failure) return failure->status;
@@ -129,7 +129,7 @@ const char* syserr2str(syserr_t status) {
   return text;
 }
 
-// Not the host's order, nor its reverse: a key builder that swapped by itself would show.
+// Neither host nor network byte order, so that a key builder that swaps bytes itself fails the test.
 uint32 hton_if_index(if_index_t ifindex) { return htonl(ifindex ^ 0x80000000); }
 
 const char* srg_sw_ver_file_get(const char* path) {

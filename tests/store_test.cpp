@@ -1,5 +1,5 @@
-// What the embedded store gives beyond the contract, which pss_conformance asks for: limits, names, snapshots that are
-// kept, and what it answers to damaged and foreign files.
+// The embedded store beyond the contract, which pss_conformance tests: limits, names, renamed snapshots, damaged and
+// foreign files.
 
 #include <fcntl.h>
 #include <signal.h>
@@ -15,9 +15,9 @@
 
 #include "tests/embedded_store.h"
 
-static int waiting = -1;  // where a process says that it waits
+static int waiting = -1;  // pipe on which a process reports that it waits
 
-// Stands before the C library's: the platform sleeps only while it waits.
+// Replaces the C library's: the platform sleeps only while it waits.
 extern "C" int nanosleep(const timespec* time, timespec* left) {
   if (waiting >= 0) (void)!write(waiting, "", 1);
   return -clock_nanosleep(CLOCK_MONOTONIC, 0, time, left);
@@ -29,7 +29,7 @@ const Records three = {{"a", "1"}, {"ab", "2"}, {"b", Bytes("\0x\0", 3)}};
 
 class StoreTest : public EmbeddedStoreTest {
  protected:
-  // Does to a file what a person with SQLite's own tools could do.
+  // Changes a file with the sqlite3 library.
   void run_sql(const std::string& name, const char* sql) {
     sqlite3* database;
     ASSERT_EQ(sqlite3_open(file(name).c_str(), &database), SQLITE_OK);
@@ -37,12 +37,12 @@ class StoreTest : public EmbeddedStoreTest {
     sqlite3_close(database);
   }
 
-  // Only root can give a file to another user.
+  // Changes the owner of a file, which only root can do.
   static void say_what_needs_root() {
-    if (geteuid() != 0) std::cout << "left out without root: a file of another user" << std::endl;
+    if (geteuid() != 0) std::cout << "skipped without root: a file of another user" << std::endl;
   }
 
-  // Runs `work` as a process of its own, which says by its exit code whether all went as expected.
+  // Runs `work` in a new process, whose exit status is the result.
   template <typename Work>
   static void in_a_process(Work work) {
     const pid_t child = fork();
@@ -121,7 +121,7 @@ TEST_F(StoreTest, OpensWhatUrlsNameBelowTheRoot) {
   syserr_t status = 0;
   EXPECT_EQ(pss_open(nullptr, &status), 0u);
   EXPECT_EQ(status, SYSERR_PSS_BAD_URL);
-  EXPECT_FALSE(std::filesystem::exists(file("d/none"))) << "opening never creates";
+  EXPECT_FALSE(std::filesystem::exists(file("d/none"))) << "pss_open created a store";
   setenv("PSS_NONVOLATILE_ROOT", std::string(100000, '/').c_str(), 1);
   open("d/s", SYSERR_PSS_BAD_URL);
 }
@@ -135,7 +135,7 @@ TEST_F(StoreTest, IsCreatedOnceWithModeOwnerOnly) {
   EXPECT_EQ(status.st_mode & 07777, 0600u);
   EXPECT_EQ(pss_embedded_create(url("s").c_str()), SYSERR_PSS_EXISTS);
   EXPECT_EQ(records("s"), three);
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(root), {}), 1) << "no working file is left";
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(root), {}), 1) << "a temporary file is left";
 }
 
 TEST_F(StoreTest, HandlesAreBoundedAndNeverMeanALaterStore) {
@@ -165,7 +165,7 @@ TEST_F(StoreTest, KeepsNothingOfAHandleThatIsDiscarded) {
   EXPECT_EQ(pss_close(table), SYSERR_PSS_BAD_HANDLE);
   EXPECT_EQ(content("s"), before);
   EXPECT_EQ(records("t").count("d"), 1u);
-  EXPECT_EQ(records("s"), three) << "the lock is gone as well";
+  EXPECT_EQ(records("s"), three) << "the lock is still held";
 }
 
 TEST_F(StoreTest, SnapshotsItsUncommittedState) {
@@ -175,7 +175,7 @@ TEST_F(StoreTest, SnapshotsItsUncommittedState) {
   EXPECT_EQ(put(table, "new", "x"), 0u);
   EXPECT_EQ(remove(table, "b"), 0u);
 
-  // With its flag it replaces whatever stands at the target, and does not follow a symbolic link.
+  // With this flag it replaces any file, and does not follow a symbolic link.
   create("outside", {});
   const std::string outside = content("outside");
   write("file", "text");
@@ -200,7 +200,7 @@ TEST_F(StoreTest, SnapshotsItsUncommittedState) {
   write("gone-journal", "the journal of a store that is gone");
   EXPECT_EQ(pss_embedded_create(url("gone").c_str()), SYSERR_PSS_EXISTS);
 
-  // Anybody can make a directory in /tmp: it moves aside, and so does one under a sidecar file's name.
+  // Every user can create a directory in /tmp: it is renamed, and so is a directory with the name of a sidecar file.
   for (const uint32 flags : {0, 1}) {
     std::filesystem::create_directory(file("directory"));
     std::filesystem::create_directory(file("directory-wal"));
@@ -211,14 +211,14 @@ TEST_F(StoreTest, SnapshotsItsUncommittedState) {
     EXPECT_TRUE(std::filesystem::is_directory(file("directory." + std::to_string(flags + 1))));
   }
   EXPECT_EQ(pss_snapshot(table, 0, url("none/s").c_str()), SYSERR_PSS_NO_STORE);
-  EXPECT_EQ(at(table, PSS_NEXT_KEY), "ab") << "the cursor stays";
+  EXPECT_EQ(at(table, PSS_NEXT_KEY), "ab") << "the cursor moved";
   EXPECT_EQ(pss_close(table), 0u);
   EXPECT_EQ(records("s"), expected);
   say_what_needs_root();
 }
 
-// Whatever stands at a snapshot's place and is not an intact store of the same records is there afterwards, under the
-// first name that neither a file nor a sidecar file has.
+// A file at a snapshot's path that is not an intact store with the same records is renamed to the first name that
+// neither a file nor a sidecar file has.
 TEST_F(StoreTest, SnapshotsKeepWhatTheyDoNotHold) {
   create("s", three);
   const pss_service_t table = open("s");
@@ -232,7 +232,7 @@ TEST_F(StoreTest, SnapshotsKeepWhatTheyDoNotHold) {
   };
   EXPECT_EQ(snapshot(), 0u);
   EXPECT_EQ(snapshot(), 0u);
-  EXPECT_EQ(names(), "t ") << "one of the same records is replaced";
+  EXPECT_EQ(names(), "t ") << "a snapshot with the same records was not replaced";
 
   EXPECT_EQ(put(table, "c", "4"), 0u);
   write("t.1-journal", "of a file that is gone");
@@ -241,7 +241,7 @@ TEST_F(StoreTest, SnapshotsKeepWhatTheyDoNotHold) {
   EXPECT_EQ(records("t.2"), three);
   EXPECT_EQ(records("t").count("c"), 1u);
 
-  // The same records, but for a bit that makes it no intact store; then one that cannot be looked into.
+  // The same records with a flipped bit, so the store is not intact; then an unreadable store.
   std::string damaged = content("t");
   damaged[damaged.size() - 1] ^= 1;
   write("t", damaged);
@@ -258,7 +258,7 @@ TEST_F(StoreTest, SnapshotsKeepWhatTheyDoNotHold) {
   std::filesystem::rename(file("t"), file("t-journal"));
   EXPECT_EQ(snapshot(), 0u);
   EXPECT_EQ(names(), "t t.1-journal t.2 t.3 t.4 t.4-wal t.5 t.6-journal ");
-  // A second name of the very store that is open.
+  // A second name of the open store.
   std::filesystem::rename(file("t"), file("u"));
   std::filesystem::create_hard_link(file("s"), file("t"));
   EXPECT_EQ(snapshot(), 0u);
@@ -288,7 +288,7 @@ TEST_F(StoreTest, KeepsOwnerGroupAndModeOfItsFile) {
   EXPECT_EQ(remove(table, "a"), 0u);
   EXPECT_EQ(pss_close(table), 0u);
   EXPECT_EQ(attributes(), before);
-  EXPECT_LT(content("s").size(), size / 2) << "a store that is mostly free is compacted";
+  EXPECT_LT(content("s").size(), size / 2) << "a mostly free store was not compacted";
 
   const pss_service_t source = open("t");
   EXPECT_EQ(put(source, "c", "3"), 0u);
@@ -300,7 +300,7 @@ TEST_F(StoreTest, KeepsOwnerGroupAndModeOfItsFile) {
   say_what_needs_root();
 }
 
-// The lock is on the file: what another process does to its name loses neither that process's file nor this store.
+// The lock is on the file: if another process changes its name, neither that process's file nor this store is lost.
 TEST_F(StoreTest, GivesWayToAnotherFileUnderItsName) {
   create("s", three);
   create("other", {{"o", "1"}});
@@ -310,7 +310,7 @@ TEST_F(StoreTest, GivesWayToAnotherFileUnderItsName) {
   std::filesystem::rename(file("moved"), file("s"));
   EXPECT_EQ(put(table, "newer", "x"), 0u);
   EXPECT_EQ(pss_close(table), 0u);
-  EXPECT_EQ(records("s").size(), 5u) << "the name was away for a moment, the change is whole";
+  EXPECT_EQ(records("s").size(), 5u) << "the change is not complete after the name was free for a moment";
 
   table = open("s");
   EXPECT_EQ(put(table, "lost", "x"), 0u);
@@ -324,14 +324,14 @@ TEST_F(StoreTest, GivesWayToAnotherFileUnderItsName) {
   EXPECT_EQ(put(table, "p", "2"), 0u);
   std::filesystem::remove(file("s"));
   EXPECT_EQ(pss_close(table), SYSERR_PSS_NO_STORE);
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(root), {}), 1) << "no new file is left";
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(root), {}), 1) << "a temporary file is left";
 }
 
 TEST_F(StoreTest, IsReadAsFarAsItsHeaderSays) {
   create("s", three);
   std::string huge = content("s");
   std::filesystem::resize_file(file("s"), uintmax_t{8} << 30);
-  EXPECT_EQ(records("s"), three) << "a hole behind the end is not read";
+  EXPECT_EQ(records("s"), three) << "bytes after the end were read";
   huge.replace(28, 4, hex("00 02 00 01"));  // pages: one more than fit
   write("s", huge);
   open("s", SYSERR_PSS_TOO_LARGE);
@@ -347,7 +347,7 @@ TEST_F(StoreTest, OpensCopiesThatAreNeverWritten) {
   const pss_service_t copy = pss_embedded_open_copy(url("s").c_str(), 0, &status);
   ASSERT_EQ(status, 0u);
   const pss_service_t held = open("s");
-  EXPECT_EQ(put(copy, "new", "x"), 0u) << "a copy holds no lock, and can be changed";
+  EXPECT_EQ(put(copy, "new", "x"), 0u) << "a working copy cannot be changed";
   EXPECT_EQ(pss_embedded_open_copy(url("s").c_str(), 20, &status), 0u);
   EXPECT_EQ(status, SYSERR_PSS_BUSY);
   EXPECT_EQ(pss_close(held), 0u);
@@ -385,7 +385,7 @@ TEST_F(StoreTest, IsNotDamagedWhereMemoryIsShort) {
   });
 }
 
-// A process that the host forked has the lock's open file too.
+// A forked child of the host shares the open file description of the lock.
 TEST_F(StoreTest, LetsGoOfItsLockAtClose) {
   create("s", three);
   const pss_service_t table = open("s");
@@ -401,7 +401,7 @@ TEST_F(StoreTest, LetsGoOfItsLockAtClose) {
 TEST_F(StoreTest, WaitsForALeaseAsForALock) {
   create("s", three);
   const int leased = ::open(file("s").c_str(), O_RDWR);
-  signal(SIGIO, SIG_IGN);  // by which the kernel asks for it back
+  signal(SIGIO, SIG_IGN);  // the kernel's signal to release the lease
   ASSERT_EQ(fcntl(leased, F_SETLEASE, F_WRLCK), 0);
   syserr_t status;
   EXPECT_EQ(pss_embedded_open_copy(url("s").c_str(), 20, &status), 0u);
@@ -439,7 +439,7 @@ TEST_F(StoreTest, RefusesForeignFiles) {
   std::filesystem::create_symlink(file("s"), file("link"));
   for (const char* name : {"empty", "text", "fifo", "link"}) open(name, SYSERR_PSS_NOT_A_STORE);
   run_sql("s", "PRAGMA journal_mode=WAL");
-  EXPECT_EQ(records("s"), three) << "a store that a tool left in another journal mode is one all the same";
+  EXPECT_EQ(records("s"), three) << "a store with another journal mode was refused";
   for (const char* planted : {"s-journal", "s-wal"}) {
     mkfifo(file(planted).c_str(), 0600);
     open("s", SYSERR_PSS_UNTRUSTED);
@@ -447,13 +447,13 @@ TEST_F(StoreTest, RefusesForeignFiles) {
     write(planted, "an unfinished change");
     open("s", SYSERR_PSS_UNTRUSTED);
     write(planted, "");
-    EXPECT_EQ(records("s"), three) << "an empty one says nothing";
+    EXPECT_EQ(records("s"), three) << "an empty sidecar file was not ignored";
     std::filesystem::remove(file(planted));
   }
   EXPECT_EQ(records("s"), three);
 }
 
-// Rows that a tool took away, added, doubled or changed, each with a checksum that fits the row.
+// Rows that another program deleted, added, duplicated or changed, with matching row checksums.
 TEST_F(StoreTest, DetectsChangesThatLeaveEveryRowIntact) {
   for (const char* sql :
        {"DELETE FROM record WHERE key = x'61'", "UPDATE record SET value = x'99' WHERE key = x'61'",
@@ -468,12 +468,12 @@ TEST_F(StoreTest, DetectsChangesThatLeaveEveryRowIntact) {
   std::filesystem::remove(file("s"));
   create("s", three);
   std::string pages = content("s");
-  pages[39] ^= 1;  // the number of free pages, which no record depends on
+  pages[39] ^= 1;  // the number of free pages, which does not affect records
   write("s", pages);
   open("s", SYSERR_PSS_DAMAGED);
 }
 
-// A process that waits for a store which is replaced meanwhile gets the new one.
+// If a store is replaced while a process waits for it, the process opens the new store.
 TEST_F(StoreTest, IsOpenedUnderItsName) {
   const Records replacement = {{"new", "store"}};
   create("s", three);
@@ -498,7 +498,7 @@ TEST_F(StoreTest, IsOpenedUnderItsName) {
 }
 
 TEST_F(StoreTest, IsReadOnlyWhereItCannotBeWritten) {
-  if (geteuid() != 0) GTEST_SKIP() << "needs root, to become a user who may only read";
+  if (geteuid() != 0) GTEST_SKIP() << "needs root to become a user with read permission only";
   create("s", three);
   chmod(root.c_str(), 0755);
   chmod(file("s").c_str(), 0644);
@@ -508,8 +508,8 @@ TEST_F(StoreTest, IsReadOnlyWhereItCannotBeWritten) {
     return records(table) == three && put(table, "a", "x") == SYSERR_PSS_READ_ONLY &&
            remove(table, "a") == SYSERR_PSS_READ_ONLY && pss_close(table) == 0;
   });
-  // Who may write it, but could not keep its owner, may only read it: found when it is opened. So may its owner where
-  // the mode says so.
+  // A user who may write the file but cannot keep its owner gets a store for reading. So does its owner if the mode
+  // forbids writing.
   chmod(root.c_str(), 0777);
   for (const auto& [owner, mode] : {std::pair(0u, 0666), std::pair(65534u, 0400)}) {
     EXPECT_EQ(chown(file("s").c_str(), owner, owner), 0);

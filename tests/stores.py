@@ -1,4 +1,4 @@
-"""Runs the tool on stores, for the tests in which calls, the power or other processes interfere."""
+"""Runs the tool on stores, for the tests of failing calls, power failures and races."""
 import os
 import re
 import subprocess
@@ -16,7 +16,7 @@ def run(*command, **options):
 
 
 def records(root, name):
-    """All records of a store as text, or None if it is no whole store."""
+    """Returns all records of a store as text, or None if the store is not complete."""
     done = run(TOOL, "export", "--raw", name, cwd=root)
     return done.stdout if done.returncode == 0 else None
 
@@ -28,7 +28,7 @@ def import_store(root, name, lines):
 
 
 def example(layout="new"):
-    """The lines of the example, with its records in one of the layouts."""
+    """Returns the lines of the example with its records in one of the layouts."""
     with open(EXAMPLE, encoding="utf-8") as stream:
         lines = stream.readlines()
     if layout == "new":

@@ -56,7 +56,7 @@ FILE_CALL(renameat2, (int from_fd, const char* from, int to_fd, const char* to, 
           (from_fd, from, to_fd, to, flags))
 int unlinkat(int directory, const char* path, int flags) {
   static const auto real_call = real(&unlinkat, "unlinkat");
-  if (SystemCalls::error == 0) SystemCalls::fails(SystemCalls::file);  // failing, it would only leave a file
+  if (SystemCalls::error == 0) SystemCalls::fails(SystemCalls::file);  // a failure would only leave a file
   return real_call(directory, path, flags);
 }
 }

@@ -20,22 +20,22 @@ std::vector<std::string> TraceLog::events;
 
 namespace {
 
-std::string log_file;  // where the library's log is led to
+std::string log_file;  // path that replaces the library's log
 int log_fd = -1;
 
 bool line_is_to_be_synced;
 
-// How the messages of each trace point seen so far begin: no two points share a line.
+// The beginnings of the messages of each trace point so far: two points must not have the same line number.
 std::map<std::string, std::string> trace_points;
 
 void check_trace_point(const std::string& operation, int line, std::string message) {
-  if (operation.starts_with("vrrp_dbg_print")) return;  // a printer has one point for all fields
+  if (operation.starts_with("vrrp_dbg_print")) return;  // a printer has one trace point for all fields
   std::erase_if(message, [](char letter) { return isdigit(static_cast<unsigned char>(letter)) != 0; });
   const std::string start = message.substr(0, 12);
   EXPECT_EQ(trace_points.try_emplace(operation + ":" + std::to_string(line), start).first->second, start) << operation;
 }
 
-// A trace line without its time stamp and line number.
+// Removes time stamp and line number from a trace line.
 std::string short_line(const std::string& line) {
   char operation[100] = "";
   int length = 0, number = 0;

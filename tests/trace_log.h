@@ -1,5 +1,4 @@
-// The trace log in tests: the library's fixed path is led to a directory of the test's own, and what is done to the log
-// is counted.
+// The trace log in tests: the library's path is redirected to a temporary directory, and calls on the log are counted.
 #ifndef TESTS_TRACE_LOG_H
 #define TESTS_TRACE_LOG_H
 
@@ -16,19 +15,19 @@ class TraceLog {
   bool exists() const;
   std::string text() const;
 
-  // The lines without time stamp and line number: "operation message".
+  // Returns the lines without time stamp and line number: "operation message".
   std::vector<std::string> lines() const;
 
-  // What was done since the test began: calls of open for the log, and of write and fsync on it.
+  // Numbers of calls since the test began: open of the log, write and fsync on it.
   static int opens, open_flags, writes, syncs;
 
-  // Trace lines as lines() gives them and whatever else a test adds, in the order in which they happened. A line that
-  // is not synced at once, or a sync without a line, shows as an event of its own.
+  // Trace lines as in lines(), and events that a test adds, in order. A line that is not synced at once, or a sync
+  // without a line, is an additional event.
   static std::vector<std::string> events;
   // While true, write and fsync on the log fail.
   static bool broken;
 
-  // A directory of the test's own.
+  // The temporary directory.
   const std::string& directory() const { return directory_; }
 
  private:

@@ -1,4 +1,4 @@
-// The trace log: when it is opened, what a line looks like, and that it never gets in the way.
+// Trace log: when it is opened, the line format, and that its failures do not affect the conversion.
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-// Version texts and the decision that rests on them.
+// Version texts, and the decision to convert.
 
 #include <climits>
 
@@ -29,12 +29,12 @@ TEST_F(VersionTest, IsBroughtToItsNormalForm) {
                {"4.2(1) [build 7]\n", "4.2(1)"},
                {" 4.2(1)", "4.2(1)"},
                {"-1.0(0)", "-1.0(0)"},
-               // A patch number that is not there counts as later than any, a number that does not fit as the nearest.
+               // A missing patch number is later than any other. A number that does not fit is clamped.
                {"4.1", "4.1(2147483647)"},
                {"4.1(x", "4.1(2147483647)"},
                {"4294967300.1(1)", "2147483647.1(1)"},
                {"-9999999999.1(1)", "-2147483648.1(1)"},
-               // Without major and minor number nothing is a release.
+               // A text without major and minor number is not a release.
                {"3", unreadable},
                {"3rd floor", unreadable},
                {"3.x(1)", unreadable},
@@ -84,7 +84,7 @@ TEST_F(VersionTest, IsComparedWithTheBoundary) {
                   {-1, 9, 9, 1},
                   {INT_MAX, INT_MAX, INT_MAX, 0}};
   for (const auto& r : releases) {
-    // The release that a mode does not ask for is the opposite, so that a mix-up shows.
+    // The other release has the opposite result, so that a mix-up fails the test.
     const int32 other = r.older ? 9 : 1;
     EXPECT_EQ(vrrp_mgr_check_if_conversion_necessary(1, 4, 2, 1, r.major, r.minor, r.patch, other, 0, 0), r.older)
         << r.major << "." << r.minor << "(" << r.patch << ")";

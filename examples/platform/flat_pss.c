@@ -1,7 +1,8 @@
-/* A platform for libconvertvrrp in one file, to start a device's own from. The one open store lies in memory; closed, a
- * store is a flat file: MAGIC, then the key's size, the value's size (4 bytes each, host order), key and value of every
- * record, in order of keys. "nonvolatile:/a/b" is the file /a/b below the directory in FLAT_PSS_ROOT. An empty store is
- * a file that holds MAGIC alone: printf 'flat pss 1\n' >FILE. */
+/* An example platform for libconvertvrrp in one file. An open store is held in memory. Its file contains MAGIC, then
+ * for every record, in key order: the sizes of key and value (4 bytes each, host byte order), the key, the value.
+ * "nonvolatile:/a/b" is the file /a/b in the directory FLAT_PSS_ROOT. To create an empty store: printf 'flat pss 1\n'
+ * >FILE. Its own limits, not the contract's: one open store, the whole store in memory, keys and values of at most 1
+ * MiB, a store file of the same byte order. */
 #define _GNU_SOURCE
 #include <arpa/inet.h>
 #include <errno.h>
@@ -24,11 +25,11 @@ typedef struct {
 
 static struct {
   int is_open, is_changed, is_partly_changed;
-  int lock; /* the file's descriptor */
+  int lock; /* descriptor of the file */
   char path[512];
   record_t* records;
-  uint32 count, cursor; /* the cursor is off the store where it is not below `count` */
-  int is_before_cursor; /* its record was deleted: the position is that of `deleted`, before the record `cursor` */
+  uint32 count, cursor; /* the cursor is off the store if it is not below `count` */
+  int is_before_cursor; /* the record was deleted: the cursor is at the key `deleted`, before the record `cursor` */
   pss_datum_t deleted;
 } s;
 
@@ -39,7 +40,7 @@ static int compare(const pss_datum_t* a, const pss_datum_t* b) {
   return order != 0 ? order : (a->siz > b->siz) - (a->siz < b->siz);
 }
 
-/* The first record whose key is not before `key`. */
+/* Returns the index of the first record whose key is not less than `key`. */
 static uint32 lower_bound(const pss_datum_t* key) {
   uint32 low = 0, high = s.count;
   while (low < high) {
@@ -62,7 +63,7 @@ static int copy(pss_datum_t* to, const pss_datum_t* from) {
   return to->ptr != NULL;
 }
 
-/* What is given may lie in the records: it is copied before they move. */
+/* Copies the arguments first, because they may point into the records. */
 static syserr_t insert(uint32 at, const pss_datum_t* key, const pss_datum_t* value) {
   record_t new_record = {{NULL, 0}, {NULL, 0}}, *records = NULL;
   if (copy(&new_record.key, key) && copy(&new_record.value, value))
@@ -71,7 +72,7 @@ static syserr_t insert(uint32 at, const pss_datum_t* key, const pss_datum_t* val
   s.records = records;
   memmove(records + at + 1, records + at, (s.count++ - at) * sizeof *records);
   records[at] = new_record;
-  /* The walk neither skips nor repeats a record: only one behind the deleted one comes next. */
+  /* A walk neither skips nor repeats a record: NEXT finds a new record only if it follows the deleted one. */
   int order = s.is_before_cursor && at == s.cursor ? compare(&new_record.key, &s.deleted) : -1;
   if (order == 0) s.is_before_cursor = 0;
   if (order < 0 && at <= s.cursor) ++s.cursor;
@@ -97,7 +98,7 @@ static syserr_t load(void) {
     pss_datum_t key = {data, sizes[0]}, value = {data + sizes[0], sizes[1]};
     if (got != sizeof sizes || sizes[0] > DATA_MAX || sizes[1] > DATA_MAX ||
         fread(data, sizes[0] + sizes[1], 1, file) != 1)
-      status = IO_ERROR; /* a store that was cut is no shorter store */
+      status = IO_ERROR; /* a truncated file is an error, not a shorter store */
     else
       status = insert(s.count, &key, &value);
   }
@@ -107,8 +108,8 @@ static syserr_t load(void) {
   return free(data), status;
 }
 
-/* Writes all records to a new file of mode 0600, for keys are secrets, and gives it the name, durably: whole, or not at
- * all. O_EXCL: nothing that another user put there is written to. */
+/* Writes all records to a new file of mode 0600, because records contain secrets, and renames it, atomically and
+ * durably. O_EXCL: never writes to a file that another user created. */
 static syserr_t save(const char* path) {
   char new_path[520];
   snprintf(new_path, sizeof new_path, "%s.new", path);
@@ -147,7 +148,7 @@ pss_service_t pss_open(const char* url, syserr_t* status) {
   if (!path_of(url, s.path, sizeof s.path)) return *status = BAD_ARGUMENT, 0;
   if ((s.lock = open(s.path, O_RDWR | O_CLOEXEC)) < 0) return *status = NO_STORE, 0;
   *status = flock(s.lock, LOCK_EX | LOCK_NB) != 0 ? BUSY : load();
-  /* Another process may have given the name to a new file before we had the lock. */
+  /* Another process may have replaced the file before the lock was granted. */
   if (*status == 0 && (fstat(s.lock, &locked) != 0 || stat(s.path, &named) != 0 || locked.st_ino != named.st_ino))
     *status = BUSY;
   if (*status != 0) return end(), 0;
@@ -155,7 +156,7 @@ pss_service_t pss_open(const char* url, syserr_t* status) {
   return s.is_open = 1, 1;
 }
 
-/* A store that was only read stays as it is; one that could not be changed throughout keeps no change. */
+/* Writes a changed store. After a failed change it rolls back. */
 syserr_t pss_close(pss_service_t table) {
   if (!is_open(table)) return BAD_ARGUMENT;
   syserr_t status = s.is_partly_changed ? NO_MEMORY : s.is_changed ? save(s.path) : 0;
@@ -169,7 +170,7 @@ static pss_datum_t* move(uint32 at, syserr_t status_there, syserr_t* status) {
   return at < s.count ? &s.records[at].key : NULL;
 }
 
-static pss_datum_t failed; /* of size 0: null would mean the end of the store */
+static pss_datum_t failed; /* size 0: null would mean the end of the store */
 
 pss_datum_t* pss_move2key(pss_service_t table, const pss_datum_t* key, syserr_t* status) {
   if (!is_open(table) || key->siz == 0) return *status = BAD_ARGUMENT, &failed;
@@ -205,7 +206,7 @@ const pss_datum_t* pss_getvalue(pss_service_t table, syserr_t* status) {
   return *status = 0, &s.records[s.cursor].value;
 }
 
-/* A change that finds no memory fails pss_close too, which then keeps nothing: the store is never partly converted. */
+/* If there is no memory for a change, pss_close fails too and rolls back, so that a store is never partly converted. */
 syserr_t pss_store(pss_service_t table, uint32 mode, const pss_datum_t* key, const pss_datum_t* value) {
   if (!is_open(table) || mode > PSS_REPLACE || key->siz == 0 || key->siz > DATA_MAX || value->siz > DATA_MAX)
     return BAD_ARGUMENT;
@@ -235,7 +236,7 @@ syserr_t pss_delete(pss_service_t table, const pss_datum_t* key) {
   s.is_changed = 1;
   if (at == s.cursor && !s.is_before_cursor) {
     free(s.deleted.ptr);
-    s.deleted = s.records[at].key; /* the position of the cursor until the next move */
+    s.deleted = s.records[at].key; /* position of the cursor until the next move */
     s.records[at].key.ptr = NULL;
     s.is_before_cursor = 1;
   }
@@ -245,7 +246,8 @@ syserr_t pss_delete(pss_service_t table, const pss_datum_t* key) {
   return 0;
 }
 
-/* An earlier snapshot may be the only copy of its records: it is kept under the first free name NAME.1, NAME.2 ... */
+/* Renames an earlier snapshot to the first free name NAME.1, NAME.2 ..., because it may be the only copy of its
+ * records. */
 syserr_t pss_snapshot(pss_service_t table, uint32 flags, const char* url) {
   char path[512], kept[530];
   if (!is_open(table) || flags != 0 || !path_of(url, path, sizeof path)) return BAD_ARGUMENT;
@@ -270,8 +272,9 @@ const char* srg_sw_ver_file_get(const char* path) {
   FILE* file = path != NULL ? fopen(path, "re") : NULL;
   if (file == NULL) return NULL;
   const size_t size = fread(text, 1, sizeof text, file);
+  const int is_unreadable = ferror(file);
   fclose(file);
-  if (size == sizeof text) return NULL; /* truncated, it could name another release */
+  if (is_unreadable || size == sizeof text) return NULL; /* truncated, it could name another release */
   text[size] = '\0';
   return text;
 }

@@ -1,6 +1,6 @@
-/* What the system manager does: host DIRECTORY FROM TO converts the store in DIRECTORY with libconvertvrrp and shows
- * its records before and after. FROM and TO are files that hold a release each, like "4.1(2)". A virtual
- * router is stored first where the store is empty. */
+/* Calls libconvertvrrp as the system manager does. host DIRECTORY FROM TO converts the store in DIRECTORY and prints
+ * its records before and after. FROM and TO are files that contain a release, like "4.1(2)". If the store is empty, it
+ * first stores a virtual router. */
 #define _POSIX_C_SOURCE 200809L
 #include <libconvertvrrp.h>
 #include <stdio.h>
@@ -13,7 +13,7 @@ static syserr_t store_router(pss_service_t table) {
   return pss_store(table, PSS_NEW_ONLY, &(pss_datum_t){key, sizeof key}, &(pss_datum_t){&record, sizeof record});
 }
 
-/* Prints each record's key, and the size of its value. Returns 0 when the store cannot be read. */
+/* Prints the key and the size of the value of each record. Returns 0 if the store cannot be read. */
 static int show(const char* directory, int is_to_be_filled) {
   char url[256];
   syserr_t status;

@@ -248,6 +248,9 @@ void Table::give_back(Return how, const Bytes& key) const {
     expect(is_found && platform.pss_delete(handle_, found) == 0, "a returned key is moved to and deleted", "status 0");
   } else {
     const pss_datum_t* value = platform.pss_getvalue(handle_, &status);
+    // Returned data stay valid while calls do not use the handle.
+    (void)Table("conformance:none");
+    (void)version_text("/none");
     const pss_datum_t* its_key = how == Return::value_to_key ? same.datum() : value;
     expect(value != nullptr && platform.pss_store(handle_, PSS_REPLACE, its_key, value) == 0,
            "a returned value is stored", "status 0");

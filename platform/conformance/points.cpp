@@ -564,7 +564,9 @@ void others(const Settings& settings) {
   }
   close(fd);
   unlink(name);
-  expect(version_text(name) == nullptr, "srg_sw_ver_file_get of a missing file", "null", "a text");
+  for (const char* none : {static_cast<const char*>(name), "/"}) {
+    expect(version_text(none) == nullptr, "srg_sw_ver_file_get of a missing file or a directory", "null", "a text");
+  }
 }
 
 }  // namespace
