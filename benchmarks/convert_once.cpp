@@ -1,7 +1,9 @@
-// convert_once up|down ROUTERS         converts a store; prints the peak memory of the process in bytes, and the size of
-//                                      the larger array of records
-// convert_once make ROUTERS FILE       creates a store in the new layout, and FILE-table with the same records
-// convert_once at ROOT [up]            downgrades or upgrades the store in ROOT/d
+// convert_once up|down ROUTERS: converts a store; prints the peak memory of the process and the size of the larger
+// array of records, in bytes.
+//
+// convert_once make ROUTERS FILE: creates a store in the new layout, and FILE-table with the same records.
+//
+// convert_once at ROOT [up]: downgrades or upgrades the store in ROOT/d.
 
 #include <sys/resource.h>
 #include <sys/wait.h>

@@ -37,7 +37,8 @@ def main():
     each = {}
     for count in (500, 2000):
         make_devices(count)
-        times = [(seconds(f"{TOOL} fleet {count} {OPTIONS} --jobs 2"), seconds(BY_XARGS.format(count))) for _ in range(3)]
+        times = [(seconds(f"{TOOL} fleet {count} {OPTIONS} --jobs 2"), seconds(BY_XARGS.format(count)))
+            for _ in range(3)]
         each[count] = statistics.median(fleet for fleet, _ in times) / count
         ratio = statistics.median(fleet / xargs for fleet, xargs in times)
         print(f"{count} devices: {ratio:.2f} times as long as dry runs by xargs")

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""rivals.py PROGRAMS ROUTERS: other programs make the same change to the same records. Each one runs alternately with the
-library, and its result is verified. PROGRAMS is the directory of the built benchmarks."""
+"""rivals.py PROGRAMS ROUTERS: other programs make the same change to the same records. Each one runs alternately with
+the library, and its result is verified. PROGRAMS is the directory of the built benchmarks."""
 import hashlib
 import json
 import os
@@ -94,7 +94,8 @@ class Ovsdb(Rival):
             for line in lines:
                 fields = {name: "" if value is None else value for name, value in json.loads(line).items()}
                 del fields["layout"]
-                rows.setdefault(fields.pop("kind"), {})[str(uuid.UUID(int=numbers.getrandbits(128), version=4))] = fields
+                key = str(uuid.UUID(int=numbers.getrandbits(128), version=4))
+                rows.setdefault(fields.pop("kind"), {})[key] = fields
         columns = {kind: next(iter(table.values())) for kind, table in rows.items()}
         with open("original-ovsdb", "wb") as database:
             self.write_entry(database, self.schema(columns, set(), "2.0.0"))

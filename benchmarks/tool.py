@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""tool.py PROGRAMS ROUTERS: time and peak memory of the tool's commands, compared with the sqlite3 shell's .import and .dump of
-the same rows; and the CPU time of a conversion, compared with that of the library alone. The programs run alternately. PROGRAMS
-is the directory of the built benchmarks."""
+"""tool.py PROGRAMS ROUTERS: time and peak memory of the tool's commands, relative to .import and .dump of the sqlite3
+shell, and CPU time of a conversion, relative to the library alone. The programs run alternately. PROGRAMS is the
+directory of the built benchmarks."""
 import os
 import shutil
 import statistics

@@ -12,8 +12,8 @@ _vrrpconvert() {
   if [ "$previous" = --accept-loss ]; then  # also after a comma
     local before=
     [[ $word != *,* ]] || before=${word%,*},
-    COMPREPLY=($(compgen -P "$before" -W "record lower_threshold_prio upper_threshold_prio forwarding_state bfd_peer_ip reserved
-      is_bfd_enabled_on_any_group temp_rsrv" -- "${word##*,}"))
+    COMPREPLY=($(compgen -P "$before" -W "record lower_threshold_prio upper_threshold_prio forwarding_state bfd_peer_ip
+      reserved       is_bfd_enabled_on_any_group temp_rsrv" -- "${word##*,}"))
     return
   fi
   case $previous in  # no file name
