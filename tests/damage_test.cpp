@@ -23,10 +23,10 @@ struct File {
   size_t below(size_t bound) { return std::uniform_int_distribution<size_t>(0, bound - 1)(random); }
   size_t any_page() { return below(bytes.size() / page) * page; }
   void flip() { bytes.at(below(bytes.size())) ^= static_cast<char>(1 << below(8)); }
-  std::string noise(size_t size) {
-    std::string noise(size, '\0');
-    for (char& byte : noise) byte = static_cast<char>(random());
-    return noise;
+  std::string random_bytes(size_t size) {
+    std::string result(size, '\0');
+    for (char& byte : result) byte = static_cast<char>(random());
+    return result;
   }
   void swap_pages() {
     const size_t one = any_page(), another = any_page();
@@ -45,15 +45,16 @@ const struct {
   const char* name;
   Expected expected;
   void (*apply)(File& file);
-} damages[] = {
-    {"one bit", either, [](File& file) { file.flip(); }},
-    {"cut tail", refused, [](File& file) { file.bytes.resize(file.below(file.bytes.size())); }},
-    {"noise behind the end", harmless, [](File& file) { file.bytes += file.noise(1 + file.below(2 * page)); }},
-    {"zeroed page", either, [](File& file) { file.bytes.replace(file.any_page(), page, page, '\0'); }},
-    {"swapped pages", either, [](File& file) { file.swap_pages(); }},
-    {"stale page", either, [](File& file) { file.take_page_of_other(); }},
-    {"small block of noise", either,
-     [](File& file) { file.bytes.replace(file.below(file.bytes.size() / 256) * 256, 256, file.noise(256)); }}};
+} damages[] = {{"one bit", either, [](File& file) { file.flip(); }},
+               {"cut tail", refused, [](File& file) { file.bytes.resize(file.below(file.bytes.size())); }},
+               {"random bytes after the end", harmless,
+                [](File& file) { file.bytes += file.random_bytes(1 + file.below(2 * page)); }},
+               {"zeroed page", either, [](File& file) { file.bytes.replace(file.any_page(), page, page, '\0'); }},
+               {"swapped pages", either, [](File& file) { file.swap_pages(); }},
+               {"stale page", either, [](File& file) { file.take_page_of_other(); }},
+               {"256 random bytes", either, [](File& file) {
+                  file.bytes.replace(file.below(file.bytes.size() / 256) * 256, 256, file.random_bytes(256));
+                }}};
 
 class DamageTest : public EmbeddedStoreTest {
  protected:

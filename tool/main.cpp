@@ -77,7 +77,7 @@ Exit run(int argc, char** argv, Choice& choice) {
 int main(int argc, char** argv) {
   open_standard_files();
   std::ios::sync_with_stdio(false);  // faster for long reports; nothing here uses stdio
-  note_interrupts();
+  catch_interrupts();
   show_progress_on_terminal();
   Choice choice = {JsonReport(std::cout)};
   const bool as_json = std::find(argv, argv + argc, std::string("--json")) != argv + argc;

@@ -82,7 +82,7 @@ class Argument {
   std::pair<Bytes, pss_datum_t>* copy_;
 };
 
-Answer answer(const std::string& call, const pss_datum_t* datum, syserr_t status) {
+DatumResult datum_result(const std::string& call, const pss_datum_t* datum, syserr_t status) {
   end(call, status);
   return {call, datum == nullptr, datum != nullptr ? Bytes(static_cast<const char*>(datum->ptr), datum->siz) : "",
           status};
@@ -142,18 +142,18 @@ void expect_records(const std::string& what, const Records& found, const Records
   fail(what, text_of(expected), text_of(found));
 }
 
-std::string Answer::text() const { return (is_null ? "null" : hex(bytes)) + ", status " + shown(status); }
+std::string DatumResult::text() const { return (is_null ? "null" : hex(bytes)) + ", status " + shown(status); }
 
-void Answer::expect(const Bytes& expected, syserr_t expected_status) const {
+void DatumResult::expect(const Bytes& expected, syserr_t expected_status) const {
   if (!has(expected) || status != expected_status)
     fail(call, hex(expected) + ", status " + shown(expected_status), text());
 }
 
-void Answer::expect_none() const {
+void DatumResult::expect_none() const {
   if (!is_null || status != SYSERR_PSS_NOKEY) fail(call, "null, status SYSERR_PSS_NOKEY", text());
 }
 
-void Answer::expect_failure() const {
+void DatumResult::expect_failure() const {
   if (is_null || !bytes.empty() || status == 0 || status == SYSERR_PSS_NOKEY || status == status_before) {
     fail(call, "a datum of size 0, and the status of a failure", text());
   }
@@ -180,7 +180,7 @@ Table::Table(const std::string& url) : status_(status_before) {
   }
 }
 
-Answer Table::at(pss_location_t location) const {
+DatumResult Table::at(pss_location_t location) const {
   static constexpr const char* names[] = {"NULL", "FIRST", "LAST", "NEXT", "PREVIOUS", "CURRENT"};
   const auto at = static_cast<size_t>(location);
   const std::string call =
@@ -188,10 +188,10 @@ Answer Table::at(pss_location_t location) const {
   syserr_t status = status_before;
   begin(call);
   const pss_datum_t* found = platform.pss_move2location(handle_, location, &status);
-  return answer(call, found, status);
+  return datum_result(call, found, status);
 }
 
-Answer Table::at(const Bytes& key) const {
+DatumResult Table::at(const Bytes& key) const {
   const std::string call = "pss_move2key(" + hex(key) + ")";
   syserr_t status = status_before;
   const pss_datum_t* found;
@@ -200,14 +200,14 @@ Answer Table::at(const Bytes& key) const {
     begin(call);
     found = platform.pss_move2key(handle_, wanted.datum(), &status);
   }
-  return answer(call, found, status);
+  return datum_result(call, found, status);
 }
 
-Answer Table::value() const {
+DatumResult Table::value() const {
   syserr_t status = status_before;
   begin("pss_getvalue()");
   const pss_datum_t* found = platform.pss_getvalue(handle_, &status);
-  return answer("pss_getvalue()", found, status);
+  return datum_result("pss_getvalue()", found, status);
 }
 
 Result Table::put(const Bytes& key, const Bytes& value, uint32 mode) const {
@@ -260,13 +260,13 @@ void Table::give_back(Return how, const Bytes& key) const {
 
 Records Table::records() const {
   Records all;
-  for (Answer key = at(PSS_FIRST_KEY); !key.is_null; key = at(PSS_NEXT_KEY)) {
+  for (DatumResult key = at(PSS_FIRST_KEY); !key.is_null; key = at(PSS_NEXT_KEY)) {
     if (key.status != 0) return key.expect(key.bytes), all;
     if (!all.empty() && key.bytes <= all.rbegin()->first) {
       fail(key.call, "a key behind " + hex(all.rbegin()->first), hex(key.bytes));
       break;
     }
-    const Answer found = value();
+    const DatumResult found = value();
     if (found.is_null || found.status != 0) return fail(found.call, "a value, status 0", found.text()), all;
     all[key.bytes] = found.bytes;
   }

@@ -39,7 +39,7 @@ std::string text_of(const Records& records);
 void expect_records(const std::string& what, const Records& found, const Records& expected);
 
 // The result of an operation that returns a datum: its bytes, or null.
-struct Answer {
+struct DatumResult {
   std::string call;
   bool is_null;
   Bytes bytes;
@@ -70,9 +70,9 @@ class Table {
   bool is_open() const { return handle_ != 0; }
   syserr_t status() const { return status_; }  // of pss_open
 
-  Answer at(pss_location_t location) const;
-  Answer at(const Bytes& key) const;
-  Answer value() const;
+  DatumResult at(pss_location_t location) const;
+  DatumResult at(const Bytes& key) const;
+  DatumResult value() const;
   Result put(const Bytes& key, const Bytes& value, uint32 mode = PSS_REPLACE) const;
   Result remove(const Bytes& key) const;
   Result snapshot(const std::string& url) const;

@@ -74,7 +74,7 @@ void statuses(const Settings& settings) {
     for (const char* key : {"a", "new"}) table.put(key, "x", mode).expect_refusal();
   }
   table.remove("").expect_refusal();
-  const Answer nothing = table.at("");
+  const DatumResult nothing = table.at("");
   expect(nothing.status != 0, nothing.call, "a status other than 0", nothing.text());
   table.close();
   table.close().expect_refusal();
@@ -87,7 +87,7 @@ void statuses(const Settings& settings) {
   table.put("x", "y").expect_refusal();
   table.remove("a").expect_refusal();
   table.snapshot(url + "-snapshot").expect_refusal();
-  const Answer value = table.value();
+  const DatumResult value = table.value();
   expect(value.is_null && value.status != 0, "pss_getvalue() of a closed store", "null and a status", value.text());
 }
 
@@ -254,7 +254,7 @@ void walks_among_changes(const Settings& settings) {
   Records records;
   for (int i = 100; i < 300; ++i) records["k" + std::to_string(i)] = Bytes(100, 'x');
   const Table table = opened(make(settings, records));
-  Answer key = table.at(PSS_FIRST_KEY);
+  DatumResult key = table.at(PSS_FIRST_KEY);
   for (const auto& [wanted, value] : records) {
     key.expect(wanted);
     table.value().expect(value);
@@ -274,7 +274,7 @@ void walks_among_changes(const Settings& settings) {
   emptied.at(PSS_FIRST_KEY).expect(records.begin()->first);
   for (auto record = records.begin(); record != records.end() && failures.empty();) {
     emptied.remove(record->first).expect_done();
-    const Answer next = emptied.at(PSS_NEXT_KEY);
+    const DatumResult next = emptied.at(PSS_NEXT_KEY);
     ++record != records.end() ? next.expect(record->first) : next.expect_none();
   }
   for (const pss_location_t location : {PSS_FIRST_KEY, PSS_LAST_KEY}) {
@@ -475,9 +475,9 @@ void other_snapshots(const Settings& settings) {
   const std::string url = make(settings, three), path = url + "-snapshot";
   const std::string missing = settings.url + "-none/s", longest = (url + "-" + std::string(256, 'u')).substr(0, 256);
   const Table table = opened(url);
-  const Answer before = table.at(PSS_CURRENT_KEY);
+  const DatumResult before = table.at(PSS_CURRENT_KEY);
   table.snapshot(path).expect_done();
-  const Answer after = table.at(PSS_CURRENT_KEY);
+  const DatumResult after = table.at(PSS_CURRENT_KEY);
   expect(after.text() == before.text(), after.call, before.text() + " as before the snapshot", after.text());
   table.at("a").expect("a");
   table.remove("a").expect_done();

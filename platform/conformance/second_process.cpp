@@ -10,7 +10,7 @@
 namespace conformance {
 namespace {
 
-int requests = -1, answers = -1;  // pipes of the testing process
+int requests = -1, responses = -1;  // pipes of the testing process
 
 // Sends the size of the text, then the text. If the pipe is closed, ends the process.
 void send(int fd, const std::string& text) {
@@ -90,9 +90,9 @@ std::string act(char what, std::string request) {
     const pid_t process = fork();
     if (process == 0) {
       if (!load(library)) _exit(1);
-      const std::string answer = act(what, request);
-      if (what != 'c') send(to, answer);
-      _exit(answer[0] == '+' || what != 'c' ? 0 : 1);
+      const std::string response = act(what, request);
+      if (what != 'c') send(to, response);
+      _exit(response[0] == '+' || what != 'c' ? 0 : 1);
     }
     int status = 1;
     waitpid(process, &status, 0);
@@ -104,21 +104,21 @@ std::string act(char what, std::string request) {
 }  // namespace
 
 bool start_second_process(const char* library, const char* create_command) {
-  int request[2], answer[2];
-  if (pipe(request) != 0 || pipe(answer) != 0) return false;
+  int request[2], response[2];
+  if (pipe(request) != 0 || pipe(response) != 0) return false;
   const pid_t process = fork();
   if (process == 0) {
     close(request[1]);
-    serve(library, create_command, request[0], answer[1]);
+    serve(library, create_command, request[0], response[1]);
   }
-  close(request[0]), close(answer[1]);
-  requests = request[1], answers = answer[0];
+  close(request[0]), close(response[1]);
+  requests = request[1], responses = response[0];
   return process > 0;
 }
 
 bool create(const std::string& url) {
   send(requests, "m" + url);
-  return receive(answers) == "+";
+  return receive(responses) == "+";
 }
 
 void begin_to_store(const std::string& url, const Bytes& key, const Bytes& value) {
@@ -126,29 +126,29 @@ void begin_to_store(const std::string& url, const Bytes& key, const Bytes& value
 }
 
 bool wait_for_store(int milliseconds) {
-  pollfd answered = {answers, POLLIN, 0};
-  return poll(&answered, 1, milliseconds) == 1;
+  pollfd ready = {responses, POLLIN, 0};
+  return poll(&ready, 1, milliseconds) == 1;
 }
 
-bool has_stored() { return receive(answers) == "+"; }
+bool has_stored() { return receive(responses) == "+"; }
 
 void change_without_close(const std::string& url, size_t records) {
   send(requests, "c" + packed(url) + std::to_string(records));
-  const std::string answer = receive(answers);
-  if (answer != "+") fail("another process", "an open store", answer.substr(1));
+  const std::string response = receive(responses);
+  if (response != "+") fail("another process", "an open store", response.substr(1));
 }
 
 Records records_elsewhere(const std::string& url) {
   send(requests, "r" + packed(url));
-  std::string answer = receive(answers);
-  const bool is_done = answer[0] == '+';
-  answer.erase(0, 1);
-  if (!is_done) return fail("another process", "the records of " + url, answer), Records();
-  failures += unpack(answer);
+  std::string response = receive(responses);
+  const bool is_done = response[0] == '+';
+  response.erase(0, 1);
+  if (!is_done) return fail("another process", "the records of " + url, response), Records();
+  failures += unpack(response);
   Records records;
-  while (!answer.empty()) {
-    const Bytes key = unpack(answer);
-    records[key] = unpack(answer);
+  while (!response.empty()) {
+    const Bytes key = unpack(response);
+    records[key] = unpack(response);
   }
   return records;
 }

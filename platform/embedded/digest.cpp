@@ -71,9 +71,9 @@ syserr_t check_pages(sqlite3* database) {
   if (!has_room_for_pages()) return SYSERR_PSS_NO_MEMORY;
   const int step = sqlite3_step(statement.get());
   if (step != SQLITE_ROW) return status_of_sqlite(step);
-  const auto* answer = reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), 0));
-  if (answer == nullptr) return SYSERR_PSS_NO_MEMORY;
-  return strcmp(answer, "ok") == 0 ? 0 : SYSERR_PSS_DAMAGED;
+  const auto* result = reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), 0));
+  if (result == nullptr) return SYSERR_PSS_NO_MEMORY;
+  return strcmp(result, "ok") == 0 ? 0 : SYSERR_PSS_DAMAGED;
 }
 
 }  // namespace

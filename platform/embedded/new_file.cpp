@@ -17,14 +17,14 @@ NewFile::~NewFile() {
   if (directory_ >= 0) (void)unlinkat(directory_, name_, 0);
 }
 
-syserr_t NewFile::create(const Location& place) {
+syserr_t NewFile::create(const Location& location) {
   // A random number, so that no other process can create the file first.
   unsigned long long number;
   if (getrandom(&number, sizeof number, 0) != sizeof number) return SYSERR_PSS_IO;
   snprintf(name_, sizeof name_, PSS_EMBEDDED_NEW_FILE_PREFIX "%ld-%llx", static_cast<long>(getpid()), number);
-  file_.reset(openat(place.directory.get(), name_, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+  file_.reset(openat(location.directory.get(), name_, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
   if (file_.get() < 0) return status_of_errno(errno);
-  directory_ = place.directory.get();
+  directory_ = location.directory.get();
   return 0;
 }
 

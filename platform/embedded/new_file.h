@@ -19,8 +19,8 @@ class NewFile {
   NewFile& operator=(const NewFile&) = delete;
   ~NewFile();
 
-  // Creates an empty file .pss-PID-NUMBER of mode 0600 in the directory of `place`.
-  syserr_t create(const Location& place);
+  // Creates an empty file .pss-PID-NUMBER of mode 0600 in the directory of `location`.
+  syserr_t create(const Location& location);
 
   // Writes the bytes and syncs the file. If `owner` is not null, sets its owner, group and permissions.
   syserr_t fill(const void* bytes, sqlite3_int64 size, const struct stat* owner);

@@ -167,8 +167,8 @@ syserr_t pss_snapshot(pss_service_t table, uint32 flags, const char* url) {
   Store* store = usable_store(table, &status);
   if (store == nullptr) return status;
   constexpr uint32 all = PSS_EMBEDDED_REPLACE | PSS_EMBEDDED_NEW_ONLY | PSS_EMBEDDED_INHERIT;
-  constexpr uint32 contradiction = PSS_EMBEDDED_REPLACE | PSS_EMBEDDED_NEW_ONLY;
-  if ((flags & ~all) != 0 || (flags & contradiction) == contradiction) return SYSERR_PSS_BAD_ARGUMENT;
+  constexpr uint32 conflict = PSS_EMBEDDED_REPLACE | PSS_EMBEDDED_NEW_ONLY;
+  if ((flags & ~all) != 0 || (flags & conflict) == conflict) return SYSERR_PSS_BAD_ARGUMENT;
   const Existing existing = (flags & PSS_EMBEDDED_REPLACE) != 0    ? Existing::replace
                             : (flags & PSS_EMBEDDED_NEW_ONLY) != 0 ? Existing::refuse
                                                                    : Existing::keep;

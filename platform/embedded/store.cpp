@@ -16,7 +16,7 @@ int bind(sqlite3_stmt* statement, int parameter, const pss_datum_t& datum, sqlit
   return sqlite3_bind_blob64(statement, parameter, datum.ptr, datum.siz, lifetime);
 }
 
-bool is_same_place(const Location& one, const Location& other) {
+bool is_same_location(const Location& one, const Location& other) {
   struct stat one_directory, other_directory;
   return strcmp(one.name, other.name) == 0 && fstat(one.directory.get(), &one_directory) == 0 &&
          fstat(other.directory.get(), &other_directory) == 0 && is_same_file(one_directory, other_directory);
@@ -127,7 +127,7 @@ syserr_t Store::snapshot(const char* url, Existing existing, bool inherits, uint
   Content content;
   syserr_t status = locate(url, &target);
   // Refuse a snapshot to the store's own path: pss_close replaces the file there.
-  if (status == 0 && !is_copy_ && is_same_place(target, location_)) return SYSERR_PSS_BAD_ARGUMENT;
+  if (status == 0 && !is_copy_ && is_same_location(target, location_)) return SYSERR_PSS_BAD_ARGUMENT;
   if (status == 0) status = commit();
   if (status == 0) status = get_content(&content);
   return status != 0 ? status : put_store(target, content, existing, inherits, kept);

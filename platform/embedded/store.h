@@ -5,10 +5,10 @@
 #include "platform/embedded/database.h"
 #include "platform/embedded/digest.h"
 #include "platform/embedded/location.h"
-#include "platform/embedded/place.h"
 #include "platform/embedded/pss_embedded.h"
 #include "platform/embedded/row.h"
 #include "platform/embedded/store_file.h"
+#include "platform/embedded/store_writer.h"
 #include "platform/pss.h"
 
 namespace pss_embedded {

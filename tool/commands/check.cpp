@@ -101,9 +101,9 @@ class Check {
     const Kind kind = kind_of(record.key);
     const auto router = router_in(record.key);
     if (!router) return;
-    if (kind == Kind::vr) routers_.push_back(*router);
+    if (kind == Kind::vr) vrs_.push_back(*router);
     const bool needs_router = (kind == Kind::ip_assoc && layout_of(record) != nullptr) || track_key_of(record.key);
-    if (needs_router && !std::binary_search(routers_.begin(), routers_.end(), *router)) {
+    if (needs_router && !std::binary_search(vrs_.begin(), vrs_.end(), *router)) {
       report(record, "the store has no VR configuration for it");
     }
   }
@@ -142,7 +142,7 @@ class Check {
   std::optional<Release> release_;
   Visit visit_;
   RecordCounts counts_;
-  std::vector<RouterKey> routers_;          // of VR configuration records, in order
+  std::vector<VrKey> vrs_;                  // of VR configuration records, in order
   std::map<Bytes, std::string> misplaced_;  // keys of misplaced records, by expected key
   bool has_secrets_ = false;
   size_t problems_ = 0;

@@ -70,7 +70,7 @@ fs::path put(const Store& store, size_t records, const ImportOptions& options) {
     if (!store.put_new(options.store)) refuse_existing(options.store);  // another process created it meanwhile
     return {};
   }
-  if (records == 0 && is_taken(options.store)) {
+  if (records == 0 && path_exists(options.store)) {
     throw Error(exit_bad_input, (options.file == "-" ? "standard input" : options.file) + ": contains no records; " +
                                     options.store + " was not replaced");
   }
@@ -82,7 +82,7 @@ fs::path put(const Store& store, size_t records, const ImportOptions& options) {
 }
 
 Exit import_store(const ImportOptions& options) {
-  if (!options.force && is_taken(options.store)) refuse_existing(options.store);
+  if (!options.force && path_exists(options.store)) refuse_existing(options.store);
   (void)Store::open_to_replace(options.store);  // fails before a line is read if the file cannot be replaced
   LineReader input(options.file);
   Store store(-1, options.store);

@@ -59,7 +59,7 @@ Restored restore_store(const RestoreOptions& options) {
   const Store copy(options.copy);  // verifies every record
   Restored restored = {.counts = count_records(copy)};
   // Hold the lock until the rename, so that a process waiting for the old store opens the new one.
-  const bool was_there = is_taken(options.store);
+  const bool was_there = path_exists(options.store);
   const std::unique_ptr<Store> held = Store::open_to_replace(options.store);
   if (held != nullptr) restored.replaced = count_records(*held).text();
   if (held == nullptr && was_there) restored.replaced = "a damaged store";

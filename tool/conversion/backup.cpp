@@ -26,7 +26,7 @@ fs::path backup_name(const fs::path& store, const Release& from, unsigned attemp
 
 fs::path free_backup_name(const fs::path& store, const Release& from) {
   unsigned attempt = 1;
-  while (is_taken(backup_name(store, from, attempt))) ++attempt;
+  while (path_exists(backup_name(store, from, attempt))) ++attempt;
   return backup_name(store, from, attempt);
 }
 

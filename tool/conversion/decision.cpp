@@ -38,7 +38,7 @@ std::string effect_of(const ConversionReport& report) {
 }
 
 // Returns the part of the effect that the operator does not permit.
-std::string objection_of(const ConversionReport& report, bool is_mismatch) {
+std::string refused_effect_of(const ConversionReport& report, bool is_mismatch) {
   const Summary& summary = report.summary;
   if (is_mismatch) return summary.mismatch + "; " + effect_of(report);
   if (summary.failures > 0) return counted(summary.failures, "record") + " would fail";
@@ -53,7 +53,7 @@ Ending refusal_of(const ConversionReport& report, const Permissions& permissions
   if (missing.empty()) return {};
   const bool is_mismatch = !summary.mismatch.empty() && !permissions.mismatch;
   return {summary.failures > 0 ? exit_some_failed : exit_found,
-          objection_of(report, is_mismatch) + "; to accept:" + missing,
+          refused_effect_of(report, is_mismatch) + "; to accept:" + missing,
           is_mismatch            ? "mismatch"
           : summary.failures > 0 ? "would_fail"
                                  : "loss"};

@@ -27,7 +27,7 @@ void make_snapshot_directory(const Conversion& conversion) {
 
 // Returns whether the snapshot path of the upgrade contains anything but an intact store with the same records.
 bool meets_other_snapshot(const Conversion& conversion, const Store& original) {
-  if (conversion.change() != Change::upgrade || !is_taken(conversion.snapshot())) return false;
+  if (conversion.change() != Change::upgrade || !path_exists(conversion.snapshot())) return false;
   try {
     return Store(conversion.snapshot(), no_wait).digest() != original.digest();
   } catch (const Error&) {
@@ -115,7 +115,7 @@ class Sequence {
       drop_backup();
       throw;
     }
-    name_ways_back();
+    list_restore_sources();
   }
 
   Run run_on_store() {
@@ -182,7 +182,7 @@ class Sequence {
     return text;
   }
 
-  void name_ways_back() {
+  void list_restore_sources() {
     if (!report_.changed) return;
     const std::string& source = report_.copy.empty() ? report_.snapshot : report_.copy;
     const std::string back = source.empty() ? ""

@@ -171,8 +171,8 @@ bool is_unset(const Field& field, const Bytes& value) {
 
 bool is_set(const Field& field, const Bytes& value) { return field.offset < value.size() && !is_unset(field, value); }
 
-std::optional<RouterKey> router_in(const Bytes& key) {
-  RouterKey router;
+std::optional<VrKey> router_in(const Bytes& key) {
+  VrKey router;
   static_assert(router.size() == VRRP_VR_KEY_SIZE - 1);
   if (key.size() <= router.size()) return std::nullopt;
   std::copy_n(key.begin() + 1, router.size(), router.begin());
@@ -187,7 +187,7 @@ std::optional<TrackKey> track_key_of(const Bytes& key) {
 
 namespace {
 
-std::string router_name(uint32 vr_id, uint32 addr_type, uint32 ifindex) {
+std::string vr_name(uint32 vr_id, uint32 addr_type, uint32 ifindex) {
   const char* family = word_of(Type::address_type, addr_type);
   return "VR " + std::to_string(vr_id) + " " + (family != nullptr ? family : "of no family") + " on " +
          interface_text(ifindex);
@@ -201,7 +201,7 @@ std::string name_of(const StoredRecord& record) {
   if (kind == Kind::global_info) return "global info";
   if (const auto track = track_key_of(record.key)) {
     return "track object " + std::to_string(track->track_obj_id) + " of " +
-           router_name(track->vr_id, track->addr_type, track->ifindex);
+           vr_name(track->vr_id, track->addr_type, track->ifindex);
   }
   if (layout == nullptr) return word_of(kind) + (" record " + hex_of(record.key));
   const uint32 ifindex = number_in(std::span(record.value).first(4));
@@ -210,7 +210,7 @@ std::string name_of(const StoredRecord& record) {
     return (address.empty() ? "address without text" : address) + " of VR " + std::to_string(record.value[4]) + " on " +
            interface_text(ifindex);
   }
-  return router_name(record.value[4], number_in(layout->fields[2].in(record.value)), ifindex);
+  return vr_name(record.value[4], number_in(layout->fields[2].in(record.value)), ifindex);
 }
 
 std::span<const Word> words_of(Type type) {

@@ -77,8 +77,8 @@ bool is_set(const Field& field, const Bytes& value);
 
 // The bytes after the key type that identify a virtual router. They are the same in the keys of its VR configuration,
 // IP associations and track records.
-using RouterKey = std::array<uint8, 9>;
-std::optional<RouterKey> router_in(const Bytes& key);
+using VrKey = std::array<uint8, 9>;
+std::optional<VrKey> router_in(const Bytes& key);
 
 // The fields in the key of a track record, if it has the documented form.
 struct TrackKey {

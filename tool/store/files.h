@@ -21,6 +21,6 @@ std::vector<std::filesystem::path> unfinished_files_in(const std::filesystem::pa
 // Returns the inode number of the file at `path`, or 0 if there is none.
 ino_t file_number(const std::filesystem::path& path);
 
-inline bool is_taken(const std::filesystem::path& path) { return file_number(path) != 0; }
+inline bool path_exists(const std::filesystem::path& path) { return file_number(path) != 0; }
 
 }  // namespace vrrpconvert

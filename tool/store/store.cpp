@@ -91,7 +91,7 @@ Store::Store(int descriptor, const fs::path& name) : file_(name) {
 Store::~Store() { (void)pss_embedded_discard(handle_); }
 
 std::unique_ptr<Store> Store::open_to_replace(const fs::path& file) {
-  if (!is_taken(file)) return nullptr;
+  if (!path_exists(file)) return nullptr;
   syserr_t status = 0;
   const pss_service_t handle = pss_open(url_of(file).c_str(), &status);
   if (handle != 0) return std::unique_ptr<Store>(new Store(file, Opened{handle}));

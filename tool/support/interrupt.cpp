@@ -11,7 +11,7 @@ volatile sig_atomic_t interrupted = 0;
 
 }  // namespace
 
-void note_interrupts() {
+void catch_interrupts() {
   struct sigaction action = {};
   action.sa_handler = [](int) { interrupted = 1; };
   sigaction(SIGINT, &action, nullptr);

@@ -5,7 +5,7 @@ namespace vrrpconvert {
 
 // Sets a flag on SIGINT, SIGTERM and SIGHUP from now on, instead of ending the process. Ignores SIGPIPE and SIGXFSZ, so
 // that writes fail instead.
-void note_interrupts();
+void catch_interrupts();
 
 bool was_interrupted();
 

@@ -1,7 +1,7 @@
 // Writes a store: creates and syncs a new file in the same directory, and renames it to the path of the store. At every
 // moment the path names a complete store, no file has two names, and every kept file has a name.
-#ifndef PLATFORM_EMBEDDED_PLACE_H
-#define PLATFORM_EMBEDDED_PLACE_H
+#ifndef PLATFORM_EMBEDDED_STORE_WRITER_H
+#define PLATFORM_EMBEDDED_STORE_WRITER_H
 
 #include <sqlite3.h>
 #include <sys/stat.h>
@@ -24,14 +24,14 @@ enum class Existing {
   keep      // remove an intact store with the same records; rename any other file to NAME.1, NAME.2, ...
 };
 
-// Writes a new store to `place`. With `inherits`, the store gets the owner, group and permissions of the regular file
-// that it replaces, else those of this user and mode 0600. `*kept` is the N of the name NAME.N of a renamed file, or 0.
-// Returns 0, or the status of the failure. After SYSERR_PSS_IO the complete store may be in place.
-syserr_t put_store(const Location& place, const Content& content, Existing existing, bool inherits, uint32* kept);
+// Writes a new store to `location`. With `inherits`, the store gets the owner, group and permissions of the regular
+// file that it replaces, else those of this user and mode 0600. `*kept` is the N of the name NAME.N of a renamed file,
+// or 0. Returns 0, or the status of the failure. After SYSERR_PSS_IO the complete store may be in place.
+syserr_t put_store(const Location& location, const Content& content, Existing existing, bool inherits, uint32* kept);
 
 // Replaces `file`, which this process has locked, and keeps its owner, group and permissions. Returns SYSERR_PSS_BUSY
 // if another process has put another file there, else a status of put_store.
-syserr_t update_store(const Location& place, const Content& content, const struct stat& file);
+syserr_t update_store(const Location& location, const Content& content, const struct stat& file);
 
 }  // namespace pss_embedded
 
