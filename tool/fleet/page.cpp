@@ -34,23 +34,42 @@ mustache::data list_of_members(const Json& object) {
   return list;
 }
 
-bool has_data_names(const std::string& name) {
-  constexpr const char* names[] = {"lost", "accepted", "defaults", "failing", "differences", "verdicts"};
-  return std::find(std::begin(names), std::end(names), name) != std::end(names);
+// Members whose names are data, with their headings.
+constexpr struct {
+  const char* name;
+  const char* heading;
+} lists[] = {{"lost", "Would be lost"},
+             {"accepted", "Would be lost, accepted"},
+             {"defaults", "Would be dropped, default values"},
+             {"failing", "Would fail"},
+             {"differences", "Records that differ from the backup"},
+             {"verdicts", nullptr}};
+
+// Adds the lists of an object, and "sections" with the ones that have a heading and items.
+void add_lists(const Json& object, mustache::data& data) {
+  mustache::data sections(mustache::data::type::list);
+  for (const auto& [name, heading] : lists) {
+    if (!object.contains(name) || object[name].empty()) continue;
+    const mustache::data items = list_of_members(object[name]);
+    data.set(name, items);
+    data.set(std::string("has_") + name, true);
+    if (heading == nullptr) continue;
+    mustache::data section("heading", heading);
+    section.set("items", items);
+    sections.push_back(section);
+  }
+  data.set("sections", sections);
 }
 
 mustache::data data_of_object(const Json& object) {
   mustache::data data(mustache::data::type::object);
   for (const auto& [name, value] : object.items()) {
-    if (value.is_null()) continue;
-    if (value.is_boolean()) {
-      data.set(name, value.get<bool>());
-      continue;
-    }
+    const bool is_list = std::any_of(std::begin(lists), std::end(lists), [&](const auto& l) { return name == l.name; });
+    if (value.is_null() || is_list) continue;
     // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): the value owns its list by a unique_ptr
-    data.set(name, has_data_names(name) ? list_of_members(value) : data_of(value));
-    if (has_data_names(name) && !value.empty()) data.set("has_" + name, true);
+    value.is_boolean() ? data.set(name, value.get<bool>()) : data.set(name, data_of(value));
   }
+  add_lists(object, data);
   for (const char* count : {"devices", "records"}) {
     if (object.contains(count)) data.set("s", object[count] == 1 ? "" : "s");
   }
