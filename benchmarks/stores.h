@@ -21,11 +21,13 @@ class Device {
   std::filesystem::path snapshot() const { return root_ / "tmp" / "vrrp-pss"; }
   std::filesystem::path table() const { return root_ / "table"; }  // a plain table with the same records
 
-  // Creates a store and a table with `routers` VR configuration and `routers` IP association records, in the source
-  // layout of the direction, and sets the environment. Later calls copy the first store and table.
+  // Creates a store and a table, each with `routers` VR configuration and `routers` IP association records in the
+  // source layout of the direction. Removes the snapshot and sets the environment. Later calls with the same arguments
+  // copy a saved store and table.
   void prepare(int routers, bool is_upgrade);
 
-  // Throws std::runtime_error unless every record is converted and, after an upgrade, the snapshot exists.
+  // Throws std::runtime_error if a downgraded store does not have all records in the old layout. After an upgrade,
+  // throws if the store has a record or the snapshot does not exist.
   void require_converted(int routers, bool is_upgrade) const;
 
   // Sets the environment for a direction.

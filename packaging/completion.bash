@@ -9,14 +9,14 @@ _vrrpconvert() {
     COMPREPLY=($(compgen -W "vr ip_assoc global_info track other" -- "$word"))
     return
   fi
-  if [ "$previous" = --accept-loss ]; then  # also after a comma
+  if [ "$previous" = --accept-loss ]; then  # complete each name in a list with commas
     local before=
     [[ $word != *,* ]] || before=${word%,*},
     COMPREPLY=($(compgen -P "$before" -W "record lower_threshold_prio upper_threshold_prio forwarding_state bfd_peer_ip
-      reserved       is_bfd_enabled_on_any_group temp_rsrv" -- "${word##*,}"))
+      reserved is_bfd_enabled_on_any_group temp_rsrv" -- "${word##*,}"))
     return
   fi
-  case $previous in  # no file name
+  case $previous in  # the values of these options are not file names
     --from | --to | --release | --vdc | --default | --jobs) COMPREPLY=() && return ;;
   esac
   case ${COMP_WORDS[1]} in

@@ -15,8 +15,9 @@
  *     undefined location or mode, and an empty key. No operation returns status 2 or 3, because callers could not tell
  *     it from VRRP_CNV_ERR_*.
  *  2. pss_open opens an existing store and never creates one. Success is status 0 and a handle other than 0. A URL is
- *     "nonvolatile:" and a path; the directory to which the path is relative is platform-defined. A URL has up to 255
- *     characters, or a lower platform-defined limit. pss_open refuses a longer URL, and never truncates it.
+ *     "nonvolatile:" and a path; the directory to which the path is relative is platform-defined. Callers use URLs
+ *     of up to 255 characters; the limit of a platform may be lower or higher. pss_open refuses a URL beyond its limit,
+ *     and never truncates it.
  *  3. If another process has the store open, pss_open waits or fails. If this process has it open, pss_open fails,
  *     because the wait would never end. Two handles never change one store at the same time. The library has one store
  *     open at a time. One thread at a time calls the operations; a platform may have threads of its own. Only the

@@ -84,7 +84,7 @@ TEST_F(VersionTest, IsComparedWithTheBoundary) {
                   {-1, 9, 9, 1},
                   {INT_MAX, INT_MAX, INT_MAX, 0}};
   for (const auto& r : releases) {
-    // The other release has the opposite result, so that a mix-up fails the test.
+    // The other release gives the opposite result, so that the test fails if the function compares the wrong release.
     const int32 other = r.older ? 9 : 1;
     EXPECT_EQ(vrrp_mgr_check_if_conversion_necessary(1, 4, 2, 1, r.major, r.minor, r.patch, other, 0, 0), r.older)
         << r.major << "." << r.minor << "(" << r.patch << ")";

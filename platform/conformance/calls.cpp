@@ -56,9 +56,9 @@ syserr_t end(const std::string& call, syserr_t status) {
   return status;
 }
 
-// A copy of an argument with a byte after it. The call must not change either; both are overwritten afterwards. Null is
-// an empty argument. The memory is not freed, so that a platform that uses it after the call reads wrong bytes and does
-// not crash.
+// A copy of an argument with a byte after it. The call must not change either; both are overwritten afterwards. An
+// empty argument has a null pointer. The memory is not freed, so that a platform that uses it after the call reads
+// wrong bytes and does not crash.
 class Argument {
  public:
   explicit Argument(const Bytes& bytes) : bytes_(bytes + canary) {

@@ -13,7 +13,7 @@ using Bytes = std::string;
 using Records = std::map<Bytes, Bytes>;
 
 // Loads the library into this process and looks up all operations. "-" is the program itself, with the platform linked
-// in. If an operation is missing, prints a message and returns false.
+// in. If the library cannot be loaded or an operation is missing, prints a message and returns false.
 bool load(const char* library);
 
 // Time limit of an operation; SIGALRM then ends the process.

@@ -19,7 +19,8 @@ namespace {
 
 const Records three = {{"a", "1"}, {"ab", "2"}, {"b", Bytes("\0x\0", 3)}};
 
-// Creates a store with these records and returns its URL. Throws std::runtime_error if CREATE fails.
+// Creates a store with these records and returns its URL. Throws std::runtime_error if CREATE fails or the new store
+// does not open.
 std::string make(const Settings& settings, const Records& records) {
   static int made = 0;
   const std::string url = settings.url + "-" + std::to_string(++made);

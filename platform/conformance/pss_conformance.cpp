@@ -44,7 +44,7 @@ constexpr int exit_untestable = 77;  // of a process that has printed the reason
   try {
     point.run(settings);
   } catch (const std::exception& error) {
-    fail("the point", "an empty store", error.what());
+    fail("the point", "stores that open", error.what());
   }
   failures += done;
   size_t sent = 0;

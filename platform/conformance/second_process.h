@@ -17,7 +17,7 @@ bool create(const std::string& url);
 // Starts a process that stores a record and closes the store. It may wait for this process, so has_stored() returns the
 // result later.
 void begin_to_store(const std::string& url, const Bytes& key, const Bytes& value);
-bool wait_for_store(int milliseconds);  // whether it has ended
+bool wait_for_store(int milliseconds);  // whether it has responded
 bool has_stored();
 
 // Runs a process that changes the store, takes a snapshot at URL-snapshot, and ends without pss_close.

@@ -22,13 +22,13 @@ class NewFile {
   // Creates an empty file .pss-PID-NUMBER of mode 0600 in the directory of `location`.
   syserr_t create(const Location& location);
 
-  // Writes the bytes and syncs the file. If `owner` is not null, sets its owner, group and permissions.
+  // Writes the bytes, gives the file the owner, group and permissions of `owner` (if null: mode 0600), and syncs it.
   syserr_t fill(const void* bytes, sqlite3_int64 size, const struct stat* owner);
 
   const char* name() const { return name_; }
   int descriptor() const { return file_.get(); }
 
-  // The temporary name may belong to another file now, so the destructor must not remove it.
+  // Prevents the destructor from removing a file. Call it if another file may have the temporary name.
   void disown() { directory_ = -1; }
 
  private:

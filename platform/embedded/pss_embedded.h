@@ -24,8 +24,8 @@
  *     user cannot get the same owner and group, or if the file is a mount point. Then pss_store and pss_delete return
  *     SYSERR_PSS_READ_ONLY. The lock is shared, and held only while pss_open reads.
  *  6. pss_close keeps the owner, group and permissions of the file. pss_snapshot and pss_embedded_create write files of
- *     mode 0600. Each of them writes a file .pss-PID-NUMBER in the same directory, syncs it, renames it to the path,
- *     and syncs the directory. At every moment the path names a complete file. A killed process may leave a file
+ *     mode 0600. All three write a file .pss-PID-NUMBER in the same directory, sync it, rename it to the path, and sync
+ *     the directory. At every moment the path names a complete file. A killed process may leave a file
  *     .pss-PID-NUMBER, which contains a part of a store or a replaced store, and a copy of the new store under a name
  *     NAME.N. After SYSERR_PSS_IO from pss_snapshot the complete new file may be in place. A symbolic link at the path
  *     is never followed.
@@ -33,10 +33,10 @@
  *     with the same records, it is renamed to the first free name NAME.1, NAME.2, ..., with its sidecar files
  *     (-journal, -wal, -shm). That applies to directories too. If there are sidecar files, the path is free for a
  *     moment, and a killed process may leave the store and its sidecar files under different ones of both names.
- *  8. The platform opens and changes only the store file and the new file, even if the store is malicious. If a
- *     journal or write-ahead log of the store is not empty, it is the unfinished change of another program, and
- *     pss_open returns SYSERR_PSS_UNTRUSTED. Open the store with the sqlite3 shell, which finishes the change, or
- *     remove the file if it does not belong to the store.
+ *  8. Nothing in a store or its name makes the platform open another file than the store file and the new file, or
+ *     change any other file. If a journal or write-ahead log of the store is not empty, it is the unfinished change of
+ * another program, and pss_open returns SYSERR_PSS_UNTRUSTED. Open the store with the sqlite3 shell, which finishes the
+ * change, or remove the file if it does not belong to the store.
  *  9. One thread at a time calls the operations. Only the process that opened a handle uses it; a forked child may use
  *     a working copy, which is then a copy of its own. The platform changes no process-wide setting of SQLite.
  *
@@ -69,7 +69,7 @@ extern "C" {
 #define SYSERR_PSS_NO_MEMORY ((syserr_t)0x4048800Au)    /* no memory, or no free handle */
 #define SYSERR_PSS_IO ((syserr_t)0x4048800Bu)           /* I/O error */
 #define SYSERR_PSS_EXISTS ((syserr_t)0x4048800Cu)       /* the store exists, or the key with PSS_NEW_ONLY */
-#define SYSERR_PSS_UNTRUSTED ((syserr_t)0x4048800Du)    /* a sidecar file contains an unfinished change */
+#define SYSERR_PSS_UNTRUSTED ((syserr_t)0x4048800Du)    /* a journal or write-ahead log is not empty */
 #define SYSERR_PSS_NO_FILES ((syserr_t)0x4048800Eu)     /* too many open files */
 #define SYSERR_PSS_TOO_LARGE ((syserr_t)0x4048800Fu)    /* more than PSS_EMBEDDED_STORE_MAX */
 
@@ -85,7 +85,7 @@ enum { PSS_EMBEDDED_HANDLES_MAX = 16 };
 
 /* Flags of pss_snapshot, in addition to 0. */
 enum {
-  PSS_EMBEDDED_REPLACE = 1,  /* remove an existing file; rename a directory and sidecar files as without it */
+  PSS_EMBEDDED_REPLACE = 1,  /* remove an existing file; rename a directory, or a file with its sidecar files */
   PSS_EMBEDDED_NEW_ONLY = 2, /* return SYSERR_PSS_EXISTS if the file or a sidecar file exists */
   PSS_EMBEDDED_INHERIT = 4   /* keep the owner, group and permissions of the regular file that is replaced */
 };
@@ -105,8 +105,9 @@ syserr_t pss_embedded_create(const char* url);
 pss_service_t pss_embedded_open_copy(const char* url, uint32 wait_ms, syserr_t* status);
 
 /* Opens a working copy of the image that pss_embedded_write_image wrote to the start of the open file `fd`, or of an
- * empty store if `fd` is -1. Neither locks nor closes the file. No other program may be able to write to the file,
- * because each record is verified when it is read, but not the image as a whole. */
+ * empty store if `fd` is -1. Neither locks nor closes the file. Returns its handle and sets `*status` to 0, or returns
+ * 0 as pss_open does. No other program may be able to write to the file, because each record is verified when it is
+ * read, but not the image as a whole. */
 pss_service_t pss_embedded_open_descriptor(int fd, syserr_t* status);
 
 /* Digest of all records of a store, two numbers of 8 bytes in host byte order: the number of records, and the sum of

@@ -20,7 +20,8 @@ class Store {
   Store(const Store&) = delete;
   Store& operator=(const Store&) = delete;
 
-  // Each of these reads a store into memory. They wait up to `wait_ms` milliseconds for another process.
+  // Each of these reads a store into memory. open() and open_copy() wait up to `wait_ms` milliseconds for another
+  // process.
 
   // Opens the store at `url` for changes, or for reading if it cannot be changed. Verifies every record.
   syserr_t open(const char* url, int wait_ms);

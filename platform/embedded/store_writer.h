@@ -1,5 +1,6 @@
-// Writes a store: creates and syncs a new file in the same directory, and renames it to the path of the store. At every
-// moment the path names a complete store, no file has two names, and every kept file has a name.
+// Writes a store: creates and syncs a new file in the same directory, and renames it to the path of the store. The path
+// never names an incomplete store, no file has two names, and every kept file has a name. If there are sidecar files,
+// or without RENAME_EXCHANGE, the path can be free for a moment.
 #ifndef PLATFORM_EMBEDDED_STORE_WRITER_H
 #define PLATFORM_EMBEDDED_STORE_WRITER_H
 
@@ -20,8 +21,8 @@ struct Content {
 
 enum class Existing {
   refuse,   // return SYSERR_PSS_EXISTS for an existing file
-  replace,  // remove an existing file; rename a directory and sidecar files to NAME.1, NAME.2, ...
-  keep      // remove an intact store with the same records; rename any other file to NAME.1, NAME.2, ...
+  replace,  // remove an existing file; rename a directory, or a file with its sidecar files, to NAME.1, NAME.2, ...
+  keep      // remove an intact store with the same records and no sidecar files; rename any other file
 };
 
 // Writes a new store to `location`. With `inherits`, the store gets the owner, group and permissions of the regular

@@ -31,8 +31,8 @@ struct Problem {
   std::string record, store_key, problem;
 };
 
-using Visit =
-    std::function<void(const Problem&)>;  // called for each problem at once, because every record may have one
+// Called as soon as a problem is found, because every record may have one.
+using Visit = std::function<void(const Problem&)>;
 
 // Returns the problems of one record.
 std::vector<std::string> problems_of(const StoredRecord& record, const std::optional<Release>& release) {

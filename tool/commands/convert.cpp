@@ -52,7 +52,7 @@ ConvertOptions with_plan(const ConvertOptions& given) {
 void require_all(const ConvertOptions& options) {
   for (const auto& [name, value] :
        {std::pair("DIR", &options.directory), {"--from", &options.from}, {"--to", &options.to}}) {
-    if (value->empty()) throw Error(exit_usage, std::string(name) + ": missing option; give it, or --plan");
+    if (value->empty()) throw Error(exit_usage, std::string(name) + ": missing; give it, or --plan");
   }
 }
 

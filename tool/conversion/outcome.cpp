@@ -28,15 +28,16 @@ std::string reason_for(Change change, const Difference& pair, const Run& run) {
     return "misplaced record: the library finds a record only under its expected key";
   }
   if (pair.before != nullptr && layout == nullptr && has_layouts(kind_of(pair.before->key))) {
-    return "no layout has a value of " + std::to_string(pair.before->value.size()) + " bytes";
+    return "the value has " + std::to_string(pair.before->value.size()) +
+           " bytes, and no layout of this kind has this size";
   }
   const auto failure = run.failures.find(hex_of(pair.either().key));
   if (failure != run.failures.end()) {
     return std::string("cannot ") + (change == Change::upgrade ? "delete" : "store") +
-           " it: " + syserr2str(failure->second);
+           " the record: " + syserr2str(failure->second);
   }
   if (!pair.is_none()) return "unexpected content after the conversion";
-  if (!run.returned) return "the library process ended before its change was stored";
+  if (!run.returned) return "the library process ended before it stored the change of this record";
   if (run.open_status != 0) return std::string("cannot open the store: ") + syserr2str(run.open_status);
   if (run.close_status != 0) return std::string("cannot close the store: ") + syserr2str(run.close_status);
   return "the change was not stored, for an unknown reason; the disk may be failing";
@@ -70,7 +71,7 @@ void add_pair(Outcome& outcome, const Conversion& conversion, const Difference& 
   }
 }
 
-// Returns the number of bytes of a value that a downgrade keeps.
+// Returns the number of leading bytes of a value that a downgrade copies.
 size_t kept_size(Kind kind) {
   for (const Layout& layout : layouts()) {
     if (layout.kind == kind && layout.version == Version::old_one) return layout.size;
@@ -130,7 +131,8 @@ Outcome outcome_of_none(const Store& store) {
 bool is_converted_already(const Conversion& conversion, const Outcome& foreseen) {
   const Change change = conversion.change();
   const RecordCounts& records = foreseen.records;
-  if (change == Change::upgrade && conversion.to.has_old_layout) return false;  // would delete them all
+  // Such an upgrade would delete all these records.
+  if (change == Change::upgrade && conversion.to.has_old_layout) return false;
   if (change == Change::downgrade && !(foreseen.lost.empty() && foreseen.defaults.empty())) return false;
   const size_t all = records.of(Kind::vr) + records.of(Kind::ip_assoc);
   return all > 0 && all == records.with_layout(conversion.to.has_old_layout ? Version::old_one : Version::new_one);

@@ -44,7 +44,7 @@ struct Outcome {
   NamesByWord lost;                  // by field
   NamesByWord defaults;              // dropped values that the target release assumes, by field
   NameList without_vr;               // track records whose VR configuration is deleted
-  std::vector<FailedRecord> failed;  // failed records
+  std::vector<FailedRecord> failed;  // records that are not in the state that the conversion should give them
 };
 
 // Compares the store before and after a run. Takes only the reasons of failures from `run`. Throws Error.

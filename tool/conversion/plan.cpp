@@ -12,7 +12,7 @@ namespace {
 
 constexpr char version[] = CONVERTVRRP_VERSION;
 
-// Reads the plan in a report. Throws std::exception if the plan is incomplete.
+// Reads the plan in a report. Throws std::exception if the plan is incomplete or invalid.
 Plan parse_plan(std::istream& stream) {
   constexpr const char* needed[] = {"schema", "dry_run", "plan"};
   const Json json = parse_members(stream, needed);
@@ -94,9 +94,10 @@ Plan read_plan(const std::string& file) {
                 "bad_report");
   }
   if (plan.tool == version) return plan;
-  throw Error(exit_bad_input,
-              name + ": the plan is from vrrpconvert " + plan.tool + ", but this is " + version + "; make a new plan",
-              "bad_report");
+  throw Error(
+      exit_bad_input,
+      name + ": the plan is from vrrpconvert " + plan.tool + ", but this is " + version + "; run the dry run again",
+      "bad_report");
 }
 
 }  // namespace vrrpconvert

@@ -8,8 +8,8 @@
 namespace vrrpconvert {
 namespace {
 
-// Finds a mismatch: the source release does not write these records, or the upgrade would delete records that the
-// target release can read.
+// Sets the mismatch: the source release does not write these records, or the upgrade would delete records that the
+// target release can read. Sets the note if the target release cannot read the records and there is no conversion.
 void compare_releases(const Conversion& conversion, Summary& summary) {
   const size_t new_ones = summary.records.with_layout(Version::new_one);
   const size_t old_ones = summary.records.with_layout(Version::old_one);
@@ -26,8 +26,8 @@ void compare_releases(const Conversion& conversion, Summary& summary) {
                        " both read the old layout: an upgrade deletes records that " + conversion.to.text + " can read";
   } else if (change == Change::none && (conversion.to.has_old_layout ? new_ones : old_ones) > 0) {
     summary.note = conversion.to.text + " cannot read " +
-                   std::to_string(conversion.to.has_old_layout ? new_ones : old_ones) +
-                   " of the records, which are in the " + (conversion.to.has_old_layout ? "new" : "old") + " layout";
+                   std::to_string(conversion.to.has_old_layout ? new_ones : old_ones) + " records that are in the " +
+                   (conversion.to.has_old_layout ? "new" : "old") + " layout";
   }
 }
 
@@ -55,7 +55,7 @@ bool is_dry_run(const ConversionReport& report, const Json& summary) {
   }
 }
 
-// Returns whether the report of an error is complete. It has no summary.
+// Returns whether the report of an error is valid: it has a known reason and an exit status that no summary has.
 bool is_error(const ConversionReport& report) {
   static constexpr const char* reasons[] = {"usage",   "bad_input",       "missing",      "damaged",   "not_a_store",
                                             "in_use",  "untrusted",       "permission",   "no_space",  "no_memory",
@@ -106,7 +106,7 @@ std::optional<ConversionReport> read_dry_run_report(std::istream& stream) {
     const bool is_known = json.contains("summary") ? is_dry_run(report, json["summary"]) : is_error(report);
     return is_known ? std::optional(report) : std::nullopt;
   } catch (const std::ios_base::failure&) {
-    throw;  // the file failed, not its text
+    throw;  // reading failed, so the text is unknown
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::exception&) {

@@ -14,7 +14,8 @@
 
 namespace vrrpconvert {
 
-// The summary for the operator's decision. Its size does not depend on the number of records.
+// The summary for the operator's decision. Its size does not depend on the number of records. Do not rename members:
+// reports of earlier releases of the tool have them.
 struct Summary {
   RecordCounts records;            // before the conversion
   size_t changes = 0;              // records that would change

@@ -8,7 +8,8 @@
 namespace vrrpconvert {
 namespace {
 
-// Applies this command's --accept-loss; the dry run that wrote the report may have had other options.
+// Sets the exit status and the reason by the losses that are not accepted here. The report may have other ones, because
+// its dry run may have had other options.
 void judge_losses(ConversionReport& report) {
   if (report.reason == "already" || (report.exit != exit_done && report.reason != "loss")) return;
   const bool is_lossless = report.summary.lost.empty();
@@ -84,7 +85,8 @@ Device device_of_report(const std::string& name, std::istream& stream, const std
   accept_losses(accepted, summary);
   if (device.report.problem.empty()) device.report.problem = summary.mismatch;
   if (report->is_good() && !summary.mismatch.empty()) {
-    device.fail(exit_found, "mismatch", summary.mismatch);  // which --allow-mismatch allowed
+    // The dry run had the option --allow-mismatch, so its exit status is 0.
+    device.fail(exit_found, "mismatch", summary.mismatch);
   }
   judge_losses(device.report);
   return device;

@@ -8,6 +8,7 @@
 //     enumerations   addr_type: unknown ipv4 ipv6; admin: up down; auth: no text ip
 //     addresses      "192.0.2.1", "2001:db8::1", or null for an unset one
 //     bytes          text padded with zeros, or {"hex": "..."}; a zero "reserved" is omitted
+//
 // The fields determine the key. If the readable form is not exact, the record has the raw form: {"store_key": "HEX",
 // "value": "HEX"}.
 #pragma once

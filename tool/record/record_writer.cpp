@@ -8,7 +8,7 @@
 namespace vrrpconvert {
 namespace {
 
-// Returns whether the readable form is exact.
+// Returns whether parsing the readable form returns the same record, byte for byte.
 bool round_trips(const Layout& layout, const StoredRecord& record) {
   return expected_key(layout, record.value) == record.key &&
          std::all_of(layout.fields.begin(), layout.fields.end(),

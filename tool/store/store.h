@@ -30,8 +30,8 @@ inline constexpr unsigned usual_wait_ms = 5000, no_wait = 0;
 
 // Treatment of an existing file.
 enum class Existing {
-  kept,  // rename it to NAME.N, unless it is a store with the same records
-  lost   // remove it; rename a directory and sidecar files
+  kept,  // rename it to NAME.N, unless it is a store with the same records and no sidecar files
+  lost   // remove it; rename a directory, or a file with its sidecar files
 };
 
 class Store {

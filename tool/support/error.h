@@ -12,7 +12,7 @@ enum Exit {
   exit_found = 1,          // differences, problems, a mismatch, or a loss that was not allowed
   exit_usage = 2,          // usage error
   exit_bad_input = 3,      // missing, damaged or invalid input
-  exit_in_use = 4,         // another process has the store open
+  exit_in_use = 4,         // store in use, or changed since the plan or the dry run
   exit_io = 5,             // I/O error, or no space, memory or permission; nothing was changed
   exit_unknown = 6,        // unknown outcome
   exit_some_failed = 7,    // records failed, or would fail
@@ -37,8 +37,8 @@ inline const char* reason_for(Exit code) {
   return "found";
 }
 
-// The message is "OBJECT: cannot VERB: REASON; NEXT STEP". `reason` is a stable identifier for scripts. `store` is the
-// store with the error, or empty.
+// The message names the object, the reason and the next step: "OBJECT: cannot VERB: REASON; NEXT STEP" if that is
+// possible. `reason` is a stable identifier for scripts. `store` is the store with the error, or empty.
 struct Error : std::runtime_error {
   Error(Exit code, const std::string& message, const std::string& word = "", std::string its_store = "")
       : std::runtime_error(message),

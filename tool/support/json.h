@@ -51,7 +51,7 @@ inline uint32 to_count(const Json& json) {
 }
 
 // Reads a struct. Members that are missing or null keep their values. Throws std::exception if a member has another
-// type, or a count is not a 32-bit number.
+// type, or a count is not a number from 0 to 2147483647.
 template <HasMembers Struct>
 void from_json(const Json& json, Struct& to) {
   Struct::members(to, [&json]<typename Value>(const char* name, Value& value) {
@@ -67,8 +67,8 @@ void from_json(const Json& json, Struct& to) {
   });
 }
 
-// Parses an object and keeps only the members `names`. The input may be from another machine: refuses nested values
-// while it parses, because each level would need stack later. Throws std::exception.
+// Parses an object and keeps only the members `names`. The input may be from another machine: refuses values nested
+// more than 8 levels deep while it parses, because each level needs stack later. Throws std::exception.
 template <typename Names>
 Json parse_members(std::istream& stream, const Names& names) {
   constexpr int depth_max = 8;

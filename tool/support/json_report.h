@@ -28,7 +28,8 @@ class JsonReport {
     writer_.end();
   }
 
-  // Reports a failure. Adds it to an unfinished object, so that the output is still one object, or prints a new object.
+  // Reports a failure. If an object is unfinished, adds the failure and ends the object, so that the output is one
+  // object. Otherwise prints a new object.
   void fail(const Error& error) {
     const bool is_new = writer_.depth() == 0;
     if (is_new) begin();

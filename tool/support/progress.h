@@ -18,8 +18,8 @@ class Progress {
 
   void show(size_t done);
 
-  // Enables progress bars. `show` writes a text to a terminal.
-  static void show_with(void (*show)(std::string_view text));
+  // Enables progress bars. The function `write` writes a text to a terminal.
+  static void show_with(void (*write)(std::string_view text));
 
  private:
   using Clock = std::chrono::steady_clock;

@@ -1,5 +1,5 @@
-// Dumps of VR configuration records into the trace log. Each piece is one trace line with the name of the function that
-// writes it.
+// Dumps of VR configuration records into the trace log. Each piece is one write to the trace log, with the name of the
+// function that writes it, and not always a whole line.
 
 #include <arpa/inet.h>
 #include <string.h>

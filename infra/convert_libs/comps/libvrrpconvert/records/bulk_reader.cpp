@@ -11,7 +11,7 @@
 
 namespace {
 
-// Owns the array until release() hands it to the caller.
+// Owns the array, and frees it unless hand_over() passes it to the caller.
 class ValueArray {
  public:
   ValueArray(int32 count, int32 value_size)

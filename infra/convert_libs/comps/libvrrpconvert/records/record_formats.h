@@ -1,7 +1,7 @@
 /* Byte layouts of the stored configuration records.
  *
  * A stored value is a packed structure: no header, no length, no checksum. Integers are in host byte order
- * (little-endian on devices); address bytes are in network byte order. Only the size of a value determines its layout:
+ * (little-endian on devices). Address bytes are in network byte order. Only the size of a value determines its layout:
  *
  *     record              releases before 4.2(1)   4.2(1) and later
  *     VR configuration    85 bytes                 137 bytes
@@ -12,7 +12,7 @@
  * conversion to the old layout truncates a record and does not change its key.
  *
  * The VRRP manager uses the same layouts: never change an offset, width or value. The numbers before the fields are
- * their byte offsets; the assertions after each structure verify them. */
+ * byte offsets. The assertions after each structure verify these offsets. */
 #ifndef LIBVRRPCONVERT_RECORDS_RECORD_FORMATS_H
 #define LIBVRRPCONVERT_RECORDS_RECORD_FORMATS_H
 
@@ -42,7 +42,7 @@ enum { AUTH_NO = 1, AUTH_TEXT = 2, AUTH_IP = 3 };
 typedef struct VRRP_PACKED {
   /*  0 */ inet_addr_type_t addr_type; /* family of `a` */
   /*  4 */ union VRRP_PACKED {
-    struct in_addr ipv4_addr; /* bytes 4 to 7; bytes 8 to 19 are then not part of the address */
+    struct in_addr ipv4_addr; /* IPv4: the address is bytes 4 to 7 */
     struct in6_addr ipv6_addr;
   } a; /* network byte order */
 } inet_addr_t;
@@ -64,9 +64,9 @@ typedef struct VRRP_PACKED {
   /*  41 */ uint8 key[16];              /* authentication key, raw bytes */
   /*  57 */ uint32 adv;                 /* advertisement interval, in the manager's unit */
   /*  61 */ bool_t preempt;             /* preemption */
-  /* 65 */ uint32 track_prio;           /* priority of the tracked interface */
+  /*  65 */ uint32 track_prio;          /* priority for the tracked interface */
   /*  69 */ intf_t track_intf;          /* tracked interface */
-  /*  73 */ uint32 spi;                 /* carried unchanged */
+  /* 73 */ uint32 spi;                  /* not interpreted by the library */
   /*  77 */ uint32 row_status;          /* row status of the entry */
   /*  81 */ bool_t owner;               /* address owner */
   /*  85 */ uint32 lower_threshold_prio;

@@ -9,7 +9,7 @@
 // Writes one line with the name of the enclosing function. Does not evaluate its arguments while the log is closed.
 #define VRRP_CNV_TRACE(...) VRRP_CNV_TRACE_FOR(__func__, __VA_ARGS__)
 
-// Writes one line with the name of the exported operation that calls this helper.
+// For helpers: writes one line with the name `operation`, the exported operation that the helper is a step of.
 #define VRRP_CNV_TRACE_FOR(operation, ...)                                              \
   do {                                                                                  \
     if (trace_fd != -1) vrrp_cnv::write_trace_line((operation), __LINE__, __VA_ARGS__); \

@@ -1,5 +1,6 @@
-// Deletes the VRRP records. Reads all records of a kind before it deletes the first one, each under the key that its
-// fields determine. A record that cannot be deleted is unchanged, and the removal continues with the next one.
+// Deletes the global info, VR configuration and IP association records. Reads all records of a kind before it deletes
+// the first one. Deletes each record under the key that its fields determine. A record that cannot be deleted is
+// unchanged, and the removal continues with the next one.
 
 #include "libconvertvrrp.h"
 #include "platform/platform.h"

@@ -1,4 +1,5 @@
-// Upgrade to 4.2(1): takes a snapshot of the store, then deletes its VRRP records.
+// Upgrade to 4.2(1): takes a snapshot of the store, then deletes its global info, VR configuration and IP association
+// records.
 
 #include <stdio.h>
 #include <string.h>
