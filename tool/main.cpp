@@ -40,14 +40,15 @@ bool is_output_unread() {
 // SIGPIPE, as it would by default.
 int fail_to_write(Effect effect) {
   if (effect == Effect::changes) {
-    return fail({exit_unknown, "cannot write to standard output; the report is incomplete; run check on the store"},
-                nullptr);
+    return fail(
+        {exit_unknown, "standard output: cannot write; the report is incomplete; run vrrpconvert check on the store"},
+        nullptr);
   }
   if (is_output_unread()) {
     signal(SIGPIPE, SIG_DFL);
     raise(SIGPIPE);
   }
-  return fail({exit_io, "cannot write to standard output; the output is incomplete"}, nullptr);
+  return fail({exit_io, "standard output: cannot write; the output is incomplete; nothing was changed"}, nullptr);
 }
 
 // Opens descriptors 0 to 2 if they are closed. Otherwise a store could get one of these numbers, and output would be
@@ -91,8 +92,11 @@ int main(int argc, char** argv) {
     return fail_to_write(choice.effect);
   } catch (const std::bad_alloc&) {
     return choice.effect == Effect::changes
-               ? fail({exit_unknown, "out of memory: unknown outcome; run check on the store", "no_memory"}, nullptr)
-               : fail({exit_io, "out of memory", "no_memory"}, nullptr);
+               ? fail({exit_unknown, "out of memory: unknown outcome; run vrrpconvert check on the store", "no_memory"},
+                      nullptr)
+               : fail({exit_io, "out of memory; nothing was changed; free memory and run the command again",
+                       "no_memory"},
+                      nullptr);
   } catch (const std::exception& error) {
     return fail({choice.effect == Effect::changes ? exit_unknown : exit_io, error.what()}, report);
   }

@@ -45,13 +45,13 @@ void begin(const std::string& call) {
 void expect_text(syserr_t status) {
   const std::string text = text_of_status(status);
   expect(text.find('\n') == std::string::npos, "syserr2str(" + number(status) + ")", "a text of one line",
-         "null or lines");
+         "null, or more than one line");
 }
 
 // Callers would confuse 2 and 3 with results of the bulk readers.
 syserr_t end(const std::string& call, syserr_t status) {
   alarm(0);
-  if (status == 2 || status == 3) fail(call, "another status than 2 and 3", number(status));
+  if (status == 2 || status == 3) fail(call, "a status other than 2 and 3", number(status));
   if (status != 0 && status != status_before) expect_text(status);
   return status;
 }
@@ -98,10 +98,11 @@ bool load(const char* library) {
   void* loaded = dlopen(strcmp(library, "-") != 0 ? library : nullptr, RTLD_NOW | RTLD_LOCAL);
   if (loaded == nullptr) return fprintf(stderr, "pss_conformance: %s\n", dlerror()), false;
   bool is_complete = true;
-#define BIND(name)                                                                        \
-  platform.name = reinterpret_cast<decltype(&::name)>(dlsym(loaded, #name));              \
-  if (platform.name == nullptr) {                                                         \
-    is_complete = fprintf(stderr, "pss_conformance: %s has no %s\n", library, #name) < 0; \
+#define BIND(name)                                                                                              \
+  platform.name = reinterpret_cast<decltype(&::name)>(dlsym(loaded, #name));                                    \
+  if (platform.name == nullptr) {                                                                               \
+    is_complete =                                                                                               \
+        fprintf(stderr, "pss_conformance: %s: cannot test: the operation %s is missing\n", library, #name) < 0; \
   }
   FOR_EACH_OPERATION(BIND)
 #undef BIND
@@ -240,12 +241,13 @@ void Table::give_back(Return how, const Bytes& key) const {
   at(key).expect(key);
   syserr_t status = status_before;
   const Argument same(key);
-  begin("a call with a datum that the last one returned");
+  begin("a call with a datum that the previous call returned");
   if (how == Return::key_to_move_and_delete) {
     const pss_datum_t* found = platform.pss_move2location(handle_, PSS_CURRENT_KEY, &status);
     found = found != nullptr ? platform.pss_move2key(handle_, found, &status) : nullptr;
     const bool is_found = found != nullptr && status == 0;
-    expect(is_found && platform.pss_delete(handle_, found) == 0, "a returned key is moved to and deleted", "status 0");
+    expect(is_found && platform.pss_delete(handle_, found) == 0, "pss_move2key and pss_delete with a returned key",
+           "status 0");
   } else {
     const pss_datum_t* value = platform.pss_getvalue(handle_, &status);
     // Returned data stay valid while calls do not use the handle.
@@ -253,7 +255,7 @@ void Table::give_back(Return how, const Bytes& key) const {
     (void)version_text("/none");
     const pss_datum_t* its_key = how == Return::value_to_key ? same.datum() : value;
     expect(value != nullptr && platform.pss_store(handle_, PSS_REPLACE, its_key, value) == 0,
-           "a returned value is stored", "status 0");
+           "pss_store with a returned value", "status 0");
   }
   alarm(0);
 }
@@ -263,7 +265,7 @@ Records Table::records() const {
   for (DatumResult key = at(PSS_FIRST_KEY); !key.is_null; key = at(PSS_NEXT_KEY)) {
     if (key.status != 0) return key.expect(key.bytes), all;
     if (!all.empty() && key.bytes <= all.rbegin()->first) {
-      fail(key.call, "a key behind " + hex(all.rbegin()->first), hex(key.bytes));
+      fail(key.call, "a key after " + hex(all.rbegin()->first), hex(key.bytes));
       break;
     }
     const DatumResult found = value();

@@ -32,7 +32,8 @@ extern syserr_t status_before;  // value of the status before each call
 // The failures of this process, one line each.
 extern std::string failures;
 void fail(const std::string& what, const std::string& expected, const std::string& got);
-void expect(bool holds, const std::string& what, const std::string& expected, const std::string& got = "not so");
+void expect(bool holds, const std::string& what, const std::string& expected,
+            const std::string& got = "another result");
 
 std::string hex(const Bytes& bytes);
 std::string text_of(const Records& records);

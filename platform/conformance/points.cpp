@@ -24,11 +24,10 @@ const Records three = {{"a", "1"}, {"ab", "2"}, {"b", Bytes("\0x\0", 3)}};
 std::string make(const Settings& settings, const Records& records) {
   static int made = 0;
   const std::string url = settings.url + "-" + std::to_string(++made);
-  if (!create(url)) throw std::runtime_error("CREATE failed for " + url);
+  if (!create(url)) throw std::runtime_error(url + ": cannot create: CREATE failed");
   const Table table(url);
   if (!table.is_open()) {
-    throw std::runtime_error("CREATE did not make a store at " + url +
-                             " that opens: " + text_of_status(table.status()));
+    throw std::runtime_error(url + ": cannot open the new store: " + text_of_status(table.status()));
   }
   for (const auto& [key, value] : records) table.put(key, value).expect_done();
   table.close().expect_done();
@@ -38,7 +37,7 @@ std::string make(const Settings& settings, const Records& records) {
 // Opens an existing store. Throws std::runtime_error if that fails.
 Table opened(const std::string& url) {
   const Table table(url);
-  if (!table.is_open()) throw std::runtime_error(url + " does not open: " + text_of_status(table.status()));
+  if (!table.is_open()) throw std::runtime_error(url + ": cannot open: " + text_of_status(table.status()));
   return table;
 }
 

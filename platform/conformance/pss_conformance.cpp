@@ -26,13 +26,13 @@ namespace {
 constexpr char usage[] =
     "usage: pss_conformance [OPTION ...] LIBRARY CREATE URL\n"
     "Test a platform library against the contract in platform/pss.h and print one line per point (TAP)\n"
-    "  LIBRARY              the library, or - for the operations of this program, linked with -rdynamic\n"
-    "  CREATE               a shell command that creates an empty store at the URL in \"$1\"\n"
-    "  URL                  stores are created at URL-1a-1 ..., snapshots at URL-15a-1-snapshot ...\n"
+    "  LIBRARY              test this library, or - the platform that is linked into this program\n"
+    "  CREATE               create an empty store at the URL in \"$1\"\n"
+    "  URL                  create stores at URL-1a-1 ..., snapshots at URL-15a-1-snapshot ...\n"
     "  --list               list the points and exit\n"
     "  --point N            test only this point\n"
-    "  --records N          the number of records that must fit (default 5000)\n"
-    "  --version-file FILE  a package version file of the device\n"
+    "  --records N          test with N records (default 5000)\n"
+    "  --version-file FILE  also test srg_sw_ver_file_get with this file\n"
     "Exit status: 0 all points passed, 1 a point failed, 2 the library cannot be tested\n";
 
 constexpr char done[] = "#done\n";   // last line of a point: an operation may end the process with status 0
@@ -110,7 +110,7 @@ std::string first_lines(const std::string& text) {
   size_t end = 0;
   for (int line = 0; line < lines_max && end < text.size(); ++line) end = text.find('\n', end) + 1;
   const auto left = std::count(text.begin() + static_cast<long>(end), text.end(), '\n');
-  return text.substr(0, end) + (left > 0 ? "#   and " + std::to_string(left) + " more\n" : "");
+  return text.substr(0, end) + (left > 0 ? "#   " + std::to_string(left) + " more failures\n" : "");
 }
 
 int list_points() {
@@ -139,7 +139,7 @@ int number_in(const char* text) {
   char* end;
   const long number = strtol(text, &end, 10);
   if (*text != '\0' && *end == '\0' && number > 0 && number < 10000000) return static_cast<int>(number);
-  fprintf(stderr, "pss_conformance: \"%s\" is not a number from 1 to 9999999\n", text);
+  fprintf(stderr, "pss_conformance: \"%s\": expected a number from 1 to 9999999\n", text);
   exit(2);
 }
 
@@ -173,7 +173,7 @@ int main(int argc, char** argv) {
   const std::string url = settings.url;
   settings.url += "-0";
   const std::string problem = failures_of(library, create, {0, "", prepare}, settings);
-  if (!problem.empty()) return fprintf(stderr, "pss_conformance: the library cannot be tested\n%s", problem.c_str()), 2;
+  if (!problem.empty()) return fprintf(stderr, "pss_conformance: cannot test the library\n%s", problem.c_str()), 2;
   settings.url = url;
   printf("1..%d\n", only > 0 ? 1 : point_count);
   int status = 0;

@@ -45,8 +45,11 @@ std::vector<std::string> problems_of(const StoredRecord& record, const std::opti
       if (kind == known.kind) expected += (expected.empty() ? "" : " or ") + std::to_string(known.size);
     }
     return {
-        "its value has " + std::to_string(record.value.size()) + " bytes, expected " + expected +
-        (kind == Kind::global_info ? "" : "; a downgrade would truncate or zero-pad it, possibly under another key")};
+        "its value has " + std::to_string(record.value.size()) + (record.value.size() == 1 ? " byte" : " bytes") +
+        ", expected " + expected +
+        (kind == Kind::global_info
+             ? ""
+             : "; a downgrade would truncate the value or pad it with zeros, and could store it under another key")};
   }
   std::vector<std::string> problems;
   const Bytes expected = expected_key(*layout, record.value);
@@ -104,7 +107,7 @@ class Check {
     if (kind == Kind::vr) vrs_.push_back(*router);
     const bool needs_router = (kind == Kind::ip_assoc && layout_of(record) != nullptr) || track_key_of(record.key);
     if (needs_router && !std::binary_search(vrs_.begin(), vrs_.end(), *router)) {
-      report(record, "the store has no VR configuration for it");
+      report(record, "no VR configuration for this VR");
     }
   }
 
@@ -184,7 +187,7 @@ std::vector<Backup> backups_for(const fs::path& store, const std::optional<Relea
   std::string message = error.what();
   if (error.reason == "damaged" || error.reason == "not_a_store") {
     for (const Backup& backup : backups_for(store, release, {})) {
-      if (backup.sound) message += "\nWithout problems: " + backup.RestoreSource::text();
+      if (backup.sound) message += "\nBackup without problems: " + backup.RestoreSource::text();
     }
   }
   throw Error(error.exit_code, message, error.reason, error.store);
@@ -222,7 +225,8 @@ void end_json(const Check& check, const Surroundings& found, JsonWriter& json) {
 void end_text(const Check& check, const Surroundings& found, const std::string& store) {
   std::cout << printable(store) << ": " << check.counts().text() << '\n';
   if (check.left_alone() > 0) {
-    std::cout << "Not changed by a conversion: " << check.left_alone() << " (track and other kinds).\n";
+    std::cout << "Unchanged by a conversion: " << check.left_alone()
+              << (check.left_alone() == 1 ? " record" : " records") << " (track and other kinds).\n";
   }
   for (const fs::path& file : found.unfinished) std::cout << unfinished_file_text << printable(file) << '\n';
   for (const Backup& backup : found.backups) std::cout << "Backup: " << printable(backup.text()) << '\n';
@@ -262,12 +266,13 @@ Exit check(const CheckOptions& options) {
 }  // namespace
 
 void add_check(CLI::App& app, Choice& choice) {
-  Command command(app, choice, "check", "Check that a store is intact, has one layout, and can be read by a release",
+  Command command(app, choice, "check", "Check that a store is intact, has one layout, and is safe from other users",
                   "vrrpconvert check --release '4.1(2)' vrrp-cfg_runtime_config");
   const auto options = std::make_shared<CheckOptions>();
   run_with(command, options, check, Effect::reads);
-  command.add_operand("STORE", options->store, "The store to read");
-  command.add_text("--release", options->release, "The release that will read it, such as 4.2(1)");
+  command.add_operand("STORE", options->store, "Read this store");
+  command.add_text("--release", options->release,
+                   "Also check that this release, for example 4.2(1), can read the store");
   command.add_json(options->json);
 }
 

@@ -36,7 +36,7 @@ std::string suggestion(const std::string& word, const std::vector<std::string>& 
     if (distance(word, known) <= 2 && (near.empty() || distance(word, known) < distance(word, near))) near = known;
     all += (all.empty() ? "" : ", ") + known;
   }
-  return near.empty() ? "expected one of " + all : "did you mean " + near + "?";
+  return near.empty() ? "expected one of " + all : "use " + near;
 }
 
 void check_command(const CLI::App& app, const std::string& word) {
@@ -127,8 +127,7 @@ void Command::add_accept_loss(std::set<std::string>& accepted) {
     for (const std::string& name : names) accepted.insert(checked_loss(name));
   };
   app_->add_option_function<std::vector<std::string>>(
-          "--accept-loss", accept,
-          "Convert even if these fields lose their values; \"record\" permits the loss of whole records")
+          "--accept-loss", accept, "Accept the loss of these fields; \"record\" is the loss of whole records")
       ->delimiter(',')
       ->allow_extra_args(false)
       ->type_name("FIELD[,FIELD]");
@@ -162,7 +161,7 @@ bool parse_command_line(int argc, char** argv, Choice& choice) {
   } catch (const CLI::ParseError& error) {
     const auto named = app.get_subcommands();
     throw Error(exit_usage, message_of(error, named.empty() ? nullptr : named.front()) +
-                                "\nRun with --help for more information: vrrpconvert " +
+                                "\nFor the options, run vrrpconvert " +
                                 (named.empty() ? "" : named.front()->get_name() + " ") + "--help");
   }
   if (!choice.run) check_command(app, "");

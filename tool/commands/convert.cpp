@@ -33,7 +33,8 @@ struct ConvertOptions {
 ConvertOptions with_plan(const ConvertOptions& given) {
   const Plan plan = read_plan(given.plan);
   if (!given.root.empty() && existing_directory(given.root) != plan.root) {
-    throw Error(exit_usage, "--root or PSS_NONVOLATILE_ROOT is " + given.root + ", but the plan is for " + plan.root);
+    throw Error(exit_usage, "--root: " + given.root + " differs from the root of the plan, " + plan.root +
+                                "; omit --root and unset PSS_NONVOLATILE_ROOT");
   }
   ConvertOptions options = given;
   options.directory = plan.directory;
@@ -52,7 +53,7 @@ ConvertOptions with_plan(const ConvertOptions& given) {
 void require_all(const ConvertOptions& options) {
   for (const auto& [name, value] :
        {std::pair("DIR", &options.directory), {"--from", &options.from}, {"--to", &options.to}}) {
-    if (value->empty()) throw Error(exit_usage, std::string(name) + ": missing; give it, or --plan");
+    if (value->empty()) throw Error(exit_usage, std::string(name) + ": missing; give DIR, --from and --to, or --plan");
   }
 }
 
@@ -98,7 +99,7 @@ Conversion conversion_for(const ConvertOptions& options) {
   if (fs::is_regular_file(options.directory, ignored)) {
     const fs::path directory = fs::path(options.directory).parent_path();
     throw Error(exit_usage,
-                options.directory + ": a file; use its directory, " + (directory.empty() ? "." : directory.string()));
+                options.directory + ": not a directory; use " + (directory.empty() ? "." : directory.string()));
   }
   conversion.path = device_path(conversion.root, existing_directory(options.directory), options.startup);
   return conversion;
@@ -173,14 +174,15 @@ void print_summary(const ConversionReport& report, const DryRun& dry_run, const 
     std::cout << "Records that would change: " << summary.changes << ". Nothing was changed.\n";
   }
   if (report.change == name_of(Change::upgrade) && summary.changes > 0) {
-    std::cout << "The upgrade deletes all VRRP configuration. Enter it again under " << report.to << ".\n";
+    std::cout << "The upgrade deletes all VRRP configuration except track records. Enter it again under " << report.to
+              << ".\n";
   }
   if (summary.added.records > 0) std::cout << "Would be added: " << summary.added.text() << '\n';
   std::cout << text_of_lines("Would be lost", summary.lost)
             << text_of_lines("Would be lost, accepted", summary.accepted)
             << text_of_lines("Would be dropped, default values", summary.defaults);
   if (summary.without_vr.records > 0 && summary.changes > 0) {
-    std::cout << "Track records without a VR configuration: " << summary.without_vr.text() << '\n';
+    std::cout << "Track records that would have no VR configuration: " << summary.without_vr.text() << '\n';
   }
   print_failures("would fail", dry_run.outcome().failed);
 }
@@ -189,7 +191,7 @@ void print_outcome(const Outcome& outcome) {
   const std::pair<const char*, size_t> rows[] = {{"converted", outcome.converted},
                                                  {"deleted", outcome.deleted},
                                                  {"added", outcome.added.records},
-                                                 {"left alone", outcome.unchanged},
+                                                 {"unchanged", outcome.unchanged},
                                                  {"failed", outcome.failed.size()}};
   for (const auto& [label, count] : rows) {
     std::cout << "  " << std::left << std::setw(11) << label << std::right << std::setw(8) << count << '\n';
@@ -209,9 +211,9 @@ void print_text(const ConversionReport& report, const DryRun& dry_run, const Con
   const auto print_line = [](const char* label, const std::string& text) {
     if (!text.empty()) std::cout << label << printable(text) << '\n';
   };
-  print_line(report.dry_run ? "Snapshot would be: " : "Snapshot: ", report.snapshot);
+  print_line(report.dry_run ? "Path of the snapshot: " : "Snapshot: ", report.snapshot);
   print_line("Earlier snapshot renamed to: ", report.earlier_snapshot);
-  print_line(report.dry_run ? "Backup would be: " : "Backup: ", report.copy);
+  print_line(report.dry_run ? "Path of the backup: " : "Backup: ", report.copy);
   for (const std::string& file : report.unfinished_files) print_line(unfinished_file_text, file);
   print_line("Next: ", report.next);
 }
@@ -237,12 +239,12 @@ void add_convert(CLI::App& app, Choice& choice) {
   const auto options = std::make_shared<ConvertOptions>();
   command.set_run([options] { return convert(*options); },
                   [options] { return options->request.is_dry_run ? Effect::reads : Effect::changes; });
-  command.add_operand("DIR", options->directory, "The directory that contains vrrp-cfg_runtime_config", false);
-  command.add_text("--from", options->from, "The release that wrote the store, such as 4.2(1)");
-  command.add_text("--to", options->to, "The release that will read it");
+  command.add_operand("DIR", options->directory, "Convert vrrp-cfg_runtime_config in this directory", false);
+  command.add_text("--from", options->from, "Convert from this release, for example 4.2(1)");
+  command.add_text("--to", options->to, "Convert to this release");
   command.add_text("--plan", options->plan,
-                   "Convert as this report of --dry-run --json says (- is standard input), or refuse");
-  command.add_number("--vdc", options->vdc, 65535, "The VDC number");
+                   "Use the plan in this report of convert --dry-run --json (- is standard input)");
+  command.add_number("--vdc", options->vdc, 65535, "Convert the store of this VDC number");
   command.add_flag("--startup", options->startup,
                    "Inspect the saved startup store, DIR/bin/vrrp-cfg_config_sav, instead of the running store");
   command.exclude("--startup", "--vdc");
@@ -258,8 +260,9 @@ void add_convert(CLI::App& app, Choice& choice) {
   command.add_flag("--no-backup", options->request.has_backup, "Do not write a backup next to the store", false);
   command.add_text("--trace", options->request.trace, "Append the library's trace lines to this file");
   command.exclude("--trace", "--dry-run");
-  command.add_text("--root", options->root,
-                   "Use this directory as the device's root (/); an upgrade writes its snapshot to its tmp directory");
+  command.add_text(
+      "--root", options->root,
+      "Use this directory as the device's root (/); an upgrade writes the snapshot to tmp in this directory");
   command.add_default("--root", "PSS_NONVOLATILE_ROOT");
   command.add_reveal(options->view.reveal);
   command.add_json(options->json);

@@ -60,8 +60,8 @@ void add_diff(CLI::App& app, Choice& choice) {
                   "vrrpconvert diff vrrp-cfg_runtime_config.from-4.2-1 vrrp-cfg_runtime_config");
   const auto options = std::make_shared<DiffOptions>();
   run_with(command, options, diff, Effect::reads);
-  command.add_operand("A", options->a, "The first store");
-  command.add_operand("B", options->b, "The second store");
+  command.add_operand("A", options->a, "Read this store first");
+  command.add_operand("B", options->b, "Compare it with this store");
   command.add_flag("--ignore-layout", options->view.ignore_layout, "Compare only the fields that both layouts have");
   command.add_reveal(options->view.reveal);
   command.add_json(options->json);

@@ -52,9 +52,10 @@ void add_export(CLI::App& app, Choice& choice) {
                   "vrrpconvert export -o records.jsonl vrrp-cfg_runtime_config");
   const auto options = std::make_shared<ExportOptions>();
   run_with(command, options, export_store, Effect::reads);
-  command.add_operand("STORE", options->store, "The store to read");
+  command.add_operand("STORE", options->store, "Read this store");
   command.add_text("-o,--output", options->output, "Write to this new file with mode 0600");
-  command.add_flag("--raw", options->raw, "Write every record as the hexadecimal digits of its key and value");
+  command.add_flag("--raw", options->raw,
+                   "Write every record in its raw form, the hexadecimal digits of key and value");
 }
 
 }  // namespace vrrpconvert

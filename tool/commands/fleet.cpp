@@ -132,16 +132,16 @@ Exit show_fleet(const FleetOptions& options) {
 
 void add_fleet(CLI::App& app, Choice& choice) {
   Command command(app, choice, "fleet",
-                  "Perform the dry run of a conversion for many devices, or verify their stores afterwards",
+                  "Perform the dry run of a conversion for many devices, or compare their stores with the backups",
                   "vrrpconvert fleet devices --from '4.2(1)' --to '4.1(2)' --html overview.html");
   const auto options = std::make_shared<FleetOptions>();
   run_with(command, options, show_fleet, Effect::reads);
   command.add_operands("PATH", options->paths,
-                       "Directories to search recursively for stores (vrrp-cfg_runtime_config), one per device");
+                       "Search these directories recursively for stores (vrrp-cfg_runtime_config), one per device");
   command.add_flag("--reports", options->reports,
                    "Read saved reports (*.json) of convert --dry-run --json below PATH instead of stores");
-  command.add_text("--from", options->from, "The release that wrote the stores, such as 4.2(1)");
-  command.add_text("--to", options->to, "The release that will read them");
+  command.add_text("--from", options->from, "Convert from this release, for example 4.2(1)");
+  command.add_text("--to", options->to, "Convert to this release");
   command.exclude("--from", "--reports");
   command.exclude("--to", "--reports");
   command.add_flag("--verify", options->verify,
@@ -156,7 +156,7 @@ void add_fleet(CLI::App& app, Choice& choice) {
   command.add_default_value(options->defaults);
   command.exclude("--verify", "--default");
   command.exclude("--reports", "--default");
-  command.add_number("--jobs", options->jobs, 1024, "The number of dry runs at a time");
+  command.add_number("--jobs", options->jobs, 1024, "Run at most N dry runs at a time");
   command.exclude("--verify", "--jobs");
   command.add_text("--html", options->html, "Write the overview as one HTML page to this new file");
   command.add_json(options->json);

@@ -25,8 +25,8 @@ struct ImportOptions {
 
 void import_line(std::string_view line, Store& store) {
   const StoredRecord record = record_of_line(line);
-  if (record.key.size() > PSS_EMBEDDED_KEY_MAX) throw BadRecord("field \"store_key\": more than 1,024 bytes");
-  if (record.value.size() > PSS_EMBEDDED_VALUE_MAX) throw BadRecord("field \"value\": more than 1 MiB");
+  if (record.key.size() > PSS_EMBEDDED_KEY_MAX) throw BadRecord("field \"store_key\": expected at most 1,024 bytes");
+  if (record.value.size() > PSS_EMBEDDED_VALUE_MAX) throw BadRecord("field \"value\": expected at most 1 MiB");
   if (!store.add(record)) throw BadRecord("duplicate: an earlier line has the same key");
 }
 
@@ -106,8 +106,8 @@ void add_import(CLI::App& app, Choice& choice) {
                   "vrrpconvert import vrrp-cfg_runtime_config records.jsonl");
   const auto options = std::make_shared<ImportOptions>();
   run_with(command, options, import_store, Effect::changes);
-  command.add_operand("STORE", options->store, "The store to create");
-  command.add_operand("FILE", options->file, "The file with the lines; standard input if not given or -", false);
+  command.add_operand("STORE", options->store, "Create this store");
+  command.add_operand("FILE", options->file, "Read the lines from this file (default: standard input, -)", false);
   command.add_flag("--force", options->force, "Replace an existing store");
   command.add_json(options->json);
 }

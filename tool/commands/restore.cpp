@@ -80,7 +80,7 @@ void print_text(const Restored& restored, const RestoreOptions& options) {
   std::cout << '\n';
   if (!would) return;
   std::cout << (restored.differences.empty() ? "No record would change.\n"
-                                             : text_of_lines("Records", restored.differences))
+                                             : text_of_lines("Records that would change", restored.differences))
             << "Nothing was changed.\n";
 }
 
@@ -109,10 +109,10 @@ void add_restore(CLI::App& app, Choice& choice) {
   const auto options = std::make_shared<RestoreOptions>();
   command.set_run([options] { return restore(*options); },
                   [options] { return options->is_dry_run ? Effect::reads : Effect::changes; });
-  command.add_operand("COPY", options->copy, "The backup or snapshot to verify and read");
-  command.add_operand("STORE", options->store, "The store to replace or create");
+  command.add_operand("BACKUP", options->copy, "Verify and read this backup or snapshot");
+  command.add_operand("STORE", options->store, "Replace or create this store");
   command.add_flag("--no-backup", options->backup, "Do not keep the replaced store", false);
-  command.add_flag("--dry-run", options->is_dry_run, "Show which records would change, and change nothing");
+  command.add_flag("--dry-run", options->is_dry_run, "Show the records that would change, and change nothing");
   command.add_json(options->json);
 }
 

@@ -106,7 +106,8 @@ class Table {
     }
     const Layout* layout = layout_of(record);
     if (layout == nullptr) {
-      first = "of " + std::to_string(record.value.size()) + " bytes under key " + hex_of(record.key);
+      first = std::to_string(record.value.size()) + (record.value.size() == 1 ? " byte" : " bytes") + " under key " +
+              hex_of(record.key);
       return;
     }
     first = layout->version != Version::only ? word_of(layout->version) : "-";
@@ -203,7 +204,7 @@ void add_show(CLI::App& app, Choice& choice) {
                   "vrrpconvert show --kind vr vrrp-cfg_runtime_config");
   const auto options = std::make_shared<ShowOptions>();
   run_with(command, options, show, Effect::reads);
-  command.add_operand("STORE", options->store, "The store to read");
+  command.add_operand("STORE", options->store, "Read this store");
   std::vector<std::string> words;
   for (const Kind kind : kinds) words.emplace_back(word_of(kind));
   command.add_word("--kind", options->kind, words, "Show only records of this kind");

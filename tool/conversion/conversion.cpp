@@ -34,7 +34,7 @@ std::string device_path(const fs::path& root, const fs::path& directory, bool st
   const fs::path relative = directory.lexically_relative(root);
   if (relative.empty() || *relative.begin() == "..") {
     throw Error(exit_usage, directory.string() + ": not in the root directory " + root.string() +
-                                "; use a path in it, or another --root");
+                                "; use a path in the root directory, or another --root");
   }
   // The library truncates a store URL at 255 characters. The truncated URL could name another store.
   const std::string path = relative == "." ? "/" : "/" + relative.string();

@@ -30,7 +30,7 @@ std::string effect_of(const ConversionReport& report) {
     if (summary.added.records > 0)
       text += (text.empty() ? "" : ", ") + ("adds " + counted(summary.added.records, "record"));
     if (!summary.lost.empty()) text += " and loses values of " + counted(summary.lost.size(), "field");
-    if (summary.lost.empty() && summary.accepted.empty()) text += ", nothing is lost";
+    if (summary.lost.empty() && summary.accepted.empty()) text += " without loss";
   }
   if (!summary.accepted.empty()) text += "; accepted losses: " + text_of_counts(summary.accepted);
   if (!summary.defaults.empty()) text += "; default values: " + text_of_counts(summary.defaults);
@@ -67,7 +67,8 @@ std::string decision_of(const ConversionReport& report, const Permissions& permi
     return "NO-GO: " + mismatch + effect_of(report) + "; to accept:" + missing;
   }
   if (summary.changes > 0 || summary.failures > 0) return "GO: " + effect_of(report);
-  if (!summary.note.empty()) return "Nothing to do: " + report.from + " to " + report.to + " is no conversion";
+  if (!summary.note.empty())
+    return "Nothing to do: " + report.from + " to " + report.to + ": the library converts nothing";
   const RecordCounts& records = summary.records;
   const bool has_layouts = records.with_layout(Version::new_one) + records.with_layout(Version::old_one) > 0;
   return "Nothing to do: " + (has_layouts ? "the records already have the layout that " + report.to + " reads"

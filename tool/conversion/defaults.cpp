@@ -40,7 +40,7 @@ void Defaults::add(const std::string& text) {
   const Field& field = *field_in(*layout, name);
   const std::string right = text.substr(equals + 1);
   const Field* other = field_in(*layout, right);
-  if (defaults_.contains(name)) throw Error(exit_usage, "--default: " + name + " has two default values");
+  if (defaults_.contains(name)) throw Error(exit_usage, "--default: " + name + " has two default values; give one");
   if (other != nullptr && (right == name || other->type != field.type)) {
     throw Error(exit_usage, "--default: " + text + ": expected a value, or another field of the same type");
   }

@@ -9,7 +9,8 @@ namespace {
 
 // An incomplete dry run is an error: its losses are unknown.
 [[noreturn]] void fail(const Conversion& conversion, const std::string& problem) {
-  throw Error(exit_io, conversion.store().string() + ": the dry run failed: " + problem + "; nothing was changed",
+  throw Error(exit_io,
+              conversion.store().string() + ": cannot perform the dry run: " + problem + "; nothing was changed",
               "not_examined", conversion.store().string());
 }
 
@@ -28,7 +29,7 @@ DryRun::DryRun(const Conversion& conversion) : before_(conversion.store()) {
   // The library processes the global info record and every record of the two kinds that have layouts.
   const uint64_t expected = 1 + outcome_.records.of(Kind::vr) + outcome_.records.of(Kind::ip_assoc);
   if (operations_ != (conversion.change() == Change::none ? 0 : expected)) {
-    fail(conversion, "the library did not convert every record; the memory may be too small");
+    fail(conversion, "the library did not convert every record; the free memory may not be enough");
   }
   if (!is_converted_already(conversion, outcome_)) return;
   after_.reset();

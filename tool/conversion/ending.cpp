@@ -8,7 +8,8 @@
 namespace vrrpconvert {
 namespace {
 
-constexpr char not_durable[] = "; a power failure may bring the old records back";
+constexpr char not_durable[] =
+    "; after a power failure the store may have the old records again; run vrrpconvert check on it";
 
 std::string text_of_result(syserr_t result) {
   char number[16];
@@ -19,10 +20,11 @@ std::string text_of_result(syserr_t result) {
 }  // namespace
 
 Ending refusal_of_snapshot(const std::filesystem::path& snapshot) {
-  return {exit_found,
-          snapshot.string() +
-              " contains other records; convert without --no-backup, or set --root to the device's own directory",
-          "other_snapshot"};
+  return {
+      exit_found,
+      snapshot.string() +
+          ": not a snapshot of these records; convert without --no-backup, or set --root to the device's own directory",
+      "other_snapshot"};
 }
 
 Ending ending_of_dry_run(const Summary& summary, const Ending& refusal) {
@@ -36,7 +38,7 @@ void require_begun(const Run& run, const Conversion& conversion) {
   if (run.was_changed) {
     throw Error(exit_in_use,
                 conversion.store().string() +
-                    ": another process changed it after the dry run; it was not converted; run the command again",
+                    ": another process changed it after the dry run; it was not converted; run the dry run again",
                 "changed", conversion.store().string());
   }
   if (run.returned && run.open_status != 0) throw_store_error(conversion.store(), run.open_status);
@@ -47,8 +49,7 @@ void require_kept(const Run& run, const Conversion& conversion, bool is_unchange
   if (run.interrupted) throw Error(exit_interrupted, "interrupted; the store is unchanged" + unfinished);
   if (run.snapshot_status == 0) return;
   throw Error(exit_io, conversion.snapshot().string() +
-                           ": cannot write the snapshot: " + syserr2str(run.snapshot_status) +
-                           "; an upgrade deletes the records, so nothing was changed");
+                           ": cannot write the snapshot: " + syserr2str(run.snapshot_status) + "; nothing was changed");
 }
 
 Ending ending_of_run(const Run& run, const ConversionReport& report) {
@@ -72,19 +73,21 @@ Ending ending_of_run(const Run& run, const ConversionReport& report) {
                               syserr2str(run.close_status) + not_durable};
   }
   if (failed.empty()) return {};
-  return {exit_some_failed, "conversion incomplete: " + std::to_string(failed.size()) +
-                                (failed.size() == 1 ? " record" : " records") + " failed"};
+  return {exit_some_failed, "cannot convert " + std::to_string(failed.size()) +
+                                (failed.size() == 1 ? " record" : " records") + "; the other records are converted"};
 }
 
 Ending ending_of_replaced(const Run& run, const Conversion& conversion) {
   return {exit_unknown,
           conversion.store().string() + ": " +
               (run.has_converted() ? "was converted, but another process" : "another process") +
-              " replaced or changed it; run check to see its records",
+              " replaced or changed it; run vrrpconvert show to see its records",
           "replaced"};
 }
 
-Ending ending_of_uncompared() { return {exit_unknown, "unknown outcome: no memory to compare the records; run check"}; }
+Ending ending_of_uncompared() {
+  return {exit_unknown, "unknown outcome: no memory to compare the records; run vrrpconvert check on the store"};
+}
 
 Ending ending_of_unreadable(const std::string& reason, bool is_converted) {
   return {exit_unknown, is_converted ? "the store was converted, but cannot be read: " + reason

@@ -28,8 +28,8 @@ std::string reason_for(Change change, const Difference& pair, const Run& run) {
     return "misplaced record: the library finds a record only under its expected key";
   }
   if (pair.before != nullptr && layout == nullptr && has_layouts(kind_of(pair.before->key))) {
-    return "the value has " + std::to_string(pair.before->value.size()) +
-           " bytes, and no layout of this kind has this size";
+    const size_t size = pair.before->value.size();
+    return "unknown layout: " + std::to_string(size) + (size == 1 ? " byte" : " bytes");
   }
   const auto failure = run.failures.find(hex_of(pair.either().key));
   if (failure != run.failures.end()) {

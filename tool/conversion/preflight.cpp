@@ -28,7 +28,7 @@ Ending check_owner(const fs::path& store, const struct stat& file) {
   struct statx own;
   const bool is_known = statx(AT_FDCWD, store.c_str(), 0, STATX_INO, &own) == 0;
   if (is_known && (own.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0) {
-    return refusal(store, "a mount point cannot be replaced; unmount it", "permission");
+    return refusal(store, "cannot replace a mount point; unmount it", "permission");
   }
   if (geteuid() != 0 && file.st_uid != geteuid()) {
     return refusal(store,
@@ -47,7 +47,7 @@ Ending check_directory(const WrittenFile& file) {
   const bool is_missing = errno == ENOENT;
   return refusal(file.directory,
                  std::string("cannot create a ") + file.what + " here: " + strerror(errno) +
-                     "; check the owner and mode of the directory",
+                     (is_missing ? "; create the directory" : "; check the owner and mode of the directory"),
                  is_missing ? "missing" : "permission");
 }
 

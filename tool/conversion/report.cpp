@@ -23,7 +23,8 @@ void compare_releases(const Conversion& conversion, Summary& summary) {
                        " does not write; a later release may have written the store";
   } else if (change == Change::upgrade && conversion.to.has_old_layout && summary.changes > 0) {
     summary.mismatch = conversion.from.text + " and " + conversion.to.text +
-                       " both read the old layout: an upgrade deletes records that " + conversion.to.text + " can read";
+                       " both read the old layout; the upgrade would delete records that " + conversion.to.text +
+                       " can read";
   } else if (change == Change::none && (conversion.to.has_old_layout ? new_ones : old_ones) > 0) {
     summary.note = conversion.to.text + " cannot read " +
                    std::to_string(conversion.to.has_old_layout ? new_ones : old_ones) + " records that are in the " +

@@ -60,7 +60,7 @@ class Sequence {
       ending() = ending_of_dry_run(report_.summary, refusal);
     } else if (report_.refused) {
       ending() = refusal;
-      ending().problem = "refused; nothing was changed: " + refusal.problem;
+      ending().problem = report_.store + ": conversion refused: " + refusal.problem + "; nothing was changed";
     } else if (!is_nothing || conversion_.change() == Change::none) {
       convert();
     }
@@ -89,7 +89,7 @@ class Sequence {
       obstacle = refusal_of_snapshot(conversion_.snapshot());
     }
     if (obstacle.is_good()) return refusal;
-    report_.decision = "NO-GO: " + obstacle.problem + "; then: " + report_.decision;
+    report_.decision = "NO-GO: " + obstacle.problem + "; apart from this problem: " + report_.decision;
     return obstacle;
   }
 

@@ -54,7 +54,7 @@ void check_trace_file(const Conversion& conversion, const std::string& file) {
   }
   const bool is_store = is_database(fd);
   close(fd);
-  if (is_store) throw Error(exit_usage, file + ": a store; use another file for the trace");
+  if (is_store) throw Error(exit_usage, file + ": an SQLite file; use another file for the trace");
 }
 
 TraceFile::TraceFile(const std::string& file) {

@@ -57,7 +57,7 @@ std::string problem_of(const Fleet& fleet) {
                          : "would lose values that are not accepted";
   const std::pair<size_t, const char*> of_dry_runs[] = {{unusable, "cannot be converted"}, {losing, loss}};
   const std::pair<size_t, const char*> of_comparison[] = {
-      {losing - empty, "with differences"}, {empty, "not configured yet"}, {unusable, "not compared"}};
+      {losing - empty, "differ from the backup"}, {empty, "not configured"}, {unusable, "not compared"}};
   std::string text;
   const auto append = [&](const auto& part) {
     if (part.first == 0) return;
@@ -76,15 +76,15 @@ std::string decision_of(const Fleet& fleet) {
   const std::string all =
       fleet.devices.size() == 1 ? "the device" : "all " + std::to_string(fleet.devices.size()) + " devices";
   const bool is_one = fleet.devices.size() == 1;
-  if (fleet.is_verified) return "GO: " + all + (is_one ? " is" : " are") + " like the backup";
+  if (fleet.is_verified) return "GO: " + all + (is_one ? " is" : " are") + " identical to the backup";
   const auto already = fleet.totals.verdicts.find("already");
   if (already != fleet.totals.verdicts.end() && already->second == fleet.devices.size()) {
     return "Nothing to do: no record of " + all + " needs a conversion";
   }
-  return "GO: " + all + " can be converted, " +
-         (fleet.totals.accepted.contains(whole_record) ? "which deletes all their VRRP configuration (accepted)"
-          : fleet.totals.accepted.empty()              ? "nothing is lost"
-                                                       : "only accepted losses");
+  return "GO: " + all + " can be converted" +
+         (fleet.totals.accepted.contains(whole_record) ? "; the upgrade deletes their VRRP configuration (accepted)"
+          : fleet.totals.accepted.empty()              ? " without loss"
+                                                       : " with accepted losses only");
 }
 
 unsigned exit_for(Rank rank) {

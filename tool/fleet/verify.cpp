@@ -34,7 +34,7 @@ void compare(const fs::path& store_file, Device& device) {
   const Store backup(file);
   device.differences = names_of_differences(backup, store, {.ignore_layout = true});
   const RecordCounts& records = device.report.summary.records;
-  const std::string compared = "compared with " + file.filename().string();
+  const std::string compared = "differs from " + file.filename().string();
   if (device.differences.empty()) {
     device.report.reason = "identical";
   } else if (records.of(Kind::vr) + records.of(Kind::ip_assoc) == 0) {

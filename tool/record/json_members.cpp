@@ -60,7 +60,7 @@ class JsonMembers::Reader : public nlohmann::json_sax<Json> {
   bool parse_error(std::size_t position, const std::string&, const nlohmann::detail::exception& error) override {
     constexpr int number_overflow = 406;
     throw BadRecord(error.id == number_overflow
-                        ? "a number is too large; expected one record per line"
+                        ? "a number is too large; expected at most 4294967295"
                         : "not JSON, at column " + std::to_string(position) + "; expected one record per line");
   }
 

@@ -189,7 +189,7 @@ namespace {
 
 std::string vr_name(uint32 vr_id, uint32 addr_type, uint32 ifindex) {
   const char* family = word_of(Type::address_type, addr_type);
-  return "VR " + std::to_string(vr_id) + " " + (family != nullptr ? family : "of no family") + " on " +
+  return "VR " + std::to_string(vr_id) + " " + (family != nullptr ? family : "of unknown family") + " on " +
          interface_text(ifindex);
 }
 
@@ -207,7 +207,7 @@ std::string name_of(const StoredRecord& record) {
   const uint32 ifindex = number_in(std::span(record.value).first(4));
   if (kind == Kind::ip_assoc) {
     const std::string address = address_text(layout->fields[2].in(record.value));
-    return (address.empty() ? "address without text" : address) + " of VR " + std::to_string(record.value[4]) + " on " +
+    return (address.empty() ? "unreadable address" : address) + " of VR " + std::to_string(record.value[4]) + " on " +
            interface_text(ifindex);
   }
   return vr_name(record.value[4], number_in(layout->fields[2].in(record.value)), ifindex);

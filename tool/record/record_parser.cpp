@@ -30,7 +30,8 @@ int digit_of(char letter) {
 
 Bytes bytes_of_hex(const Json* json) {
   const char* expected = "expected pairs of hexadecimal digits";
-  if (json == nullptr || !json->is_string()) throw BadRecord(expected);
+  if (json == nullptr) throw BadRecord("missing field");
+  if (!json->is_string()) throw BadRecord(expected);
   const auto& hex = json->get_ref<const std::string&>();
   if (hex.size() % 2 != 0) throw BadRecord(expected);
   Bytes bytes(hex.size() / 2);

@@ -15,7 +15,8 @@ std::filesystem::path existing_directory(const std::filesystem::path& path);
 std::vector<std::filesystem::path> files_in(const std::filesystem::path& directory);
 
 // Returns the temporary files of stores in `directory`: a killed process left them, or a process is writing them.
-inline constexpr char unfinished_file_text[] = "Left by a killed process, or being written; may contain a store: ";
+inline constexpr char unfinished_file_text[] =
+    "Temporary file of a killed or running process, which may contain a store: ";
 std::vector<std::filesystem::path> unfinished_files_in(const std::filesystem::path& directory);
 
 // Returns the inode number of the file at `path`, or 0 if there is none.

@@ -46,7 +46,7 @@ constexpr Meaning meanings[] = {
      "files STORE-journal and STORE-wal if they do not belong to the store"},
     {SYSERR_PSS_BUSY, exit_in_use, "in_use", "; try again later"},
     {SYSERR_PSS_NO_SPACE, exit_io, "no_space", "; raise the file size limit (ulimit -f), or free space in "},
-    {SYSERR_PSS_NO_MEMORY, exit_io, "no_memory", "; vrrpconvert reads the whole store into memory"},
+    {SYSERR_PSS_NO_MEMORY, exit_io, "no_memory", "; free memory and run the command again"},
     {SYSERR_PSS_TOO_LARGE, exit_bad_input, "too_large", "; the limit is 1 GiB"},
     {SYSERR_PSS_READ_ONLY, exit_io, "permission", "; check the owner and mode of the file and its directory"},
     {SYSERR_PSS_IO, exit_io, "io", ""},
