@@ -103,8 +103,8 @@ std::vector<Input> find_inputs(const std::vector<std::string>& paths, InputKind 
     inputs.push_back({asked, "", kind == InputKind::reports ? "no report found" : "no store found"});
   }
   if (!expected.empty()) add_missing_names(expected, inputs);
-  const auto key = [](const Input& input) { return std::tie(input.name, input.file); };
-  std::stable_sort(inputs.begin(), inputs.end(), [key](const Input& a, const Input& b) { return key(a) < key(b); });
+  const auto key = [](const Input& input) { return std::tie(input.name, input.file, input.problem); };
+  std::sort(inputs.begin(), inputs.end(), [key](const Input& a, const Input& b) { return key(a) < key(b); });
   const auto same = [key](const Input& a, const Input& b) { return key(a) == key(b); };
   inputs.erase(std::unique(inputs.begin(), inputs.end(), same), inputs.end());
   return inputs;
