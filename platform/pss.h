@@ -45,7 +45,7 @@
  * 13. If pss_store or pss_delete fails, it changes no record. Callers continue with the next record and then close the
  *     store. If a failure must not leave a partly converted store (no memory, no space), pss_close must fail too and
  *     roll back every change. A refused change (points 1, 4 and 12) and SYSERR_PSS_NOKEY are not such failures.
- * 14. pss_close ends the handle, whatever it returns. After status 0 every change is durable. After another status, or
+ * 14. pss_close ends the handle with every status. After status 0 every change is durable. After another status, or
  *     if the process ends before pss_close returns, the store has all changes or none. After a downgrade the library
  *     ignores this status and does not trace it, so the platform must log a failed close itself.
  * 15. pss_snapshot writes the current records, including changes that are not durable yet, to a store at `url` that can
@@ -53,7 +53,7 @@
  *     stays open and its cursor does not move. The library passes `flags` 0; other values are platform-defined. After a
  *     failure the library deletes the records anyway: a platform that must not lose them makes pss_close fail. `url` is
  *     never that of an open store. If its directory is missing, pss_snapshot fails or creates it.
- * 16. If `url` already holds a snapshot, the new one replaces it. What happens to the earlier snapshot is
+ * 16. If there is a snapshot at `url`, the new one replaces it. What happens to the earlier snapshot is
  *     platform-defined. Keep it under another name: it may be the only copy of the records, because a second upgrade
  *     takes its snapshot after the first one deleted them.
  * 17. srg_sw_ver_file_get returns null for a null path (an environment variable that is not set) and for a missing

@@ -56,8 +56,8 @@ constexpr Field global_info_fields[] = {
 
 // Returns a layout of `size` bytes. An old layout is a prefix of the new layout and has the fields that end in it.
 constexpr Layout layout(Kind kind, Version version, size_t size, std::span<const Field> fields) {
-  const auto ends_behind = [size](const Field& field) { return field.offset + field.size > size; };
-  return {kind, version, size, {fields.begin(), std::find_if(fields.begin(), fields.end(), ends_behind)}};
+  const auto ends_after = [size](const Field& field) { return field.offset + field.size > size; };
+  return {kind, version, size, {fields.begin(), std::find_if(fields.begin(), fields.end(), ends_after)}};
 }
 
 // The longest layout of a kind comes first.

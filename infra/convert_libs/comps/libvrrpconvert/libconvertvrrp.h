@@ -41,7 +41,7 @@
 extern "C" {
 #endif
 
-/* Results of the bulk readers and of make_afk_key beside 0 and platform statuses. */
+/* Results of the bulk readers and of make_afk_key in addition to 0 and platform statuses. */
 enum {
   VRRP_CNV_ERR_NO_VALUE = 2, /* the store returned status 0 but no value for a record */
   VRRP_CNV_ERR_NO_MEMORY = 3 /* an allocation failed */
