@@ -1,5 +1,5 @@
-// The library alone, on a minimal store in memory. library_cost WORK ROUTERS runs one of its operations under a tool
-// that counts instructions (./bench uses valgrind's callgrind).
+// Runs the library on a minimal store in memory, to measure its cost without a platform. library_cost WORK ROUTERS runs
+// one operation of the library. ./bench runs this program under valgrind's callgrind, which counts the instructions.
 
 #include <arpa/inet.h>
 

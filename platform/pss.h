@@ -6,60 +6,66 @@
  *     pss_open -> { pss_move2key | pss_move2location | pss_getvalue | pss_store | pss_delete | pss_snapshot }*
  *              -> pss_close
  *
- * Contract. A platform must satisfy every numbered point. pss_conformance tests them and reports a failed point by its
- * number. "Platform-defined" marks behaviour that callers must not rely on. No operation throws an exception or ends
- * the process.
+ * Contract. A platform must satisfy every numbered point. pss_conformance tests the points and reports a failed point
+ * by its number. "Platform-defined" marks behaviour that callers must not rely on. No operation throws an exception or
+ * ends the process.
  *
- *  1. Status 0 is success. Every other status has a text (syserr2str). Callers give a meaning to SYSERR_PSS_NOKEY only:
- *     no record under the key, or at the location. An operation returns an error status for a closed handle, an
- *     undefined location or mode, and an empty key. No operation returns status 2 or 3, because callers could not tell
- *     it from VRRP_CNV_ERR_*.
+ *  1. Status 0 is success. Every other status has a text (syserr2str). The library distinguishes 0, SYSERR_PSS_NOKEY
+ *     (no record under the key or at the location), and failure (any other status). An operation returns an error
+ *     status for a closed handle, an undefined location or mode, and an empty key. No operation returns status 2 or 3,
+ *     because callers could not distinguish them from VRRP_CNV_ERR_*.
  *  2. pss_open opens an existing store and never creates one. Success is status 0 and a handle other than 0. A URL is
- *     "nonvolatile:" and a path; the directory to which the path is relative is platform-defined. Callers use URLs
- *     of up to 255 characters; the limit of a platform may be lower or higher. pss_open refuses a URL beyond its limit,
+ *     "nonvolatile:" and a path. The directory to which the path is relative is platform-defined. Callers use URLs of
+ *     up to 255 characters. The limit of a platform may be lower or higher: pss_open refuses a URL beyond its limit,
  *     and never truncates it.
- *  3. If another process has the store open, pss_open waits or fails. If this process has it open, pss_open fails,
- *     because the wait would never end. Two handles never change one store at the same time. The library has one store
- *     open at a time. One thread at a time calls the operations; a platform may have threads of its own. Only the
+ *  3. If another process has the store open, pss_open waits or fails. If this process has the store open, pss_open
+ *     fails, because the wait would never end. Two handles never change one store at the same time. The library has one
+ *     store open at a time. One thread at a time calls the operations. A platform may have threads of its own. Only the
  *     process that opened a handle uses it, not a forked child.
- *  4. Keys are in ascending byte-wise order; a key precedes every longer key that begins with it. A key has at least
- *     one byte, a value none or more; every byte may have any value. 5,000 records with keys of 26 and values of 137
- *     bytes must fit, or as many as the device can have. A longer key or value that does not fit is refused, and never
- *     truncated. The data pointer of a value of size 0 may be null. With any other size it is never null.
- *  5. The cursor is off the store after pss_open, and after a move that finds no record (except PSS_CURRENT_KEY). From
- *     there PSS_NEXT_KEY and PSS_PREVIOUS_KEY find no record. After a move that fails its position is platform-defined.
- *  6. pss_move2key finds the key itself (status 0), or the next key in order (that key, with status SYSERR_PSS_NOKEY),
- *     or no record (null, with status SYSERR_PSS_NOKEY).
+ *  4. Keys are in ascending byte-wise order. A key precedes every longer key that begins with it. A key has at least
+ *     one byte. A value may be empty. Each byte may have any value. A store must have room for 5,000 records with keys
+ *     of 26 and values of 137 bytes, or for the largest number of records that the device can have. If a longer key or
+ *     value does not fit, pss_store refuses it and never truncates it. The data pointer of an empty value may be null,
+ *     that of any other value is never null.
+ *  5. The cursor is off the store after pss_open, and after a move that finds no record. Exception: PSS_CURRENT_KEY
+ *     does not move the cursor. If the cursor is off the store, PSS_NEXT_KEY and PSS_PREVIOUS_KEY find no record. If a
+ *     move fails, the position of the cursor is platform-defined.
+ *  6. pss_move2key finds the key itself (status 0). Else it finds the next key in order and returns that key with
+ *     status SYSERR_PSS_NOKEY. If there is none, it returns null with status SYSERR_PSS_NOKEY.
  *  7. A move returns null only if it finds no record. Callers treat null as the end of the store and do not check the
- *     status. If a move fails, it sets the status and returns a datum that is not null; the datum has size 0 if there
- *     is no key.
+ *     status. If a move fails, it sets the status and returns a datum that is not null. If there is no key, the datum
+ *     has size 0.
  *  8. If the cursor is off the store, or on a deleted record, pss_getvalue returns null with SYSERR_PSS_NOKEY.
- *  9. A change is visible through the same handle at once, and to other processes not before pss_close is called.
- * 10. After a change the cursor neither skips nor repeats a record: a deleted record keeps its position until the next
- *     move.
- * 11. Returned data belong to the store and are valid until the next call on the handle, to which they may be passed.
- *     They have any alignment. Callers read `siz` bytes and no more. The platform copies arguments before it returns,
- *     reads `siz` bytes of them, and changes none.
- * 12. pss_store with PSS_REPLACE replaces the value of a stored key. With PSS_NEW_ONLY it refuses a stored key, which
- *     keeps its value. pss_delete of a key that is not stored returns SYSERR_PSS_NOKEY.
+ *  9. A change is visible through the same handle at once. Other processes do not see it before the caller calls
+ *     pss_close.
+ * 10. After a change the cursor neither skips nor repeats a record. If the record under the cursor is deleted, the
+ *     cursor keeps its position until the next move.
+ * 11. Returned data belong to the store and are valid until the next call on the handle. The caller may pass them to
+ *     that call. Returned data may have any alignment. Callers read `siz` bytes and no more. An operation reads `siz`
+ *     bytes of an argument, copies them before it returns, and never changes an argument.
+ * 12. pss_store with PSS_REPLACE replaces the value of a stored key. With PSS_NEW_ONLY it refuses a stored key and does
+ *     not change its value. pss_delete of a key that is not stored returns SYSERR_PSS_NOKEY.
  * 13. If pss_store or pss_delete fails, it changes no record. Callers continue with the next record and then close the
- *     store. If a failure must not leave a partly converted store (no memory, no space), pss_close must fail too and
- *     roll back every change. A refused change (points 1, 4 and 12) and SYSERR_PSS_NOKEY are not such failures.
- * 14. pss_close ends the handle with every status. After status 0 every change is durable. After another status, or
- *     if the process ends before pss_close returns, the store has all changes or none. After a downgrade the library
+ *     store. If pss_store or pss_delete fails because there is no memory or no space, pss_close must fail too and roll
+ *     back every change. Otherwise the store would be partly converted. After a refused change (points 1, 4 and 12) or
+ *     SYSERR_PSS_NOKEY, pss_close commits the other changes.
+ * 14. pss_close ends the handle even if it fails. After status 0 every change is durable. After another status, or if
+ *     the process ends before pss_close returns, the store has all changes or none. After a downgrade the library
  *     ignores this status and does not trace it, so the platform must log a failed close itself.
- * 15. pss_snapshot writes the current records, including changes that are not durable yet, to a store at `url` that can
- *     be opened. After status 0 it is complete and durable; after another status it is complete or absent. The store
- *     stays open and its cursor does not move. The library passes `flags` 0; other values are platform-defined. After a
- *     failure the library deletes the records anyway: a platform that must not lose them makes pss_close fail. `url` is
- *     never that of an open store. If its directory is missing, pss_snapshot fails or creates it.
- * 16. If there is a snapshot at `url`, the new one replaces it. What happens to the earlier snapshot is
- *     platform-defined. Keep it under another name: it may be the only copy of the records, because a second upgrade
- *     takes its snapshot after the first one deleted them.
+ * 15. pss_snapshot writes the current records, including changes that are not durable yet, to a store at `url`.
+ *     pss_open can open that store. After status 0 the snapshot is complete and durable. After another status it is
+ *     complete or absent. The store stays open and its cursor does not move. The library passes `flags` 0. Other values
+ *     are platform-defined. If pss_snapshot fails, an upgrade deletes the records anyway. If the platform must not lose
+ *     them, its pss_close must fail and roll back. The caller never passes the URL of an open store. If the directory
+ *     of `url` is missing, pss_snapshot fails or creates it.
+ * 16. If there is a snapshot at `url`, the new one replaces it. The platform may keep or delete the earlier snapshot.
+ *     Rename it if possible: if an upgrade runs twice, the second snapshot does not contain the records that the first
+ *     upgrade deleted, so the earlier snapshot is their only copy.
  * 17. srg_sw_ver_file_get returns null for a null path (an environment variable that is not set) and for a missing
- *     file. For a file of up to 511 bytes it returns a text that begins with the first line and is valid until the next
- *     call; for a longer file that or null. hton_if_index returns the interface index as it appears in keys of the
- *     manager's store, a different value for each index. Compare it with a key from a device: no program can test more.
+ *     file. For a file of up to 511 bytes it returns a text that begins with the first line. For a longer file it
+ *     returns such a text or null. The text is valid until the next call. hton_if_index returns the interface index as
+ *     it appears in keys of the manager's store, a different value for each index. Compare the value with a key from a
+ *     device: pss_conformance tests only that the values differ.
  */
 #ifndef PLATFORM_PSS_H
 #define PLATFORM_PSS_H
@@ -114,7 +120,7 @@ const pss_datum_t* pss_getvalue(pss_service_t table, syserr_t* status);
 /* Stores `value` under `key`. `mode` is PSS_NEW_ONLY or PSS_REPLACE. */
 syserr_t pss_store(pss_service_t table, uint32 mode, const pss_datum_t* key, const pss_datum_t* value);
 
-/* Removes the record under `key`. */
+/* Deletes the record under `key`. */
 syserr_t pss_delete(pss_service_t table, const pss_datum_t* key);
 
 /* Writes the store's records to a snapshot at `url`. */

@@ -1,5 +1,6 @@
-// Damaged store files: each one is refused with a clear status, or its results equal those of the intact file.
-// DAMAGED_STORES is their number.
+// Damaged store files. pss_open refuses a file with SYSERR_PSS_DAMAGED or SYSERR_PSS_NOT_A_STORE, or its records and
+// the converted records equal those of the intact file. DAMAGED_STORES sets the number of files, divided equally among
+// the kinds of damage.
 
 #include <sys/wait.h>
 
@@ -71,7 +72,7 @@ class DamageTest : public EmbeddedStoreTest {
     other_ = content(store);
   }
 
-  // Returns whether the store is refused.
+  // Opens, checks and converts a store with these bytes, and verifies the results. Returns whether pss_open refused it.
   bool is_refused(const std::string& damaged) {
     write(store, damaged);
     const int checked = system((VRRPCONVERT " check " + file(store) + " >/dev/null 2>&1").c_str());

@@ -34,7 +34,7 @@ std::string make(const Settings& settings, const Records& records) {
   return url;
 }
 
-// Opens an existing store. Throws std::runtime_error if that fails.
+// Opens an existing store. Throws std::runtime_error if pss_open fails.
 Table opened(const std::string& url) {
   const Table table(url);
   if (!table.is_open()) throw std::runtime_error(url + ": cannot open: " + text_of_status(table.status()));
@@ -88,14 +88,14 @@ void statuses(const Settings& settings) {
   table.remove("a").expect_refusal();
   table.snapshot(url + "-snapshot").expect_refusal();
   const DatumResult value = table.value();
-  expect(value.is_null && value.status != 0, "pss_getvalue() of a closed store", "null and a status", value.text());
+  expect(value.is_null && value.status != 0, "pss_getvalue() of a closed store", "null and a status other than 0",
+         value.text());
 }
 
 void opening(const Settings& settings) {
   for (int round = 0; round < 2; ++round) {
     const Table table(settings.url + "-none");
-    expect(!table.is_open() && table.status() != status_before, "pss_open of a missing store",
-           "a status, and no store");
+    expect(!table.is_open() && table.status() != status_before, "pss_open of a missing store", "handle 0 and a status");
     if (table.is_open()) table.close();
   }
   if (create(settings.url + "-none")) opened(settings.url + "-none").close().expect_done();
@@ -117,9 +117,9 @@ void keys_and_values(const Settings& settings) {
   odd["\xff"] = every.substr(119);
   for (const char byte : every) odd["k" + Bytes(1, byte) + "k"] = odd[Bytes(1, byte)] = "v" + Bytes(1, byte);
   for (const char* last : {"\1", "\2"}) odd[Bytes("\1\0\0\0\1", 5) + last] = "keys that differ after a zero byte";
-  expect_records("keys and values of every byte", records_in(make(settings, odd)), odd);
+  expect_records("keys and values that contain every byte", records_in(make(settings, odd)), odd);
 
-  // Each size is stored completely or refused, also beyond the end of the session.
+  // The platform stores a key or value of each size completely, or refuses it. A later session reads the same records.
   const std::string url = make(settings, three);
   Records expected = three;
   const Table table = opened(url);
@@ -358,7 +358,8 @@ void modes(const Settings& settings) {
   const std::string url = make(settings, three);
   const Table table = opened(url);
   const Result refused = table.put("a", "x", PSS_NEW_ONLY);
-  expect(!refused.is_done() && refused.status != SYSERR_PSS_NOKEY, refused.call, "the status of a stored key");
+  expect(!refused.is_done() && refused.status != SYSERR_PSS_NOKEY, refused.call,
+         "a status other than 0 and SYSERR_PSS_NOKEY");
   table.put("longer", "5").expect_done();
   table.put("long", "6", PSS_NEW_ONLY).expect_done();
   for (const char* key : {"long", "longer"}) table.remove(key).expect_done();
@@ -395,18 +396,18 @@ void refused_changes(const Settings& settings) {
   table.close().expect_done();
   Records expected = three;
   expected["c"] = "4";
-  expect_records("the store after refused changes and one other", records_in(url), expected);
+  expect_records("the store after refused changes and one successful change", records_in(url), expected);
 }
 
 void ends(const Settings& settings) {
   const Records records = many(settings);
   const std::string url = make(settings, records);
-  expect_records("another process", records_elsewhere(url), records);
+  expect_records("the store, read by another process", records_elsewhere(url), records);
   const Table table = opened(url);
   table.remove(records.begin()->first).expect_done();
   table.close().expect_done();
   const Records rest(std::next(records.begin()), records.end());
-  expect_records("a deletion alone, in another process", records_elsewhere(url), rest);
+  expect_records("the store after one deletion, read by another process", records_elsewhere(url), rest);
   const Table again = opened(url);
   for (const auto& [key, value] : rest) again.remove(key).expect_done();
   again.close().expect_done();
@@ -418,14 +419,14 @@ void ends(const Settings& settings) {
     session.put(mode == PSS_REPLACE ? "a" : "new", "changed", mode).expect_done();
     session.close().expect_done();
   }
-  expect_records("sessions of one change", records_elsewhere(changed),
+  expect_records("the store after two sessions with one change each", records_elsewhere(changed),
                  {{"a", "changed"}, {"ab", "2"}, {"b", three.at("b")}, {"new", "changed"}});
 
   for (int session = 0; session < 40; ++session) opened(changed).close().expect_done();
 
   const std::string kept = make(settings, three);
   change_without_close(kept, settings.records);
-  expect_records("a process that ends before pss_close", records_in(kept), three);
+  expect_records("the store after a process ended before pss_close", records_in(kept), three);
 }
 
 void two_at_once(const Settings& settings) {
@@ -433,7 +434,7 @@ void two_at_once(const Settings& settings) {
   const Table table = opened(url);
   table.put("c", "4").expect_done();
   table.at("ab").expect("ab");
-  expect(!Table(url).is_open(), "pss_open of a store that this process has open", "a status");
+  expect(!Table(url).is_open(), "pss_open of a store that this process has open", "handle 0");
   table.at(PSS_CURRENT_KEY).expect("ab");
   table.snapshot(url + "-snapshot").expect_done();
   begin_to_store(url, "d", "5");
@@ -443,7 +444,7 @@ void two_at_once(const Settings& settings) {
   Records expected = three;
   expected["c"] = "4";
   if (has_stored()) expected["d"] = "5";
-  expect_records("changes of two processes", records_in(url), expected);
+  expect_records("the store after changes by two processes", records_in(url), expected);
 }
 
 void snapshots(const Settings& settings) {
@@ -470,7 +471,8 @@ void snapshots(const Settings& settings) {
   expect_records("the store", records_in(url), {{"later", "y"}});
 }
 
-// The cursor is off the store, and on a deleted record. If a snapshot fails, pss_close may fail and roll back.
+// Takes a snapshot while the cursor is off the store, one while it is on a deleted record, and then snapshots at
+// unusual URLs. If a snapshot fails, pss_close may fail and roll back.
 void other_snapshots(const Settings& settings) {
   const std::string url = make(settings, three), path = url + "-snapshot";
   const std::string missing = settings.url + "-none/s", longest = (url + "-" + std::string(256, 'u')).substr(0, 256);
@@ -508,7 +510,7 @@ void snapshots_again(const Settings& settings) {
     }
     table.close().expect_done();
     expect_records("the last snapshot", records_in(path), expected);
-    expect_records("the store after it", records_in(url), expected);
+    expect_records("the store after the last snapshot", records_in(url), expected);
   }
   const Table shrinking = opened(url);
   shrinking.snapshot(path).expect_done();
@@ -522,14 +524,15 @@ void snapshots_again(const Settings& settings) {
   const Table table = opened(other);
   table.snapshot(other + "-snapshot").expect_done();
   table.close().expect_done();
-  expect_records("a snapshot that replaces one of another process", records_in(other + "-snapshot"), three);
+  expect_records("a snapshot that replaces a snapshot of another process", records_in(other + "-snapshot"), three);
   const Table empty = opened(make(settings, {}));
   empty.snapshot(path).expect_done();
   empty.close();
   expect_records("a snapshot without records", records_in(path), {});
 }
 
-// The text begins with the first line. It may be null if the file has more than 511 bytes.
+// Verifies that the text of srg_sw_ver_file_get begins with the first line of the file. If the file has more than 511
+// bytes, the text may be null.
 void expect_version(const std::string& file_name) {
   std::ifstream file(file_name);
   const std::string content{std::istreambuf_iterator<char>(file), {}};

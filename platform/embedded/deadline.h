@@ -12,7 +12,8 @@ class Deadline {
  public:
   explicit Deadline(int wait_ms) : end_ms_(now_ms() + wait_ms) {}
 
-  // Sleeps for 1 to 50 ms, twice as long in each call. After the deadline, returns false and does not sleep.
+  // Sleeps for 1 ms in the first call and twice as long in each later call, at most for 50 ms and never past the
+  // deadline. After the deadline, returns false and does not sleep.
   bool pause() {
     const long long left_ms = end_ms_ - now_ms();
     if (left_ms <= 0) return false;

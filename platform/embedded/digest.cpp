@@ -55,15 +55,15 @@ syserr_t write_digest(sqlite3* database, const Digest& digest) {
   return status_of_sqlite(sqlite3_step(statement.get()));
 }
 
-// Returns whether there is memory for SQLite's page cache, and some more.
+// Returns whether 4 MiB can be allocated, which is enough for SQLite's page cache of 1 MiB.
 bool has_room_for_pages() {
   void* room = sqlite3_malloc(4 << 20);
   sqlite3_free(room);
   return room != nullptr;
 }
 
-// quick_check finds damage outside the records that writes would spread, for example in the list of free pages. If it
-// has no memory for a page, it reports damage, so check the memory first.
+// quick_check also finds damage outside the records, for example in the list of free pages. Writes would spread such
+// damage. If quick_check has no memory for a page, it reports damage, so check the memory first.
 syserr_t check_pages(sqlite3* database) {
   Statement statement;
   const syserr_t status = prepare(database, "PRAGMA quick_check(1)", &statement);

@@ -10,7 +10,8 @@
 
 namespace {
 
-// Version texts are short. Return no text for a longer file: truncated, it could name another release.
+// Version texts are short. If a file has more than 511 bytes, return no text: a truncated text could name another
+// release.
 char text[512];
 
 // Reads at most `size` bytes. Returns the number of bytes, or -1.
@@ -38,7 +39,8 @@ const char* srg_sw_ver_file_get(const char* path) {
   const ssize_t length = is_file ? read_fully(fd, text, sizeof text) : -1;
   close(fd);  // ignore the status: nothing was written
   if (length < 0 || length == static_cast<ssize_t>(sizeof text)) return nullptr;
-  if (memchr(text, '\0', static_cast<size_t>(length)) != nullptr) return nullptr;  // it would truncate the text
+  // A NUL byte would truncate the text.
+  if (memchr(text, '\0', static_cast<size_t>(length)) != nullptr) return nullptr;
   text[length] = '\0';
   return text;
 }

@@ -15,13 +15,14 @@ syserr_t status_of_sqlite(int result) {
     case SQLITE_ROW:
     case SQLITE_DONE:
       return 0;
-    case SQLITE_FULL:  // the size limit: a database in memory uses no disk
+    case SQLITE_FULL:  // the store exceeds the size limit: a database in memory uses no disk
       return SYSERR_PSS_TOO_LARGE;
     case SQLITE_NOMEM:
       return SYSERR_PSS_NO_MEMORY;
     case SQLITE_CORRUPT:
-    case SQLITE_ERROR:   // our SQL is valid and stored values are small,
-    case SQLITE_TOOBIG:  // so both mean a damaged file
+    // The SQL of this platform is valid and stored values are small, so these mean a damaged file.
+    case SQLITE_ERROR:
+    case SQLITE_TOOBIG:
       return SYSERR_PSS_DAMAGED;
     case SQLITE_NOTADB:
       return SYSERR_PSS_NOT_A_STORE;

@@ -14,7 +14,7 @@
 namespace pss_embedded {
 namespace {
 
-// The bytes of SQLite's lock protocol. A store never has data there.
+// The bytes of SQLite's lock protocol. A store never has data in these bytes.
 constexpr off_t pending_byte = 0x40000000, reserved_byte = pending_byte + 1, shared_first = pending_byte + 2,
                 shared_size = 510;
 
@@ -39,8 +39,8 @@ bool is_locked(int fd, off_t start, off_t size) {
   return fcntl(fd, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }
 
-// Returns whether a new file in the directory can get the owner and group of `file`. If they differ from this user's,
-// tries it.
+// Returns whether a new file in the directory can get the owner and group of `file`. If the owner or group differs from
+// that of this user, creates a trial file and changes its owner and group.
 bool can_give(const Location& location, const struct stat& file) {
   if (file.st_uid == geteuid() && file.st_gid == getegid()) return true;
   NewFile trial;
@@ -81,7 +81,7 @@ syserr_t StoreFile::open(const Location& location, Access access, int wait_ms) {
 }
 
 syserr_t StoreFile::try_to_open(const Location& location, Access access) {
-  // Check the type before opening the file: opening a device can have effects.
+  // Check the type first: opening a device file can trigger an action of its driver.
   if (fstatat(location.directory.get(), location.name, &status_, AT_SYMLINK_NOFOLLOW) != 0) {
     return status_of_errno(errno);
   }
@@ -108,8 +108,8 @@ syserr_t StoreFile::try_to_open(const Location& location, Access access) {
   status_ = opened;
   const syserr_t checked = check_journal(location);
   if (checked != 0 || !can_change_ || can_give(location, status_)) return checked;
-  // Check this now, because the library ignores the status of pss_close after a downgrade. Check it under the lock, so
-  // that a wait does not repeat it.
+  // Check now whether a new file can get the owner and group, because the library ignores a failed pss_close after a
+  // downgrade. Check it only after the lock is granted, because open() would repeat the check after each pause.
   can_change_ = false;
   return lock();
 }
@@ -123,7 +123,7 @@ syserr_t StoreFile::lock() {
   return errno == EAGAIN || errno == EACCES ? SYSERR_PSS_BUSY : status_of_errno(errno);
 }
 
-// A journal without a running writer means that the file contains a part of a change.
+// Returns SYSERR_PSS_UNTRUSTED if a journal or write-ahead log is not empty and no other process has locked the store.
 syserr_t StoreFile::check_journal(const Location& location) const {
   bool is_unfinished;
   const syserr_t status = has_unfinished_change(location.directory.get(), location.name, &is_unfinished);

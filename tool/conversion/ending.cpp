@@ -57,16 +57,16 @@ Ending ending_of_run(const Run& run, const ConversionReport& report) {
   if (!run.returned) {
     return {exit_unknown,
             report.changed
-                ? std::string("the store is converted, but the library process ended before it returned") + not_durable
-                : "the library process ended before it returned; the store is unchanged"};
+                ? std::string("the store is converted, but the process ended before the library returned") + not_durable
+                : "the process ended before the library returned; the store is unchanged"};
   }
   if (run.result != 0) return {exit_bad_input, text_of_result(run.result)};
-  // The dry run of the same conversion changed the working copy.
+  // Every change failed: the dry run changed the working copy, but the store is unchanged.
   if (!failed.empty() && !report.changed && report.summary.changes > 0) {
-    return {exit_io, "nothing was changed: " + failed.front().reason};
+    return {exit_io, failed.front().reason + "; nothing was changed"};
   }
   if (run.close_status != 0 && !report.changed) {
-    return {exit_io, std::string("nothing was changed: cannot close the store: ") + syserr2str(run.close_status)};
+    return {exit_io, std::string("cannot close the store: ") + syserr2str(run.close_status) + "; nothing was changed"};
   }
   if (run.close_status != 0) {
     return {exit_unknown, std::string("the store is converted, but could not be closed: ") +

@@ -11,21 +11,23 @@ namespace vrrpconvert {
 
 Ending refusal_of_snapshot(const std::filesystem::path& snapshot);
 
-// Returns the ending of a dry run: the exit status and reason of the refusal, or those for records that would fail. It
-// has a message only if no option permits the conversion.
+// Returns the ending of a dry run: that of the refusal, or if there is none but records would fail, exit_some_failed
+// and "would_fail". The ending has a message only if no option permits the conversion.
 Ending ending_of_dry_run(const Summary& summary, const Ending& refusal);
 
-// Each throws Error if the store is unchanged because the library did not get it, or because an interrupt or a failed
-// snapshot ended the run. `unfinished` is appended to the message.
+// require_begun throws Error if the library could not open the store, or if another process changed it after the dry
+// run. require_kept throws Error if the store is unchanged after an interrupt or a failed snapshot, and appends
+// `unfinished` to the message of an interrupt.
 void require_begun(const Run& run, const Conversion& conversion);
 void require_kept(const Run& run, const Conversion& conversion, bool is_unchanged, const std::string& unfinished);
 
-// Returns the ending of a run whose outcome is known.
+// Returns the ending of a run after which the store was read and compared.
 Ending ending_of_run(const Run& run, const ConversionReport& report);
 
-// Returns the ending of a run whose store cannot be read, or contains other records than the library stored.
+// Return the ending of a run if another process replaced or changed the store, if there is no memory to compare the
+// records, or if the store cannot be read.
 Ending ending_of_replaced(const Run& run, const Conversion& conversion);
-Ending ending_of_uncompared();  // for a lack of memory
+Ending ending_of_uncompared();
 Ending ending_of_unreadable(const std::string& reason, bool is_converted);
 
 }  // namespace vrrpconvert

@@ -16,7 +16,7 @@ void take_releases(Fleet& fleet) {
     std::string problem = "the report is for ";
     problem.append(from).append(" to ").append(to).append(", but other reports are for ").append(fleet.from);
     problem.append(" to ").append(fleet.to);
-    device = device_without_report(device.name, "bad_report", problem);  // its figures are for another change
+    device = device_without_report(device.name, "bad_report", problem);  // the report is for other releases
   }
 }
 
@@ -52,12 +52,12 @@ std::string problem_of(const Fleet& fleet) {
   }
   const auto verdict = fleet.totals.verdicts.find("not configured");
   const size_t empty = verdict != fleet.totals.verdicts.end() ? verdict->second : 0;
-  const char* loss = fleet.totals.lost.contains(whole_record)
-                         ? "would lose all VRRP configuration, which is not accepted"
-                         : "would lose values that are not accepted";
+  const char* loss = fleet.totals.lost.contains(whole_record) ? "would lose whole records, which is not accepted"
+                                                              : "would lose values that are not accepted";
   const std::pair<size_t, const char*> of_dry_runs[] = {{unusable, "cannot be converted"}, {losing, loss}};
-  const std::pair<size_t, const char*> of_comparison[] = {
-      {losing - empty, "differ from the backup"}, {empty, "not configured"}, {unusable, "not compared"}};
+  const std::pair<size_t, const char*> of_comparison[] = {{losing - empty, "differ from the backup"},
+                                                          {empty, "have no VRRP configuration"},
+                                                          {unusable, "were not compared"}};
   std::string text;
   const auto append = [&](const auto& part) {
     if (part.first == 0) return;
@@ -79,10 +79,10 @@ std::string decision_of(const Fleet& fleet) {
   if (fleet.is_verified) return "GO: " + all + (is_one ? " is" : " are") + " identical to the backup";
   const auto already = fleet.totals.verdicts.find("already");
   if (already != fleet.totals.verdicts.end() && already->second == fleet.devices.size()) {
-    return "Nothing to do: no record of " + all + " needs a conversion";
+    return "Nothing to do: the target release can read the records of " + all;
   }
   return "GO: " + all + " can be converted" +
-         (fleet.totals.accepted.contains(whole_record) ? "; the upgrade deletes their VRRP configuration (accepted)"
+         (fleet.totals.accepted.contains(whole_record) ? "; the conversion deletes VRRP records (accepted)"
           : fleet.totals.accepted.empty()              ? " without loss"
                                                        : " with accepted losses only");
 }

@@ -10,13 +10,14 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Returns how other users can replace a store below `directory`, or make it unusable with a journal; null if they
-// cannot.
+// Returns the access problem of `directory`: other users can replace a store below it, or create a sidecar file for the
+// store. Returns null if they cannot.
 const char* problem_of(const struct stat& directory, uid_t owner, bool is_own) {
   const bool is_for_all = (directory.st_mode & S_IWOTH) != 0, is_for_group = (directory.st_mode & S_IWGRP) != 0;
   const bool is_sticky = (directory.st_mode & S_ISVTX) != 0;
   if (directory.st_uid != 0 && directory.st_uid != owner) {
-    return "belongs to another user, who can replace the store; move the store to a directory that its owner owns";
+    return "belongs to another user, who can replace the store; move the store to a directory that belongs to the "
+           "store's owner";
   }
   if (is_for_all && !is_sticky) {
     return "is world-writable, so any user can replace the store; run chmod o-w";
@@ -27,7 +28,7 @@ const char* problem_of(const struct stat& directory, uid_t owner, bool is_own) {
   // In a sticky directory other users cannot rename files, but they can create them.
   if ((is_for_all || is_for_group) && is_own) {
     return "other users can create a sidecar file (-journal, -wal) for the store; move the store to a directory that "
-           "its owner owns";
+           "belongs to the store's owner";
   }
   return nullptr;
 }
@@ -38,7 +39,7 @@ std::string problem_of_owner(const struct stat& file, const struct stat& directo
   const bool is_wrong = directory.st_uid != 0 && directory.st_uid != file.st_uid;
   if (!is_wrong || problem_of(directory, directory.st_uid, true) != nullptr) return "";
   const std::string owner = std::to_string(directory.st_uid);
-  return "belongs to user " + std::to_string(file.st_uid) + ", but its directory to user " + owner +
+  return "belongs to user " + std::to_string(file.st_uid) + ", but its directory belongs to user " + owner +
          ", who can replace the store; run chown " + owner;
 }
 
@@ -59,7 +60,7 @@ std::vector<AccessProblem> access_problems(const fs::path& store, bool secrets) 
   if (secrets) problems.push_back({"the store", problem_of_mode(file, status)});
   problems.push_back({"the store", problem_of_owner(file, status)});
   const uid_t owner = problems.back().problem.empty() ? file.st_uid : status.st_uid;
-  // Report the first directory only: the others belong to the operator's system.
+  // Report only the lowest directory with a problem: the operator's system determines the directories above it.
   for (fs::path directory = own; stat(directory.c_str(), &status) == 0; directory = directory.parent_path()) {
     const char* problem = problem_of(status, owner, directory == own);
     if (problem != nullptr) problems.push_back({"the directory " + directory.string(), problem});

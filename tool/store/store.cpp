@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// PSS_NONVOLATILE_ROOT is "/" here, so a URL contains an absolute path.
+// main() sets PSS_NONVOLATILE_ROOT to "/", so a URL contains an absolute path.
 std::string url_of(const fs::path& file) {
   return "nonvolatile:" + (existing_directory(file.parent_path()) / file.filename()).string();
 }
@@ -42,8 +42,8 @@ constexpr Meaning meanings[] = {
      "; expected a store that vrrpconvert import or the store's manager wrote"},
     {SYSERR_PSS_DAMAGED, exit_bad_input, "damaged", "; restore a backup or snapshot (vrrpconvert restore)"},
     {SYSERR_PSS_UNTRUSTED, exit_bad_input, "untrusted",
-     "; finish the change with the sqlite3 shell (sqlite3 STORE 'PRAGMA journal_mode=DELETE'), or remove the sidecar "
-     "files STORE-journal and STORE-wal if they do not belong to the store"},
+     "; if the sidecar files STORE-journal and STORE-wal belong to the store, finish the change with the sqlite3 shell "
+     "(sqlite3 STORE 'PRAGMA journal_mode=DELETE'); if not, remove them"},
     {SYSERR_PSS_BUSY, exit_in_use, "in_use", "; try again later"},
     {SYSERR_PSS_NO_SPACE, exit_io, "no_space", "; raise the file size limit (ulimit -f), or free space in "},
     {SYSERR_PSS_NO_MEMORY, exit_io, "no_memory", "; free memory and run the command again"},
@@ -87,7 +87,7 @@ Store::Store(int descriptor, const fs::path& name) : file_(name) {
   if (status != 0) fail(status);
 }
 
-// Ignore the status: the handle is a working copy, or was only read.
+// Ignore the status: the store is a working copy, or was only read.
 Store::~Store() { (void)pss_embedded_discard(handle_); }
 
 std::unique_ptr<Store> Store::open_to_replace(const fs::path& file) {
@@ -151,9 +151,9 @@ syserr_t Store::snapshot(const fs::path& file, uint32 flags) const {
   const syserr_t status = pss_snapshot(handle_, flags, url_of(file).c_str());
   if (status == SYSERR_PSS_IO && file_number(file) != earlier) {
     const fs::path kept = kept_name(file, pss_embedded_kept());
-    throw Error(exit_unknown, file.string() +
-                                  ": was written, but its directory could not be synced; a power failure may " +
-                                  "bring the old file back" + (kept.empty() ? "" : ", which is " + kept.string()));
+    throw Error(exit_unknown, file.string() + ": cannot sync the directory; the file was written" +
+                                  (kept.empty() ? "" : ", the earlier file was renamed to " + kept.string()) +
+                                  "; after a power failure the path may name the earlier file again");
   }
   if (status != 0 && status != SYSERR_PSS_EXISTS) throw_store_error(file, status);
   return status;

@@ -1,6 +1,8 @@
 // The two bulk readers. Each walks the store twice: the first pass counts the records, the second copies them into one
-// zero-filled allocation. The order of the checks after each move differs between the readers and between the passes on
-// purpose, so each walk is written out. The readers share the interpretation of a status and the copy of a value.
+// zero-filled allocation. The walks differ on purpose, so each one is written out: the first move of pss_get_table's
+// first pass checks the status before it checks for null, and this pass ends at the first key of another type. All
+// other walks check for null first and visit every key. The readers share the interpretation of a status and the copy
+// of a value.
 
 #include <stdlib.h>
 #include <string.h>
@@ -24,8 +26,9 @@ class ValueArray {
 
   bool allocated() const { return bytes_ != nullptr; }
 
-  // Copies the value of the record under the cursor into the next element. Returns 0 or the reader's result. The rest
-  // of the element of a short value stays zero. A record beyond the counted number is read and dropped.
+  // Copies the value of the record under the cursor into the next element. Returns 0 or the reader's result. If the
+  // value is shorter than the element, the remaining bytes stay zero. If the store has more records than the first pass
+  // counted, reads the value and drops it.
   int32 take_value(pss_service_t table) {
     syserr_t error_ret = 0;
     const pss_datum_t* value = pss_getvalue(table, &error_ret);
@@ -50,7 +53,7 @@ class ValueArray {
   uint8* bytes_;
 };
 
-// A move to a key that is not stored moves the cursor too.
+// Returns whether a move succeeded. SYSERR_PSS_NOKEY is not a failure: the cursor is on the next key, or off the store.
 bool placed(syserr_t error_ret) { return error_ret == 0 || error_ret == SYSERR_PSS_NOKEY; }
 
 // Never reads past the end of `key`.
