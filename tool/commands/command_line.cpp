@@ -49,7 +49,8 @@ void check_command(const CLI::App& app, const std::string& word) {
 
 // Returns the message for a command line that CLI11 refuses.
 std::string message_of(const CLI::ParseError& error, const CLI::App* command) {
-  for (const std::string& word : command != nullptr ? command->remaining() : std::vector<std::string>()) {
+  if (command == nullptr) return error.what();
+  for (const std::string& word : command->remaining()) {
     const std::string name = word.substr(0, word.find('='));
     if (!name.starts_with("--")) continue;
     std::vector<std::string> names;

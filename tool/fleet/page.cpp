@@ -66,7 +66,6 @@ mustache::data data_of_object(const Json& object) {
   for (const auto& [name, value] : object.items()) {
     const bool is_list = std::any_of(std::begin(lists), std::end(lists), [&](const auto& l) { return name == l.name; });
     if (value.is_null() || is_list) continue;
-    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): the value owns its list by a unique_ptr
     value.is_boolean() ? data.set(name, value.get<bool>()) : data.set(name, data_of(value));
   }
   add_lists(object, data);
@@ -88,6 +87,7 @@ mustache::data data_of(const Json& value) {
   mustache::data list(mustache::data::type::list);
   size_t number = 0;
   for (const Json& item : value) {
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): the value owns its list by a unique_ptr
     mustache::data data = data_of(item);
     if (item.is_object()) data.set("number", std::to_string(++number));  // for links
     list.push_back(data);
