@@ -199,6 +199,16 @@ TEST_P(CrashTest, StandsALackOfMemory) {
   report({"no memory persistently", SystemCalls::memory, 0, true, SYSERR_PSS_NO_MEMORY}, false);
 }
 
+TEST_P(CrashTest, CreatesNoStoreWithoutMemory) {
+  SystemCalls::kind = SystemCalls::memory;
+  SystemCalls::persistent = true;
+  SystemCalls::made = 0;
+  SystemCalls::due = 1;
+  EXPECT_EQ(pss_embedded_create(url("new").c_str()), SYSERR_PSS_NO_MEMORY);
+  SystemCalls::due = 0;
+  EXPECT_FALSE(std::filesystem::exists(file("new")));
+}
+
 void PrintTo(const Conversion& conversion, std::ostream* stream) { *stream << conversion.name; }
 
 INSTANTIATE_TEST_SUITE_P(Conversions, CrashTest,
