@@ -201,6 +201,7 @@ void moves_to_keys(const Settings& settings) {
 
 void failing_moves(const Settings& settings) {
   const Table table = opened(make(settings, three));
+  table.at(PSS_FIRST_KEY).expect("a");
   for (const int number : {6, 7}) {
     pss_location_t unknown;
     memcpy(&unknown, &number, sizeof unknown);
@@ -436,6 +437,9 @@ void two_at_once(const Settings& settings) {
   table.at("ab").expect("ab");
   expect(!Table(url).is_open(), "pss_open of a store that this process has open", "handle 0");
   table.at(PSS_CURRENT_KEY).expect("ab");
+  const size_t name = url.find('/') + 1;
+  expect(!Table(url.substr(0, name) + "./" + url.substr(name)).is_open(), "pss_open of that store by another path",
+         "handle 0");
   table.snapshot(url + "-snapshot").expect_done();
   begin_to_store(url, "d", "5");
   // The other process may fail at once or after some seconds, or wait until this process closes the store.
