@@ -1,38 +1,29 @@
-# bash completion for vrrpconvert
-_vrrpconvert() {
-  local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} options
-  if [ "$COMP_CWORD" -eq 1 ]; then
-    COMPREPLY=($(compgen -W "import export show check diff convert fleet restore --help" -- "$word"))
-    return
-  fi
-  if [ "$previous" = --kind ]; then
-    COMPREPLY=($(compgen -W "vr ip_assoc global_info track other" -- "$word"))
-    return
-  fi
-  if [ "$previous" = --accept-loss ]; then  # complete each name in a list with commas
-    local before=
-    [[ $word != *,* ]] || before=${word%,*},
-    COMPREPLY=($(compgen -P "$before" -W "record lower_threshold_prio upper_threshold_prio forwarding_state bfd_peer_ip
-      reserved is_bfd_enabled_on_any_group temp_rsrv" -- "${word##*,}"))
-    return
-  fi
-  case $previous in  # the values of these options are not file names
-    --from | --to | --release | --vdc | --default | --jobs) COMPREPLY=() && return ;;
-  esac
-  case ${COMP_WORDS[1]} in
-    import) options="--force --json --help" ;;
-    export) options="--raw --output --help" ;;
-    show) options="--kind --reveal --json --help" ;;
-    check) options="--release --json --help" ;;
-    diff) options="--ignore-layout --reveal --json --help" ;;
-    convert) options="--from --to --plan --vdc --startup --dry-run --summary --accept-loss --default --allow-loss
-      --allow-mismatch --no-backup --trace --root --reveal --json --help" ;;
-    fleet) options="--from --to --reports --verify --expect --accept-loss --default --jobs --html --json --help" ;;
-    restore) options="--no-backup --dry-run --json --help" ;;
-  esac
-  case $word in
-    -*) COMPREPLY=($(compgen -W "$options" -- "$word")) ;;
-    *) mapfile -t COMPREPLY < <(compgen -f -- "$word") ;;  # names may contain blanks
+# Completion for vrrpconvert in bash, and in zsh by bashcompinit. Commands, options and values are those of --help.
+_vrrpconvert_words() {
+  local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} command= before= given words
+  [ "$COMP_CWORD" -eq 1 ] || command=${COMP_WORDS[1]}
+  [ "$previous" != --accept-loss ] || before=${word%"${word##*,}"}  # a list with commas
+  given="${COMP_WORDS[*]:0:$COMP_CWORD} ${COMP_WORDS[*]:$((COMP_CWORD + 1))} $before"
+  # The words that fit and are not given, "files" for names of files, or nothing for another value.
+  words=$("${COMP_WORDS[0]}" $command --help 2>/dev/null | awk -v option="$previous" -v given="$given" '
+    BEGIN { for (n = split(given, all, /[ ,]/); n > 0; --n) is_given[all[n]] }
+    /^[A-Z]/ { section = $1 }
+    section == "Subcommands:" && /^  [a-z]/ { commands = commands " " $1 }
+    section == "Options:" && /^  -/ { name = $1; sub(/.*,/, "", name); text[name] = ""
+      if ($2 ~ /^([A-Z][^a-z]*|[{].*)$/) value[name] = $2
+      if (!(name in is_given) || $2 ~ /\.\.\.$/) options = options " " name }
+    section == "Options:" { text[name] = text[name] $0 }
+    function not_given(list) { gsub(/[{}, ]+/, " ", list); n = split(list, all, " "); list = ""
+      for (i = 1; i <= n; ++i) if (!(all[i] in is_given)) list = list " " all[i]
+      return list }
+    END { if (option in value && match(text[option], /[{].*[}]/)) print not_given(substr(text[option], RSTART, RLENGTH))
+      else if (option in value) print value[option] ~ /^(FILE|DIR)$/ ? "files" : ""
+      else print commands ? commands options : "files" options }')
+  COMPREPLY=()
+  case $words in
+    files*) case $word in -*) COMPREPLY=($(compgen -W "${words#files}" -- "$word")) ;; esac ;;
+    *) compopt +o default 2>/dev/null || :
+      COMPREPLY=($(compgen -P "$before" -W "$words" -- "${word##*,}")) ;;
   esac
 }
-complete -o filenames -F _vrrpconvert vrrpconvert
+complete -o default -o filenames -F _vrrpconvert_words vrrpconvert

@@ -271,7 +271,7 @@ void add_check(CLI::App& app, Choice& choice) {
   const auto options = std::make_shared<CheckOptions>();
   run_with(command, options, check, Effect::reads);
   command.add_operand("STORE", options->store, "Read this store");
-  command.add_text("--release", options->release,
+  command.add_text("--release", "RELEASE", options->release,
                    "Also check that this release, for example 4.2(1), can read the store");
   command.add_json(options->json);
 }

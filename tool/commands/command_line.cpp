@@ -62,6 +62,36 @@ std::string message_of(const CLI::ParseError& error, const CLI::App* command) {
   return error.what();
 }
 
+// Lists the words in a form that the shell completions read.
+std::string braced(const std::vector<std::string>& words) {
+  std::string text = "{";
+  for (const std::string& word : words) text += (text.size() > 1 ? "," : "") + word;
+  return text + "}";
+}
+
+// Help without the lists of excluded options, which are longer than the help, and in lines of less than 100 characters.
+// The shell completions read it.
+class HelpFormatter : public CLI::Formatter {
+ public:
+  std::string make_option_opts(const CLI::Option* option) const override {
+    if (option->get_positional() || option->get_type_size() == 0) return "";
+    const std::string value = option->get_default_str();
+    return ' ' + option->get_type_name() + (value.empty() ? "" : "=" + value);
+  }
+
+  std::string make_option_desc(const CLI::Option* option) const override {
+    constexpr size_t width = 69;
+    std::string text = option->get_description();
+    for (size_t start = 0; text.size() - start > width;) {
+      const size_t end = text.find_last_of(" ,", start + width - 1);
+      if (text[end] == ',') text.insert(end + 1, 1, ' ');
+      start = text.find(' ', end) + 1;
+      text[start - 1] = '\n';
+    }
+    return text;
+  }
+};
+
 // Removes blanks around the name of a loss. Throws Error if it is not the name of a loss.
 std::string checked_loss(const std::string& text) {
   const size_t first = text.find_first_not_of(' ');
@@ -97,8 +127,8 @@ void Command::add_flag(const char* name, bool& value, const char* help, bool giv
   app_->add_flag_callback(name, [&value, given] { value = given; }, help);
 }
 
-void Command::add_text(const char* name, std::string& value, const char* help, bool is_required) {
-  app_->add_option(name, value, help)->required(is_required);
+void Command::add_text(const char* name, const char* value_name, std::string& value, const char* help) {
+  app_->add_option(name, value, help)->type_name(value_name);
 }
 
 void Command::add_number(const char* name, unsigned& value, unsigned most, const char* help) {
@@ -109,7 +139,7 @@ void Command::add_number(const char* name, unsigned& value, unsigned most, const
 }
 
 void Command::add_word(const char* name, std::string& value, const std::vector<std::string>& words, const char* help) {
-  app_->add_option(name, value, help)->check(CLI::IsMember(words));
+  app_->add_option(name, value, help)->check(CLI::IsMember(words).description(""))->type_name(braced(words));
 }
 
 void Command::add_default(const char* option, const char* variable) { app_->get_option(option)->envname(variable); }
@@ -128,10 +158,11 @@ void Command::add_accept_loss(std::set<std::string>& accepted) {
     for (const std::string& name : names) accepted.insert(checked_loss(name));
   };
   app_->add_option_function<std::vector<std::string>>(
-          "--accept-loss", accept, "Accept the loss of these fields; \"record\" is the loss of whole records")
+          "--accept-loss", accept,
+          "Accept the loss of these fields; \"record\" is the loss of whole records: " + braced(names_of_losses()))
       ->delimiter(',')
       ->allow_extra_args(false)
-      ->type_name("FIELD[,FIELD]");
+      ->type_name("FIELD[,FIELD]...");
 }
 
 void Command::add_default_value(Defaults& defaults) {
@@ -142,11 +173,12 @@ void Command::add_default_value(Defaults& defaults) {
           "--default", add,
           "Do not count a dropped field as lost if it has this value, or the value of the field OTHER")
       ->allow_extra_args(false)
-      ->type_name("FIELD=VALUE|OTHER");
+      ->type_name("FIELD=VALUE|OTHER...");
 }
 
 bool parse_command_line(int argc, char** argv, Choice& choice) {
   CLI::App app("Convert the stored VRRP configuration of a device that changes its software release", "vrrpconvert");
+  app.formatter(std::make_shared<HelpFormatter>());
   app.require_subcommand(0, 1);  // check_command() reports a missing command
   app.footer(exit_codes);
   app.set_version_flag("--version", "vrrpconvert " CONVERTVRRP_VERSION);

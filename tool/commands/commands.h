@@ -40,7 +40,7 @@ class Command {
   void add_operand(const char* name, std::string& value, const char* help, bool is_required = true);
   void add_operands(const char* name, std::vector<std::string>& values, const char* help);
   void add_flag(const char* name, bool& value, const char* help, bool given = true);
-  void add_text(const char* name, std::string& value, const char* help, bool is_required = false);
+  void add_text(const char* name, const char* value_name, std::string& value, const char* help);
   void add_number(const char* name, unsigned& value, unsigned most, const char* help);  // from 1
   void add_word(const char* name, std::string& value, const std::vector<std::string>& words, const char* help);
 

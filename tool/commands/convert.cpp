@@ -240,9 +240,9 @@ void add_convert(CLI::App& app, Choice& choice) {
   command.set_run([options] { return convert(*options); },
                   [options] { return options->request.is_dry_run ? Effect::reads : Effect::changes; });
   command.add_operand("DIR", options->directory, "Convert vrrp-cfg_runtime_config in this directory", false);
-  command.add_text("--from", options->from, "Convert from this release, for example 4.2(1)");
-  command.add_text("--to", options->to, "Convert to this release");
-  command.add_text("--plan", options->plan,
+  command.add_text("--from", "RELEASE", options->from, "Convert from this release, for example 4.2(1)");
+  command.add_text("--to", "RELEASE", options->to, "Convert to this release");
+  command.add_text("--plan", "FILE", options->plan,
                    "Use the plan in this report of convert --dry-run --json (- is standard input)");
   command.add_number("--vdc", options->vdc, 65535, "Convert the store of this VDC number");
   command.add_flag("--startup", options->startup,
@@ -258,11 +258,12 @@ void add_convert(CLI::App& app, Choice& choice) {
   command.add_flag("--allow-mismatch", options->request.permissions.mismatch,
                    "Convert even if the layout of the records does not match --from and --to");
   command.add_flag("--no-backup", options->request.has_backup, "Do not write a backup next to the store", false);
-  command.add_text("--trace", options->request.trace, "Append the library's trace lines to this file");
+  command.add_text("--trace", "FILE", options->request.trace, "Append the library's trace lines to this file");
   command.exclude("--trace", "--dry-run");
   command.add_text(
-      "--root", options->root,
-      "Use this directory as the device's root (/); an upgrade writes the snapshot to tmp in this directory");
+      "--root", "DIR", options->root,
+      "Use this directory as the device's root (/); an upgrade writes the snapshot to tmp in this directory "
+      "(default: the environment variable PSS_NONVOLATILE_ROOT, or /)");
   command.add_default("--root", "PSS_NONVOLATILE_ROOT");
   command.add_reveal(options->view.reveal);
   command.add_json(options->json);

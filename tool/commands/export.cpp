@@ -53,7 +53,7 @@ void add_export(CLI::App& app, Choice& choice) {
   const auto options = std::make_shared<ExportOptions>();
   run_with(command, options, export_store, Effect::reads);
   command.add_operand("STORE", options->store, "Read this store");
-  command.add_text("-o,--output", options->output, "Write to this new file with mode 0600");
+  command.add_text("-o,--output", "FILE", options->output, "Write to this new file with mode 0600");
   command.add_flag("--raw", options->raw,
                    "Write every record in its raw form, the hexadecimal digits of key and value");
 }

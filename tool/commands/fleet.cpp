@@ -132,7 +132,7 @@ Exit show_fleet(const FleetOptions& options) {
 
 void add_fleet(CLI::App& app, Choice& choice) {
   Command command(app, choice, "fleet",
-                  "Perform the dry run of a conversion for many devices, or compare their stores with the backups",
+                  "Perform dry runs for many devices, or compare them with their backups",
                   "vrrpconvert fleet devices --from '4.2(1)' --to '4.1(2)' --html overview.html");
   const auto options = std::make_shared<FleetOptions>();
   run_with(command, options, show_fleet, Effect::reads);
@@ -140,8 +140,8 @@ void add_fleet(CLI::App& app, Choice& choice) {
                        "Search these directories recursively for stores (vrrp-cfg_runtime_config), one per device");
   command.add_flag("--reports", options->reports,
                    "Read saved reports (*.json) of convert --dry-run --json below PATH instead of stores");
-  command.add_text("--from", options->from, "Convert from this release, for example 4.2(1)");
-  command.add_text("--to", options->to, "Convert to this release");
+  command.add_text("--from", "RELEASE", options->from, "Convert from this release, for example 4.2(1)");
+  command.add_text("--to", "RELEASE", options->to, "Convert to this release");
   command.exclude("--from", "--reports");
   command.exclude("--to", "--reports");
   command.add_flag("--verify", options->verify,
@@ -149,7 +149,7 @@ void add_fleet(CLI::App& app, Choice& choice) {
   command.exclude("--verify", "--from");
   command.exclude("--verify", "--to");
   command.exclude("--verify", "--reports");
-  command.add_text("--expect", options->expected,
+  command.add_text("--expect", "FILE", options->expected,
                    "Report each device name in this file that is not found (one name per line)");
   command.add_accept_loss(options->accepted);
   command.exclude("--verify", "--accept-loss");
@@ -158,7 +158,7 @@ void add_fleet(CLI::App& app, Choice& choice) {
   command.exclude("--reports", "--default");
   command.add_number("--jobs", options->jobs, 1024, "Run at most N dry runs at a time");
   command.exclude("--verify", "--jobs");
-  command.add_text("--html", options->html, "Write the overview as one HTML page to this new file");
+  command.add_text("--html", "FILE", options->html, "Write the overview as one HTML page to this new file");
   command.add_json(options->json);
 }
 
