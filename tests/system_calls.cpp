@@ -50,6 +50,7 @@ int openat64(int directory, const char* path, int flags, ...) {
   static const auto real_call = real(&openat64, "openat64");
   return SystemCalls::fails(SystemCalls::file) ? -1 : real_call(directory, path, flags, 0600);
 }
+int __openat64_2(int directory, const char* path, int flags) { return openat64(directory, path, flags); }  // fortified
 SYNC_CALL(fsync)
 FILE_CALL(fchmod, (int fd, mode_t mode), (fd, mode))
 FILE_CALL(renameat2, (int from_fd, const char* from, int to_fd, const char* to, unsigned flags),
