@@ -1,6 +1,7 @@
 // At each call of a conversion, the process is killed, or the call fails with an I/O error, a full disk or a lack of
 // memory. The store contains all changes or none, the snapshot is complete or absent, and a second conversion succeeds.
-// CRASH_RECORDS is the number of VR configuration records and of IP associations; CRASH_STEP=N tries each Nth call.
+// CRASH_RECORDS is the number of VR configuration records and of IP associations; CRASH_STEP=N tries each Nth
+// call, MEMORY_STEP=N each Nth allocation.
 
 #include <dirent.h>
 #include <dlfcn.h>
@@ -146,9 +147,13 @@ class CrashTest : public EmbeddedStoreTest, public testing::WithParamInterface<C
     EXPECT_GE(earlier, 1);
   }
 
+  static int step_of(const Trouble& trouble) {
+    return setting(trouble.kind == SystemCalls::memory ? "MEMORY_STEP" : "CRASH_STEP", 1);
+  }
+
   // Returns the number of failed calls.
   int sweep(const Trouble& trouble, bool log_is_open) {
-    const int step = setting("CRASH_STEP", 1);
+    const int step = step_of(trouble);
     int points = 0;
     for (int due = 1; due < 1000000; due += step) {
       SCOPED_TRACE(std::string(trouble.name) + " at call " + std::to_string(due) + (log_is_open ? ", traced" : ""));
@@ -173,7 +178,7 @@ class CrashTest : public EmbeddedStoreTest, public testing::WithParamInterface<C
 
   void report(const Trouble& trouble, bool log_is_open) {
     const int points = sweep(trouble, log_is_open);
-    EXPECT_GE(points * setting("CRASH_STEP", 1), 10) << "too few calls counted";
+    EXPECT_GE(points * step_of(trouble), 10) << "too few calls counted";
     std::cout << GetParam().name << ", " << trouble.name << (log_is_open ? ", traced: " : ": ") << points << " points"
               << std::endl;
   }
