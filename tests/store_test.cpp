@@ -417,20 +417,24 @@ TEST_F(StoreTest, RefusesForeignFiles) {
   const struct {
     const char* name;
     const char* sql;
-  } databases[] = {{"sqlite", "CREATE TABLE t(x)"},
-                   {"wal", "PRAGMA journal_mode=WAL; CREATE TABLE t(x)"},
+    syserr_t status = SYSERR_PSS_DAMAGED;
+  } databases[] = {{"sqlite", "CREATE TABLE t(x)", SYSERR_PSS_NOT_A_STORE},
+                   {"wal", "PRAGMA journal_mode=WAL; CREATE TABLE t(x)", SYSERR_PSS_NOT_A_STORE},
+                   {"utf16",
+                    "PRAGMA encoding='UTF-16'; PRAGMA application_id=0x50535331; PRAGMA user_version=1; CREATE TABLE t(x)",
+                    SYSERR_PSS_NOT_A_STORE},
                    {"s trigger", "CREATE TRIGGER t AFTER DELETE ON record BEGIN DELETE FROM digest; END"},
                    {"s view", "CREATE VIEW v AS SELECT 1"},
                    {"s table", "CREATE TABLE t(x)"},
-                   {"s version", "PRAGMA user_version=2"},
+                   {"s version", "PRAGMA user_version=2", SYSERR_PSS_NOT_A_STORE},
                    {"twin",
                     "PRAGMA application_id=0x50535331; PRAGMA user_version=1; CREATE TABLE record(key, value, "
                     "checksum); CREATE TABLE digest(records, checksum); INSERT INTO record VALUES(x'01', x'02', 3)"}};
-  for (const auto& [name, sql] : databases) {
+  for (const auto& [name, sql, status] : databases) {
     if (*name == 's' && name[1] == ' ') write(name, content("s"));
     run_sql(name, sql);
     const std::string before = content(name);
-    open(name, SYSERR_PSS_NOT_A_STORE);
+    open(name, status);
     EXPECT_EQ(content(name), before) << name << " is not changed";
   }
   write("empty", "");
@@ -496,6 +500,44 @@ TEST_F(StoreTest, IsOpenedUnderItsName) {
   EXPECT_EQ(waitpid(child, &status, 0), child);
   EXPECT_EQ(status, 0);
   close(waits[0]);
+}
+
+// Such a program copies pages to the file under a shared lock.
+TEST_F(StoreTest, IsNotDamagedBesideAWriteAheadLog) {
+  Records one;
+  for (char key = 'a'; key <= 'z'; ++key) one[Bytes(1, key)] = Bytes(500000, key);  // reading them takes a while
+  Records other = one;
+  other["z"] = "other";
+  create("s", one);
+  create("one", one);
+  create("other", other);
+  const pid_t writer = fork();
+  for (int i = 0; writer == 0; ++i) {
+    const std::string from = file(i % 2 == 0 ? "other" : "one");
+    sqlite3* database;
+    sqlite3_open(file("s").c_str(), &database);
+    (void)sqlite3_exec(database,
+                       ("PRAGMA journal_mode=WAL; PRAGMA synchronous=OFF; ATTACH '" + from +
+                        "' AS a; BEGIN; REPLACE INTO record SELECT * FROM a.record WHERE key = x'7a'; DELETE FROM "
+                        "digest; INSERT INTO digest SELECT * FROM a.digest; COMMIT; PRAGMA wal_checkpoint")
+                           .c_str(),
+                       nullptr, nullptr, nullptr);  // the parent may have locked the store
+    sqlite3_close(database);
+  }
+  int count = 0;
+  for (int i = 0; i < 200; ++i) {
+    syserr_t status;
+    const pss_service_t table = pss_embedded_open_copy(url("s").c_str(), 200, &status);
+    EXPECT_TRUE(status == 0 || status == SYSERR_PSS_BUSY || status == SYSERR_PSS_UNTRUSTED) << syserr2str(status);
+    if (table == 0) continue;
+    const Records found = records(table);
+    EXPECT_TRUE(found == one || found == other);
+    EXPECT_EQ(pss_close(table), 0u);
+    ++count;
+  }
+  EXPECT_GT(count, 0);
+  kill(writer, SIGKILL);
+  EXPECT_EQ(waitpid(writer, nullptr, 0), writer);
 }
 
 TEST_F(StoreTest, IsReadOnlyWhereItCannotBeWritten) {

@@ -1,5 +1,8 @@
 #include "platform/embedded/database.h"
 
+#include <climits>
+#include <initializer_list>
+
 #include "platform/embedded/pss_embedded.h"
 #include "platform/embedded/status.h"
 
@@ -15,6 +18,16 @@ syserr_t take_over(Image* image, sqlite3* database) {
   return status_of_sqlite(sqlite3_file_control(database, "main", SQLITE_FCNTL_SIZE_LIMIT, &limit));
 }
 
+// The schema of a store has two rows, with SQL of less than 200 characters.
+void limit_schema(sqlite3* database) {
+  constexpr int steps_max = 1000;
+  sqlite3_progress_handler(database, steps_max, [](void*) { return 1; }, nullptr);
+  sqlite3_limit(database, SQLITE_LIMIT_LENGTH, 1000);
+  sqlite3_limit(database, SQLITE_LIMIT_SQL_LENGTH, 300);
+  sqlite3_limit(database, SQLITE_LIMIT_COLUMN, 8);
+  sqlite3_limit(database, SQLITE_LIMIT_EXPR_DEPTH, 8);
+}
+
 }  // namespace
 
 syserr_t open_image(Image* image, Database* database) {
@@ -25,7 +38,7 @@ syserr_t open_image(Image* image, Database* database) {
   database->reset(opened);  // there is one to close even when the opening failed
   if (result != SQLITE_OK) return status_of_sqlite(result);
 
-  sqlite3_limit(opened, SQLITE_LIMIT_LENGTH, PSS_EMBEDDED_VALUE_MAX + PSS_EMBEDDED_KEY_MAX + 64);
+  limit_schema(opened);
   sqlite3_db_config(opened, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
   sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
   sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
@@ -39,6 +52,14 @@ syserr_t open_image(Image* image, Database* database) {
   }
   sqlite3_db_config(opened, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);  // defensive mode rejects journal_mode=OFF
   return status;
+}
+
+void accept_schema(sqlite3* database) {
+  sqlite3_progress_handler(database, 0, nullptr, nullptr);
+  sqlite3_limit(database, SQLITE_LIMIT_LENGTH, PSS_EMBEDDED_VALUE_MAX + PSS_EMBEDDED_KEY_MAX + 64);
+  for (const int limit : {SQLITE_LIMIT_SQL_LENGTH, SQLITE_LIMIT_COLUMN, SQLITE_LIMIT_EXPR_DEPTH}) {
+    sqlite3_limit(database, limit, INT_MAX);  // SQLite's own maximum
+  }
 }
 
 syserr_t image_of(sqlite3* database, const void** bytes, sqlite3_int64* size) {

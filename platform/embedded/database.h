@@ -24,7 +24,14 @@ using Statement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
 // Opens a database in memory, without a file, so that nothing in the image but its rows has an effect. Takes ownership
 // of the image, even if it fails. An empty image is a new database. SQLite cannot roll back, so the database is
 // unusable after a failure.
+//
+// Until accept_schema(), each statement may only take as many steps, and use as long rows and SQL, as the schema of a
+// store needs. SQLite reads and parses the whole schema in the first statement, and a small file can contain one that
+// would take for ever or gigabytes.
 syserr_t open_image(Image* image, Database* database);
+
+// Ends these limits. Call after the schema was compared, or for an image that this platform wrote.
+void accept_schema(sqlite3* database);
 
 // Returns the bytes of the database as of its last commit. They belong to the database and are valid until its next
 // use.

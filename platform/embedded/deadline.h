@@ -12,6 +12,8 @@ class Deadline {
  public:
   explicit Deadline(int wait_ms) : end_ms_(now_ms() + wait_ms) {}
 
+  int left_ms() const { return static_cast<int>(std::max(end_ms_ - now_ms(), 0LL)); }
+
   // Sleeps for 1 ms in the first call and twice as long in each later call, at most for 50 ms and never past the
   // deadline. After the deadline, returns false and does not sleep.
   bool pause() {

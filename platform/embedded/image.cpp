@@ -1,6 +1,7 @@
 #include "platform/embedded/image.h"
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,6 +10,7 @@
 
 #include "platform/embedded/pss_embedded.h"
 #include "platform/embedded/status.h"
+#include "platform/embedded/store_format.h"
 
 namespace pss_embedded {
 namespace {
@@ -21,6 +23,9 @@ enum HeaderOffset {
   read_version_at = 19,   // 1 byte, the same
   change_counter_at = 24,
   page_count_at = 28,
+  encoding_at = 56,  // 1: UTF-8
+  user_version_at = 60,
+  application_id_at = 68,
   version_valid_for_at = 92,  // change counter at the time when the page count was written
   header_size = 100
 };
@@ -49,7 +54,9 @@ bool is_version(uint8 version) { return version == 1 || version == 2; }
 
 syserr_t size_in_header(const uint8* header, sqlite3_int64* size) {
   if (memcmp(header, magic, sizeof magic) != 0 || !is_version(header[write_version_at]) ||
-      !is_version(header[read_version_at])) {
+      !is_version(header[read_version_at]) || big_endian(header + encoding_at, 4) != 1 ||
+      big_endian(header + user_version_at, 4) != store_format_version ||
+      big_endian(header + application_id_at, 4) != store_application_id) {
     return SYSERR_PSS_NOT_A_STORE;
   }
   const uint32 page_size = big_endian(header + page_size_at, 2);
@@ -62,13 +69,34 @@ syserr_t size_in_header(const uint8* header, sqlite3_int64* size) {
   return *size <= PSS_EMBEDDED_STORE_MAX ? 0 : SYSERR_PSS_TOO_LARGE;
 }
 
+// Returns SYSERR_PSS_DAMAGED if the file is shorter than `size`, or if more than 16 MiB of it are holes: a small file
+// could need 1 GiB of memory. A copy of a store may have small holes.
+syserr_t check_extent(int fd, sqlite3_int64 size) {
+  constexpr sqlite3_int64 holes_max = 16 << 20;
+  struct stat file;
+  if (fstat(fd, &file) != 0) return status_of_errno(errno);
+  if (file.st_size < size) return SYSERR_PSS_DAMAGED;
+  const off_t offset = lseek(fd, 0, SEEK_CUR);
+  sqlite3_int64 holes = 0;
+  for (off_t data = 0; data >= 0 && data < size && holes <= holes_max;) {
+    const off_t hole = lseek(fd, data, SEEK_HOLE);
+    if (hole < 0 || hole >= size) break;
+    data = lseek(fd, hole, SEEK_DATA);  // fails if only a hole follows
+    holes += (data >= 0 && data < size ? data : size) - hole;
+  }
+  (void)lseek(fd, offset, SEEK_SET);  // cannot fail: the offset was valid
+  return holes <= holes_max ? 0 : SYSERR_PSS_DAMAGED;
+}
+
 }  // namespace
 
 syserr_t read_image(int fd, Image* image) {
   uint8 header[header_size];
   syserr_t status = read_fully(fd, header, sizeof header, SYSERR_PSS_NOT_A_STORE);
   if (status == 0) status = size_in_header(header, &image->size);
+  if (status == 0) status = check_extent(fd, image->size);
   if (status != 0) return status;
+  image->has_wal = header[read_version_at] == 2;
   image->bytes.reset(static_cast<uint8*>(sqlite3_malloc64(static_cast<sqlite3_uint64>(image->size))));
   if (image->bytes == nullptr) return SYSERR_PSS_NO_MEMORY;
   status = read_fully(fd, image->bytes.get(), image->size, SYSERR_PSS_DAMAGED);

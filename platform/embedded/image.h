@@ -18,11 +18,12 @@ struct FreeMemory {
 struct Image {
   std::unique_ptr<uint8, FreeMemory> bytes;
   sqlite3_int64 size = 0;
+  bool has_wal = false;  // whether programs that open the file use a write-ahead log
 };
 
-// Reads the database in the file `fd`. Its header determines its size; bytes after that are ignored. Returns
-// SYSERR_PSS_NOT_A_STORE for any other file, SYSERR_PSS_DAMAGED if the file is shorter, SYSERR_PSS_TOO_LARGE beyond
-// PSS_EMBEDDED_STORE_MAX.
+// Reads the store in the file `fd`. Its header determines its size; bytes after that are ignored. Returns
+// SYSERR_PSS_NOT_A_STORE for any other file, SYSERR_PSS_DAMAGED if the file is shorter or has large holes,
+// SYSERR_PSS_TOO_LARGE beyond PSS_EMBEDDED_STORE_MAX. Decides that by the header, before it allocates or reads more.
 syserr_t read_image(int fd, Image* image);
 
 // Writes all bytes. Returns 0, or the status of the failure.

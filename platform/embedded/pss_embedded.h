@@ -35,9 +35,13 @@
  *     moment, and a killed process may leave the store and its sidecar files under different ones of both names.
  *  8. Nothing in a store or its name makes the platform open another file than the store file and the new file, or
  *     change any other file. If a journal or write-ahead log of the store is not empty, it is the unfinished change of
- * another program, and pss_open returns SYSERR_PSS_UNTRUSTED. Open the store with the sqlite3 shell, which finishes the
- * change, or remove the file if it does not belong to the store.
- *  9. One thread at a time calls the operations. Only the process that opened a handle uses it; a forked child may use
+ *     another program, and pss_open returns SYSERR_PSS_UNTRUSTED. Open the store with the sqlite3 shell, which finishes
+ *     the change, or remove the file if it does not belong to the store.
+ *  9. The contents of a file bound the time and memory of every operation: for any file, pss_open and pss_snapshot take
+ *     at most one second more than for an intact store of its size on disk, and 16 MiB more memory. A file with more
+ *     than 16 MiB of holes is SYSERR_PSS_DAMAGED: copy it with cp --sparse=never. pss_snapshot does not read an existing
+ *     file that is more than twice as large as the new one and 1 MiB; it renames that file.
+ * 10. One thread at a time calls the operations. Only the process that opened a handle uses it; a forked child may use
  *     a working copy, which is then a copy of its own. The platform changes no process-wide setting of SQLite.
  *
  * A file that replaces a store is another inode. So other hard links keep the old content, and access control lists and
@@ -59,7 +63,7 @@ extern "C" {
 /* Statuses in addition to SYSERR_PSS_NOKEY; syserr2str returns their texts. */
 #define SYSERR_PSS_NO_STORE ((syserr_t)0x40488001u)     /* no such store or directory */
 #define SYSERR_PSS_NOT_A_STORE ((syserr_t)0x40488002u)  /* not a store of this format */
-#define SYSERR_PSS_DAMAGED ((syserr_t)0x40488003u)      /* a record is changed, missing or added */
+#define SYSERR_PSS_DAMAGED ((syserr_t)0x40488003u)      /* its records or tables are not as stored */
 #define SYSERR_PSS_BUSY ((syserr_t)0x40488004u)         /* another process or handle has it open */
 #define SYSERR_PSS_READ_ONLY ((syserr_t)0x40488005u)    /* the file or its directory is not writable */
 #define SYSERR_PSS_NO_SPACE ((syserr_t)0x40488006u)     /* disk or quota full, or file size limit */

@@ -23,6 +23,7 @@ syserr_t status_of_sqlite(int result) {
     // The SQL of this platform is valid and stored values are small, so these mean a damaged file.
     case SQLITE_ERROR:
     case SQLITE_TOOBIG:
+    case SQLITE_INTERRUPT:  // the schema exceeds the limits of open_image()
       return SYSERR_PSS_DAMAGED;
     case SQLITE_NOTADB:
       return SYSERR_PSS_NOT_A_STORE;

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "platform/embedded/deadline.h"
 #include "platform/embedded/status.h"
 #include "platform/embedded/store_format.h"
 #include "platform/syserr.h"
@@ -27,25 +28,33 @@ bool is_same_location(const Location& one, const Location& other) {
 // ---- From file to file ----
 
 syserr_t Store::open(const char* url, int wait_ms) {
-  Image image;
-  syserr_t status = locate(url, &location_);
-  if (status == 0) status = file_.open(location_, Access::change, wait_ms);
-  if (status == 0) status = file_.read(&image);
-  if (status != 0) return status;
-  if (!file_.can_change()) file_.unlock();
-  return use(&image, Check::all);
+  const syserr_t status = locate(url, &location_);
+  return status != 0 ? status : open_file(location_, Access::change, wait_ms, &file_);
 }
 
 syserr_t Store::open_copy(const char* url, int wait_ms) {
   is_copy_ = true;
-  Image image;
   Location location;
   StoreFile file;
-  syserr_t status = locate(url, &location);
-  if (status == 0) status = file.open(location, Access::read, wait_ms);
-  if (status == 0) status = file.read(&image);
-  file.unlock();
-  return status != 0 ? status : use(&image, Check::all);
+  const syserr_t status = locate(url, &location);
+  return status != 0 ? status : open_file(location, Access::read, wait_ms, &file);
+}
+
+// Reads and verifies the file, and keeps its lock only if it can be changed. If another program wrote to the file
+// meanwhile, the damage is a mixture of two states, so tries again until the deadline.
+syserr_t Store::open_file(const Location& location, Access access, int wait_ms, StoreFile* file) {
+  Deadline deadline(wait_ms);
+  syserr_t status;
+  do {
+    Image image;
+    status = file->open(location, access, deadline.left_ms());
+    if (status == 0) status = file->read(&image);
+    const bool may_be_mixed = status == 0 && file->may_be_mixed(location, image);
+    if (!file->can_change()) file->unlock();
+    if (status == 0) status = use(&image, Check::all);
+    if (status == SYSERR_PSS_DAMAGED && may_be_mixed) status = SYSERR_PSS_BUSY;
+  } while (status == SYSERR_PSS_BUSY && deadline.pause());
+  return status;
 }
 
 syserr_t Store::open_descriptor(int fd) {
@@ -57,7 +66,9 @@ syserr_t Store::open_descriptor(int fd) {
 
 syserr_t Store::use(Image* image, Check check) {
   const bool is_new = image->bytes == nullptr;
+  statements_ = {};  // of an earlier attempt
   syserr_t status = open_image(image, &database_);
+  if (status == 0 && check == Check::none) accept_schema(database_.get());
   if (status == 0 && is_new) status = create_format(database_.get());
   if (status == 0) status = run(database_.get(), "BEGIN");
   if (status == 0) {

@@ -67,6 +67,7 @@ class Store {
   enum class Cursor { off, on_row, on_saved_key };
 
   bool can_change() const { return is_copy_ || file_.can_change(); }
+  syserr_t open_file(const Location& location, Access access, int wait_ms, StoreFile* file);
   enum class Check { all, none };
   syserr_t use(Image* image, Check check);
   syserr_t prepare_statements();

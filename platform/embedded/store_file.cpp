@@ -39,14 +39,6 @@ bool is_locked(int fd, off_t start, off_t size) {
   return fcntl(fd, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }
 
-// Returns whether a new file in the directory can get the owner and group of `file`. If the owner or group differs from
-// that of this user, creates a trial file and changes its owner and group.
-bool can_give(const Location& location, const struct stat& file) {
-  if (file.st_uid == geteuid() && file.st_gid == getegid()) return true;
-  NewFile trial;
-  return trial.create(location) == 0 && fchown(trial.descriptor(), file.st_uid, file.st_gid) == 0;
-}
-
 // Returns whether the file is a mount point, which cannot be replaced.
 bool is_mount_point(const Location& location) {
   struct statx found;
@@ -107,9 +99,18 @@ syserr_t StoreFile::try_to_open(const Location& location, Access access) {
   if (!is_same_file(opened, named) || !is_same_file(opened, status_)) return SYSERR_PSS_BUSY;
   status_ = opened;
   const syserr_t checked = check_journal(location);
-  if (checked != 0 || !can_change_ || can_give(location, status_)) return checked;
-  // Check now whether a new file can get the owner and group, because the library ignores a failed pss_close after a
-  // downgrade. Check it only after the lock is granted, because open() would repeat the check after each pause.
+  return checked != 0 || !can_change_ ? checked : try_to_keep_owner(location);
+}
+
+// If a new file in the directory cannot get the owner and group of this one, the store is for reading. Check that when
+// the store is opened, because the library ignores a failed pss_close after a downgrade; and only after the lock is
+// granted, because open() would repeat the check after each pause.
+syserr_t StoreFile::try_to_keep_owner(const Location& location) {
+  if (status_.st_uid == geteuid() && status_.st_gid == getegid()) return 0;
+  NewFile trial;
+  const syserr_t status = trial.create(location);
+  if (status == 0 && fchown(trial.descriptor(), status_.st_uid, status_.st_gid) == 0) return 0;
+  if (status != 0 && status != SYSERR_PSS_READ_ONLY) return status;  // no space, inode or descriptor, for example
   can_change_ = false;
   return lock();
 }
@@ -132,6 +133,13 @@ syserr_t StoreFile::check_journal(const Location& location) const {
   if (is_locked(file_.get(), reserved_byte, 1)) return 0;
   // A process that has the file open with a write-ahead log holds this shared lock.
   return is_locked(file_.get(), shared_first, shared_size) ? SYSERR_PSS_BUSY : SYSERR_PSS_UNTRUSTED;
+}
+
+// A program with a write-ahead log holds a shared lock while it has the file open, and copies pages from the log to the
+// file under it. It cannot remove the log while this process has its own shared lock.
+bool StoreFile::may_be_mixed(const Location& location, const Image& image) const {
+  return image.has_wal && !can_change_ &&
+         (is_locked(file_.get(), shared_first, shared_size) || has_sidecar(location.directory.get(), location.name));
 }
 
 void StoreFile::unlock() {

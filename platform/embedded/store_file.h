@@ -30,6 +30,10 @@ class StoreFile {
 
   syserr_t read(Image* image) const { return read_image(file_.get(), image); }
 
+  // Returns whether another program may have written to the file while this process read `image` under a shared lock.
+  // Call before unlock().
+  bool may_be_mixed(const Location& location, const Image& image) const;
+
   // Returns the owner, group, permissions and identity of the file.
   const struct stat& status() const { return status_; }
 
@@ -37,6 +41,7 @@ class StoreFile {
 
  private:
   syserr_t try_to_open(const Location& location, Access access);
+  syserr_t try_to_keep_owner(const Location& location);
   syserr_t lock();
   syserr_t check_journal(const Location& location) const;
 

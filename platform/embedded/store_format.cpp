@@ -10,9 +10,6 @@
 namespace pss_embedded {
 namespace {
 
-constexpr int store_application_id = 0x50535331;
-constexpr int store_format_version = 1;
-
 // SQLite stores the text of a schema unchanged. A store has exactly these two entries.
 constexpr const char* schema[] = {
     "CREATE TABLE record(key BLOB PRIMARY KEY NOT NULL, value BLOB NOT NULL, checksum INTEGER NOT NULL) "
@@ -20,29 +17,20 @@ constexpr const char* schema[] = {
     "CREATE TABLE digest(records INTEGER NOT NULL, checksum INTEGER NOT NULL) STRICT",
 };
 
+}  // namespace
+
 syserr_t check_schema(sqlite3* database) {
   Statement statement;
   const syserr_t status = prepare(database, "SELECT sql FROM sqlite_schema ORDER BY rowid", &statement);
   if (status != 0) return status;
   for (const char* expected : schema) {
     const int step = sqlite3_step(statement.get());
-    if (step != SQLITE_ROW) return step == SQLITE_DONE ? SYSERR_PSS_NOT_A_STORE : status_of_sqlite(step);
+    if (step != SQLITE_ROW) return step == SQLITE_DONE ? SYSERR_PSS_DAMAGED : status_of_sqlite(step);
     const auto* found = reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), 0));
-    if (found == nullptr || strcmp(found, expected) != 0) return SYSERR_PSS_NOT_A_STORE;
+    if (found == nullptr || strcmp(found, expected) != 0) return SYSERR_PSS_DAMAGED;
   }
   const int step = sqlite3_step(statement.get());
-  return step == SQLITE_ROW ? SYSERR_PSS_NOT_A_STORE : status_of_sqlite(step);
-}
-
-}  // namespace
-
-syserr_t check_format(sqlite3* database) {
-  int application_id = 0, version = 0;
-  syserr_t status = query_integer(database, "PRAGMA application_id", &application_id);
-  if (status == 0) status = query_integer(database, "PRAGMA user_version", &version);
-  if (status != 0) return status;
-  if (application_id != store_application_id || version != store_format_version) return SYSERR_PSS_NOT_A_STORE;
-  return check_schema(database);
+  return step == SQLITE_ROW ? SYSERR_PSS_DAMAGED : status_of_sqlite(step);
 }
 
 syserr_t create_format(sqlite3* database) {

@@ -1,7 +1,7 @@
 // The store format.
 //
-// A store is an SQLite file with the application id 0x50535331 ("PSS1"), the user version 1, these two tables and
-// nothing else:
+// A store is an SQLite file in UTF-8 with the application id 0x50535331 ("PSS1"), the user version 1, these two tables
+// and nothing else:
 //     record   one row per record: key, value, and a checksum over both
 //     digest   one row: the number of records, and the sum of their checksums modulo 2^64
 #ifndef PLATFORM_EMBEDDED_STORE_FORMAT_H
@@ -13,8 +13,11 @@
 
 namespace pss_embedded {
 
-// Returns 0, or SYSERR_PSS_NOT_A_STORE if the database does not have the store format. Reads no record.
-syserr_t check_format(sqlite3* database);
+constexpr int store_application_id = 0x50535331;
+constexpr int store_format_version = 1;
+
+// Returns 0, or SYSERR_PSS_DAMAGED if the database has other tables. Reads no record.
+syserr_t check_schema(sqlite3* database);
 
 // Creates the store format in an empty database, without records.
 syserr_t create_format(sqlite3* database);

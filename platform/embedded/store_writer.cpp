@@ -46,14 +46,17 @@ void move_sidecars(int directory, const char* from, const char* to, syserr_t* st
   }
 }
 
-// Returns whether the file is an intact store with the records of `content`.
-bool holds(const Location& location, const Digest& content) {
+// Returns whether the file is an intact store with the records of `content`. Does not read a much larger file: another
+// user may have put it there, and this process holds the lock of the store.
+bool holds(const Location& location, const Content& content) {
+  constexpr sqlite3_int64 more_max = 1 << 20;
   StoreFile file;
   Image image;
   Database database;
   Digest found;
-  return file.open(location, Access::read, 0) == 0 && file.read(&image) == 0 && open_image(&image, &database) == 0 &&
-         check_store(database.get(), &found) == 0 && found == content;
+  return file.open(location, Access::read, 0) == 0 && file.status().st_size <= 2 * content.size + more_max &&
+         file.read(&image) == 0 && open_image(&image, &database) == 0 && check_store(database.get(), &found) == 0 &&
+         found == content.digest;
 }
 
 // Renames `from` to the first name NAME.1, NAME.2, ... that neither a file nor its sidecar files have.
@@ -174,7 +177,7 @@ syserr_t put(const Location& location, const Content& content, Existing existing
     return has_sidecars ? replacement.keep(kept) : replacement.take();
   }
   const bool is_to_be_lost =
-      !has_sidecars && !S_ISDIR(found.st_mode) && (existing == Existing::replace || holds(location, content.digest));
+      !has_sidecars && !S_ISDIR(found.st_mode) && (existing == Existing::replace || holds(location, content));
   return is_to_be_lost ? replacement.replace(found) : replacement.keep(kept);
 }
 
