@@ -418,18 +418,18 @@ TEST_F(StoreTest, RefusesForeignFiles) {
     const char* name;
     const char* sql;
     syserr_t status = SYSERR_PSS_DAMAGED;
-  } databases[] = {{"sqlite", "CREATE TABLE t(x)", SYSERR_PSS_NOT_A_STORE},
-                   {"wal", "PRAGMA journal_mode=WAL; CREATE TABLE t(x)", SYSERR_PSS_NOT_A_STORE},
-                   {"utf16",
-                    "PRAGMA encoding='UTF-16'; PRAGMA application_id=0x50535331; PRAGMA user_version=1; CREATE TABLE t(x)",
-                    SYSERR_PSS_NOT_A_STORE},
-                   {"s trigger", "CREATE TRIGGER t AFTER DELETE ON record BEGIN DELETE FROM digest; END"},
-                   {"s view", "CREATE VIEW v AS SELECT 1"},
-                   {"s table", "CREATE TABLE t(x)"},
-                   {"s version", "PRAGMA user_version=2", SYSERR_PSS_NOT_A_STORE},
-                   {"twin",
-                    "PRAGMA application_id=0x50535331; PRAGMA user_version=1; CREATE TABLE record(key, value, "
-                    "checksum); CREATE TABLE digest(records, checksum); INSERT INTO record VALUES(x'01', x'02', 3)"}};
+  } databases[] = {
+      {"sqlite", "CREATE TABLE t(x)", SYSERR_PSS_NOT_A_STORE},
+      {"wal", "PRAGMA journal_mode=WAL; CREATE TABLE t(x)", SYSERR_PSS_NOT_A_STORE},
+      {"utf16", "PRAGMA encoding='UTF-16'; PRAGMA application_id=0x50535331; PRAGMA user_version=1; CREATE TABLE t(x)",
+       SYSERR_PSS_NOT_A_STORE},
+      {"s trigger", "CREATE TRIGGER t AFTER DELETE ON record BEGIN DELETE FROM digest; END"},
+      {"s view", "CREATE VIEW v AS SELECT 1"},
+      {"s table", "CREATE TABLE t(x)"},
+      {"s version", "PRAGMA user_version=2", SYSERR_PSS_NOT_A_STORE},
+      {"twin",
+       "PRAGMA application_id=0x50535331; PRAGMA user_version=1; CREATE TABLE record(key, value, "
+       "checksum); CREATE TABLE digest(records, checksum); INSERT INTO record VALUES(x'01', x'02', 3)"}};
   for (const auto& [name, sql, status] : databases) {
     if (*name == 's' && name[1] == ' ') write(name, content("s"));
     run_sql(name, sql);
@@ -512,7 +512,8 @@ TEST_F(StoreTest, IsNotDamagedBesideAWriteAheadLog) {
   create("one", one);
   create("other", other);
   const pid_t writer = fork();
-  for (int i = 0; writer == 0; ++i) {
+  const bool is_writer = writer == 0;
+  for (int i = 0; is_writer; ++i) {
     const std::string from = file(i % 2 == 0 ? "other" : "one");
     sqlite3* database;
     sqlite3_open(file("s").c_str(), &database);
@@ -564,7 +565,8 @@ TEST_F(StoreTest, IsReadOnlyWhereItCannotBeWritten) {
     });
   }
   EXPECT_EQ(records("s"), three);
-  if (mount(file("s").c_str(), file("s").c_str(), nullptr, MS_BIND, nullptr) != 0) GTEST_SKIP() << "left out: needs permission to mount";
+  if (mount(file("s").c_str(), file("s").c_str(), nullptr, MS_BIND, nullptr) != 0)
+    GTEST_SKIP() << "left out: needs permission to mount";
   const pss_service_t mounted = open("s");
   EXPECT_EQ(put(mounted, "a", "x"), SYSERR_PSS_READ_ONLY);
   EXPECT_EQ(pss_close(mounted), 0u);

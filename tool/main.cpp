@@ -13,7 +13,6 @@
 
 #include "tool/commands/commands.h"
 #include "tool/store/store.h"
-#include "tool/support/interrupt.h"
 #include "tool/support/printable.h"
 #include "tool/support/progress.h"
 
@@ -24,7 +23,8 @@ namespace {
 // Prints an error to standard error and, with --json, as an object to standard output.
 int fail(const Error& error, JsonReport* report) {
   std::cout.exceptions(std::ios::goodbit);  // cerr flushes cout, which may fail again
-  std::cerr << "vrrpconvert: " << printable_lines(error.what()) << '\n';
+  std::cerr << "vrrpconvert: " << printable(std::string_view(error.what())) << '\n';
+  for (const std::string& line : error.more) std::cerr << printable(line) << '\n';
   if (report != nullptr) report->fail(error);
   std::cout.flush();
   return error.exit_code;
@@ -78,7 +78,8 @@ Exit run(int argc, char** argv, Choice& choice) {
 int main(int argc, char** argv) {
   open_standard_files();
   std::ios::sync_with_stdio(false);  // faster for long reports; nothing here uses stdio
-  catch_interrupts();
+  signal(SIGPIPE, SIG_IGN);          // a write fails instead
+  signal(SIGXFSZ, SIG_IGN);
   show_progress_on_terminal();
   Choice choice = {JsonReport(std::cout)};
   const bool as_json = std::find(argv, argv + argc, std::string("--json")) != argv + argc;

@@ -23,8 +23,8 @@ struct Digest {
   bool operator==(const Digest&) const = default;
 };
 
-// Verifies a database and computes the digest of its records. Returns SYSERR_PSS_DAMAGED if it has other tables, or if a
-// record is damaged, missing, added or out of order.
+// Verifies a database and computes the digest of its records. Returns SYSERR_PSS_DAMAGED if it has other tables, or if
+// a record is damaged, missing, added or out of order.
 syserr_t check_store(sqlite3* database, Digest* digest);
 
 // Reads the digest that the store contains. Reads no record.

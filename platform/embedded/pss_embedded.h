@@ -39,8 +39,8 @@
  *     the change, or remove the file if it does not belong to the store.
  *  9. The contents of a file bound the time and memory of every operation: for any file, pss_open and pss_snapshot take
  *     at most one second more than for an intact store of its size on disk, and 16 MiB more memory. A file with more
- *     than 16 MiB of holes is SYSERR_PSS_DAMAGED: copy it with cp --sparse=never. pss_snapshot does not read an existing
- *     file that is more than twice as large as the new one and 1 MiB; it renames that file.
+ *     than 16 MiB of holes is SYSERR_PSS_DAMAGED: copy it with cp --sparse=never. pss_snapshot does not read an
+ * existing file that is more than twice as large as the new one and 1 MiB; it renames that file.
  * 10. One thread at a time calls the operations. Only the process that opened a handle uses it; a forked child may use
  *     a working copy, which is then a copy of its own. The platform changes no process-wide setting of SQLite.
  *

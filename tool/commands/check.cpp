@@ -174,7 +174,6 @@ std::vector<Backup> backups_for(const fs::path& store, const std::optional<Relea
       check.run_on_records(backup);
       backups.push_back({{file, release_in_name(file), check.counts()}, backup.digest() == own, check.problems() == 0});
     } catch (const Error& error) {
-      if (error.exit_code == exit_interrupted) throw;
       backups.push_back({{file, release_in_name(file), {}}, false, false, error.what()});
     }
   }
@@ -184,13 +183,13 @@ std::vector<Backup> backups_for(const fs::path& store, const std::optional<Relea
 // Adds the intact backups to the error of a store that cannot be read.
 [[noreturn]] void throw_with_backups(const Error& error, const std::string& store,
                                      const std::optional<Release>& release) {
-  std::string message = error.what();
+  Error with_backups = error;
   if (error.reason == "damaged" || error.reason == "not_a_store") {
     for (const Backup& backup : backups_for(store, release, {})) {
-      if (backup.sound) message += "\nBackup without problems: " + backup.RestoreSource::text();
+      if (backup.sound) with_backups.more.push_back("Backup without problems: " + backup.RestoreSource::text());
     }
   }
-  throw Error(error.exit_code, message, error.reason, error.store);
+  throw with_backups;
 }
 
 void print_problem(const Problem& problem) {

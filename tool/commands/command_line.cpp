@@ -193,9 +193,10 @@ bool parse_command_line(int argc, char** argv, Choice& choice) {
     return false;
   } catch (const CLI::ParseError& error) {
     const auto named = app.get_subcommands();
-    throw Error(exit_usage, message_of(error, named.empty() ? nullptr : named.front()) +
-                                "\nFor the options, run vrrpconvert " +
-                                (named.empty() ? "" : named.front()->get_name() + " ") + "--help");
+    Error usage(exit_usage, message_of(error, named.empty() ? nullptr : named.front()));
+    usage.more = {"For the options, run vrrpconvert " + (named.empty() ? "" : named.front()->get_name() + " ") +
+                  "--help"};
+    throw usage;
   }
   if (!choice.run) check_command(app, "");
   return true;

@@ -46,7 +46,7 @@ ConvertOptions with_plan(const ConvertOptions& given) {
   for (const std::string& text : plan.defaults) options.defaults.add(text);
   options.request.permissions = {{plan.accepted.begin(), plan.accepted.end()}, plan.allow_loss, plan.allow_mismatch};
   options.request.has_backup = plan.backup;
-  options.request.approved = plan.digest();
+  options.request.approved = plan.hash;
   return options;
 }
 

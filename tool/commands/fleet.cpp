@@ -131,8 +131,7 @@ Exit show_fleet(const FleetOptions& options) {
 }  // namespace
 
 void add_fleet(CLI::App& app, Choice& choice) {
-  Command command(app, choice, "fleet",
-                  "Perform dry runs for many devices, or compare them with their backups",
+  Command command(app, choice, "fleet", "Perform dry runs for many devices, or compare them with their backups",
                   "vrrpconvert fleet devices --from '4.2(1)' --to '4.1(2)' --html overview.html");
   const auto options = std::make_shared<FleetOptions>();
   run_with(command, options, show_fleet, Effect::reads);

@@ -33,11 +33,12 @@ void import_line(std::string_view line, Store& store) {
 constexpr size_t errors_max = 10;
 
 [[noreturn]] void refuse_lines(const std::vector<std::string>& errors, bool is_read) {
-  std::string message;
-  for (const std::string& error : errors) message += error + '\n';
-  if (!is_read) message += "The lines after the last error were not read.\n";
-  throw Error(exit_bad_input, message + "No store was written. Correct the " + (errors.size() == 1 ? "line" : "lines") +
-                                  " and import the file again.");
+  Error error(exit_bad_input, errors.front());
+  error.more = {errors.begin() + 1, errors.end()};
+  if (!is_read) error.more.push_back("The lines after the last error were not read.");
+  error.more.push_back(std::string("No store was written. Correct the ") + (errors.size() == 1 ? "line" : "lines") +
+                       " and import the file again.");
+  throw error;
 }
 
 size_t import_lines(LineReader& input, Store& store) {
@@ -46,7 +47,6 @@ size_t import_lines(LineReader& input, Store& store) {
   std::vector<std::string> errors;
   std::string_view line;
   while (errors.size() < errors_max && input.next(line)) {
-    end_if_interrupted();
     progress.show(input.bytes_read());
     if (line.find_first_not_of(" \t\r") == std::string_view::npos) continue;
     try {
@@ -77,7 +77,6 @@ fs::path put(const Store& store, size_t records, const ImportOptions& options) {
   // Hold the lock until the rename, so that a process waiting for the old store opens the new one.
   const std::unique_ptr<Store> held = Store::open_to_replace(options.store);
   const bool is_same = held != nullptr && held->digest() == store.digest();
-  ignore_interrupts();  // from here on the outcome must be reported
   return store.put(options.store, is_same ? Existing::lost : Existing::kept);
 }
 
@@ -87,7 +86,7 @@ Exit import_store(const ImportOptions& options) {
   LineReader input(options.file);
   Store store(-1, options.store);
   const size_t records = import_lines(input, store);
-  end_if_interrupted();  // last point before a change
+  ignore_interrupts();
   const fs::path kept = put(store, records, options);
   if (options.json != nullptr) {
     options.json->print({{"store", options.store}, {"records", records}, {"kept", or_null(kept)}});

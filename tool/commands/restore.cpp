@@ -64,8 +64,7 @@ Restored restore_store(const RestoreOptions& options) {
   if (held != nullptr) restored.replaced = count_records(*held).text();
   if (held == nullptr && was_there) restored.replaced = "a damaged store";
   const bool is_same = held != nullptr && held->digest() == copy.digest();
-  end_if_interrupted();
-  ignore_interrupts();  // from here on the outcome must be reported
+  ignore_interrupts();
   restored.kept = copy.put(options.store, options.backup && !is_same ? Existing::kept : Existing::lost);
   if (held == nullptr && !restored.kept.empty()) restored.replaced = text_of_kept(restored.kept);
   return restored;

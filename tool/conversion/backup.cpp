@@ -33,8 +33,9 @@ fs::path free_backup_name(const fs::path& store, const Release& from) {
 fs::path write_backup(const Store& original, const fs::path& store, const Release& from) {
   for (unsigned attempt = 1;; ++attempt) {
     const fs::path name = backup_name(store, from, attempt);
+    if (path_exists(name)) continue;  // before the write and its syncs
     try {
-      if (original.put_new(name)) return name;
+      if (original.put_new(name)) return name;  // else a sidecar file has the name
     } catch (const Error& error) {
       throw Error(exit_io, std::string("cannot write a backup, so nothing was changed: ") + error.what(),
                   error.exit_code == exit_unknown ? "" : error.reason, store.string());

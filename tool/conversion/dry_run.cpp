@@ -19,7 +19,6 @@ namespace {
 DryRun::DryRun(const Conversion& conversion) : before_(conversion.store()) {
   const MemoryFile result;
   const Run run = run_library({.conversion = conversion, .original = before_, .result = result.descriptor()});
-  if (run.interrupted) throw Error(exit_interrupted, "interrupted; nothing was changed");
   if (!run.returned) fail(conversion, "the library process ended before it returned");
   if (!run.has_closed) fail(conversion, "the library could not open the working copy");
   if (run.close_status != 0) fail(conversion, syserr2str(run.close_status));

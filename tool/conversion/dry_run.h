@@ -11,8 +11,8 @@ namespace vrrpconvert {
 
 class DryRun {
  public:
-  // Reads the store and converts a working copy. Writes no file. Throws Error if the store cannot be read, the operator
-  // interrupts, or the library did not process every record.
+  // Reads the store and converts a working copy. Writes no file. Throws Error if the store cannot be read, or the
+  // library did not process every record.
   explicit DryRun(const Conversion& conversion);
 
   const Store& before() const { return before_; }

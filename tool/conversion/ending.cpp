@@ -44,9 +44,14 @@ void require_begun(const Run& run, const Conversion& conversion) {
   if (run.returned && run.open_status != 0) throw_store_error(conversion.store(), run.open_status);
 }
 
-void require_kept(const Run& run, const Conversion& conversion, bool is_unchanged, const std::string& unfinished) {
+void require_kept(const Run& run, const Conversion& conversion, bool is_unchanged,
+                  const std::vector<std::string>& unfinished) {
   if (!is_unchanged) return;
-  if (run.interrupted) throw Error(exit_interrupted, "interrupted; the store is unchanged" + unfinished);
+  if (run.interrupted) {
+    Error error(exit_interrupted, "interrupted; the store is unchanged");
+    error.more = unfinished;
+    throw error;
+  }
   if (run.snapshot_status == 0) return;
   throw Error(exit_io, conversion.snapshot().string() +
                            ": cannot write the snapshot: " + syserr2str(run.snapshot_status) + "; nothing was changed");

@@ -16,10 +16,11 @@ Ending refusal_of_snapshot(const std::filesystem::path& snapshot);
 Ending ending_of_dry_run(const Summary& summary, const Ending& refusal);
 
 // require_begun throws Error if the library could not open the store, or if another process changed it after the dry
-// run. require_kept throws Error if the store is unchanged after an interrupt or a failed snapshot, and appends
-// `unfinished` to the message of an interrupt.
+// run. require_kept throws Error if the store is unchanged after an interrupt or a failed snapshot, and adds
+// the lines `unfinished` to the message of an interrupt.
 void require_begun(const Run& run, const Conversion& conversion);
-void require_kept(const Run& run, const Conversion& conversion, bool is_unchanged, const std::string& unfinished);
+void require_kept(const Run& run, const Conversion& conversion, bool is_unchanged,
+                  const std::vector<std::string>& unfinished);
 
 // Returns the ending of a run after which the store was read and compared.
 Ending ending_of_run(const Run& run, const ConversionReport& report);

@@ -42,9 +42,8 @@ Observation::Observation() {
 Observation::~Observation() { munmap(observed_, sizeof(Observed)); }
 
 void Observation::begin(const RunOptions& options) {
-  expected = options.original.digest();
   result = options.result;
-  if (result >= 0) original = options.original.handle();
+  original = options.original.handle();
   begun = this;
 }
 
@@ -71,17 +70,17 @@ using vrrpconvert::next;
 using vrrpconvert::noted;
 
 pss_service_t pss_open(const char* url, syserr_t* status) {
-  if (begun != nullptr && begun->original != 0) {
+  if (begun != nullptr && begun->is_dry_run()) {
     *status = 0;
     return begun->original;
   }
   const pss_service_t table = next(&pss_open, "pss_open")(url, status);
   if (begun == nullptr) return table;
   auto& observed = begun->observed();
-  // Compare digests while the store is locked, so that the library converts the same records that the dry run saw.
-  vrrpconvert::StoreDigest found;
-  if (table != 0) *status = vrrpconvert::get_digest(table, &found);
-  observed.was_changed = *status == 0 && found != begun->expected;
+  // Compare all records while the store is locked, so that the library converts the same records that the dry run saw.
+  bool is_same = false;
+  if (table != 0) *status = vrrpconvert::compare_records(table, begun->original, &is_same);
+  observed.was_changed = *status == 0 && !is_same;
   if (observed.was_changed) *status = SYSERR_PSS_BUSY;
   observed.open_status = *status;
   if (*status == 0 || table == 0) return table;
@@ -90,7 +89,7 @@ pss_service_t pss_open(const char* url, syserr_t* status) {
 }
 
 syserr_t pss_snapshot(pss_service_t table, uint32 flags, const char* url) {
-  if (begun != nullptr && begun->original != 0) return 0;
+  if (begun != nullptr && begun->is_dry_run()) return 0;
   const syserr_t status = next(&pss_snapshot, "pss_snapshot")(table, flags, url);
   if (begun == nullptr) return status;
   auto& observed = begun->observed();
@@ -114,7 +113,7 @@ syserr_t pss_close(pss_service_t table) {
   if (begun == nullptr) return next(&pss_close, "pss_close")(table);
   auto& observed = begun->observed();
   observed.has_closed = vrrpconvert::get_digest(table, &observed.closed) == 0;
-  if (begun->original != 0) {
+  if (begun->is_dry_run()) {
     observed.close_status = pss_embedded_write_image(table, begun->result);
   } else if (observed.snapshot_status != 0) {
     // Roll back: without a snapshot no file would contain the deleted records.

@@ -17,7 +17,7 @@ class Observation {
   ~Observation();
 
   // Call in the process that runs the library. In a dry run, pss_open returns the working copy `original` for any URL,
-  // and pss_snapshot does nothing. Otherwise, pss_open fails if the store has other records than the original, and
+  // and pss_snapshot does nothing. Otherwise, pss_open fails if the store has other records than `original`, and
   // pss_close rolls back after a failed snapshot.
   void begin(const RunOptions& options);
 
@@ -28,9 +28,9 @@ class Observation {
   std::map<std::string, syserr_t> failures() const;
 
   // Used in this process after begin().
-  pss_service_t original = 0;  // working copy in a dry run, else 0
-  int result = -1;
-  StoreDigest expected;
+  pss_service_t original = 0;
+  int result = -1;  // in a dry run, file for the converted image; else -1
+  bool is_dry_run() const { return result >= 0; }
 
  private:
   Observed* observed_;

@@ -1,10 +1,10 @@
 #include "tool/conversion/plan.h"
 
 #include <algorithm>
-#include <charconv>
 #include <fstream>
 #include <iostream>
 
+#include "tool/store/record_hash.h"
 #include "tool/support/printable.h"
 
 namespace vrrpconvert {
@@ -23,7 +23,6 @@ Plan parse_plan(std::istream& stream) {
     if (members.at(name).is_null()) throw std::out_of_range(name);
   }
   auto plan = members.get<Plan>();
-  (void)plan.digest();
   for (const std::string& path : {plan.root, plan.directory}) {
     if (!path.starts_with('/') || path.find('\0') != std::string::npos) throw std::out_of_range("a path");
   }
@@ -33,31 +32,16 @@ Plan parse_plan(std::istream& stream) {
   });
   Defaults defaults;
   for (const std::string& text : plan.defaults) defaults.add(text);
-  if (!are_losses || !is_release(plan.from) || !is_release(plan.to) || plan.vdc == 0 || plan.vdc > 65535) {
+  if (!is_hash_of_records(plan.hash) || !are_losses || !is_release(plan.from) || !is_release(plan.to) ||
+      plan.vdc == 0 || plan.vdc > 65535) {
     throw std::out_of_range("an option");
   }
   return plan;
 }
 
-uint64_t number_of(const std::string& text, int base) {
-  uint64_t number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
-  if (error != std::errc() || end != text.data() + text.size()) throw std::out_of_range("a digest");
-  return number;
-}
-
-std::string text_of(uint64_t number, int base) {
-  char digits[20];
-  const auto [end, error] = std::to_chars(std::begin(digits), std::end(digits), number, base);
-  return {digits, end};
-}
-
 }  // namespace
 
-StoreDigest Plan::digest() const { return {number_of(records, 10), number_of(checksum, 16)}; }
-
 Json plan_of(const Conversion& conversion, const ConversionRequest& request, const Store& before) {
-  const StoreDigest digest = before.digest();
   const Permissions& permissions = request.permissions;
   const std::filesystem::path directory = conversion.root / std::filesystem::path(conversion.path).relative_path();
   if (!is_utf8(directory.native())) return nullptr;
@@ -68,8 +52,7 @@ Json plan_of(const Conversion& conversion, const ConversionRequest& request, con
               .to = conversion.to.text,
               .vdc = conversion.vdc,
               .startup = conversion.startup,
-              .records = text_of(digest.records, 10),
-              .checksum = text_of(digest.checksum, 16),
+              .hash = hash_of_records(before),
               .accepted = {permissions.accepted.begin(), permissions.accepted.end()},
               .defaults = conversion.defaults.texts(),
               .allow_loss = permissions.loss,
@@ -89,6 +72,9 @@ Plan read_plan(const std::string& file) {
     plan = parse_plan(is_standard_input ? std::cin : opened);
   } catch (const std::bad_alloc&) {
     throw;
+  } catch (const std::length_error&) {
+    throw Error(exit_bad_input, name + ": longer than 64 MiB; make the plan with convert --dry-run --json --summary",
+                "bad_report");
   } catch (const std::exception&) {
     throw Error(exit_bad_input, name + ": not a report of convert --dry-run --json with a plan; run the dry run again",
                 "bad_report");

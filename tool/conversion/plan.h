@@ -1,4 +1,4 @@
-// A plan: the store, releases and options of a dry run, and the digest of the records. It is a member of the dry run's
+// A plan: the store, releases and options of a dry run, and the hash of the records. It is a member of the dry run's
 // report. `convert --plan` uses these options, and refuses a store with other records.
 #pragma once
 
@@ -15,15 +15,12 @@ struct Plan {
   std::string from{}, to{};
   uint32 vdc = 1;
   bool startup = false;
-  std::string records{}, checksum{};  // digest of the records: a decimal and a hexadecimal number
+  std::string hash{};  // hash_of_records()
   std::vector<std::string> accepted{}, defaults{};
   bool allow_loss = false, allow_mismatch = false, backup = true;
 
-  JSON_MEMBERS(tool, root, directory, from, to, vdc, startup, records, checksum, accepted, defaults, allow_loss,
-               allow_mismatch, backup)
-
-  // Returns the digest. Throws std::exception if the text is not a digest.
-  StoreDigest digest() const;
+  JSON_MEMBERS(tool, root, directory, from, to, vdc, startup, hash, accepted, defaults, allow_loss, allow_mismatch,
+               backup)
 };
 
 // Returns the plan of a dry run of `before` as JSON, or null if a path is not UTF-8.

@@ -4,7 +4,6 @@
 #include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,6 +15,7 @@
 #include "tool/support/error.h"
 #include "tool/support/interrupt.h"
 #include "tool/support/memory_file.h"
+#include "tool/support/process.h"
 #include "tool/support/progress.h"
 
 namespace vrrpconvert {
@@ -36,8 +36,8 @@ syserr_t call_library(const Conversion& conversion, bool has_trace) {
 
 // noexcept: a lack of memory ends this process; an exception must not reach the parent's stack frames.
 [[noreturn]] void run_in_child(const RunOptions& options, const MemoryFile& from, const MemoryFile& to,
-                               Observation& observation) noexcept {
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
+                               Observation& observation, pid_t parent) noexcept {
+  end_with_parent(parent);
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
     if (signal(number, SIG_DFL) == SIG_IGN) signal(number, SIG_IGN);  // nohup applies to the library too
   }
@@ -80,8 +80,8 @@ Run run_library(const RunOptions& options) {
   Observation observation;
   int alive[2];  // a pipe that the process keeps open until it ends
   if (pipe2(alive, O_CLOEXEC) != 0) throw Error(exit_io, std::string("cannot create a pipe: ") + strerror(errno));
-  const pid_t process = fork();
-  if (process == 0) run_in_child(options, from, to, observation);
+  const pid_t parent = getpid(), process = fork();
+  if (process == 0) run_in_child(options, from, to, observation, parent);
   const int reason = errno;
   close(alive[1]);
   const bool interrupted = process > 0 && wait_for(process, alive[0], options, observation);

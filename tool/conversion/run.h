@@ -39,8 +39,8 @@ struct RunOptions {
   uint32 operations = 0;   // expected number for the progress bar; 0 if unknown
 };
 
-// Runs the library. An interrupt ends its process, and the store is unchanged. Throws Error if the run cannot be
-// prepared.
+// Runs the library. After catch_interrupts(), an interrupt ends its process, and the store is unchanged. Throws Error
+// if the run cannot be prepared.
 Run run_library(const RunOptions& options);
 
 }  // namespace vrrpconvert

@@ -7,6 +7,7 @@
 #include "tool/conversion/preflight.h"
 #include "tool/conversion/trace_file.h"
 #include "tool/store/files.h"
+#include "tool/store/record_hash.h"
 #include "tool/store/store.h"
 #include "tool/support/interrupt.h"
 #include "tool/support/printable.h"
@@ -73,7 +74,7 @@ class Sequence {
 
   // A plan is valid only for the records that its dry run read.
   void require_approved() const {
-    if (!request_.approved || *request_.approved == dry_run_.before().digest()) return;
+    if (request_.approved.empty() || request_.approved == hash_of_records(dry_run_.before())) return;
     throw Error(
         exit_in_use,
         report_.store + ": the records differ from those of the plan; nothing was changed; make and approve a new plan",
@@ -100,13 +101,14 @@ class Sequence {
   }
 
   void convert() {
+    catch_interrupts();  // the backup has to be removed then
     try {
       const Run run = run_on_store();
       require_begun(run, conversion_);
       ignore_interrupts();  // from here on the outcome must be reported
       ending() = examine(run);
       note_unfinished_files();
-      if (report_.is_good()) require_kept(run, conversion_, !report_.changed, unfinished_text());
+      if (report_.is_good()) require_kept(run, conversion_, !report_.changed, unfinished_lines());
       if (report_.is_good()) {
         if (!report_.changed) drop_backup();
         ending() = ending_of_run(run, report_);
@@ -176,10 +178,10 @@ class Sequence {
     for (const fs::path& file : files) report_.unfinished_files.push_back(file);
   }
 
-  std::string unfinished_text() const {
-    std::string text;
-    for (const std::string& file : report_.unfinished_files) text += "\n" + (unfinished_file_text + file);
-    return text;
+  std::vector<std::string> unfinished_lines() const {
+    std::vector<std::string> lines;
+    for (const std::string& file : report_.unfinished_files) lines.push_back(unfinished_file_text + file);
+    return lines;
   }
 
   void list_restore_sources() {

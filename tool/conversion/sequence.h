@@ -16,8 +16,8 @@ struct ConversionRequest {
   Permissions permissions{};
   bool is_dry_run = false;
   bool has_backup = true;
-  std::optional<StoreDigest> approved{};  // digest of the records of a plan; empty without a plan
-  std::string trace{};                    // file for the library's trace lines; empty for the device's log
+  std::string approved{};  // hash of the records of a plan; empty without a plan
+  std::string trace{};     // file for the library's trace lines; empty for the device's log
 };
 
 // Converts the store, unless only a dry run is requested or the conversion is refused. Throws Error if nothing was

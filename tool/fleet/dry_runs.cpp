@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,8 +12,8 @@
 #include <fstream>
 #include <memory>
 
-#include "tool/support/interrupt.h"
 #include "tool/support/memory_file.h"
+#include "tool/support/process.h"
 #include "tool/support/progress.h"
 
 namespace vrrpconvert {
@@ -35,8 +34,8 @@ std::vector<std::string> arguments_for(const DryRunOptions& options, const fs::p
   return arguments;
 }
 
-[[noreturn]] void run_in_child(char* const* arguments, int output) noexcept {
-  prctl(PR_SET_PDEATHSIG, SIGTERM);
+[[noreturn]] void run_in_child(char* const* arguments, int output, pid_t parent) noexcept {
+  end_with_parent(parent);
   const int errors = open("/dev/null", O_WRONLY);
   if (errors >= 0 && dup2(output, STDOUT_FILENO) >= 0 && dup2(errors, STDERR_FILENO) >= 0) {
     execv("/proc/self/exe", arguments);
@@ -55,11 +54,9 @@ class DryRuns {
   std::vector<Device> run() {
     for (const Input& input : inputs_) {
       if (running_.size() == options_.jobs) wait_for_one();
-      if (was_interrupted()) break;
       input.file.empty() ? add(missing_device(input)) : start(input);
     }
     while (!running_.empty()) wait_for_one();
-    end_if_interrupted();
     return std::move(devices_);
   }
 
@@ -97,8 +94,8 @@ class DryRuns {
     pointers.reserve(arguments.size() + 1);
     for (std::string& argument : arguments) pointers.push_back(argument.data());
     pointers.push_back(nullptr);
-    const pid_t process = fork();
-    if (process == 0) run_in_child(pointers.data(), output->descriptor());
+    const pid_t parent = getpid(), process = fork();
+    if (process == 0) run_in_child(pointers.data(), output->descriptor(), parent);
     if (process > 0) running_.push_back({process, std::move(output), input.name});
     return process > 0;
   }
@@ -107,9 +104,6 @@ class DryRuns {
     pid_t ended;
     int status = 0;
     do {
-      if (was_interrupted()) {
-        for (const Running& one : running_) kill(one.process, SIGTERM);
-      }
       ended = waitpid(-1, &status, 0);
     } while (ended < 0 && errno == EINTR);
     const auto found =
@@ -160,7 +154,6 @@ std::vector<Device> run_dry_runs(const DryRunOptions& options, const std::vector
 std::vector<Device> read_reports(const std::vector<Input>& inputs, const std::set<std::string>& accepted) {
   std::vector<Device> devices;
   for (const Input& input : inputs) {
-    end_if_interrupted();
     devices.push_back(input.file.empty() ? missing_device(input) : read_report(input, accepted));
   }
   return devices;

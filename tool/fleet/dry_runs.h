@@ -18,10 +18,10 @@ struct DryRunOptions {
 };
 
 // Runs `convert --dry-run` of this program for each store. Every input becomes a device. Throws Error if no process can
-// be started, or if the operator interrupts.
+// be started.
 std::vector<Device> run_dry_runs(const DryRunOptions& options, const std::vector<Input>& inputs);
 
-// Reads saved reports. Every input becomes a device. Throws Error if the operator interrupts.
+// Reads saved reports. Every input becomes a device.
 std::vector<Device> read_reports(const std::vector<Input>& inputs, const std::set<std::string>& accepted);
 
 }  // namespace vrrpconvert

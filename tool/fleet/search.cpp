@@ -7,7 +7,6 @@
 
 #include "tool/conversion/conversion.h"
 #include "tool/store/files.h"
-#include "tool/support/interrupt.h"
 #include "tool/support/line_reader.h"
 
 namespace vrrpconvert {
@@ -45,7 +44,6 @@ void search(const fs::path& asked, bool is_only_one, InputKind kind, std::vector
   };
   std::vector<fs::path> waiting = {asked};
   while (!waiting.empty()) {
-    end_if_interrupted();
     const fs::path directory = waiting.back();
     waiting.pop_back();
     std::error_code error;

@@ -2,7 +2,6 @@
 
 #include "tool/conversion/backup.h"
 #include "tool/store/difference.h"
-#include "tool/support/interrupt.h"
 #include "tool/support/progress.h"
 
 namespace vrrpconvert {
@@ -50,14 +49,12 @@ std::vector<Device> verify_stores(const std::vector<Input>& inputs) {
   Progress progress("Devices", inputs.size());
   std::vector<Device> devices;
   for (const Input& input : inputs) {
-    end_if_interrupted();
     progress.show(devices.size());
     Device device = {input.name};
     try {
       if (input.file.empty()) throw Error(exit_bad_input, input.problem, input.reason);
       compare(input.file, device);
     } catch (const Error& error) {
-      if (error.exit_code == exit_interrupted) throw;
       device.fail(error.exit_code, error.reason, error.what());
     }
     devices.push_back(std::move(device));

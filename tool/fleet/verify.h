@@ -9,8 +9,7 @@
 namespace vrrpconvert {
 
 // Compares each store with its last backup, in the fields that both layouts have. Every input becomes a device whose
-// reason is "identical", "differs", "not_configured", "no_backup", or the reason of an error. Throws Error if the
-// operator interrupts.
+// reason is "identical", "differs", "not_configured", "no_backup", or the reason of an error.
 std::vector<Device> verify_stores(const std::vector<Input>& inputs);
 
 }  // namespace vrrpconvert

@@ -2,11 +2,12 @@
 
 #include <stdlib.h>
 
+#include <cstring>
+
 #include "platform/embedded/pss_embedded.h"
 #include "platform/syserr.h"
 #include "tool/store/files.h"
 #include "tool/support/error.h"
-#include "tool/support/interrupt.h"
 
 namespace vrrpconvert {
 
@@ -75,6 +76,25 @@ syserr_t get_digest(pss_service_t handle, StoreDigest* digest) {
   return status;
 }
 
+syserr_t compare_records(pss_service_t one, pss_service_t other, bool* are_same) {
+  const auto equal = [](const pss_datum_t& left, const pss_datum_t& right) {
+    return left.siz == right.siz && (left.siz == 0 || memcmp(left.ptr, right.ptr, left.siz) == 0);
+  };
+  *are_same = false;
+  for (pss_location_t at = PSS_FIRST_KEY;; at = PSS_NEXT_KEY) {
+    syserr_t status = 0, other_status = 0;
+    const pss_datum_t *key = pss_move2location(one, at, &status),
+                      *other_key = pss_move2location(other, at, &other_status);
+    *are_same = key == nullptr && other_key == nullptr;
+    if (key == nullptr || other_key == nullptr) return 0;
+    if (status != 0 || other_status != 0) return status != 0 ? status : other_status;
+    if (!equal(*key, *other_key)) return 0;
+    const pss_datum_t *value = pss_getvalue(one, &status), *other_value = pss_getvalue(other, &other_status);
+    if (value == nullptr || other_value == nullptr) return status != 0 ? status : other_status;
+    if (!equal(*value, *other_value)) return 0;
+  }
+}
+
 Store::Store(const fs::path& file, unsigned wait_ms) : file_(file) {
   syserr_t status = 0;
   handle_ = pss_embedded_open_copy(url_of(file).c_str(), wait_ms, &status);
@@ -113,10 +133,7 @@ bool Store::read(pss_location_t location, StoredRecord& record) const {
 
 bool Store::first(StoredRecord& record) const { return read(PSS_FIRST_KEY, record); }
 
-bool Store::next(StoredRecord& record) const {
-  end_if_interrupted();
-  return read(PSS_NEXT_KEY, record);
-}
+bool Store::next(StoredRecord& record) const { return read(PSS_NEXT_KEY, record); }
 
 void Store::for_each(const std::function<void(const StoredRecord&)>& visit) const {
   StoredRecord record;

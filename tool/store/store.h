@@ -14,13 +14,17 @@ namespace vrrpconvert {
 // Sets the platform's root directory in this process. Stores are opened by absolute path, with the root "/".
 void set_nonvolatile_root(const std::filesystem::path& root);
 
-// The digest of all records of a store. Stores with different records have different digests.
+// The digest of all records of a store. It tells states of one store apart. It is no proof against an attacker, who can
+// make another store with the same digest.
 struct StoreDigest {
   uint64_t records = 0;  // number of records
   uint64_t checksum = 0;
   bool operator==(const StoreDigest&) const = default;
 };
 syserr_t get_digest(pss_service_t handle, StoreDigest* digest);
+
+// Compares all records of two open stores. Moves both cursors. Returns 0, or the status of the failure.
+syserr_t compare_records(pss_service_t one, pss_service_t other, bool* are_same);
 
 // Throws the Error for `status` of the store `file`.
 [[noreturn]] void throw_store_error(const std::filesystem::path& file, syserr_t status);
@@ -56,7 +60,7 @@ class Store {
   bool first(StoredRecord& record) const;
   bool next(StoredRecord& record) const;
 
-  // Calls `visit` with every record in key order. Throws Error if the operator interrupts.
+  // Calls `visit` with every record in key order. Throws Error.
   void for_each(const std::function<void(const StoredRecord&)>& visit) const;
 
   // Computes the digest. Throws Error.

@@ -3,6 +3,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace vrrpconvert {
 
@@ -38,16 +39,26 @@ inline const char* reason_for(Exit code) {
 }
 
 // The message names the object, the reason and the next step: "OBJECT: cannot VERB: REASON; NEXT STEP" if that is
-// possible. `reason` is a stable identifier for scripts. `store` is the store with the error, or empty.
+// possible. `reason` is a stable identifier for scripts. `store` is the store with the error, or empty. The message may
+// contain names from data, with line breaks that are escaped when it is printed; so further lines are separate texts.
 struct Error : std::runtime_error {
   Error(Exit code, const std::string& message, const std::string& word = "", std::string its_store = "")
       : std::runtime_error(message),
         exit_code(code),
         reason(word.empty() ? reason_for(code) : word),
         store(std::move(its_store)) {}
+
+  // Returns all lines of the message.
+  std::string text() const {
+    std::string text = what();
+    for (const std::string& line : more) text += '\n' + line;
+    return text;
+  }
+
   Exit exit_code;
   std::string reason;
   std::string store;
+  std::vector<std::string> more{};  // further lines
 };
 
 }  // namespace vrrpconvert

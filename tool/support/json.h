@@ -7,6 +7,7 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <streambuf>
 #include <string>
 
 #include "platform/types.h"
@@ -15,8 +16,16 @@ namespace vrrpconvert {
 
 using Json = nlohmann::ordered_json;
 
-// Returns the text. Replaces bytes that are not UTF-8, for example in a path.
-inline std::string text_of(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
+// Returns the text. Replaces bytes that are not UTF-8, for example in a path. Escapes U+0080 to U+009F, which terminals
+// obey.
+inline std::string text_of(const Json& json) {
+  std::string text = json.dump(-1, ' ', false, Json::error_handler_t::replace);
+  for (size_t at = 0; (at = text.find('\xc2', at)) != std::string::npos; ++at) {
+    const auto next = static_cast<uint8>(text[at + 1]);
+    if (next < 0xa0) text.replace(at, 2, std::string("\\u00") + "89"[next >> 4 & 1] + "0123456789abcdef"[next & 15]);
+  }
+  return text;
+}
 
 // Returns null for an empty string.
 inline Json or_null(const std::string& text) { return text.empty() ? Json() : Json(text); }
@@ -67,17 +76,56 @@ void from_json(const Json& json, Struct& to) {
   });
 }
 
-// Parses an object and keeps only the members `names`. The input may be from another machine: refuses values nested
-// more than 8 levels deep while it parses, because each level needs stack later. Throws std::exception.
+// The first `size_max` bytes of a stream. Reading more throws std::length_error.
+class LimitedInput : public std::streambuf {
+ public:
+  LimitedInput(std::istream& source, size_t size_max) : source_(*source.rdbuf()), left_(size_max) {}
+
+ protected:
+  int_type underflow() override {
+    const std::streamsize size = source_.sgetn(buffer_, sizeof buffer_);
+    if (size <= 0) return traits_type::eof();
+    if (static_cast<size_t>(size) > left_) throw std::length_error("too long");
+    left_ -= static_cast<size_t>(size);
+    setg(buffer_, buffer_, buffer_ + size);
+    return traits_type::to_int_type(*buffer_);
+  }
+
+ private:
+  std::streambuf& source_;
+  size_t left_;
+  char buffer_[16384];
+};
+
+inline constexpr size_t report_size_max = size_t{64} << 20;
+
+// Parses an object and keeps only the members `names`. The input may be from another machine, so refuses what no report
+// has: more than 64 MiB, values nested more than 8 levels deep (each level needs stack later), and objects or lists
+// with more than 1,000 members in what is kept (finding a member takes time in proportion). Throws std::exception.
 template <typename Names>
 Json parse_members(std::istream& stream, const Names& names) {
-  constexpr int depth_max = 8;
-  const auto is_kept = [&names](int depth, Json::parse_event_t event, const Json& parsed) {
+  constexpr int depth_max = 8, members_max = 1000;
+  bool is_skipped = false;
+  int counts[depth_max + 2] = {};
+  const auto is_kept = [&](int depth, Json::parse_event_t event, const Json& parsed) {
     if (depth > depth_max) throw std::out_of_range("depth");
-    if (depth != 1 || event != Json::parse_event_t::key) return true;
-    return std::find(std::begin(names), std::end(names), parsed.get_ref<const std::string&>()) != std::end(names);
+    if (depth == 0) return true;  // the whole object
+    const bool is_key = event == Json::parse_event_t::key;
+    if (depth == 1 && is_key) {
+      const auto& name = parsed.get_ref<const std::string&>();
+      is_skipped = std::find(std::begin(names), std::end(names), name) == std::end(names);
+      return !is_skipped;
+    }
+    const bool begins = event == Json::parse_event_t::object_start || event == Json::parse_event_t::array_start;
+    if (begins) counts[depth + 1] = 0;
+    if (!is_skipped && (is_key || begins || event == Json::parse_event_t::value) && ++counts[depth] > members_max) {
+      throw std::out_of_range("members");
+    }
+    return !is_skipped;
   };
-  return Json::parse(stream, is_kept, false);
+  LimitedInput limited(stream, report_size_max);
+  std::istream input(&limited);
+  return Json::parse(input, is_kept, false);
 }
 
 }  // namespace vrrpconvert

@@ -35,7 +35,7 @@ class JsonReport {
     if (is_new) begin();
     writer_.close_down_to(1);
     if (is_new) writer_.member("store", error.store.empty() ? Json() : Json(error.store));
-    writer_.members({{"problem", error.what()}, {"reason", error.reason}, {"exit", error.exit_code}});
+    writer_.members({{"problem", error.text()}, {"reason", error.reason}, {"exit", error.exit_code}});
     writer_.end();
   }
 

@@ -9,7 +9,6 @@
 #include <cstring>
 
 #include "tool/support/error.h"
-#include "tool/support/interrupt.h"
 
 namespace vrrpconvert {
 namespace {
@@ -25,7 +24,6 @@ LineReader::LineReader(const std::string& file)
   struct stat status;
   if (fd_ < 0 || fstat(fd_, &status) != 0 || S_ISDIR(status.st_mode)) {
     const int reason = fd_ < 0 ? errno : EISDIR;
-    end_if_interrupted();
     throw Error(exit_bad_input, name_ + ": cannot open: " + strerror(reason) + "; expected a text file");
   }
   if (S_ISREG(status.st_mode)) size_ = static_cast<size_t>(status.st_size);
@@ -64,7 +62,6 @@ bool LineReader::fill() {
   if (end_ == buffer_.size()) return false;
   ssize_t size;
   do {
-    end_if_interrupted();
     size = read(fd_, buffer_.data() + end_, std::min<size_t>(buffer_.size() - end_, 65536));
   } while (size < 0 && errno == EINTR);
   if (size < 0) throw Error(exit_io, name_ + ": cannot read: " + strerror(errno));

@@ -17,7 +17,7 @@ class LineReader {
   ~LineReader();
 
   // Reads the next line, without its line break; it is valid until the next call. Returns false at the end. Throws
-  // Error if the input fails, a line is longer than 4 MiB, or the operator interrupts.
+  // Error if the input fails or a line is longer than 4 MiB.
   bool next(std::string_view& line);
 
   const std::string& name() const { return name_; }

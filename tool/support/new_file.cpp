@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "tool/support/error.h"
+#include "tool/support/interrupt.h"
 
 namespace vrrpconvert {
 
@@ -15,12 +16,14 @@ NewFile::NewFile(const std::string& name)
   if (fd_ < 0) {
     throw Error(errno == EEXIST ? exit_usage : exit_io, name + ": cannot create: " + strerror(errno));
   }
+  remove_at_interrupt(name_);
 }
 
 NewFile::~NewFile() {
   if (fd_ < 0) return;
   unlink(name_.c_str());
   close(fd_);
+  remove_at_interrupt("");
 }
 
 void NewFile::write(std::string_view text) {
@@ -35,6 +38,7 @@ void NewFile::write(std::string_view text) {
 void NewFile::keep() {
   if (fsync(fd_) != 0 || close(fd_) != 0) fail();
   fd_ = -1;
+  remove_at_interrupt("");
 }
 
 void NewFile::fail() const {

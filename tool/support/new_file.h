@@ -12,7 +12,7 @@ class NewFile {
   explicit NewFile(const std::string& name);
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
-  ~NewFile();  // removes the file unless keep() was called
+  ~NewFile();  // removes the file unless keep() was called; so does an interrupt
 
   // Both throw Error if they fail.
   void write(std::string_view text);

@@ -35,12 +35,14 @@ bool is_harmless(uint32 code) {
   return !is_control && !is_line_break && !is_direction;
 }
 
-std::string escaped(std::string_view text, bool keeps_line_breaks) {
+}  // namespace
+
+std::string printable(std::string_view text) {
   static constexpr char digits[] = "0123456789abcdef";
   std::string shown;
   while (!text.empty()) {
     const auto [code, size] = first_of(text);
-    if (is_harmless(code) || (keeps_line_breaks && code == '\n')) {
+    if (is_harmless(code)) {
       shown += text.substr(0, size);
     } else {
       for (const char letter : text.substr(0, size)) {
@@ -52,8 +54,6 @@ std::string escaped(std::string_view text, bool keeps_line_breaks) {
   return shown;
 }
 
-}  // namespace
-
 bool is_utf8(std::string_view text) {
   while (!text.empty()) {
     const auto [code, size] = first_of(text);
@@ -63,16 +63,18 @@ bool is_utf8(std::string_view text) {
   return true;
 }
 
-std::string printable(std::string_view text) { return escaped(text, false); }
-
-std::string printable_lines(std::string_view text) { return escaped(text, true); }
-
 std::string quoted_for_shell(const std::string& path) {
   constexpr char plain[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+:,@%";
   if (path.find_first_not_of(plain) == std::string::npos) return path;
   std::string quoted = "'";
-  for (const char letter : path) quoted += letter == '\'' ? "'\\''" : std::string(1, letter);
-  return quoted + "'";
+  if (printable(path) == path) {
+    for (const char letter : path) quoted += letter == '\'' ? "'\\''" : std::string(1, letter);
+    return quoted + "'";
+  }
+  // $'...' with escapes, as bash, zsh and ksh read it, so that the printed command can be pasted.
+  for (const char letter : path)
+    quoted += letter == '\'' || letter == '\\' ? std::string{'\\', letter} : std::string(1, letter);
+  return '$' + printable(quoted) + "'";
 }
 
 }  // namespace vrrpconvert

@@ -15,10 +15,7 @@ inline std::string printable(const std::filesystem::path& path) { return printab
 
 bool is_utf8(std::string_view text);
 
-// Does the same, but keeps line breaks.
-std::string printable_lines(std::string_view text);
-
-// Returns a path as one word of a shell command.
+// Returns a path as one word of a shell command that can be printed and pasted: with control characters as $'...'.
 std::string quoted_for_shell(const std::string& path);
 
 }  // namespace vrrpconvert
