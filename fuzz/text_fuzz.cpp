@@ -1,0 +1,64 @@
+// A text from another machine: a version file, a file of device names, a plan, or a report. It is refused with a
+// message or read. The first byte selects the reader.
+
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "platform/srg_sw_ver.h"
+#include "tool/conversion/plan.h"
+#include "tool/fleet/device.h"
+#include "tool/fleet/search.h"
+
+using namespace vrrpconvert;
+
+namespace {
+
+const std::string file = [] {
+  std::string name = std::filesystem::temp_directory_path() / "text-fuzz-XXXXXX";
+  if (mkdtemp(name.data()) == nullptr) abort();
+  return name + "/text";
+}();
+
+void require(bool holds) {
+  if (!holds) abort();
+}
+
+void read(char reader, const std::string& text) {
+  switch (reader) {
+    case 'v': {
+      const char* version = srg_sw_ver_file_get(file.c_str());
+      require(version == nullptr || text.starts_with(version));
+      return;
+    }
+    case 'e':
+      for (const Input& input : find_inputs({file + "-none"}, InputKind::stores, file)) require(!input.name.empty());
+      return;
+    case 'p': {
+      const Plan plan = read_plan(file);
+      require(plan.directory.starts_with('/') && is_release(plan.from) && plan.hash.size() == 64);
+      return;
+    }
+    default: {
+      std::istringstream stream(text);
+      const Device device = device_of_report("device", stream, {});
+      require(device.report.exit != exit_done || is_release(device.report.from));
+    }
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  if (size == 0) return 0;
+  const std::string text(reinterpret_cast<const char*>(data + 1), size - 1);
+  std::ofstream(file, std::ios::binary) << text;
+  try {
+    read(static_cast<char>(data[0]), text);
+  } catch (const Error& error) {
+    require(error.what()[0] != '\0');
+  }
+  return 0;
+}
