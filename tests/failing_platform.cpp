@@ -21,10 +21,12 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <string_view>
 
 #include "platform/embedded/pss_embedded.h"
 #include "platform/pss.h"
@@ -85,9 +87,19 @@ syserr_t pss_close(pss_service_t table) {
 }
 
 extern "C" int statvfs64(const char* path, struct statvfs64* system) {
-  static int call = 0;
+  static int space = 0, inodes = 0;
   const int result = real<decltype(&statvfs64)>("statvfs64")(path, system);
-  if (is_due("NO_SPACE", call)) system->f_bfree = system->f_bavail = 2;
+  if (is_due("NO_SPACE", space)) system->f_bfree = system->f_bavail = 2;
+  if (is_due("NO_INODES", inodes)) system->f_files = 10, system->f_ffree = system->f_favail = 2;
+  return result;
+}
+
+extern "C" int statx(int directory, const char* path, int flags, unsigned mask, struct ::statx* found) {
+  const auto real_call = real<int (*)(int, const char*, int, unsigned, void*)>("statx");
+  const int result = real_call(directory, path, flags, mask, found);
+  const char* attribute = getenv("PROTECT_FLASH");
+  if (attribute == nullptr || !std::string_view(path).ends_with("/flash")) return result;
+  found->stx_attributes |= *attribute == 'i' ? STATX_ATTR_IMMUTABLE : STATX_ATTR_APPEND;
   return result;
 }
 

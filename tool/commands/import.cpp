@@ -61,6 +61,11 @@ size_t import_lines(LineReader& input, Store& store) {
 }
 
 [[noreturn]] void refuse_existing(const std::string& store) {
+  if (!path_exists(store)) {
+    throw Error(exit_usage, store +
+                                ": a sidecar file (-journal, -wal, -shm) without its store is in the way; move it, or "
+                                "--force to rename it");
+  }
   throw Error(exit_usage, store + ": already exists; use another name, or --force to replace it");
 }
 

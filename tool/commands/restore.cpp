@@ -66,7 +66,9 @@ Restored restore_store(const RestoreOptions& options) {
   const bool is_same = held != nullptr && held->digest() == copy.digest();
   ignore_interrupts();
   restored.kept = copy.put(options.store, options.backup && !is_same ? Existing::kept : Existing::lost);
-  if (held == nullptr && !restored.kept.empty()) restored.replaced = text_of_kept(restored.kept);
+  if (held == nullptr && !restored.kept.empty()) {
+    restored.replaced = was_there ? text_of_kept(restored.kept) : "sidecar files without a store";
+  }
   return restored;
 }
 

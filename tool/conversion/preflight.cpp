@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "tool/store/files.h"
+
 namespace vrrpconvert {
 
 namespace fs = std::filesystem;
@@ -30,6 +32,9 @@ Ending check_owner(const fs::path& store, const struct stat& file) {
   if (is_known && (own.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0) {
     return refusal(store, "cannot replace a mount point; unmount it", "permission");
   }
+  if (const char* protection = protection_of(store); protection != nullptr) {
+    return refusal(store, protection, "permission");
+  }
   if (geteuid() != 0 && file.st_uid != geteuid()) {
     return refusal(store,
                    "belongs to user " + std::to_string(file.st_uid) +
@@ -43,6 +48,9 @@ Ending check_owner(const fs::path& store, const struct stat& file) {
 }
 
 Ending check_directory(const WrittenFile& file) {
+  if (const char* protection = protection_of(file.directory); protection != nullptr) {
+    return refusal(file.directory, protection, "permission");
+  }
   if (access(file.directory.c_str(), W_OK | X_OK) == 0) return {};
   const bool is_missing = errno == ENOENT;
   return refusal(file.directory,
@@ -51,13 +59,18 @@ Ending check_directory(const WrittenFile& file) {
                  is_missing ? "missing" : "permission");
 }
 
-// Returns whether `files` files of `size` bytes fit into the file system of `directory`. Returns true if the file
-// system does not report its size.
-bool fits(const fs::path& directory, uint64_t size, uint64_t files) {
+// Returns why `files` files of `size` bytes do not fit into the file system of `directory`, or null. Some file systems
+// do not report their size, or their number of inodes.
+const char* lack_of_space(const fs::path& directory, uint64_t size, uint64_t files) {
   struct statvfs system;
-  if (statvfs(directory.c_str(), &system) != 0 || system.f_blocks == 0) return true;
-  const uint64_t blocks = geteuid() == 0 ? system.f_bfree : system.f_bavail;
-  return (size + system.f_frsize - 1) / system.f_frsize * files <= blocks;
+  if (statvfs(directory.c_str(), &system) != 0) return nullptr;
+  const bool is_root = geteuid() == 0;
+  const uint64_t blocks = is_root ? system.f_bfree : system.f_bavail,
+                 inodes = is_root ? system.f_ffree : system.f_favail;
+  if (system.f_blocks != 0 && (size + system.f_frsize - 1) / system.f_frsize * files > blocks) {
+    return "not enough space; delete files on this file system";
+  }
+  return system.f_files != 0 && files > inodes ? "not enough inodes; delete files on this file system" : nullptr;
 }
 
 Ending check_space(const std::vector<WrittenFile>& files, uint64_t size) {
@@ -68,10 +81,11 @@ Ending check_space(const std::vector<WrittenFile>& files, uint64_t size) {
       count += stat(one.directory.c_str(), &other) == 0 && stat(file.directory.c_str(), &own) == 0 &&
                other.st_dev == own.st_dev;
     }
-    if (fits(file.directory, size, count)) continue;
+    const char* lack = lack_of_space(file.directory, size, count);
+    if (lack == nullptr) continue;
     return refusal(file.directory,
                    "cannot write " + std::to_string(count) + (count == 1 ? " file of " : " files of ") +
-                       std::to_string(size) + " bytes: no space left; free space in its file system",
+                       std::to_string(size) + " bytes: " + lack,
                    "no_space");
   }
   return {};

@@ -180,6 +180,7 @@ class Sequence {
 
   std::vector<std::string> unfinished_lines() const {
     std::vector<std::string> lines;
+    lines.reserve(report_.unfinished_files.size());
     for (const std::string& file : report_.unfinished_files) lines.push_back(unfinished_file_text + file);
     return lines;
   }

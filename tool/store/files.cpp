@@ -1,5 +1,6 @@
 #include "tool/store/files.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -35,6 +36,13 @@ std::vector<fs::path> unfinished_files_in(const fs::path& directory) {
   std::erase_if(
       files, [](const fs::path& file) { return !file.filename().string().starts_with(PSS_EMBEDDED_NEW_FILE_PREFIX); });
   return files;
+}
+
+const char* protection_of(const fs::path& path) {
+  struct statx status;
+  if (statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, 0, &status) != 0) return nullptr;
+  if ((status.stx_attributes & STATX_ATTR_IMMUTABLE) != 0) return "has the attribute immutable; run chattr -i";
+  return (status.stx_attributes & STATX_ATTR_APPEND) != 0 ? "has the attribute append-only; run chattr -a" : nullptr;
 }
 
 ino_t file_number(const fs::path& path) {

@@ -22,6 +22,10 @@ std::vector<std::filesystem::path> unfinished_files_in(const std::filesystem::pa
 // Returns the inode number of the file at `path`, or 0 if there is none.
 ino_t file_number(const std::filesystem::path& path);
 
+// Returns the attribute that forbids even root to change the file at `path`, and the command that removes it; null if
+// there is none.
+const char* protection_of(const std::filesystem::path& path);
+
 inline bool path_exists(const std::filesystem::path& path) { return file_number(path) != 0; }
 
 }  // namespace vrrpconvert

@@ -62,6 +62,12 @@ void throw_store_error(const fs::path& file, syserr_t status) {
     if (known.status == status) meaning = known;
   }
   const fs::path directory = file.has_parent_path() ? file.parent_path() : ".";
+  for (const fs::path& protectable : {file, directory}) {
+    const char* protection = status == SYSERR_PSS_READ_ONLY ? protection_of(protectable) : nullptr;
+    if (protection != nullptr) {
+      throw Error(exit_io, protectable.string() + ": " + protection, "permission", file.string());
+    }
+  }
   const std::string place = status == SYSERR_PSS_NO_SPACE ? "the file system of " + directory.string() : "";
   throw Error(meaning.exit, file.string() + ": " + syserr2str(status) + meaning.advice + place, meaning.reason,
               file.string());
