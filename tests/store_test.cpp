@@ -512,8 +512,8 @@ TEST_F(StoreTest, IsNotDamagedBesideAWriteAheadLog) {
   create("one", one);
   create("other", other);
   const pid_t writer = fork();
-  const bool is_writer = writer == 0;
-  for (int i = 0; is_writer; ++i) {
+  for (int i = 0;; ++i) {
+    if (writer != 0) break;
     const std::string from = file(i % 2 == 0 ? "other" : "one");
     sqlite3* database;
     sqlite3_open(file("s").c_str(), &database);
@@ -526,7 +526,7 @@ TEST_F(StoreTest, IsNotDamagedBesideAWriteAheadLog) {
     sqlite3_close(database);
   }
   int count = 0;
-  for (int i = 0; i < 200; ++i) {
+  for (const time_t end = time(nullptr) + 3; time(nullptr) < end;) {
     syserr_t status;
     const pss_service_t table = pss_embedded_open_copy(url("s").c_str(), 200, &status);
     EXPECT_TRUE(status == 0 || status == SYSERR_PSS_BUSY || status == SYSERR_PSS_UNTRUSTED) << syserr2str(status);

@@ -11,7 +11,8 @@
 
 namespace pss_embedded {
 
-// Detects missing and resurrected records, which row checksums cannot.
+// Detects missing and resurrected records, which row checksums cannot. It detects accidents, not attacks: anybody can
+// choose a few records so that the sum is the same.
 struct Digest {
   uint64_t records = 0;
   uint64_t checksum = 0;  // sum of the row checksums modulo 2^64

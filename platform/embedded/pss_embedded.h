@@ -115,7 +115,8 @@ pss_service_t pss_embedded_open_copy(const char* url, uint32 wait_ms, syserr_t* 
 pss_service_t pss_embedded_open_descriptor(int fd, syserr_t* status);
 
 /* Digest of all records of a store, two numbers of 8 bytes in host byte order: the number of records, and the sum of
- * their checksums (XXH3_64bits_withSeed(value, XXH3_64bits(key))) modulo 2^64. */
+ * their checksums (XXH3_64bits_withSeed(value, XXH3_64bits(key))) modulo 2^64. It tells accidents, not attacks: anybody
+ * can make another store with the same digest. */
 typedef struct {
   uint64_t records;
   uint64_t checksum;

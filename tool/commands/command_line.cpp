@@ -12,7 +12,7 @@ constexpr char exit_codes[] =
     "Exit status: 0 success, no difference; 1 differences, problems, a mismatch, or a loss that was not\n"
     "allowed; 2 usage error; 3 missing, damaged or invalid input; 4 store in use, or changed since the\n"
     "plan; 5 I/O error, or no space, memory or permission (nothing was changed); 6 unknown outcome;\n"
-    "7 records failed or would fail, or a mismatch in a fleet; 130 interrupted";
+    "7 records failed or would fail, or a mismatch in a fleet; 130 interrupted, store unchanged";
 
 // Returns the edit distance of two words.
 size_t distance(const std::string& one, const std::string& other) {

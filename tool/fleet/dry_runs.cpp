@@ -153,6 +153,7 @@ std::vector<Device> run_dry_runs(const DryRunOptions& options, const std::vector
 
 std::vector<Device> read_reports(const std::vector<Input>& inputs, const std::set<std::string>& accepted) {
   std::vector<Device> devices;
+  devices.reserve(inputs.size());
   for (const Input& input : inputs) {
     devices.push_back(input.file.empty() ? missing_device(input) : read_report(input, accepted));
   }
