@@ -84,6 +84,7 @@ class HelpFormatter : public CLI::Formatter {
     std::string text = option->get_description();
     for (size_t start = 0; text.size() - start > width;) {
       const size_t end = text.find_last_of(" ,", start + width - 1);
+      if (end == std::string::npos || end < start) break;  // a long word
       if (text[end] == ',') text.insert(end + 1, 1, ' ');
       start = text.find(' ', end) + 1;
       text[start - 1] = '\n';
