@@ -75,7 +75,7 @@ class DamageTest : public EmbeddedStoreTest {
   // Opens, checks and converts a store with these bytes, and verifies the results. Returns whether pss_open refused it.
   bool is_refused(const std::string& damaged) {
     write(store, damaged);
-    const int checked = system((VRRPCONVERT " check " + file(store) + " >/dev/null 2>&1").c_str());
+    const int checked = system(("'" VRRPCONVERT "' check " + file(store) + " >/dev/null 2>&1").c_str());
     syserr_t status;
     const pss_service_t table = pss_open(url(store).c_str(), &status);
     if (table != 0) {
