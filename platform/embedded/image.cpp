@@ -30,12 +30,6 @@ enum HeaderOffset {
   header_size = 100
 };
 
-uint32 big_endian(const uint8* bytes, int size) {
-  uint32 number = 0;
-  for (int i = 0; i < size; ++i) number = number << 8 | bytes[i];
-  return number;
-}
-
 // Reads `size` bytes from the start of the file. Returns `short_status` if the file is shorter.
 syserr_t read_fully(int fd, uint8* bytes, sqlite3_int64 size, syserr_t short_status) {
   // Linux truncates a single read at 2 GiB.
@@ -59,13 +53,13 @@ syserr_t size_in_header(const uint8* header, sqlite3_int64* size) {
       big_endian(header + application_id_at, 4) != store_application_id) {
     return SYSERR_PSS_NOT_A_STORE;
   }
-  const uint32 page_size = big_endian(header + page_size_at, 2);
+  const uint32 page_size = page_size_of(header);
+  if (page_size < 512) return SYSERR_PSS_NOT_A_STORE;
   const uint32 pages = big_endian(header + page_count_at, 4);
   if (big_endian(header + change_counter_at, 4) != big_endian(header + version_valid_for_at, 4) || pages == 0) {
     return SYSERR_PSS_DAMAGED;  // no SQLite release since 2010 writes this
   }
-  *size = static_cast<sqlite3_int64>(page_size == 1 ? 65536 : page_size) * pages;
-  if (*size < header_size) return SYSERR_PSS_NOT_A_STORE;
+  *size = static_cast<sqlite3_int64>(page_size) * pages;
   return *size <= PSS_EMBEDDED_STORE_MAX ? 0 : SYSERR_PSS_TOO_LARGE;
 }
 
@@ -89,6 +83,17 @@ syserr_t check_extent(int fd, sqlite3_int64 size) {
 }
 
 }  // namespace
+
+uint32 big_endian(const uint8* bytes, int size) {
+  uint32 number = 0;
+  for (int i = 0; i < size; ++i) number = number << 8 | bytes[i];
+  return number;
+}
+
+uint32 page_size_of(const uint8* image) {
+  const uint32 page_size = big_endian(image + page_size_at, 2);
+  return page_size == 1 ? 65536 : page_size;
+}
 
 syserr_t read_image(int fd, Image* image) {
   uint8 header[header_size];

@@ -26,6 +26,12 @@ struct Image {
 // SYSERR_PSS_TOO_LARGE beyond PSS_EMBEDDED_STORE_MAX. Decides that by the header, before it allocates or reads more.
 syserr_t read_image(int fd, Image* image);
 
+// Returns the page size in the header of an image that read_image() returned.
+uint32 page_size_of(const uint8* image);
+
+// Returns a number of the file, which are big-endian.
+uint32 big_endian(const uint8* bytes, int size);
+
 // Writes all bytes. Returns 0, or the status of the failure.
 syserr_t write_bytes(int fd, const void* bytes, sqlite3_int64 size);
 

@@ -19,15 +19,17 @@ constexpr const char* schema[] = {
 
 }  // namespace
 
-syserr_t check_schema(sqlite3* database) {
+syserr_t check_schema(sqlite3* database, uint32 (&roots)[2]) {
   Statement statement;
-  const syserr_t status = prepare(database, "SELECT sql FROM sqlite_schema ORDER BY rowid", &statement);
+  const syserr_t status = prepare(database, "SELECT sql, rootpage FROM sqlite_schema ORDER BY rowid", &statement);
   if (status != 0) return status;
+  uint32* root = roots;
   for (const char* expected : schema) {
     const int step = sqlite3_step(statement.get());
     if (step != SQLITE_ROW) return step == SQLITE_DONE ? SYSERR_PSS_DAMAGED : status_of_sqlite(step);
     const auto* found = reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), 0));
     if (found == nullptr || strcmp(found, expected) != 0) return SYSERR_PSS_DAMAGED;
+    *root++ = static_cast<uint32>(sqlite3_column_int(statement.get(), 1));
   }
   const int step = sqlite3_step(statement.get());
   return step == SQLITE_ROW ? SYSERR_PSS_DAMAGED : status_of_sqlite(step);

@@ -16,8 +16,8 @@ namespace pss_embedded {
 constexpr int store_application_id = 0x50535331;
 constexpr int store_format_version = 1;
 
-// Returns 0, or SYSERR_PSS_DAMAGED if the database has other tables. Reads no record.
-syserr_t check_schema(sqlite3* database);
+// Returns 0 and the root pages of both tables, or SYSERR_PSS_DAMAGED if the database has other tables. Reads no record.
+syserr_t check_schema(sqlite3* database, uint32 (&roots)[2]);
 
 // Creates the store format in an empty database, without records.
 syserr_t create_format(sqlite3* database);

@@ -72,6 +72,7 @@ size_t import_lines(LineReader& input, Store& store) {
 // Writes the store. Returns the name to which a replaced store was renamed, or an empty path.
 fs::path put(const Store& store, size_t records, const ImportOptions& options) {
   if (!options.force) {
+    ignore_interrupts();
     if (!store.put_new(options.store)) refuse_existing(options.store);  // another process created it meanwhile
     return {};
   }
@@ -82,6 +83,7 @@ fs::path put(const Store& store, size_t records, const ImportOptions& options) {
   // Hold the lock until the rename, so that a process waiting for the old store opens the new one.
   const std::unique_ptr<Store> held = Store::open_to_replace(options.store);
   const bool is_same = held != nullptr && held->digest() == store.digest();
+  ignore_interrupts();
   return store.put(options.store, is_same ? Existing::lost : Existing::kept);
 }
 
@@ -91,7 +93,6 @@ Exit import_store(const ImportOptions& options) {
   LineReader input(options.file);
   Store store(-1, options.store);
   const size_t records = import_lines(input, store);
-  ignore_interrupts();
   const fs::path kept = put(store, records, options);
   if (options.json != nullptr) {
     options.json->print({{"store", options.store}, {"records", records}, {"kept", or_null(kept)}});

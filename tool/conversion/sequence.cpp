@@ -106,7 +106,8 @@ class Sequence {
       const Run run = run_on_store();
       require_begun(run, conversion_);
       ignore_interrupts();  // from here on the outcome must be reported
-      ending() = examine(run);
+      // A process that was killed before it closed the store has not changed it.
+      ending() = run.interrupted && !run.has_closed ? Ending() : examine(run);
       note_unfinished_files();
       if (report_.is_good()) require_kept(run, conversion_, !report_.changed, unfinished_lines());
       if (report_.is_good()) {
@@ -126,6 +127,7 @@ class Sequence {
     if (request_.has_backup && conversion_.change() != Change::none) {
       report_.copy = write_backup(dry_run_.before(), conversion_.store(), conversion_.from);
     }
+    const ino_t earlier = file_number(conversion_.snapshot());
     const Run run = run_library({.conversion = conversion_,
                                  .original = dry_run_.before(),
                                  .has_trace = true,
@@ -134,8 +136,20 @@ class Sequence {
     if (run.has_snapshot) {
       report_.snapshot = conversion_.snapshot();
       report_.earlier_snapshot = kept_name(conversion_.snapshot(), run.kept_number);
+    } else if (conversion_.change() == Change::upgrade && file_number(conversion_.snapshot()) != earlier) {
+      note_unreported_snapshot(earlier);
     }
     return run;
+  }
+
+  // The process was killed while it wrote the snapshot, and did not report the name of the earlier one.
+  void note_unreported_snapshot(ino_t earlier) {
+    report_.snapshot = conversion_.snapshot();
+    for (uint32 number = 1; earlier != 0; ++number) {
+      const fs::path name = kept_name(conversion_.snapshot(), number);
+      if (!path_exists(name)) return;
+      if (file_number(name) == earlier) report_.earlier_snapshot = name;
+    }
   }
 
   // Reads the store again. If its digest equals that of the dry run, takes the outcome of the dry run; else compares
@@ -180,7 +194,9 @@ class Sequence {
 
   std::vector<std::string> unfinished_lines() const {
     std::vector<std::string> lines;
-    lines.reserve(report_.unfinished_files.size());
+    lines.reserve(report_.unfinished_files.size() + 2);
+    if (!report_.snapshot.empty()) lines.push_back("Snapshot: " + report_.snapshot);
+    if (!report_.earlier_snapshot.empty()) lines.push_back("Earlier snapshot renamed to: " + report_.earlier_snapshot);
     for (const std::string& file : report_.unfinished_files) lines.push_back(unfinished_file_text + file);
     return lines;
   }

@@ -101,11 +101,13 @@ inline constexpr size_t report_size_max = size_t{64} << 20;
 
 // Parses an object and keeps only the members `names`. The input may be from another machine, so refuses what no report
 // has: more than 64 MiB, values nested more than 8 levels deep (each level needs stack later), and objects or lists
-// with more than 1,000 members in what is kept (finding a member takes time in proportion). Throws std::exception.
+// with more than 1,000 members or 20,000 values in what is kept (finding a member takes time in proportion). Throws
+// std::exception.
 template <typename Names>
 Json parse_members(std::istream& stream, const Names& names) {
-  constexpr int depth_max = 8, members_max = 1000;
+  constexpr int depth_max = 8, members_max = 1000, total_max = 20000;
   bool is_skipped = false;
+  int total = 0;
   int counts[depth_max + 2] = {};
   const auto is_kept = [&](int depth, Json::parse_event_t event, const Json& parsed) {
     if (depth > depth_max) throw std::out_of_range("depth");
@@ -118,9 +120,8 @@ Json parse_members(std::istream& stream, const Names& names) {
     }
     const bool begins = event == Json::parse_event_t::object_start || event == Json::parse_event_t::array_start;
     if (begins) counts[depth + 1] = 0;
-    if (!is_skipped && (is_key || begins || event == Json::parse_event_t::value) && ++counts[depth] > members_max) {
-      throw std::out_of_range("members");
-    }
+    const bool is_counted = !is_skipped && (is_key || begins || event == Json::parse_event_t::value);
+    if (is_counted && (++counts[depth] > members_max || ++total > total_max)) throw std::out_of_range("members");
     return !is_skipped;
   };
   LimitedInput limited(stream, report_size_max);
