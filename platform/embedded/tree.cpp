@@ -43,9 +43,9 @@ class Walk {
     const int level = levels_.get()[number] + 1;
     constexpr uint8 interior_index = 2, interior_table = 5;
     if (page[start] != interior_index && page[start] != interior_table) return true;
-    const uint32 cells = big_endian(page + start + 3, 2);
+    const size_t cells = big_endian(page + start + 3, 2);
     if (start + 12 + 2 * cells > page_size_) return false;
-    for (uint32 i = 0; i < cells; ++i) {
+    for (size_t i = 0; i < cells; ++i) {
       const uint32 cell = big_endian(page + start + 12 + 2 * i, 2);
       if (cell + 4 > page_size_ || !add(big_endian(page + cell, 4), level)) return false;
     }
