@@ -40,7 +40,7 @@
  *  9. The contents of a file bound the time and memory of every operation: for any file, pss_open and pss_snapshot take
  *     at most one second more than for an intact store of its size on disk, and 16 MiB more memory. A file with more
  *     than 16 MiB of holes is SYSERR_PSS_DAMAGED: copy it with cp --sparse=never. pss_snapshot does not read an
- * existing file that is more than twice as large as the new one and 1 MiB; it renames that file.
+ *     existing file of more than twice the size of the new one and 1 MiB; it renames that file.
  * 10. One thread at a time calls the operations. Only the process that opened a handle uses it; a forked child may use
  *     a working copy, which is then a copy of its own. The platform changes no process-wide setting of SQLite.
  *
@@ -115,8 +115,8 @@ pss_service_t pss_embedded_open_copy(const char* url, uint32 wait_ms, syserr_t* 
 pss_service_t pss_embedded_open_descriptor(int fd, syserr_t* status);
 
 /* Digest of all records of a store, two numbers of 8 bytes in host byte order: the number of records, and the sum of
- * their checksums (XXH3_64bits_withSeed(value, XXH3_64bits(key))) modulo 2^64. It tells accidents, not attacks: anybody
- * can make another store with the same digest. */
+ * their checksums (XXH3_64bits_withSeed(value, XXH3_64bits(key))) modulo 2^64. It detects accidents, not attacks:
+ * anybody can make another store with the same digest. */
 typedef struct {
   uint64_t records;
   uint64_t checksum;

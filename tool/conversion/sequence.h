@@ -1,7 +1,6 @@
 // The sequence of a conversion: dry run, decision, backup, run of the library, comparison.
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include "tool/conversion/conversion.h"
