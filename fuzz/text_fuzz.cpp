@@ -8,7 +8,8 @@
 #include <sstream>
 
 #include "platform/srg_sw_ver.h"
-#include "tool/conversion/plan.h"
+#include "tool/conversion/report.h"
+#include "tool/conversion/request.h"
 #include "tool/fleet/device.h"
 #include "tool/fleet/search.h"
 
@@ -37,14 +38,14 @@ void read(char reader, const std::string& text) {
       for (const Input& input : find_inputs({file + "-none"}, InputKind::stores, file)) require(!input.name.empty());
       return;
     case 'p': {
-      const Plan plan = read_plan(file);
-      require(plan.directory.starts_with('/') && is_release(plan.from) && plan.hash.size() == 64);
+      const Request plan = read_plan(file);
+      require(plan.directory.starts_with('/') && plan.hash.size() == 64);
       return;
     }
     default: {
       std::istringstream stream(text);
-      const Device device = device_of_report("device", stream, {});
-      require(device.report.exit != exit_done || is_release(device.report.from));
+      const std::optional<DryRunReport> report = read_dry_run_report(stream);
+      require(!report || !report->ending.is_good() || is_release(report->from));
     }
   }
 }

@@ -27,7 +27,7 @@ int fail(const Error& error, JsonReport* report) {
   for (const std::string& line : error.more) std::cerr << printable(line) << '\n';
   if (report != nullptr) report->fail(error);
   std::cout.flush();
-  return error.exit_code;
+  return exit_of(error.reason);
 }
 
 // Returns whether the reader of standard output has exited.
@@ -40,15 +40,15 @@ bool is_output_unread() {
 // SIGPIPE, as it would by default.
 int fail_to_write(Effect effect) {
   if (effect == Effect::changes) {
-    return fail(
-        {exit_unknown, "standard output: cannot write; the report is incomplete; run vrrpconvert check on the store"},
-        nullptr);
+    return fail({Reason::unknown_outcome,
+                 "standard output: cannot write; the report is incomplete" + advice_for(Reason::unknown_outcome)},
+                nullptr);
   }
   if (is_output_unread()) {
     signal(SIGPIPE, SIG_DFL);
     raise(SIGPIPE);
   }
-  return fail({exit_io, "standard output: cannot write; the output is incomplete; nothing was changed"}, nullptr);
+  return fail({Reason::io, "standard output: cannot write; the output is incomplete; nothing was changed"}, nullptr);
 }
 
 // Opens descriptors 0 to 2 if they are closed. Otherwise a store could get one of these numbers, and output would be
@@ -92,13 +92,12 @@ int main(int argc, char** argv) {
   } catch (const std::ios_base::failure&) {
     return fail_to_write(choice.effect);
   } catch (const std::bad_alloc&) {
-    return choice.effect == Effect::changes
-               ? fail({exit_unknown, "out of memory: unknown outcome; run vrrpconvert check on the store", "no_memory"},
-                      nullptr)
-               : fail({exit_io, "out of memory; nothing was changed; free memory and run the command again",
-                       "no_memory"},
-                      nullptr);
+    const bool may_have_changed = choice.effect == Effect::changes;
+    const Reason reason = may_have_changed ? Reason::unknown_outcome : Reason::no_memory;
+    return fail({reason, (may_have_changed ? "out of memory: unknown outcome" : "out of memory; nothing was changed") +
+                             advice_for(reason)},
+                nullptr);
   } catch (const std::exception& error) {
-    return fail({choice.effect == Effect::changes ? exit_unknown : exit_io, error.what()}, report);
+    return fail({choice.effect == Effect::changes ? Reason::unknown_outcome : Reason::io, error.what()}, report);
   }
 }

@@ -16,7 +16,7 @@ namespace pss_embedded {
 namespace {
 
 // The header of an SQLite file. Numbers are big-endian.
-constexpr char magic[16] = "SQLite format 3";
+constexpr char magic[16] = PSS_EMBEDDED_MAGIC;
 enum HeaderOffset {
   page_size_at = 16,      // 2 bytes; 1 means 65536
   write_version_at = 18,  // 1 byte: 1 with a rollback journal, 2 with a write-ahead log

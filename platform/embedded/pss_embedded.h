@@ -97,6 +97,10 @@ enum {
 /* Prefix of the name of a file that is being written. */
 #define PSS_EMBEDDED_NEW_FILE_PREFIX ".pss-"
 
+/* The first 16 bytes of every store, with the terminating zero, and the suffixes of sidecar files. */
+#define PSS_EMBEDDED_MAGIC "SQLite format 3"
+#define PSS_EMBEDDED_SIDECARS {"-journal", "-wal", "-shm"}
+
 /* Returns the N of the name NAME.N to which the last pss_snapshot of this process renamed an existing file, or 0. */
 uint32 pss_embedded_kept(void);
 

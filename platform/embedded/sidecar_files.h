@@ -5,11 +5,11 @@
 
 #include <climits>
 
-#include "platform/types.h"
+#include "platform/embedded/pss_embedded.h"
 
 namespace pss_embedded {
 
-inline constexpr const char* sidecar_suffixes[] = {"-journal", "-wal", "-shm"};
+inline constexpr const char* sidecar_suffixes[] = PSS_EMBEDDED_SIDECARS;
 
 struct SidecarName {
   char text[NAME_MAX + 32];

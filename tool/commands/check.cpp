@@ -9,7 +9,7 @@
 #include "tool/conversion/release.h"
 #include "tool/record/record_fields.h"
 #include "tool/store/access.h"
-#include "tool/store/files.h"
+#include "tool/store/paths.h"
 #include "tool/store/record_counts.h"
 #include "tool/support/digits.h"
 #include "tool/support/printable.h"
@@ -52,8 +52,9 @@ std::vector<std::string> problems_of(const StoredRecord& record, const std::opti
              : "; a downgrade would truncate the value or pad it with zeros, and could store it under another key")};
   }
   std::vector<std::string> problems;
-  const Bytes expected = expected_key(*layout, record.value);
-  if (record.key != expected) problems.push_back("misplaced record: its expected key is " + hex_of(expected));
+  if (is_misplaced(record)) {
+    problems.push_back("misplaced record: its expected key is " + hex_of(expected_key(*layout, record.value)));
+  }
   if (release && layout->version == (release->has_old_layout ? Version::new_one : Version::old_one)) {
     problems.push_back("release " + release->text + " cannot read its " + word_of(layout->version) + " layout");
   }
@@ -76,7 +77,7 @@ class Check {
 
   size_t problems() const { return problems_; }
   const RecordCounts& counts() const { return counts_; }
-  size_t left_alone() const { return counts_.of(Kind::track) + counts_.of(Kind::other); }
+  size_t not_converted() const { return counts_.of(Kind::track) + counts_.of(Kind::other); }
 
   const char* layout() const {
     const bool has_new = counts_.with_layout(Version::new_one) > 0, has_old = counts_.with_layout(Version::old_one) > 0;
@@ -89,11 +90,9 @@ class Check {
     has_secrets_ = has_secrets_ || has_secret(record);
     check_router(record);
     for (const std::string& problem : problems_of(record, release_)) report(record, problem);
-    const Layout* layout = layout_of(record);
-    if (layout == nullptr) return;
-    const Bytes expected = expected_key(*layout, record.value);
-    if (record.key == expected) return;
+    if (!is_misplaced(record)) return;
     // Two misplaced records can have the same expected key.
+    const Bytes expected = expected_key(*layout_of(record), record.value);
     const auto [first, is_new] = misplaced_.emplace(expected, hex_of(record.key));
     if (!is_new) report_double(record, first->second);
   }
@@ -151,22 +150,22 @@ class Check {
   size_t problems_ = 0;
 };
 
-// A file that restore can use: a backup, or a replaced store.
-struct Backup : RestoreSource {
+struct CheckedBackup : Backup {
   bool same = false, sound = false;  // whether it has the same records as the store, and no problem
   std::string problem{};             // if it cannot be read
 
   std::string text() const {
     if (!problem.empty()) return problem;
-    return RestoreSource::text() + (same ? "; the same records" : "; other records") + (sound ? "" : ", with problems");
+    return Backup::text() + (same ? "; the same records" : "; other records") + (sound ? "" : ", with problems");
   }
 
-  JSON_MEMBERS(file, release, records, same, sound, problem)
+  JSON_MEMBERS(file, release, counts, same, sound, problem)
 };
 
 // Checks only the records, because the directory is the same.
-std::vector<Backup> backups_for(const fs::path& store, const std::optional<Release>& release, const StoreDigest& own) {
-  std::vector<Backup> backups;
+std::vector<CheckedBackup> backups_for(const fs::path& store, const std::optional<Release>& release,
+                                       const StoreDigest& own) {
+  std::vector<CheckedBackup> backups;
   for (const fs::path& file : backups_of(store)) {
     try {
       const Store backup(file, no_wait);
@@ -184,9 +183,9 @@ std::vector<Backup> backups_for(const fs::path& store, const std::optional<Relea
 [[noreturn]] void throw_with_backups(const Error& error, const std::string& store,
                                      const std::optional<Release>& release) {
   Error with_backups = error;
-  if (error.reason == "damaged" || error.reason == "not_a_store") {
-    for (const Backup& backup : backups_for(store, release, {})) {
-      if (backup.sound) with_backups.more.push_back("Backup without problems: " + backup.RestoreSource::text());
+  if (error.reason == Reason::damaged || error.reason == Reason::not_a_store) {
+    for (const CheckedBackup& backup : backups_for(store, release, {})) {
+      if (backup.sound) with_backups.more.push_back("Backup without problems: " + backup.Backup::text());
     }
   }
   throw with_backups;
@@ -201,34 +200,37 @@ void write_problem(JsonWriter& json, const Problem& problem) {
   json.value(Json{{"store_key", problem.store_key}, {"record", problem.record}, {"problem", problem.problem}});
 }
 
+Ending ending_of(const Check& check) {
+  if (check.problems() == 0) return {};
+  return {Reason::found, std::to_string(check.problems()) + (check.problems() == 1 ? " problem" : " problems")};
+}
+
 struct Surroundings {
-  std::vector<Backup> backups;
+  std::vector<CheckedBackup> backups;
   std::vector<fs::path> unfinished;
 };
 
-void end_json(const Check& check, const Surroundings& found, JsonWriter& json) {
+void end_json(const Check& check, const Surroundings& found, JsonReport& report, JsonWriter& json) {
   json.end();
-  Json members = {{"sound_copies", Json::array()}, {"copies", found.backups}, {"unfinished_files", Json::array()}};
-  for (const Backup& backup : found.backups) {
-    if (backup.sound) members["sound_copies"].push_back(backup.file);
-  }
-  for (const fs::path& file : found.unfinished) members["unfinished_files"].push_back(file.native());
-  members.update({{"sound", check.problems() == 0},
-                  {"layout", check.layout()},
-                  {"left_alone", check.left_alone()},
-                  {"summary", check.counts()}});
-  json.members(members);
-  json.end();
+  Json files = Json::array();
+  for (const fs::path& file : found.unfinished) files.push_back(file.native());
+  json.members({{"backups", found.backups},
+                {"unfinished_files", files},
+                {"sound", check.problems() == 0},
+                {"layout", check.layout()},
+                {"not_converted", check.not_converted()},
+                {"counts", check.counts()}});
+  report.end(ending_of(check));
 }
 
 void end_text(const Check& check, const Surroundings& found, const std::string& store) {
   std::cout << printable(store) << ": " << check.counts().text() << '\n';
-  if (check.left_alone() > 0) {
-    std::cout << "Unchanged by a conversion: " << check.left_alone()
-              << (check.left_alone() == 1 ? " record" : " records") << " (track and other kinds).\n";
+  if (check.not_converted() > 0) {
+    std::cout << "Unchanged by a conversion: " << check.not_converted()
+              << (check.not_converted() == 1 ? " record" : " records") << " (track and other kinds).\n";
   }
   for (const fs::path& file : found.unfinished) std::cout << unfinished_file_text << printable(file) << '\n';
-  for (const Backup& backup : found.backups) std::cout << "Backup: " << printable(backup.text()) << '\n';
+  for (const CheckedBackup& backup : found.backups) std::cout << "Backup: " << printable(backup.text()) << '\n';
   std::cout << (check.problems() == 0 ? "No problems." : "Problems: " + std::to_string(check.problems()) + ".") << '\n';
 }
 
@@ -248,8 +250,8 @@ Exit check_store(const CheckOptions& options, const std::optional<Release>& rele
   check.run_on_access(options.store);
   const Surroundings found = {backups_for(options.store, release, store.digest()),
                               unfinished_files_in(existing_directory(fs::path(options.store).parent_path()))};
-  json != nullptr ? end_json(check, found, *json) : end_text(check, found, options.store);
-  return check.problems() == 0 ? exit_done : exit_found;
+  json != nullptr ? end_json(check, found, *options.json, *json) : end_text(check, found, options.store);
+  return ending_of(check).exit();
 }
 
 Exit check(const CheckOptions& options) {

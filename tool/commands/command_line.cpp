@@ -1,42 +1,22 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <numeric>
+#include <iomanip>
+#include <sstream>
 
 #include "tool/commands/commands.h"
-#include "tool/conversion/outcome.h"
+#include "tool/conversion/loss.h"
+#include "tool/support/suggestion.h"
 
 namespace vrrpconvert {
 namespace {
 
-constexpr char exit_codes[] =
-    "Exit status: 0 success, no difference; 1 differences, problems, a mismatch, or a loss that was not\n"
-    "allowed; 2 usage error; 3 missing, damaged or invalid input; 4 store in use, or changed since the\n"
-    "plan; 5 I/O error, or no space, memory or permission (nothing was changed); 6 unknown outcome;\n"
-    "7 records failed or would fail, or a mismatch in a fleet; 130 interrupted, store unchanged";
-
-// Returns the edit distance of two words.
-size_t distance(const std::string& one, const std::string& other) {
-  std::vector<size_t> row(other.size() + 1);
-  std::iota(row.begin(), row.end(), size_t{0});
-  for (size_t i = 0; i < one.size(); ++i) {
-    size_t diagonal = row[0]++;
-    for (size_t j = 0; j < other.size(); ++j) {
-      const size_t replaced = diagonal + (one[i] == other[j] ? 0 : 1);
-      diagonal = row[j + 1];
-      row[j + 1] = std::min({replaced, row[j] + 1, row[j + 1] + 1});
-    }
-  }
-  return row.back();
-}
-
-// Suggests a similar word, or lists all words.
-std::string suggestion(const std::string& word, const std::vector<std::string>& words) {
-  std::string near, all;
-  for (const std::string& known : words) {
-    if (distance(word, known) <= 2 && (near.empty() || distance(word, known) < distance(word, near))) near = known;
-    all += (all.empty() ? "" : ", ") + known;
-  }
-  return near.empty() ? "expected one of " + all : "use " + near;
+// Returns the table of exit statuses.
+std::string exit_statuses() {
+  std::ostringstream text;
+  text << "Exit status:";
+  for (const ExitMeaning& known : exit_meanings())
+    text << "\n  " << std::left << std::setw(5) << known.exit << known.text;
+  return text.str();
 }
 
 void check_command(const CLI::App& app, const std::string& word) {
@@ -44,7 +24,7 @@ void check_command(const CLI::App& app, const std::string& word) {
   for (const CLI::App* command : app.get_subcommands(nullptr)) names.push_back(command->get_name());
   if (std::find(names.begin(), names.end(), word) != names.end()) return;
   const std::string problem = word.empty() ? "missing command; " : "unknown command \"" + word + "\"; ";
-  throw Error(exit_usage, problem + suggestion(word, names));
+  throw Error(Reason::usage, problem + suggestion(word, names));
 }
 
 // Returns the message for a command line that CLI11 refuses.
@@ -93,13 +73,10 @@ class HelpFormatter : public CLI::Formatter {
   }
 };
 
-// Removes blanks around the name of a loss. Throws Error if it is not the name of a loss.
-std::string checked_loss(const std::string& text) {
+// Removes blanks around a word.
+std::string trimmed(const std::string& text) {
   const size_t first = text.find_first_not_of(' ');
-  const std::string name = first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(' ') - first + 1);
-  const std::vector<std::string> names = names_of_losses();
-  if (std::find(names.begin(), names.end(), name) != names.end()) return name;
-  throw Error(exit_usage, "--accept-loss: unknown field \"" + name + "\"; " + suggestion(name, names));
+  return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(' ') - first + 1);
 }
 
 }  // namespace
@@ -154,9 +131,9 @@ void Command::add_json(JsonReport*& json) {
       "--json", [&choice = choice_, &json] { json = &choice.report; }, "Print one JSON object for scripts");
 }
 
-void Command::add_accept_loss(std::set<std::string>& accepted) {
+void Command::add_accept_loss(std::vector<std::string>& accepted) {
   const auto accept = [&accepted](const std::vector<std::string>& names) {
-    for (const std::string& name : names) accepted.insert(checked_loss(name));
+    for (const std::string& name : names) accepted.push_back(trimmed(name));
   };
   app_->add_option_function<std::vector<std::string>>(
           "--accept-loss", accept,
@@ -166,13 +143,9 @@ void Command::add_accept_loss(std::set<std::string>& accepted) {
       ->type_name("FIELD[,FIELD]...");
 }
 
-void Command::add_default_value(Defaults& defaults) {
-  const auto add = [&defaults](const std::vector<std::string>& texts) {
-    for (const std::string& text : texts) defaults.add(text);
-  };
-  app_->add_option_function<std::vector<std::string>>(
-          "--default", add,
-          "Do not count a dropped field as lost if it has this value, or the value of the field OTHER")
+void Command::add_default_value(std::vector<std::string>& defaults) {
+  app_->add_option("--default", defaults,
+                   "Do not count a dropped field as lost if it has this value, or the value of the field OTHER")
       ->allow_extra_args(false)
       ->type_name("FIELD=VALUE|OTHER...");
 }
@@ -181,7 +154,7 @@ bool parse_command_line(int argc, char** argv, Choice& choice) {
   CLI::App app("Convert the stored VRRP configuration of a device that changes its software release", "vrrpconvert");
   app.formatter(std::make_shared<HelpFormatter>());
   app.require_subcommand(0, 1);  // check_command() reports a missing command
-  app.footer(exit_codes);
+  app.footer(exit_statuses());
   app.set_version_flag("--version", "vrrpconvert " CONVERTVRRP_VERSION);
   for (const auto add : {add_import, add_export, add_show, add_check, add_diff, add_convert, add_restore, add_fleet}) {
     add(app, choice);
@@ -194,7 +167,7 @@ bool parse_command_line(int argc, char** argv, Choice& choice) {
     return false;
   } catch (const CLI::ParseError& error) {
     const auto named = app.get_subcommands();
-    Error usage(exit_usage, message_of(error, named.empty() ? nullptr : named.front()));
+    Error usage(Reason::usage, message_of(error, named.empty() ? nullptr : named.front()));
     usage.more = {"For the options, run vrrpconvert " + (named.empty() ? "" : named.front()->get_name() + " ") +
                   "--help"};
     throw usage;

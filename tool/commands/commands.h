@@ -3,12 +3,9 @@
 
 #include <functional>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
-#include "tool/conversion/defaults.h"
-#include "tool/support/error.h"
 #include "tool/support/json_report.h"
 
 namespace CLI {
@@ -51,8 +48,8 @@ class Command {
   // Options that several commands have. `json` is the report for --json, or null for text.
   void add_json(JsonReport*& json);
   void add_reveal(bool& reveal) { add_flag("--reveal", reveal, "Show authentication keys"); }
-  void add_accept_loss(std::set<std::string>& accepted);
-  void add_default_value(Defaults& defaults);
+  void add_accept_loss(std::vector<std::string>& accepted);
+  void add_default_value(std::vector<std::string>& defaults);
 
  private:
   CLI::App* app_;

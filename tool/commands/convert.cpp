@@ -3,12 +3,11 @@
 #include <span>
 
 #include "tool/commands/commands.h"
-#include "tool/conversion/plan.h"
 #include "tool/conversion/sequence.h"
 #include "tool/conversion/trace_file.h"
 #include "tool/record/field_value.h"
 #include "tool/record/record_text.h"
-#include "tool/store/files.h"
+#include "tool/store/paths.h"
 #include "tool/support/digits.h"
 #include "tool/support/printable.h"
 
@@ -19,42 +18,39 @@ namespace fs = std::filesystem;
 namespace {
 
 struct ConvertOptions {
-  std::string directory, from, to, root, plan;
-  Defaults defaults{};
-  unsigned vdc = 1;
-  bool startup = false;
+  Request request{};
+  std::string plan;  // file with the request; empty for the request of the command line
+  bool is_dry_run = false;
   bool summary = false;  // do not list the changes
-  ConversionRequest request{};
+  std::string trace;     // file for the library's trace lines; empty for the device's log
   View view{};
   JsonReport* json = nullptr;
 };
 
-// Combines the options of the plan with the options of this command line that do not affect the conversion.
-ConvertOptions with_plan(const ConvertOptions& given) {
-  const Plan plan = read_plan(given.plan);
-  if (!given.root.empty() && existing_directory(given.root) != plan.root) {
-    throw Error(exit_usage, "--root: " + given.root + " differs from the root of the plan, " + plan.root +
-                                "; omit --root and unset PSS_NONVOLATILE_ROOT");
+Conversion conversion_with_plan(const ConvertOptions& options) {
+  const Request plan = read_plan(options.plan);
+  const std::string& root = options.request.root;
+  if (!root.empty() && existing_directory(root) != plan.root) {
+    throw Error(Reason::usage, "--root: " + root + " differs from the root of the plan, " + plan.root +
+                                   "; omit --root and unset PSS_NONVOLATILE_ROOT");
   }
-  ConvertOptions options = given;
-  options.directory = plan.directory;
-  options.root = plan.root;
-  options.from = plan.from;
-  options.to = plan.to;
-  options.vdc = plan.vdc;
-  options.startup = plan.startup;
-  for (const std::string& text : plan.defaults) options.defaults.add(text);
-  options.request.permissions = {{plan.accepted.begin(), plan.accepted.end()}, plan.allow_loss, plan.allow_mismatch};
-  options.request.has_backup = plan.backup;
-  options.request.approved = plan.hash;
-  return options;
+  try {
+    return Conversion(plan);
+  } catch (const Error& error) {
+    if (error.reason != Reason::usage) throw;
+    throw Error(Reason::bad_report, options.plan + ": " + error.what() + "; run the dry run again");
+  }
 }
 
-void require_all(const ConvertOptions& options) {
+Conversion conversion_for(const ConvertOptions& options) {
+  if (!options.plan.empty()) return conversion_with_plan(options);
+  const Request& request = options.request;
   for (const auto& [name, value] :
-       {std::pair("DIR", &options.directory), {"--from", &options.from}, {"--to", &options.to}}) {
-    if (value->empty()) throw Error(exit_usage, std::string(name) + ": missing; give DIR, --from and --to, or --plan");
+       {std::pair("DIR", &request.directory), {"--from", &request.from}, {"--to", &request.to}}) {
+    if (!value->empty()) continue;
+    throw Error(Reason::usage, std::string(name) + ": missing; give DIR, --from and --to, or --plan");
   }
+  return Conversion(request);
 }
 
 // Returns a store below a directory, or an empty path. Limits the search, because a whole file system would take too
@@ -71,38 +67,17 @@ fs::path store_below(const fs::path& directory) {
   return {};
 }
 
-// Adds a store below the directory to the error of a directory without a store.
-[[noreturn]] void throw_missing(const Error& error, const ConvertOptions& options) {
-  const fs::path store = error.reason == "missing" && !options.startup ? store_below(options.directory) : "";
-  const std::string hint =
-      store.empty() ? "" : "; convert " + store.parent_path().string() + ", which contains a store";
-  throw Error(error.exit_code, error.what() + hint, error.reason, error.store);
-}
-
-DryRun dry_run_of(const Conversion& conversion, const ConvertOptions& options) {
+// Performs the dry run. If there is no store, adds a store below the directory to the error.
+Sequence begin(const Conversion& conversion) {
   try {
-    return DryRun(conversion);
+    return Sequence(conversion);
   } catch (const Error& error) {
-    throw_missing(error, options);
+    const bool is_searched = error.reason == Reason::missing && !conversion.request.startup;
+    const fs::path store = is_searched ? store_below(conversion.request.directory) : "";
+    if (store.empty()) throw;
+    throw Error(error.reason, error.what() + ("; convert " + store.parent_path().string() + ", which contains a store"),
+                error.store);
   }
-}
-
-Conversion conversion_for(const ConvertOptions& options) {
-  Conversion conversion;
-  conversion.from = parse_release("--from", options.from);
-  conversion.to = parse_release("--to", options.to);
-  conversion.vdc = options.vdc;
-  conversion.startup = options.startup;
-  conversion.defaults = options.defaults;
-  conversion.root = existing_directory(options.root.empty() ? "/" : options.root);
-  std::error_code ignored;
-  if (fs::is_regular_file(options.directory, ignored)) {
-    const fs::path directory = fs::path(options.directory).parent_path();
-    throw Error(exit_usage,
-                options.directory + ": not a directory; use " + (directory.empty() ? "." : directory.string()));
-  }
-  conversion.path = device_path(conversion.root, existing_directory(options.directory), options.startup);
-  return conversion;
 }
 
 // ---- JSON ----
@@ -134,22 +109,30 @@ void write_lists(JsonWriter& json, const DryRun& dry_run, const Defaults& defaul
     });
   });
   json.end();
-  json.member("failures", Json(dry_run.outcome().failed));
+  json.member("failures", Json(dry_run.outcome().failures));
 }
 
-void print_json(const ConversionReport& report, const Conversion& conversion, const DryRun& dry_run,
+void print_json(const ConversionReport& report, const Sequence& sequence, const Conversion& conversion,
                 const ConvertOptions& options) {
+  const Outcome outcome = report.outcome.value_or(Outcome());
   JsonWriter& json = options.json->begin();
-  const Json members = report;
-  for (const auto& [name, value] : members.items()) {
-    json.member(name, value);
-    if (name != "summary") continue;
-    if (report.dry_run) json.member("plan", plan_of(conversion, options.request, dry_run.before()));
-    if (!options.summary) write_lists(json, dry_run, options.defaults, options.view);
-    json.member("outcome", json_of_outcome(report));
-  }
-  if (!is_utf8(report.store)) json.member("store_hex", hex_of(std::string_view(report.store)));
-  json.end();
+  json.members(static_cast<const DryRunReport&>(report));
+  if (report.dry_run) json.member("plan", or_null(sequence.plan()));
+  json.members({{"outcome",
+                 {{"changed", report.changed},
+                  {"converted", outcome.converted},
+                  {"deleted", outcome.deleted},
+                  {"added", outcome.added.count},
+                  {"unchanged", outcome.unchanged},
+                  {"failures", outcome.failures}}},
+                {"snapshot", or_null(report.snapshot)},
+                {"earlier_snapshot", or_null(report.earlier_snapshot)},
+                {"backup", or_null(report.backup)},
+                {"backups", report.backups},
+                {"unfinished_files", report.unfinished_files},
+                {"next", or_null(report.next)}});
+  if (!options.summary) write_lists(json, sequence.dry_run(), conversion.defaults, options.view);
+  options.json->end(report.ending);
 }
 
 // ---- Text ----
@@ -171,33 +154,33 @@ void print_summary(const ConversionReport& report, const DryRun& dry_run, const 
       for_each_difference(dry_run.before(), dry_run.after(),
                           [&](const Difference& difference) { std::cout << text_of(difference, options.view); });
     }
-    std::cout << "Records that would change: " << summary.changes << ". Nothing was changed.\n";
+    std::cout << "Records that would change: " << summary.change_count << ". Nothing was changed.\n";
   }
-  if (report.change == name_of(Change::upgrade) && summary.changes > 0) {
+  if (report.change == name_of(Change::upgrade) && summary.change_count > 0) {
     std::cout << "The upgrade deletes all VRRP configuration except track records. Enter it again under " << report.to
               << ".\n";
   }
-  if (summary.added.records > 0) std::cout << "Would be added: " << summary.added.text() << '\n';
-  std::cout << text_of_lines("Would be lost", summary.lost)
-            << text_of_lines("Would be lost, accepted", summary.accepted)
-            << text_of_lines("Would be dropped, default values", summary.defaults);
-  if (summary.without_vr.records > 0 && summary.changes > 0) {
+  if (summary.added.count > 0) std::cout << "Would be added: " << summary.added.text() << '\n';
+  std::cout << text_of_lines(heading_of("lost"), summary.lost)
+            << text_of_lines(heading_of("accepted"), summary.accepted)
+            << text_of_lines(heading_of("defaults"), summary.defaults);
+  if (summary.without_vr.count > 0 && summary.change_count > 0) {
     std::cout << "Track records that would have no VR configuration: " << summary.without_vr.text() << '\n';
   }
-  print_failures("would fail", dry_run.outcome().failed);
+  print_failures("would fail", dry_run.outcome().failures);
 }
 
 void print_outcome(const Outcome& outcome) {
   const std::pair<const char*, size_t> rows[] = {{"converted", outcome.converted},
                                                  {"deleted", outcome.deleted},
-                                                 {"added", outcome.added.records},
+                                                 {"added", outcome.added.count},
                                                  {"unchanged", outcome.unchanged},
-                                                 {"failed", outcome.failed.size()}};
+                                                 {"failed", outcome.failures.size()}};
   for (const auto& [label, count] : rows) {
     std::cout << "  " << std::left << std::setw(11) << label << std::right << std::setw(8) << count << '\n';
   }
-  if (outcome.added.records > 0) std::cout << "added: " << outcome.added.text() << '\n';
-  print_failures("failed", outcome.failed);
+  if (outcome.added.count > 0) std::cout << "added: " << outcome.added.text() << '\n';
+  print_failures("failed", outcome.failures);
 }
 
 void print_text(const ConversionReport& report, const DryRun& dry_run, const ConvertOptions& options) {
@@ -213,21 +196,20 @@ void print_text(const ConversionReport& report, const DryRun& dry_run, const Con
   };
   print_line(report.dry_run ? "Path of the snapshot: " : "Snapshot: ", report.snapshot);
   print_line("Earlier snapshot renamed to: ", report.earlier_snapshot);
-  print_line(report.dry_run ? "Path of the backup: " : "Backup: ", report.copy);
+  print_line(report.dry_run ? "Path of the backup: " : "Backup: ", report.backup);
   for (const std::string& file : report.unfinished_files) print_line(unfinished_file_text, file);
   print_line("Next: ", report.next);
 }
 
-Exit convert(const ConvertOptions& given) {
-  const ConvertOptions options = given.plan.empty() ? given : with_plan(given);
-  require_all(options);
+Exit convert(const ConvertOptions& options) {
   const Conversion conversion = conversion_for(options);
-  if (!options.request.trace.empty()) check_trace_file(conversion, options.request.trace);
-  const DryRun dry_run = dry_run_of(conversion, options);
-  const ConversionReport report = convert_store(conversion, options.request, dry_run);
-  options.json != nullptr ? print_json(report, conversion, dry_run, options) : print_text(report, dry_run, options);
-  if (!report.problem.empty()) std::cerr << "vrrpconvert: " << printable(report.problem) << '\n';
-  return static_cast<Exit>(report.exit);
+  if (!options.trace.empty()) check_trace_file(conversion, options.trace);
+  Sequence sequence = begin(conversion);
+  const ConversionReport report = options.is_dry_run ? sequence.foresee() : sequence.convert(options.trace);
+  options.json != nullptr ? print_json(report, sequence, conversion, options)
+                          : print_text(report, sequence.dry_run(), options);
+  if (!report.ending.problem.empty()) std::cerr << "vrrpconvert: " << printable(report.ending.problem) << '\n';
+  return report.ending.exit();
 }
 
 }  // namespace
@@ -238,30 +220,30 @@ void add_convert(CLI::App& app, Choice& choice) {
                   "  vrrpconvert convert /flash --from '4.2(1)' --to '4.1(2)' --allow-loss --trace trace.log");
   const auto options = std::make_shared<ConvertOptions>();
   command.set_run([options] { return convert(*options); },
-                  [options] { return options->request.is_dry_run ? Effect::reads : Effect::changes; });
-  command.add_operand("DIR", options->directory, "Convert vrrp-cfg_runtime_config in this directory", false);
-  command.add_text("--from", "RELEASE", options->from, "Convert from this release, for example 4.2(1)");
-  command.add_text("--to", "RELEASE", options->to, "Convert to this release");
+                  [options] { return options->is_dry_run ? Effect::reads : Effect::changes; });
+  command.add_operand("DIR", options->request.directory, "Convert vrrp-cfg_runtime_config in this directory", false);
+  command.add_text("--from", "RELEASE", options->request.from, "Convert from this release, for example 4.2(1)");
+  command.add_text("--to", "RELEASE", options->request.to, "Convert to this release");
   command.add_text("--plan", "FILE", options->plan,
                    "Use the plan in this report of convert --dry-run --json (- is standard input)");
-  command.add_number("--vdc", options->vdc, 65535, "Convert the store of this VDC number");
-  command.add_flag("--startup", options->startup,
+  command.add_number("--vdc", options->request.vdc, 65535, "Append this VDC number to the name of the snapshot");
+  command.add_flag("--startup", options->request.startup,
                    "Inspect the saved startup store, DIR/bin/vrrp-cfg_config_sav, instead of the running store");
   command.exclude("--startup", "--vdc");
-  command.add_flag("--dry-run", options->request.is_dry_run,
+  command.add_flag("--dry-run", options->is_dry_run,
                    "Show the decision, the changes and the losses, and change nothing");
   command.add_flag("--summary", options->summary, "Do not list the changes");
-  command.add_accept_loss(options->request.permissions.accepted);
-  command.add_default_value(options->defaults);
-  command.add_flag("--allow-loss", options->request.permissions.loss,
+  command.add_accept_loss(options->request.accepted);
+  command.add_default_value(options->request.defaults);
+  command.add_flag("--allow-loss", options->request.allow_loss,
                    "Convert even if values or records would be lost, or records would fail");
-  command.add_flag("--allow-mismatch", options->request.permissions.mismatch,
+  command.add_flag("--allow-mismatch", options->request.allow_mismatch,
                    "Convert even if the layout of the records does not match --from and --to");
-  command.add_flag("--no-backup", options->request.has_backup, "Do not write a backup next to the store", false);
-  command.add_text("--trace", "FILE", options->request.trace, "Append the library's trace lines to this file");
+  command.add_flag("--no-backup", options->request.no_backup, "Do not write a backup next to the store");
+  command.add_text("--trace", "FILE", options->trace, "Append the library's trace lines to this file");
   command.exclude("--trace", "--dry-run");
   command.add_text(
-      "--root", "DIR", options->root,
+      "--root", "DIR", options->request.root,
       "Use this directory as the device's root (/); an upgrade writes the snapshot to tmp in this directory "
       "(default: the environment variable PSS_NONVOLATILE_ROOT, or /)");
   command.add_default("--root", "PSS_NONVOLATILE_ROOT");

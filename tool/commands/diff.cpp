@@ -13,6 +13,8 @@ struct DiffOptions {
   JsonReport* json = nullptr;
 };
 
+Ending ending_of(bool differ) { return {differ ? Reason::found : Reason::none}; }
+
 // Walk the stores once per list, so that no list is held in memory.
 bool diff_as_json(const Store& a, const Store& b, const DiffOptions& options) {
   bool differ = false;
@@ -29,7 +31,7 @@ bool diff_as_json(const Store& a, const Store& b, const DiffOptions& options) {
     });
     json.end();
   }
-  json.end();
+  options.json->end(ending_of(differ));
   return differ;
 }
 
@@ -46,11 +48,11 @@ bool diff_as_text(const Store& a, const Store& b, const DiffOptions& options) {
 Exit diff(const DiffOptions& options) {
   std::error_code error;
   if (std::filesystem::equivalent(options.a, options.b, error)) {
-    throw Error(exit_usage, options.a + " and " + options.b + " are the same file; use two stores");
+    throw Error(Reason::usage, options.a + " and " + options.b + " are the same file; use two stores");
   }
   const Store a(options.a), b(options.b);
   const bool differ = options.json != nullptr ? diff_as_json(a, b, options) : diff_as_text(a, b, options);
-  return differ ? exit_found : exit_done;
+  return ending_of(differ).exit();
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 #include "tool/commands/commands.h"
 #include "tool/record/record_text.h"
 #include "tool/store/store.h"
-#include "tool/support/new_file.h"
+#include "tool/support/output_file.h"
 #include "tool/support/progress.h"
 
 namespace vrrpconvert {
@@ -38,7 +38,7 @@ Exit export_store(const ExportOptions& options) {
   if (options.output.empty()) {
     write_records(copy, options.raw, [](std::string_view text) { std::cout << text; });
   } else {
-    NewFile file(options.output);
+    OutputFile file(options.output);
     write_records(copy, options.raw, [&file](std::string_view text) { file.write(text); });
     file.keep();
   }

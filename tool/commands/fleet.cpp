@@ -8,11 +8,13 @@
 #include <thread>
 
 #include "tool/commands/commands.h"
-#include "tool/conversion/release.h"
-#include "tool/fleet/dry_runs.h"
+#include "tool/conversion/conversion.h"
+#include "tool/conversion/loss.h"
 #include "tool/fleet/page.h"
+#include "tool/fleet/saved_reports.h"
 #include "tool/fleet/verify.h"
-#include "tool/support/new_file.h"
+#include "tool/fleet/workers.h"
+#include "tool/support/output_file.h"
 #include "tool/support/printable.h"
 #include "tool/support/style.h"
 
@@ -21,11 +23,10 @@ namespace {
 
 struct FleetOptions {
   std::vector<std::string> paths;
-  bool reports = false;  // the paths contain reports, not stores
-  bool verify = false;   // compare the stores with their backups
-  std::string from, to, expected;
-  std::set<std::string> accepted;
-  Defaults defaults;
+  bool reports = false;               // the paths contain reports, not stores
+  bool verify = false;                // compare the stores with their backups
+  Request request{.directory = "/"};  // the releases and the permissions
+  std::string expected;
   unsigned jobs = std::max(1u, std::thread::hardware_concurrency());
   std::string html;  // empty for no page
   JsonReport* json = nullptr;
@@ -38,9 +39,10 @@ std::vector<Row> rows_of(const Fleet& fleet) {
                             fleet.is_verified ? "" : "would fail", "problem"}};
   for (const Device& device : fleet.devices) {
     const Summary& summary = device.report.summary;
-    rows.push_back({printable(device.name), std::to_string(summary.records.total()), printable(device.verdict),
+    rows.push_back({printable(device.name), std::to_string(summary.counts.total()), printable(device.verdict()),
                     printable(text_of_counts(fleet.is_verified ? device.differences : summary.lost)),
-                    fleet.is_verified ? "" : std::to_string(summary.failures), printable(device.report.problem)});
+                    fleet.is_verified ? "" : std::to_string(summary.failure_count),
+                    printable(device.report.ending.problem)});
   }
   return rows;
 }
@@ -76,56 +78,55 @@ void print_table(const std::vector<Row>& rows) {
 void print_total(const char* heading, const std::map<std::string, WordTotal>& totals) {
   if (!totals.empty()) std::cout << heading << ":\n";
   for (const auto& [word, total] : totals) {
-    std::cout << "  " << std::left << std::setw(27) << printable(word) << std::right << std::setw(8) << total.records
-              << (total.records == 1 ? " record" : " records") << " on " << total.devices
-              << (total.devices == 1 ? " device" : " devices") << '\n';
+    std::cout << "  " << std::left << std::setw(27) << printable(word) << std::right << std::setw(8)
+              << total.record_count << (total.record_count == 1 ? " record" : " records") << " on "
+              << total.device_count << (total.device_count == 1 ? " device" : " devices") << '\n';
   }
 }
 
 void print_totals(const Totals& totals) {
-  std::cout << '\n' << totals.devices << (totals.devices == 1 ? " device:" : " devices:");
+  std::cout << '\n' << totals.device_count << (totals.device_count == 1 ? " device:" : " devices:");
   const char* separator = " ";
   for (const auto& [verdict, count] : totals.verdicts) {
     std::cout << separator << count << ' ' << printable(verdict);
     separator = ", ";
   }
   std::cout << '\n';
-  print_total("Would be lost", totals.lost);
-  print_total("Would be lost, accepted", totals.accepted);
-  print_total("Would be dropped, default values", totals.defaults);
-  print_total("Would fail", totals.failing);
-  print_total("Records that differ from the backup", totals.differences);
+  print_total(heading_of("lost"), totals.lost);
+  print_total(heading_of("accepted"), totals.accepted);
+  print_total(heading_of("defaults"), totals.defaults);
+  print_total(heading_of("failing"), totals.failing);
+  print_total(heading_of("differences"), totals.differences);
 }
 
 std::vector<Device> devices_of(const FleetOptions& options) {
-  const auto inputs =
-      find_inputs(options.paths, options.reports ? InputKind::reports : InputKind::stores, options.expected);
-  if (options.verify) return verify_stores(inputs);
-  if (options.reports) return read_reports(inputs, options.accepted);
-  return run_dry_runs({options.from, options.to, options.accepted, options.defaults, options.jobs}, inputs);
+  for (const std::string& name : options.request.accepted) require_loss(name);
+  const auto find = [&options](InputKind kind) { return find_inputs(options.paths, kind, options.expected); };
+  if (options.verify) return verify_stores(find(InputKind::stores));
+  if (options.reports) return read_reports(find(InputKind::reports), options.request.accepted);
+  const Conversion conversion(options.request);
+  return run_dry_runs(conversion, find(InputKind::stores), options.jobs);
 }
 
 Exit show_fleet(const FleetOptions& options) {
-  if (!options.reports && !options.verify) {
-    parse_release("--from", options.from);
-    parse_release("--to", options.to);
-  }
-  std::optional<NewFile> page;
+  std::optional<OutputFile> page;
   if (!options.html.empty()) page.emplace(options.html);
-  Fleet fleet = {options.from, options.to, devices_of(options), options.verify};
-  complete(fleet, options.accepted);
+  Fleet fleet = {options.request.from, options.request.to, devices_of(options), options.verify};
+  complete(fleet, options.request.accepted);
   if (page) {
-    page->write(page_of(fleet));
+    Json report = fleet;
+    report.update(fleet.ending);
+    page->write(page_of(report));
     page->keep();
   }
   if (options.json != nullptr) {
-    options.json->print(fleet);
+    options.json->print(fleet, fleet.ending);
   } else {
     std::cout << printable(fleet.decision) << '\n';
     print_table(rows_of(fleet));
     print_totals(fleet.totals);
   }
-  return static_cast<Exit>(fleet.exit);
+  return fleet.ending.exit();
 }
 
 }  // namespace
@@ -139,8 +140,8 @@ void add_fleet(CLI::App& app, Choice& choice) {
                        "Search these directories recursively for stores (vrrp-cfg_runtime_config), one per device");
   command.add_flag("--reports", options->reports,
                    "Read saved reports (*.json) of convert --dry-run --json below PATH instead of stores");
-  command.add_text("--from", "RELEASE", options->from, "Convert from this release, for example 4.2(1)");
-  command.add_text("--to", "RELEASE", options->to, "Convert to this release");
+  command.add_text("--from", "RELEASE", options->request.from, "Convert from this release, for example 4.2(1)");
+  command.add_text("--to", "RELEASE", options->request.to, "Convert to this release");
   command.exclude("--from", "--reports");
   command.exclude("--to", "--reports");
   command.add_flag("--verify", options->verify,
@@ -150,12 +151,13 @@ void add_fleet(CLI::App& app, Choice& choice) {
   command.exclude("--verify", "--reports");
   command.add_text("--expect", "FILE", options->expected,
                    "Report each device name in this file that is not found (one name per line)");
-  command.add_accept_loss(options->accepted);
+  command.add_accept_loss(options->request.accepted);
   command.exclude("--verify", "--accept-loss");
-  command.add_default_value(options->defaults);
+  command.add_default_value(options->request.defaults);
   command.exclude("--verify", "--default");
   command.exclude("--reports", "--default");
-  command.add_number("--jobs", options->jobs, 1024, "Run at most N dry runs at a time");
+  command.add_number("--jobs", options->jobs, 1024, "Perform dry runs in N processes");
+  command.exclude("--jobs", "--reports");
   command.exclude("--verify", "--jobs");
   command.add_text("--html", "FILE", options->html, "Write the overview as one HTML page to this new file");
   command.add_json(options->json);

@@ -3,7 +3,7 @@
 #include "platform/embedded/pss_embedded.h"
 #include "tool/commands/commands.h"
 #include "tool/record/record_text.h"
-#include "tool/store/files.h"
+#include "tool/store/paths.h"
 #include "tool/store/store.h"
 #include "tool/support/interrupt.h"
 #include "tool/support/line_reader.h"
@@ -33,7 +33,7 @@ void import_line(std::string_view line, Store& store) {
 constexpr size_t errors_max = 10;
 
 [[noreturn]] void refuse_lines(const std::vector<std::string>& errors, bool is_read) {
-  Error error(exit_bad_input, errors.front());
+  Error error(Reason::bad_input, errors.front());
   error.more = {errors.begin() + 1, errors.end()};
   if (!is_read) error.more.push_back("The lines after the last error were not read.");
   error.more.push_back(std::string("No store was written. Correct the ") + (errors.size() == 1 ? "line" : "lines") +
@@ -62,11 +62,12 @@ size_t import_lines(LineReader& input, Store& store) {
 
 [[noreturn]] void refuse_existing(const std::string& store) {
   if (!path_exists(store)) {
-    throw Error(exit_usage, store +
-                                ": a sidecar file (-journal, -wal, -shm) without its store is in the way; move it, or "
-                                "--force to rename it");
+    throw Error(Reason::exists,
+                store +
+                    ": a sidecar file (-journal, -wal, -shm) without its store is in the way; move it, or "
+                    "--force to rename it");
   }
-  throw Error(exit_usage, store + ": already exists; use another name, or --force to replace it");
+  throw Error(Reason::exists, store + ": already exists; use another name, or --force to replace it");
 }
 
 // Writes the store. Returns the name to which a replaced store was renamed, or an empty path.
@@ -77,14 +78,14 @@ fs::path put(const Store& store, size_t records, const ImportOptions& options) {
     return {};
   }
   if (records == 0 && path_exists(options.store)) {
-    throw Error(exit_bad_input, (options.file == "-" ? "standard input" : options.file) + ": contains no records; " +
-                                    options.store + " was not replaced");
+    throw Error(Reason::bad_input, (options.file == "-" ? "standard input" : options.file) + ": contains no records; " +
+                                       options.store + " was not replaced");
   }
   // Hold the lock until the rename, so that a process waiting for the old store opens the new one.
   const std::unique_ptr<Store> held = Store::open_to_replace(options.store);
   const bool is_same = held != nullptr && held->digest() == store.digest();
   ignore_interrupts();
-  return store.put(options.store, is_same ? Existing::lost : Existing::kept);
+  return store.put(options.store, is_same ? Replaced::removed : Replaced::kept);
 }
 
 Exit import_store(const ImportOptions& options) {
@@ -95,7 +96,7 @@ Exit import_store(const ImportOptions& options) {
   const size_t records = import_lines(input, store);
   const fs::path kept = put(store, records, options);
   if (options.json != nullptr) {
-    options.json->print({{"store", options.store}, {"records", records}, {"kept", or_null(kept)}});
+    options.json->print({{"store", options.store}, {"record_count", records}, {"kept", or_null(kept)}});
     return exit_done;
   }
   std::cout << printable(options.store) << ": " << records << (records == 1 ? " record" : " records");

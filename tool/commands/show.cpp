@@ -111,7 +111,7 @@ class Table {
       return;
     }
     first = layout->version != Version::only ? word_of(layout->version) : "-";
-    if (expected_key(*layout, record.value) != record.key) first += " under key " + hex_of(record.key);
+    if (is_misplaced(record)) first += " under key " + hex_of(record.key);
     for (const Field& field : layout->fields) append_text(field, field.in(record.value), reveal_, add_cell());
     while (used_ < columns_.size()) add_cell() = '-';  // fields that the old layout does not have
   }
@@ -187,8 +187,8 @@ void show_json(const Store& store, const ShowOptions& options) {
     if (is_selected(record, options)) write_record(json, record, options.reveal);
   });
   json.end();
-  json.member("summary", Json(counts));
-  json.end();
+  json.member("counts", Json(counts));
+  options.json->end({});
 }
 
 Exit show(const ShowOptions& options) {

@@ -1,8 +1,10 @@
 #include "tool/conversion/backup.h"
 
 #include <algorithm>
+#include <iterator>
 
-#include "tool/store/files.h"
+#include "platform/embedded/pss_embedded.h"
+#include "tool/store/paths.h"
 #include "tool/support/digits.h"
 #include "tool/support/error.h"
 
@@ -13,6 +15,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr char infix[] = ".from-";
+constexpr const char* sidecars[] = PSS_EMBEDDED_SIDECARS;
 
 bool is_numbered(std::string_view ending) { return ending.starts_with('.') && is_number(ending.substr(1)); }
 
@@ -37,14 +40,15 @@ fs::path write_backup(const Store& original, const fs::path& store, const Releas
     try {
       if (original.put_new(name)) return name;  // else a sidecar file has the name
     } catch (const Error& error) {
-      throw Error(exit_io, std::string("cannot write a backup, so nothing was changed: ") + error.what(),
-                  error.exit_code == exit_unknown ? "" : error.reason, store.string());
+      const bool is_known = exit_of(error.reason) == exit_io;
+      throw Error(is_known ? error.reason : Reason::io,
+                  std::string("cannot write a backup, so nothing was changed: ") + error.what(), store.string());
     }
   }
 }
 
-std::string RestoreSource::text() const {
-  return file + ": " + (release.empty() ? "" : "of " + release + ", ") + records.text();
+std::string Backup::text() const {
+  return file + ": " + (release.empty() ? "" : "of " + release + ", ") + counts.text();
 }
 
 std::string release_in_name(const fs::path& file) {
@@ -68,7 +72,8 @@ std::vector<fs::path> backups_of(const fs::path& store) {
     const std::string other = file.filename();
     const std::string_view ending = std::string_view(other).substr(std::min(name.size(), other.size()));
     const bool is_backup = ending.starts_with(infix) || is_numbered(ending);
-    const bool is_sidecar = other.ends_with("-journal") || other.ends_with("-wal") || other.ends_with("-shm");
+    const bool is_sidecar = std::any_of(std::begin(sidecars), std::end(sidecars),
+                                        [&other](const char* suffix) { return other.ends_with(suffix); });
     return !other.starts_with(name) || !is_backup || is_sidecar;
   });
   return files;

@@ -17,15 +17,16 @@ std::filesystem::path free_backup_name(const std::filesystem::path& store, const
 // name. Throws Error.
 std::filesystem::path write_backup(const Store& original, const std::filesystem::path& store, const Release& from);
 
-struct RestoreSource {
+// A file that restore can use.
+struct Backup {
   std::string file;
   std::string release;  // in the name of a backup, else empty
-  RecordCounts records;
+  RecordCounts counts;
 
   // "FILE: of 4.2(1), 5 vr (5 new), 7 ip_assoc (7 new)"
   std::string text() const;
 
-  JSON_MEMBERS(file, release, records)
+  JSON_MEMBERS(file, release, counts)
 };
 
 // Returns the release in the name of a backup, "4.2(1)", or an empty text for any other name.

@@ -1,4 +1,4 @@
-// A conversion: the store, both releases, the default values of the target release, and the paths.
+// A conversion: a request that was verified, the two releases, and the paths.
 #pragma once
 
 #include <filesystem>
@@ -6,6 +6,7 @@
 
 #include "tool/conversion/defaults.h"
 #include "tool/conversion/release.h"
+#include "tool/conversion/request.h"
 
 namespace vrrpconvert {
 
@@ -16,20 +17,21 @@ enum class Change { none, upgrade, downgrade };
 const char* name_of(Change change);
 
 struct Conversion {
-  std::filesystem::path root;  // directory to use as the device's /
-  std::string path;            // directory that the library gets, relative to the root
-  Release from, to;
-  unsigned vdc = 1;
-  bool startup = false;
-  Defaults defaults{};  // default values of fields that the target release does not store
+  // Verifies the request. Throws Error.
+  explicit Conversion(const Request& request);
+
+  // Selects another device's store. Throws Error as the constructor does.
+  void select(const std::filesystem::path& root_directory, const std::filesystem::path& directory);
 
   Change change() const;
   std::filesystem::path store() const;
   std::filesystem::path snapshot() const;
-};
 
-// Returns the path of `directory` on the device, whose / is `root`. Throws Error if `directory` is not in `root`, or if
-// the path is too long for the library.
-std::string device_path(const std::filesystem::path& root, const std::filesystem::path& directory, bool startup);
+  Request request;             // with absolute paths
+  Release from, to;            // of the request
+  Defaults defaults{};         // default values of fields that the target release does not store
+  std::filesystem::path root;  // directory to use as the device's /
+  std::string path{};          // directory that the library gets, relative to the root
+};
 
 }  // namespace vrrpconvert

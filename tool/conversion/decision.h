@@ -1,25 +1,21 @@
-// The decision whether a conversion may start: the result of the dry run, compared with the operator's permissions.
+// The decision whether a conversion may start: the result of the dry run, compared with the request.
 #pragma once
 
-#include <set>
 #include <string>
 
 #include "tool/conversion/report.h"
 
 namespace vrrpconvert {
 
-// The operator's permissions.
-struct Permissions {
-  std::set<std::string> accepted{};  // losses with these names
-  bool loss = false;                 // any loss, and records that would fail
-  bool mismatch = false;
+struct Decision {
+  // The first line of a dry run or a refusal: "GO: ...", "NO-GO: ..." with the options that permit the conversion, or
+  // "Nothing to do: ...".
+  std::string text;
+  Ending refusal{};             // good if the conversion may start
+  bool is_permissible = false;  // whether options permit a refused conversion
 };
 
-// Returns the refusal, or a good ending. Uses the releases and the summary of the report.
-Ending refusal_of(const ConversionReport& report, const Permissions& permissions);
-
-// Returns the first line of a dry run or a refusal: "GO: ...", "NO-GO: ..." with the options that permit the
-// conversion, or "Nothing to do: ...".
-std::string decision_of(const ConversionReport& report, const Permissions& permissions);
+// Decides by the releases and the summary of the report. `obstacle` is a problem that no option permits, or good.
+Decision decide(const DryRunReport& report, const Request& request, const Ending& obstacle);
 
 }  // namespace vrrpconvert

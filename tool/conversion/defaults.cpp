@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "tool/conversion/outcome.h"
+#include "tool/conversion/loss.h"
 #include "tool/record/field_value.h"
 #include "tool/record/record_text.h"
 #include "tool/support/error.h"
@@ -32,19 +32,18 @@ void Defaults::add(const std::string& text) {
   const std::string name = text.substr(0, equals);
   const std::vector<std::string> names = names_of_losses();
   if (equals == std::string::npos || std::find(names.begin() + 1, names.end(), name) == names.end()) {
-    throw Error(exit_usage, "--default: \"" + text +
-                                "\" is not FIELD=VALUE with a field that the old layout does not " +
-                                "have; for example, lower_threshold_prio=0 or upper_threshold_prio=prio");
+    throw Error(Reason::usage, "--default: \"" + text +
+                                   "\" is not FIELD=VALUE with a field that the old layout does not " +
+                                   "have; for example, lower_threshold_prio=0 or upper_threshold_prio=prio");
   }
   const Layout* layout = layout_with(name);
   const Field& field = *field_in(*layout, name);
   const std::string right = text.substr(equals + 1);
   const Field* other = field_in(*layout, right);
-  if (defaults_.contains(name)) throw Error(exit_usage, "--default: " + name + " has two default values; give one");
+  if (defaults_.contains(name)) throw Error(Reason::usage, "--default: " + name + " has two default values; give one");
   if (other != nullptr && (right == name || other->type != field.type)) {
-    throw Error(exit_usage, "--default: " + text + ": expected a value, or another field of the same type");
+    throw Error(Reason::usage, "--default: " + text + ": expected a value, or another field of the same type");
   }
-  texts_.push_back(text);
   if (other != nullptr) {
     defaults_[name] = {.other = right};
     return;
@@ -54,7 +53,7 @@ void Defaults::add(const std::string& text) {
     alone.offset = 0;
     defaults_[name] = {.value = text_in(field_of_text(field, right), alone, true)};
   } catch (const BadRecord& error) {
-    throw Error(exit_usage, "--default: " + text + ": neither another field nor a value: " + error.what());
+    throw Error(Reason::usage, "--default: " + text + ": neither another field nor a value: " + error.what());
   }
 }
 

@@ -3,7 +3,6 @@
 
 #include <map>
 #include <string>
-#include <vector>
 
 #include "tool/record/record_fields.h"
 
@@ -17,15 +16,12 @@ class Defaults {
   // Returns whether the field of the record has its default value.
   bool contains(const StoredRecord& record, const Field& field) const;
 
-  const std::vector<std::string>& texts() const { return texts_; }
-
  private:
   struct Default {
     std::string other{};  // name of another field, or empty
     std::string value{};
   };
   std::map<std::string, Default> defaults_;  // by field
-  std::vector<std::string> texts_;
 };
 
 }  // namespace vrrpconvert

@@ -9,11 +9,14 @@
 
 namespace vrrpconvert {
 
+// The process in which the library runs. If the own process is not expendable, use a new one.
+enum class Place { new_process, own_process };
+
 class DryRun {
  public:
   // Reads the store and converts a working copy. Writes no file. Throws Error if the store cannot be read, or the
   // library did not process every record.
-  explicit DryRun(const Conversion& conversion);
+  DryRun(const Conversion& conversion, Place place);
 
   const Store& before() const { return before_; }
   const Store& after() const { return after_ ? *after_ : before_; }
@@ -21,6 +24,8 @@ class DryRun {
   uint32 operations() const { return operations_; }  // records that the library stored or deleted
 
  private:
+  Run convert(const Conversion& conversion, Place place);
+
   Store before_;
   std::optional<Store> after_;  // empty if there is nothing to convert
   Outcome outcome_;

@@ -1,19 +1,11 @@
-// The ending of a conversion: its exit status, its reason for scripts, and its message.
+// The endings of a conversion.
 #pragma once
-
-#include <string>
 
 #include "tool/conversion/report.h"
 #include "tool/conversion/run.h"
 #include "tool/support/error.h"
 
 namespace vrrpconvert {
-
-Ending refusal_of_snapshot(const std::filesystem::path& snapshot);
-
-// Returns the ending of a dry run: that of the refusal, or if there is none but records would fail, exit_some_failed
-// and "would_fail". The ending has a message only if no option permits the conversion.
-Ending ending_of_dry_run(const Summary& summary, const Ending& refusal);
 
 // require_begun throws Error if the library could not open the store, or if another process changed it after the dry
 // run. require_kept throws Error if the store is unchanged after an interrupt or a failed snapshot, and adds

@@ -35,13 +35,17 @@ syserr_t noted(const pss_datum_t& key, syserr_t status) {
 
 Observation::Observation() {
   void* memory = mmap(nullptr, sizeof(Observed), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  if (memory == MAP_FAILED) throw Error(exit_io, std::string("cannot allocate shared memory: ") + strerror(errno));
+  if (memory == MAP_FAILED) throw Error(Reason::io, std::string("cannot allocate shared memory: ") + strerror(errno));
   observed_ = new (memory) Observed{};
 }
 
-Observation::~Observation() { munmap(observed_, sizeof(Observed)); }
+Observation::~Observation() {
+  if (begun == this) begun = nullptr;
+  munmap(observed_, sizeof(Observed));
+}
 
 void Observation::begin(const RunOptions& options) {
+  is_dry_run = options.is_dry_run;
   result = options.result;
   original = options.original.handle();
   begun = this;
@@ -70,7 +74,7 @@ using vrrpconvert::next;
 using vrrpconvert::noted;
 
 pss_service_t pss_open(const char* url, syserr_t* status) {
-  if (begun != nullptr && begun->is_dry_run()) {
+  if (begun != nullptr && begun->is_dry_run) {
     *status = 0;
     return begun->original;
   }
@@ -89,7 +93,7 @@ pss_service_t pss_open(const char* url, syserr_t* status) {
 }
 
 syserr_t pss_snapshot(pss_service_t table, uint32 flags, const char* url) {
-  if (begun != nullptr && begun->is_dry_run()) return 0;
+  if (begun != nullptr && begun->is_dry_run) return 0;
   const syserr_t status = next(&pss_snapshot, "pss_snapshot")(table, flags, url);
   if (begun == nullptr) return status;
   auto& observed = begun->observed();
@@ -113,8 +117,8 @@ syserr_t pss_close(pss_service_t table) {
   if (begun == nullptr) return next(&pss_close, "pss_close")(table);
   auto& observed = begun->observed();
   observed.has_closed = vrrpconvert::get_digest(table, &observed.closed) == 0;
-  if (begun->is_dry_run()) {
-    observed.close_status = pss_embedded_write_image(table, begun->result);
+  if (begun->is_dry_run) {
+    if (begun->result >= 0) observed.close_status = pss_embedded_write_image(table, begun->result);
   } else if (observed.snapshot_status != 0) {
     // Roll back: without a snapshot no file would contain the deleted records.
     (void)pss_embedded_discard(table);

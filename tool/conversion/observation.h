@@ -17,8 +17,8 @@ class Observation {
   ~Observation();
 
   // Call in the process that runs the library. In a dry run, pss_open returns the working copy `original` for any URL,
-  // and pss_snapshot does nothing. Otherwise, pss_open fails if the store has other records than `original`, and
-  // pss_close rolls back after a failed snapshot.
+  // pss_snapshot does nothing, and pss_close leaves the copy open. Otherwise, pss_open fails if the store has other
+  // records than `original`, and pss_close rolls back after a failed snapshot.
   void begin(const RunOptions& options);
 
   Observed& observed() const { return *observed_; }
@@ -29,8 +29,8 @@ class Observation {
 
   // Used in this process after begin().
   pss_service_t original = 0;
-  int result = -1;  // in a dry run, file for the converted image; else -1
-  bool is_dry_run() const { return result >= 0; }
+  bool is_dry_run = false;
+  int result = -1;  // in a dry run, file for the converted image, or -1
 
  private:
   Observed* observed_;

@@ -1,8 +1,5 @@
 #include "tool/conversion/outcome.h"
 
-#include <algorithm>
-
-#include "libconvertvrrp.h"
 #include "platform/syserr.h"
 #include "tool/support/digits.h"
 #include "tool/support/progress.h"
@@ -24,7 +21,7 @@ RecordOutcome outcome_of_record(Change change, const Difference& pair) {
 
 std::string reason_for(Change change, const Difference& pair, const Run& run) {
   const Layout* layout = pair.before != nullptr ? layout_of(*pair.before) : nullptr;
-  if (layout != nullptr && expected_key(*layout, pair.before->value) != pair.before->key) {
+  if (pair.before != nullptr && is_misplaced(*pair.before)) {
     return "misplaced record: the library finds a record only under its expected key";
   }
   if (pair.before != nullptr && layout == nullptr && has_layouts(kind_of(pair.before->key))) {
@@ -46,9 +43,9 @@ std::string reason_for(Change change, const Difference& pair, const Run& run) {
 void add_pair(Outcome& outcome, const Conversion& conversion, const Difference& pair, const Run& run) {
   const Change change = conversion.change();
   const auto name = [&pair] { return name_of(pair.either()); };
-  if (pair.before != nullptr) outcome.records.add(*pair.before);
+  if (pair.before != nullptr) outcome.counts.add(*pair.before);
   if (!pair.is_none()) {
-    ++outcome.changes;
+    ++outcome.change_count;
     for_each_loss(pair, conversion.defaults,
                   [&](const Loss& loss) { (loss.is_default ? outcome.defaults : outcome.lost)[loss.name].add(name); });
   }
@@ -67,48 +64,11 @@ void add_pair(Outcome& outcome, const Conversion& conversion, const Difference& 
       ++outcome.unchanged;
       break;
     case RecordOutcome::failed:
-      outcome.failed.push_back({hex_of(pair.either().key), name_of(pair.either()), reason_for(change, pair, run)});
+      outcome.failures.push_back({hex_of(pair.either().key), name_of(pair.either()), reason_for(change, pair, run)});
   }
-}
-
-// Returns the number of leading bytes of a value that a downgrade copies.
-size_t kept_size(Kind kind) {
-  for (const Layout& layout : layouts()) {
-    if (layout.kind == kind && layout.version == Version::old_one) return layout.size;
-  }
-  return sizeof(vrrp_pss_global_info_t::vrrp_enabled);
 }
 
 }  // namespace
-
-std::vector<std::string> names_of_losses() {
-  std::vector<std::string> names = {whole_record};
-  for (const Layout& layout : layouts()) {
-    if (layout.version == Version::old_one) continue;
-    for (const Field& field : layout.fields) {
-      const bool is_new_name = std::find(names.begin(), names.end(), field.name) == names.end();
-      if (field.offset >= kept_size(layout.kind) && is_new_name) names.emplace_back(field.name);
-    }
-  }
-  return names;
-}
-
-void for_each_loss(const Difference& difference, const Defaults& defaults,
-                   const std::function<void(const Loss&)>& visit) {
-  if (difference.before == nullptr) return;
-  const StoredRecord& before = *difference.before;
-  const Layout* layout = layout_of(before);
-  // The fields of an unknown layout are unknown, so count the whole record as lost.
-  const bool is_unknown =
-      has_layouts(kind_of(before.key)) &&
-      (layout == nullptr || (difference.after != nullptr && layout_of(*difference.after) == nullptr));
-  if (difference.after == nullptr || is_unknown) return visit({before, whole_record, nullptr});
-  if (layout == nullptr) return;
-  for (const Field& field : layout->fields) {
-    if (is_set(field, difference.after->value) || !is_set(field, before.value)) continue;
-    visit({before, field.name, &field, defaults.contains(before, field)});
-  }
-}
 
 Outcome outcome_of(const Conversion& conversion, const Store& before, const Store& after, const Run& run) {
   Outcome outcome;
@@ -123,19 +83,20 @@ Outcome outcome_of(const Conversion& conversion, const Store& before, const Stor
 
 Outcome outcome_of_none(const Store& store) {
   Outcome outcome;
-  outcome.records = count_records(store);
-  outcome.unchanged = outcome.records.total();
+  outcome.is_already = true;
+  outcome.counts = count_records(store);
+  outcome.unchanged = outcome.counts.total();
   return outcome;
 }
 
 bool is_converted_already(const Conversion& conversion, const Outcome& foreseen) {
   const Change change = conversion.change();
-  const RecordCounts& records = foreseen.records;
+  const RecordCounts& counts = foreseen.counts;
   // Such an upgrade would delete all these records.
   if (change == Change::upgrade && conversion.to.has_old_layout) return false;
   if (change == Change::downgrade && !(foreseen.lost.empty() && foreseen.defaults.empty())) return false;
-  const size_t all = records.of(Kind::vr) + records.of(Kind::ip_assoc);
-  return all > 0 && all == records.with_layout(conversion.to.has_old_layout ? Version::old_one : Version::new_one);
+  const size_t all = counts.of(Kind::vr) + counts.of(Kind::ip_assoc);
+  return all > 0 && all == counts.with_layout(conversion.to.has_old_layout ? Version::old_one : Version::new_one);
 }
 
 }  // namespace vrrpconvert

@@ -1,34 +1,16 @@
 // The outcome of a conversion or a dry run: the number of records that it changed, lost values, and failed records.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "tool/conversion/conversion.h"
+#include "tool/conversion/loss.h"
 #include "tool/conversion/run.h"
-#include "tool/store/difference.h"
 #include "tool/store/record_counts.h"
 #include "tool/support/name_list.h"
 
 namespace vrrpconvert {
-
-// The name of the loss of a whole record. Other losses have the name of the field.
-inline constexpr char whole_record[] = "record";
-
-// Returns all names of losses, beginning with whole_record.
-std::vector<std::string> names_of_losses();
-
-struct Loss {
-  const StoredRecord& record;  // before the conversion
-  const char* name;
-  const Field* field;       // null for a whole record
-  bool is_default = false;  // the target release assumes this value
-};
-
-// Calls `visit` with every loss in a difference. A field is lost if it was set before and is not set after.
-void for_each_loss(const Difference& difference, const Defaults& defaults,
-                   const std::function<void(const Loss&)>& visit);
 
 struct FailedRecord {
   std::string store_key, record, reason;
@@ -37,20 +19,21 @@ struct FailedRecord {
 };
 
 struct Outcome {
-  RecordCounts records;  // in the store before
-  size_t changes = 0;    // records that changed
+  RecordCounts counts;      // in the store before
+  size_t change_count = 0;  // records that changed
   size_t converted = 0, deleted = 0, unchanged = 0;
   NameList added;
-  NamesByWord lost;                  // by field
-  NamesByWord defaults;              // dropped values that the target release assumes, by field
-  NameList without_vr;               // track records whose VR configuration is deleted
-  std::vector<FailedRecord> failed;  // records that are not in the state that the conversion should give them
+  NamesByWord lost;                    // by field
+  NamesByWord defaults;                // dropped values that the target release assumes, by field
+  NameList without_vr;                 // track records whose VR configuration is deleted
+  std::vector<FailedRecord> failures;  // records that are not in the state that the conversion should give them
+  bool is_already = false;             // of a dry run: there is nothing to convert
 };
 
 // Compares the store before and after a run. Takes only the reasons of failures from `run`. Throws Error.
 Outcome outcome_of(const Conversion& conversion, const Store& before, const Store& after, const Run& run);
 
-// Returns the outcome without a run of the library.
+// Returns the outcome of a dry run that found nothing to convert.
 Outcome outcome_of_none(const Store& store);
 
 // Returns whether the conversion has nothing to do, because there are VR configurations or IP associations and the

@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "tool/store/files.h"
+#include "tool/store/paths.h"
 
 namespace vrrpconvert {
 
@@ -16,8 +16,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-Ending refusal(const fs::path& path, const std::string& problem, const char* reason) {
-  return {exit_io, path.string() + ": " + problem, reason};
+Ending refusal(const fs::path& path, const std::string& problem, Reason reason = Reason::permission) {
+  return {reason, path.string() + ": " + problem};
 }
 
 // A file that the conversion writes: the new store, the backup or the snapshot.
@@ -30,33 +30,31 @@ Ending check_owner(const fs::path& store, const struct stat& file) {
   struct statx own;
   const bool is_known = statx(AT_FDCWD, store.c_str(), 0, STATX_INO, &own) == 0;
   if (is_known && (own.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0) {
-    return refusal(store, "cannot replace a mount point; unmount it", "permission");
+    return refusal(store, "cannot replace a mount point; unmount it");
   }
   if (const char* protection = protection_of(store); protection != nullptr) {
-    return refusal(store, protection, "permission");
+    return refusal(store, protection);
   }
   if (geteuid() != 0 && file.st_uid != geteuid()) {
-    return refusal(store,
-                   "belongs to user " + std::to_string(file.st_uid) +
-                       "; the converted store must have the same owner; convert as that user or as root",
-                   "permission");
+    return refusal(store, "belongs to user " + std::to_string(file.st_uid) +
+                              "; the converted store must have the same owner; convert as that user or as root");
   }
   if (access(store.c_str(), W_OK) != 0) {
-    return refusal(store, std::string("cannot write: ") + strerror(errno) + "; run chmod u+w", "permission");
+    return refusal(store, std::string("cannot write: ") + strerror(errno) + "; run chmod u+w");
   }
   return {};
 }
 
 Ending check_directory(const WrittenFile& file) {
   if (const char* protection = protection_of(file.directory); protection != nullptr) {
-    return refusal(file.directory, protection, "permission");
+    return refusal(file.directory, protection);
   }
   if (access(file.directory.c_str(), W_OK | X_OK) == 0) return {};
   const bool is_missing = errno == ENOENT;
   return refusal(file.directory,
                  std::string("cannot create a ") + file.what + " here: " + strerror(errno) +
                      (is_missing ? "; create the directory" : "; check the owner and mode of the directory"),
-                 is_missing ? "missing" : "permission");
+                 is_missing ? Reason::io : Reason::permission);
 }
 
 // Returns why `files` files of `size` bytes do not fit into the file system of `directory`, or null. Some file systems
@@ -86,18 +84,18 @@ Ending check_space(const std::vector<WrittenFile>& files, uint64_t size) {
     return refusal(file.directory,
                    "cannot write " + std::to_string(count) + (count == 1 ? " file of " : " files of ") +
                        std::to_string(size) + " bytes: " + lack,
-                   "no_space");
+                   Reason::no_space);
   }
   return {};
 }
 
 }  // namespace
 
-Ending preflight(const Conversion& conversion, bool has_backup) {
+Ending preflight(const Conversion& conversion) {
   if (conversion.change() == Change::none) return {};
   const fs::path store = conversion.store();
   std::vector<WrittenFile> files = {{"store", store.parent_path()}};
-  if (has_backup) files.push_back({"backup", store.parent_path()});
+  if (!conversion.request.no_backup) files.push_back({"backup", store.parent_path()});
   if (conversion.change() == Change::upgrade) {
     fs::path directory = conversion.snapshot().parent_path();
     std::error_code ignored;

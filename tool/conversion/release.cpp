@@ -28,7 +28,8 @@ bool is_release(std::string_view text) {
 
 Release parse_release(const std::string& option, const std::string& text) {
   if (!is_release(text)) {
-    throw Error(exit_usage, option + ": \"" + text + "\" is not a release; expected a release like 4.2(1), in quotes");
+    throw Error(Reason::usage,
+                option + ": \"" + text + "\" is not a release; expected a release like 4.2(1), in quotes");
   }
   int32 major = 0, minor = 0, patch = 0;
   vrrp_mgr_split_version(text.c_str(), &major, &minor, &patch);

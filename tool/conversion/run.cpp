@@ -21,44 +21,63 @@
 namespace vrrpconvert {
 namespace {
 
-// Calls the library once, as the system manager does. Without a trace, calls the driver directly, because the entry
-// point would open the device's log.
-syserr_t call_library(const Conversion& conversion, bool has_trace) {
+// Calls the library once, as the system manager does. A dry run calls the driver directly, because the entry point
+// would open the device's log.
+syserr_t call_library(const Conversion& conversion, bool is_dry_run) {
   const char *to = conversion.to.text.c_str(), *from = conversion.from.text.c_str();
-  if (has_trace) {
-    const auto entry_point = conversion.startup ? convert_startup : convert_gsync;
+  const bool startup = conversion.request.startup;
+  if (!is_dry_run) {
+    const auto entry_point = startup ? convert_startup : convert_gsync;
     return entry_point(conversion.path.c_str(), "vrrpconvert", to, from);
   }
-  const std::string path = conversion.path + (conversion.startup ? VRRP_CNV_STARTUP_DIRECTORY : "");
+  const std::string path = conversion.path + (startup ? VRRP_CNV_STARTUP_DIRECTORY : "");
   return vrrp_mgr_handle_generic_convert(path.c_str(), "vrrpconvert", to, from,
-                                         conversion.startup ? VRRP_CONVERT_STARTUP : VRRP_CONVERT_GSYNC);
+                                         startup ? VRRP_CONVERT_STARTUP : VRRP_CONVERT_GSYNC);
+}
+
+// The version files of both releases.
+class VersionFiles {
+ public:
+  explicit VersionFiles(const Conversion& conversion)
+      : from_(conversion.from.text + '\n'),
+        to_(conversion.to.text + '\n'),
+        vdc_(std::to_string(conversion.request.vdc)) {}
+
+  // Replaces the operator's values in this process, which would change the conversion. Returns whether that succeeded.
+  bool set_environment() const {
+    return setenv("SYSMGR_FROM_SRG_PATH", from_.path().c_str(), 1) == 0 &&
+           setenv("SYSMGR_TO_SRG_PATH", to_.path().c_str(), 1) == 0 && setenv("SYSMGR_VDC_ID", vdc_.c_str(), 1) == 0;
+  }
+
+ private:
+  MemoryFile from_, to_;
+  std::string vdc_;
+};
+
+void run_in_environment(const RunOptions& options, Observation& observation) {
+  observation.begin(options);
+  observation.observed().result = call_library(options.conversion, options.is_dry_run);
+  observation.observed().returned = true;
 }
 
 // noexcept: a lack of memory ends this process; an exception must not reach the parent's stack frames.
-[[noreturn]] void run_in_child(const RunOptions& options, const MemoryFile& from, const MemoryFile& to,
-                               Observation& observation, pid_t parent) noexcept {
+[[noreturn]] void run_in_child(const RunOptions& options, const VersionFiles& versions, Observation& observation,
+                               pid_t parent) noexcept {
   end_with_parent(parent);
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
     if (signal(number, SIG_DFL) == SIG_IGN) signal(number, SIG_IGN);  // nohup applies to the library too
   }
-  // Replace the operator's values, which would change the conversion.
-  if (setenv("SYSMGR_FROM_SRG_PATH", from.path().c_str(), 1) != 0 ||
-      setenv("SYSMGR_TO_SRG_PATH", to.path().c_str(), 1) != 0 ||
-      setenv("SYSMGR_VDC_ID", std::to_string(options.conversion.vdc).c_str(), 1) != 0) {
-    _exit(1);
-  }
+  if (!versions.set_environment()) _exit(1);
   trace_fd = options.trace;
-  if (options.result < 0) set_nonvolatile_root(options.conversion.root);
-  observation.begin(options);
-  observation.observed().result = call_library(options.conversion, options.has_trace);
-  observation.observed().returned = true;
+  if (!options.is_dry_run) set_nonvolatile_root(options.conversion.root);
+  run_in_environment(options, observation);
   _exit(0);
 }
 
 // Waits until the process ends and closes its end of the pipe `alive`, and shows the progress. Returns whether the
 // operator interrupted it.
 bool wait_for(pid_t process, int alive, const RunOptions& options, const Observation& observation) {
-  Progress progress(options.result >= 0 ? "Dry run, records" : "Converting", options.operations);
+  Progress progress(options.is_dry_run ? "Dry run, records" : "Converting", options.operations);
   constexpr int pause_ms = 50;
   pollfd end = {alive, POLLIN, 0};
   bool interrupted = false;
@@ -76,18 +95,27 @@ bool wait_for(pid_t process, int alive, const RunOptions& options, const Observa
 }  // namespace
 
 Run run_library(const RunOptions& options) {
-  const MemoryFile from(options.conversion.from.text + '\n'), to(options.conversion.to.text + '\n');
+  const VersionFiles versions(options.conversion);
   Observation observation;
   int alive[2];  // a pipe that the process keeps open until it ends
-  if (pipe2(alive, O_CLOEXEC) != 0) throw Error(exit_io, std::string("cannot create a pipe: ") + strerror(errno));
+  if (pipe2(alive, O_CLOEXEC) != 0) throw Error(Reason::io, std::string("cannot create a pipe: ") + strerror(errno));
   const pid_t parent = getpid(), process = fork();
-  if (process == 0) run_in_child(options, from, to, observation, parent);
+  if (process == 0) run_in_child(options, versions, observation, parent);
   const int reason = errno;
   close(alive[1]);
   const bool interrupted = process > 0 && wait_for(process, alive[0], options, observation);
   close(alive[0]);
-  if (process < 0) throw Error(exit_io, std::string("cannot start a process for the conversion: ") + strerror(reason));
+  if (process < 0)
+    throw Error(Reason::io, std::string("cannot start a process for the conversion: ") + strerror(reason));
   return {observation.observed(), interrupted, observation.failures()};
+}
+
+Run run_library_here(const Conversion& conversion, const Store& copy) {
+  const VersionFiles versions(conversion);
+  Observation observation;
+  if (!versions.set_environment()) throw Error(Reason::no_memory, "out of memory: cannot set the environment");
+  run_in_environment({.conversion = conversion, .original = copy, .is_dry_run = true}, observation);
+  return {observation.observed(), false, observation.failures()};
 }
 
 }  // namespace vrrpconvert

@@ -1,4 +1,4 @@
-// A run of the library in a new process, with the environment that the system manager provides.
+// A run of the library, with the environment that the system manager provides.
 #pragma once
 
 #include <map>
@@ -32,15 +32,20 @@ struct Run : Observed {
 
 struct RunOptions {
   const Conversion& conversion;
-  const Store& original;   // a store with other records is not converted
-  int result = -1;         // file for the converted image in a dry run, which changes no other file; else -1
-  bool has_trace = false;  // false in a dry run
-  int trace = -1;          // file for trace lines; -1 for the device's log
-  uint32 operations = 0;   // expected number for the progress bar; 0 if unknown
+  const Store& original;  // a store with other records is not converted; in a dry run, the working copy to convert
+  bool is_dry_run = false;
+  int result = -1;        // file for the converted image of a dry run; else -1
+  int trace = -1;         // file for trace lines; -1 for the device's log
+  uint32 operations = 0;  // expected number for the progress bar; 0 if unknown
 };
 
-// Runs the library. After catch_interrupts(), an interrupt ends its process, and the store is unchanged. Throws Error
-// if the run cannot be prepared.
+// Runs the library in a new process. A dry run changes only the file `result`: the working copy of this process stays
+// as it is. After catch_interrupts(), an interrupt ends the process, and the store is unchanged. Throws Error if the
+// run cannot be prepared.
 Run run_library(const RunOptions& options);
+
+// Performs a dry run in this process, which should be expendable: a crash of the library ends it. Converts the working
+// copy itself. Throws Error if the run cannot be prepared.
+Run run_library_here(const Conversion& conversion, const Store& copy);
 
 }  // namespace vrrpconvert

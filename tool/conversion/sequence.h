@@ -1,26 +1,53 @@
 // The sequence of a conversion: dry run, decision, backup, run of the library, comparison.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "tool/conversion/conversion.h"
-#include "tool/conversion/decision.h"
 #include "tool/conversion/dry_run.h"
 #include "tool/conversion/report.h"
 
 namespace vrrpconvert {
 
-// The operator's options.
-struct ConversionRequest {
-  Permissions permissions{};
-  bool is_dry_run = false;
-  bool has_backup = true;
-  std::string approved{};  // hash of the records of a plan; empty without a plan
-  std::string trace{};     // file for the library's trace lines; empty for the device's log
-};
+class Sequence {
+ public:
+  // Performs the dry run. Throws Error. The conversion must exist as long as the sequence.
+  explicit Sequence(const Conversion& conversion, Place place = Place::new_process)
+      : conversion_(conversion), dry_run_(conversion, place) {}
 
-// Converts the store, unless only a dry run is requested or the conversion is refused. Throws Error if nothing was
-// changed and there is no report.
-ConversionReport convert_store(const Conversion& conversion, const ConversionRequest& request, const DryRun& dry_run);
+  // Return the report of the dry run, or convert the store unless that is refused. `trace` is a file for the library's
+  // trace lines; empty for the device's log. Call one of them, once. Throw Error if nothing was changed and there is no
+  // report.
+  ConversionReport foresee();
+  ConversionReport convert(const std::string& trace);
+
+  // Returns the plan of this conversion, or nothing if a path is not UTF-8. Throws Error.
+  std::optional<Request> plan() const;
+
+  const DryRun& dry_run() const { return dry_run_; }
+
+ private:
+  void begin_report();
+  void require_planned() const;
+  void decide_with(const Ending& obstacle);
+  void note_nothing();
+  void name_new_files();
+  void convert_allowed(const std::string& trace);
+  Run run_on_store(const std::string& trace);
+  void note_unreported_snapshot(ino_t earlier);
+  Ending examine(const Run& run);
+  void drop_backup();
+  void note_unfinished_files();
+  std::vector<std::string> unfinished_lines() const;
+  void list_backups();
+
+  bool would_change() const { return conversion_.change() != Change::none && report_.summary.change_count > 0; }
+
+  const Conversion& conversion_;
+  const DryRun dry_run_;
+  ConversionReport report_{};
+  bool is_permissible_ = false;  // whether options permit a refused conversion
+};
 
 }  // namespace vrrpconvert

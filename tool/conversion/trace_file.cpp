@@ -8,6 +8,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "platform/embedded/pss_embedded.h"
 #include "tool/support/error.h"
 
 namespace vrrpconvert {
@@ -17,7 +18,7 @@ namespace fs = std::filesystem;
 namespace {
 
 [[noreturn]] void fail_to_open(const std::string& file) {
-  throw Error(exit_io, file + ": cannot open for the trace: " + strerror(errno));
+  throw Error(Reason::io, file + ": cannot open for the trace: " + strerror(errno));
 }
 
 // O_NONBLOCK: the open of a FIFO would block. O_NOFOLLOW: a symbolic link could name a store.
@@ -27,9 +28,9 @@ int open_for_trace(const std::string& file, int flags) {
 }
 
 bool is_database(int fd) {
-  char start[15] = {};
-  return pread(fd, start, sizeof start, 0) == sizeof start &&
-         std::string_view(start, sizeof start) == "SQLite format 3";
+  constexpr char magic[] = PSS_EMBEDDED_MAGIC;
+  char start[sizeof magic] = {};
+  return pread(fd, start, sizeof start, 0) == sizeof start && memcmp(start, magic, sizeof start) == 0;
 }
 
 }  // namespace
@@ -39,13 +40,13 @@ void check_trace_file(const Conversion& conversion, const std::string& file) {
   const fs::path place = fs::weakly_canonical(fs::absolute(file).parent_path(), ignored) / fs::path(file).filename();
   for (const fs::path& store : {conversion.store(), conversion.snapshot()}) {
     if (place == store || place.native().starts_with(store.native() + '-')) {  // for example STORE-journal
-      throw Error(exit_usage,
+      throw Error(Reason::usage,
                   file + ": a trace file cannot have the name of a store or its sidecar file; use another name");
     }
   }
   struct stat trace;
   if (lstat(file.c_str(), &trace) == 0 && !S_ISREG(trace.st_mode)) {
-    throw Error(exit_usage, file + ": not a regular file; use a regular file for the trace");
+    throw Error(Reason::usage, file + ": not a regular file; use a regular file for the trace");
   }
   const int fd = open_for_trace(file, 0);
   if (fd < 0) {
@@ -54,7 +55,7 @@ void check_trace_file(const Conversion& conversion, const std::string& file) {
   }
   const bool is_store = is_database(fd);
   close(fd);
-  if (is_store) throw Error(exit_usage, file + ": an SQLite file; use another file for the trace");
+  if (is_store) throw Error(Reason::usage, file + ": an SQLite file; use another file for the trace");
 }
 
 TraceFile::TraceFile(const std::string& file) {

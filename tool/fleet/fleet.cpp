@@ -16,23 +16,23 @@ void take_releases(Fleet& fleet) {
     std::string problem = "the report is for ";
     problem.append(from).append(" to ").append(to).append(", but other reports are for ").append(fleet.from);
     problem.append(" to ").append(fleet.to);
-    device = device_without_report(device.name, "bad_report", problem);  // the report is for other releases
+    device = device_without_report(device.name, {Reason::bad_report, problem});
   }
 }
 
 void add(const NamesByWord& names, std::map<std::string, WordTotal>& totals) {
   for (const auto& [word, list] : names) {
-    ++totals[word].devices;
-    totals[word].records += list.records;
+    ++totals[word].device_count;
+    totals[word].record_count += list.count;
   }
 }
 
 Totals totals_of(const std::vector<Device>& devices) {
   Totals totals;
-  totals.devices = devices.size();
+  totals.device_count = devices.size();
   for (const Device& device : devices) {
     const Summary& summary = device.report.summary;
-    ++totals.verdicts[device.verdict];
+    ++totals.verdicts[device.verdict()];
     add(summary.lost, totals.lost);
     add(summary.accepted, totals.accepted);
     add(summary.defaults, totals.defaults);
@@ -87,9 +87,12 @@ std::string decision_of(const Fleet& fleet) {
                                                        : " with accepted losses only");
 }
 
-unsigned exit_for(Rank rank) {
-  constexpr Exit exits[] = {exit_bad_input, exit_in_use, exit_some_failed, exit_found, exit_done, exit_done};
-  return exits[static_cast<int>(rank)];
+Ending ending_of(const Fleet& fleet) {
+  const Reason reasons[] = {Reason::bad_input,  Reason::in_use,
+                            Reason::would_fail, fleet.is_verified ? Reason::differs : Reason::loss,
+                            Reason::none,       Reason::none};
+  const Reason reason = fleet.devices.empty() ? Reason::none : reasons[static_cast<int>(fleet.devices.front().rank())];
+  return {reason, reason == Reason::none ? "" : fleet.decision};
 }
 
 std::string time_in_utc() {
@@ -100,18 +103,17 @@ std::string time_in_utc() {
 
 }  // namespace
 
-void complete(Fleet& fleet, const std::set<std::string>& accepted) {
+void complete(Fleet& fleet, const std::vector<std::string>& accepted) {
   take_releases(fleet);
-  for (Device& device : fleet.devices) device.judge();
   std::sort(fleet.devices.begin(), fleet.devices.end(),
             [](const Device& a, const Device& b) { return std::pair(a.rank(), a.name) < std::pair(b.rank(), b.name); });
   fleet.tool = CONVERTVRRP_VERSION;
   fleet.made = time_in_utc();
   fleet.totals = totals_of(fleet.devices);
   for (auto& [field, total] : fleet.totals.accepted)
-    total.source = accepted.contains(field) ? "--accept-loss" : "reports";
+    total.source = std::find(accepted.begin(), accepted.end(), field) != accepted.end() ? "--accept-loss" : "reports";
   fleet.decision = decision_of(fleet);
-  if (!fleet.devices.empty()) fleet.exit = exit_for(fleet.devices.front().rank());
+  fleet.ending = ending_of(fleet);
 }
 
 }  // namespace vrrpconvert

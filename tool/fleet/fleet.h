@@ -1,8 +1,8 @@
-// A fleet: its devices, worst first, and their totals. Its members are the members of the JSON object.
+// A fleet: its devices, worst first, and their totals. Its members, and those of the ending, are the members of the
+// JSON object.
 #pragma once
 
 #include <map>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -11,18 +11,18 @@
 namespace vrrpconvert {
 
 struct WordTotal {
-  size_t devices = 0, records = 0;
+  size_t device_count = 0, record_count = 0;
   std::string source{};  // of an accepted loss: "--accept-loss" or "reports"
 
-  JSON_MEMBERS(devices, records, source)
+  JSON_MEMBERS(device_count, record_count, source)
 };
 
 struct Totals {
-  size_t devices = 0;
+  size_t device_count = 0;
   std::map<std::string, size_t> verdicts;
   std::map<std::string, WordTotal> lost, accepted, defaults, failing, differences;  // by field, reason or change
 
-  JSON_MEMBERS(devices, verdicts, lost, accepted, defaults, failing, differences)
+  JSON_MEMBERS(device_count, verdicts, lost, accepted, defaults, failing, differences)
 };
 
 struct Fleet {
@@ -32,13 +32,13 @@ struct Fleet {
   std::string tool{}, made{};  // version of the tool, and time in UTC
   std::string decision{};
   Totals totals{};
-  unsigned exit = exit_done;  // exit status of the worst device
+  Ending ending{};  // by the rank of the worst device
 
-  JSON_MEMBERS(from, to, is_verified, tool, made, decision, devices, totals, exit)
+  JSON_MEMBERS(from, to, is_verified, tool, made, decision, devices, totals)
 };
 
 // Completes a fleet whose first four members are set. Takes missing releases from the first report that has them; a
 // report for other releases is a bad report. `accepted` are the losses of --accept-loss.
-void complete(Fleet& fleet, const std::set<std::string>& accepted);
+void complete(Fleet& fleet, const std::vector<std::string>& accepted);
 
 }  // namespace vrrpconvert

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <kainjow/mustache.hpp>
 
+#include "tool/conversion/summary.h"
 #include "tool/support/name_list.h"
 #include "tool/support/printable.h"
 
@@ -34,26 +35,19 @@ mustache::data list_of_members(const Json& object) {
   return list;
 }
 
-// Members whose names are data, with their headings.
-constexpr struct {
-  const char* name;
-  const char* heading;
-} lists[] = {{"lost", "Would be lost"},
-             {"accepted", "Would be lost, accepted"},
-             {"defaults", "Would be dropped, default values"},
-             {"failing", "Would fail"},
-             {"differences", "Records that differ from the backup"},
-             {"verdicts", nullptr}};
+// Members whose names are data.
+constexpr const char* lists[] = {"lost", "accepted", "defaults", "failing", "differences", "verdicts"};
 
 // Adds the lists of an object, and "sections" with the ones that have a heading and items.
 void add_lists(const Json& object, mustache::data& data) {
   mustache::data sections(mustache::data::type::list);
-  for (const auto& [name, heading] : lists) {
+  for (const std::string name : lists) {
     if (!object.contains(name) || object[name].empty()) continue;
     const mustache::data items = list_of_members(object[name]);
     data.set(name, items);
-    data.set(std::string("has_") + name, true);
-    if (heading == nullptr) continue;
+    data.set("has_" + name, true);
+    const std::string heading = heading_of(name);
+    if (heading.empty()) continue;
     mustache::data section("heading", heading);
     section.set("items", items);
     sections.push_back(section);
@@ -64,17 +58,18 @@ void add_lists(const Json& object, mustache::data& data) {
 mustache::data data_of_object(const Json& object) {
   mustache::data data(mustache::data::type::object);
   for (const auto& [name, value] : object.items()) {
-    const bool is_list = std::any_of(std::begin(lists), std::end(lists), [&](const auto& l) { return name == l.name; });
+    const bool is_list =
+        std::any_of(std::begin(lists), std::end(lists), [&](const char* list) { return name == list; });
     if (value.is_null() || is_list) continue;
     value.is_boolean() ? data.set(name, value.get<bool>()) : data.set(name, data_of(value));
   }
   add_lists(object, data);
-  for (const char* count : {"devices", "records"}) {
+  for (const char* count : {"device_count", "record_count", "count"}) {
     if (object.contains(count)) data.set("s", object[count] == 1 ? "" : "s");
   }
   if (object.contains("first")) {
     data.set("names", object.get<NameList>().text());
-    data.set("is_empty", object["records"] == 0);
+    data.set("is_empty", object["count"] == 0);
   }
   data.set("is_good", object.value("exit", 1) == 0);
   return data;

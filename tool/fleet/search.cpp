@@ -6,7 +6,7 @@
 #include <tuple>
 
 #include "tool/conversion/conversion.h"
-#include "tool/store/files.h"
+#include "tool/store/paths.h"
 #include "tool/support/line_reader.h"
 
 namespace vrrpconvert {
@@ -39,8 +39,9 @@ void search(const fs::path& asked, bool is_only_one, InputKind kind, std::vector
   const auto add = [&](const fs::path& device, const fs::path& file, const std::error_code& error = {}) {
     inputs.push_back({name_below(device, asked, is_only_one), file});
     if (!error) return;
-    inputs.back().problem = device.string() + ": " + error.message();
-    if (error != std::errc::no_such_file_or_directory) inputs.back().reason = "unreadable";
+    const bool is_missing = error == std::errc::no_such_file_or_directory;
+    inputs.back().ending = {is_missing ? Reason::missing : Reason::unreadable,
+                            device.string() + ": " + error.message()};
   };
   std::vector<fs::path> waiting = {asked};
   while (!waiting.empty()) {
@@ -73,7 +74,7 @@ void add_empty_directories(const fs::path& asked, bool is_only_one, size_t first
     std::error_code ignored;
     const fs::file_status status = fs::symlink_status(directory, ignored);
     if (!fs::is_directory(status) || seen.contains(directory.filename())) continue;
-    inputs.push_back({name_below(directory, asked, is_only_one), "", "no store found"});
+    inputs.push_back({name_below(directory, asked, is_only_one), "", {Reason::missing, "no store found"}});
   }
 }
 
@@ -85,7 +86,9 @@ void add_missing_names(const std::string& file, std::vector<Input>& inputs) {
   while (lines.next(line)) {
     while (!line.empty() && isspace(static_cast<unsigned char>(line.back()))) line.remove_suffix(1);
     const std::string name(line);
-    if (!name.empty() && names.insert(name).second) inputs.push_back({name, "", "not found, but listed in " + file});
+    if (!name.empty() && names.insert(name).second) {
+      inputs.push_back({name, "", {Reason::missing, "not found, but listed in " + file}});
+    }
   }
 }
 
@@ -98,10 +101,10 @@ std::vector<Input> find_inputs(const std::vector<std::string>& paths, InputKind 
     search(asked, paths.size() == 1, kind, inputs);
     if (kind == InputKind::stores) add_empty_directories(asked, paths.size() == 1, before, inputs);
     if (inputs.size() > before) continue;
-    inputs.push_back({asked, "", kind == InputKind::reports ? "no report found" : "no store found"});
+    inputs.push_back({asked, "", {Reason::missing, kind == InputKind::reports ? "no report found" : "no store found"}});
   }
   if (!expected.empty()) add_missing_names(expected, inputs);
-  const auto key = [](const Input& input) { return std::tie(input.name, input.file, input.problem); };
+  const auto key = [](const Input& input) { return std::tie(input.name, input.file, input.ending.problem); };
   std::sort(inputs.begin(), inputs.end(), [key](const Input& a, const Input& b) { return key(a) < key(b); });
   const auto same = [key](const Input& a, const Input& b) { return key(a) == key(b); };
   inputs.erase(std::unique(inputs.begin(), inputs.end(), same), inputs.end());

@@ -5,13 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "tool/support/reason.h"
+
 namespace vrrpconvert {
 
 struct Input {
-  std::string name;                // of the device
-  std::filesystem::path file;      // store or report, or empty
-  std::string problem{};           // if `file` is empty: the reason
-  std::string reason = "missing";  // and its identifier for scripts
+  std::string name;            // of the device
+  std::filesystem::path file;  // store or report, or empty
+  Ending ending{};             // if `file` is empty: why
 };
 
 enum class InputKind { stores, reports };

@@ -2,6 +2,7 @@
 
 #include "tool/conversion/backup.h"
 #include "tool/store/difference.h"
+#include "tool/support/error.h"
 #include "tool/support/progress.h"
 
 namespace vrrpconvert {
@@ -24,23 +25,17 @@ fs::path last_backup_of(const fs::path& store) {
   return last;
 }
 
-void compare(const fs::path& store_file, Device& device) {
+Ending compare(const fs::path& store_file, Device& device) {
   device.report.store = store_file;
   const Store store(store_file);
-  device.report.summary.records = count_records(store);
+  const RecordCounts counts = device.report.summary.counts = count_records(store);
   const fs::path file = last_backup_of(store_file);
-  if (file.empty()) return device.fail(exit_bad_input, "no_backup", "no backup next to the store");
+  if (file.empty()) return {Reason::no_backup, "no backup next to the store"};
   const Store backup(file);
   device.differences = names_of_differences(backup, store, {.ignore_layout = true});
-  const RecordCounts& records = device.report.summary.records;
-  const std::string compared = "differs from " + file.filename().string();
-  if (device.differences.empty()) {
-    device.report.reason = "identical";
-  } else if (records.of(Kind::vr) + records.of(Kind::ip_assoc) == 0) {
-    device.fail(exit_found, "not_configured", compared);
-  } else {
-    device.fail(exit_found, "differs", compared);
-  }
+  if (device.differences.empty()) return {Reason::identical};
+  const bool is_empty = counts.of(Kind::vr) + counts.of(Kind::ip_assoc) == 0;
+  return {is_empty ? Reason::not_configured : Reason::differs, "differs from " + file.filename().string()};
 }
 
 }  // namespace
@@ -50,14 +45,14 @@ std::vector<Device> verify_stores(const std::vector<Input>& inputs) {
   std::vector<Device> devices;
   for (const Input& input : inputs) {
     progress.show(devices.size());
-    Device device = {input.name};
+    devices.push_back(device_without_report(input.name, input.ending));
+    if (input.file.empty()) continue;
+    Device& device = devices.back();
     try {
-      if (input.file.empty()) throw Error(exit_bad_input, input.problem, input.reason);
-      compare(input.file, device);
+      device.report.ending = compare(input.file, device);
     } catch (const Error& error) {
-      device.fail(error.exit_code, error.reason, error.what());
+      device.report.ending = error.ending();
     }
-    devices.push_back(std::move(device));
   }
   return devices;
 }

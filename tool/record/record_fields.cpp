@@ -139,6 +139,11 @@ bool has_secret(const StoredRecord& record) {
   });
 }
 
+bool is_misplaced(const StoredRecord& record) {
+  const Layout* layout = layout_of(record);
+  return layout != nullptr && expected_key(*layout, record.value) != record.key;
+}
+
 Bytes expected_key(const Layout& layout, const Bytes& value) {
   if (layout.kind == Kind::vr) {
     vrrp_old_config_record_t record;

@@ -67,6 +67,9 @@ bool has_secret(const StoredRecord& record);
 // Returns the key under which the manager stores a value of this layout.
 Bytes expected_key(const Layout& layout, const Bytes& value);
 
+// Returns whether the record has a layout and is stored under another key than its expected key.
+bool is_misplaced(const StoredRecord& record);
+
 bool is_zero(std::span<const uint8> bytes);
 
 // Returns whether the field, or the bits of a bit field, are zero in `value`.

@@ -10,15 +10,9 @@ namespace {
 
 // Returns whether parsing the readable form returns the same record, byte for byte.
 bool round_trips(const Layout& layout, const StoredRecord& record) {
-  return expected_key(layout, record.value) == record.key &&
-         std::all_of(layout.fields.begin(), layout.fields.end(),
-                     [&](const Field& field) { return round_trips(field, field.in(record.value)); });
-}
-
-bool holds_secret(const StoredRecord& record, const Layout* layout) {
-  if (layout == nullptr) return is_secret_throughout(record);
-  return std::any_of(layout->fields.begin(), layout->fields.end(),
-                     [&](const Field& field) { return field.type == Type::secret && !is_unset(field, record.value); });
+  return !is_misplaced(record) && std::all_of(layout.fields.begin(), layout.fields.end(), [&](const Field& field) {
+    return round_trips(field, field.in(record.value));
+  });
 }
 
 }  // namespace
@@ -42,7 +36,7 @@ void write_raw_record(JsonWriter& json, const StoredRecord& record, bool reveal)
   json.key("store_key");
   json.value_in_hex(record.key);
   json.key("value");
-  reveal || !holds_secret(record, layout_of(record)) ? json.value_in_hex(record.value) : json.value("(hidden)");
+  reveal || !has_secret(record) ? json.value_in_hex(record.value) : json.value(hidden);
   json.end();
 }
 

@@ -2,7 +2,7 @@
 
 #include <sys/stat.h>
 
-#include "tool/store/files.h"
+#include "tool/store/paths.h"
 
 namespace vrrpconvert {
 

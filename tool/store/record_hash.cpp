@@ -20,7 +20,7 @@ void add(crypto_generichash_state& state, const Bytes& bytes) {
 }  // namespace
 
 std::string hash_of_records(const Store& store) {
-  if (sodium_init() < 0) throw Error(exit_io, "cannot initialize libsodium");
+  if (sodium_init() < 0) throw Error(Reason::io, "cannot initialize libsodium");
   crypto_generichash_state state;
   crypto_generichash_init(&state, nullptr, 0, hash_size);
   store.for_each([&state](const StoredRecord& record) {

@@ -4,9 +4,8 @@
 
 #include <cstring>
 
-#include "platform/embedded/pss_embedded.h"
 #include "platform/syserr.h"
-#include "tool/store/files.h"
+#include "tool/store/paths.h"
 #include "tool/support/error.h"
 
 namespace vrrpconvert {
@@ -29,58 +28,36 @@ void assign(const pss_datum_t& datum, Bytes& bytes) {
   bytes.assign(start, start + datum.siz);
 }
 
-// The exit status, reason and advice for a status of the platform.
-struct Meaning {
-  syserr_t status;
-  Exit exit;
-  const char* reason;
-  const char* advice;
-};
-
-constexpr Meaning meanings[] = {
-    {SYSERR_PSS_NO_STORE, exit_bad_input, "missing", ""},
-    {SYSERR_PSS_NOT_A_STORE, exit_bad_input, "not_a_store",
-     "; expected a store that vrrpconvert import or the store's manager wrote"},
-    {SYSERR_PSS_DAMAGED, exit_bad_input, "damaged", "; restore a backup or snapshot (vrrpconvert restore)"},
-    {SYSERR_PSS_UNTRUSTED, exit_bad_input, "untrusted",
-     "; if the sidecar files STORE-journal and STORE-wal belong to the store, finish the change with the sqlite3 shell "
-     "(sqlite3 STORE 'PRAGMA journal_mode=DELETE'); if not, remove them"},
-    {SYSERR_PSS_BUSY, exit_in_use, "in_use", "; try again later"},
-    {SYSERR_PSS_NO_SPACE, exit_io, "no_space", "; raise the file size limit (ulimit -f), or free space in "},
-    {SYSERR_PSS_NO_MEMORY, exit_io, "no_memory", "; free memory and run the command again"},
-    {SYSERR_PSS_TOO_LARGE, exit_bad_input, "too_large", "; the limit is 1 GiB"},
-    {SYSERR_PSS_READ_ONLY, exit_io, "permission", "; check the owner and mode of the file and its directory"},
-    {SYSERR_PSS_IO, exit_io, "io", ""},
-    {SYSERR_PSS_NO_FILES, exit_io, "io", ""},
-};
+Reason reason_of(syserr_t status) {
+  constexpr struct {
+    syserr_t status;
+    Reason reason;
+  } reasons[] = {{SYSERR_PSS_NO_STORE, Reason::missing},     {SYSERR_PSS_NOT_A_STORE, Reason::not_a_store},
+                 {SYSERR_PSS_DAMAGED, Reason::damaged},      {SYSERR_PSS_UNTRUSTED, Reason::untrusted},
+                 {SYSERR_PSS_BUSY, Reason::in_use},          {SYSERR_PSS_NO_SPACE, Reason::no_space},
+                 {SYSERR_PSS_NO_MEMORY, Reason::no_memory},  {SYSERR_PSS_TOO_LARGE, Reason::too_large},
+                 {SYSERR_PSS_READ_ONLY, Reason::permission}, {SYSERR_PSS_IO, Reason::io},
+                 {SYSERR_PSS_NO_FILES, Reason::io}};
+  for (const auto& known : reasons) {
+    if (known.status == status) return known.reason;
+  }
+  return Reason::bad_input;
+}
 
 }  // namespace
 
 void throw_store_error(const fs::path& file, syserr_t status) {
-  Meaning meaning = {status, exit_bad_input, "bad_input", ""};
-  for (const Meaning& known : meanings) {
-    if (known.status == status) meaning = known;
+  const Reason reason = reason_of(status);
+  for (const fs::path& path : {file, file.has_parent_path() ? file.parent_path() : "."}) {
+    const char* protection = reason == Reason::permission ? protection_of(path) : nullptr;
+    if (protection != nullptr) throw Error(reason, path.string() + ": " + protection, file.string());
   }
-  const fs::path directory = file.has_parent_path() ? file.parent_path() : ".";
-  for (const fs::path& protectable : {file, directory}) {
-    const char* protection = status == SYSERR_PSS_READ_ONLY ? protection_of(protectable) : nullptr;
-    if (protection != nullptr) {
-      throw Error(exit_io, protectable.string() + ": " + protection, "permission", file.string());
-    }
-  }
-  const std::string place = status == SYSERR_PSS_NO_SPACE ? "the file system of " + directory.string() : "";
-  throw Error(meaning.exit, file.string() + ": " + syserr2str(status) + meaning.advice + place, meaning.reason,
-              file.string());
+  throw Error(reason, file.string() + ": " + syserr2str(status) + advice_for(reason), file.string());
 }
 
 void set_nonvolatile_root(const fs::path& root) { setenv("PSS_NONVOLATILE_ROOT", root.c_str(), 1); }
 
-syserr_t get_digest(pss_service_t handle, StoreDigest* digest) {
-  pss_embedded_digest_t found;
-  const syserr_t status = pss_embedded_digest(handle, &found);
-  *digest = {found.records, found.checksum};
-  return status;
-}
+syserr_t get_digest(pss_service_t handle, StoreDigest* digest) { return pss_embedded_digest(handle, digest); }
 
 syserr_t compare_records(pss_service_t one, pss_service_t other, bool* are_same) {
   const auto equal = [](const pss_datum_t& left, const pss_datum_t& right) {
@@ -146,8 +123,13 @@ void Store::for_each(const std::function<void(const StoredRecord&)>& visit) cons
   for (bool is_there = first(record); is_there; is_there = next(record)) visit(record);
 }
 
+void Store::write_image(int descriptor) const {
+  const syserr_t status = pss_embedded_write_image(handle_, descriptor);
+  if (status != 0) fail(status);
+}
+
 StoreDigest Store::digest() const {
-  StoreDigest digest;
+  StoreDigest digest{};
   const syserr_t status = get_digest(handle_, &digest);
   if (status != 0) fail(status);
   return digest;
@@ -161,8 +143,8 @@ bool Store::add(const StoredRecord& record) {
   return status == 0;
 }
 
-fs::path Store::put(const fs::path& file, Existing existing) const {
-  snapshot(file, existing == Existing::lost ? PSS_EMBEDDED_INHERIT | PSS_EMBEDDED_REPLACE : PSS_EMBEDDED_INHERIT);
+fs::path Store::put(const fs::path& file, Replaced replaced) const {
+  snapshot(file, replaced == Replaced::removed ? PSS_EMBEDDED_INHERIT | PSS_EMBEDDED_REPLACE : PSS_EMBEDDED_INHERIT);
   return kept_name(file, pss_embedded_kept());
 }
 
@@ -174,9 +156,10 @@ syserr_t Store::snapshot(const fs::path& file, uint32 flags) const {
   const syserr_t status = pss_snapshot(handle_, flags, url_of(file).c_str());
   if (status == SYSERR_PSS_IO && file_number(file) != earlier) {
     const fs::path kept = kept_name(file, pss_embedded_kept());
-    throw Error(exit_unknown, file.string() + ": cannot sync the directory; the file was written" +
-                                  (kept.empty() ? "" : ", the earlier file was renamed to " + kept.string()) +
-                                  "; after a power failure the path may name the earlier file again");
+    throw Error(Reason::unknown_outcome,
+                file.string() + ": cannot sync the directory; the file was written" +
+                    (kept.empty() ? "" : ", the earlier file was renamed to " + kept.string()) +
+                    "; after a power failure the path may name the earlier file again");
   }
   if (status != 0 && status != SYSERR_PSS_EXISTS) throw_store_error(file, status);
   return status;

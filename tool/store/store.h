@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "platform/pss.h"
+#include "platform/embedded/pss_embedded.h"
 #include "tool/record/stored_record.h"
 
 namespace vrrpconvert {
@@ -16,10 +16,8 @@ void set_nonvolatile_root(const std::filesystem::path& root);
 
 // The digest of all records of a store. It tells states of one store apart. It is no proof against an attacker, who can
 // make another store with the same digest.
-struct StoreDigest {
-  uint64_t records = 0;  // number of records
-  uint64_t checksum = 0;
-  bool operator==(const StoreDigest&) const = default;
+struct StoreDigest : pss_embedded_digest_t {
+  bool operator==(const StoreDigest& other) const { return records == other.records && checksum == other.checksum; }
 };
 syserr_t get_digest(pss_service_t handle, StoreDigest* digest);
 
@@ -32,10 +30,10 @@ syserr_t compare_records(pss_service_t one, pss_service_t other, bool* are_same)
 // Wait for another process that has the store open, in milliseconds.
 inline constexpr unsigned usual_wait_ms = 5000, no_wait = 0;
 
-// Treatment of an existing file.
-enum class Existing {
-  kept,  // rename it to NAME.N, unless it is a store with the same records and no sidecar files
-  lost   // remove it; rename a directory, or a file with its sidecar files
+// What becomes of a replaced file.
+enum class Replaced {
+  kept,    // rename it to NAME.N, unless it is a store with the same records and no sidecar files
+  removed  // remove it; rename a directory, or a file with its sidecar files
 };
 
 class Store {
@@ -63,6 +61,9 @@ class Store {
   // Calls `visit` with every record in key order. Throws Error.
   void for_each(const std::function<void(const StoredRecord&)>& visit) const;
 
+  // Writes the image of the records for the constructor with a descriptor. Throws Error.
+  void write_image(int descriptor) const;
+
   // Computes the digest. Throws Error.
   StoreDigest digest() const;
 
@@ -72,7 +73,7 @@ class Store {
   // Writes the records, added ones included, to the store `file`, atomically and durably. The file keeps the owner,
   // group and mode of the store that it replaces; a new file has mode 0600. Returns the name to which an existing file
   // was renamed, or an empty path.
-  std::filesystem::path put(const std::filesystem::path& file, Existing existing) const;
+  std::filesystem::path put(const std::filesystem::path& file, Replaced replaced) const;
 
   // Writes a new store. If `file` exists, returns false and changes nothing.
   bool put_new(const std::filesystem::path& file) const;

@@ -6,6 +6,7 @@
 #include <istream>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <stdexcept>
 #include <streambuf>
 #include <string>
@@ -29,6 +30,11 @@ inline std::string text_of(const Json& json) {
 
 // Returns null for an empty string.
 inline Json or_null(const std::string& text) { return text.empty() ? Json() : Json(text); }
+
+template <typename Value>
+Json or_null(const std::optional<Value>& value) {
+  return value ? Json(*value) : Json();
+}
 
 // Declares the members of a struct's JSON object. Empty strings are null.
 #define JSON_MEMBERS(...)                                                     \

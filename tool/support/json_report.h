@@ -1,4 +1,4 @@
-// The report of a command as one JSON object.
+// The report of a command as one JSON object. Its first member is "schema", its last ones are those of the ending.
 #pragma once
 
 #include <ostream>
@@ -15,28 +15,31 @@ class JsonReport {
   JsonReport(const JsonReport&) = delete;
   JsonReport& operator=(const JsonReport&) = delete;
 
-  // Begins the object. The writer's end() ends it.
   JsonWriter& begin() {
     writer_.begin_object();
     writer_.member("schema", uint32{1});
     return writer_;
   }
 
-  // Prints a whole report.
-  void print(const Json& members) {
-    begin().members(members);
+  void end(const Ending& ending) {
+    writer_.members(ending);
     writer_.end();
   }
 
-  // Reports a failure. If an object is unfinished, adds the failure and ends the object, so that the output is one
-  // object. Otherwise prints a new object.
+  // Prints a whole report.
+  void print(const Json& members, const Ending& ending = {}) {
+    begin().members(members);
+    end(ending);
+  }
+
+  // Reports a failure. If an object is unfinished, ends it with the failure, so that the output is one object.
+  // Otherwise prints a new object.
   void fail(const Error& error) {
     const bool is_new = writer_.depth() == 0;
     if (is_new) begin();
     writer_.close_down_to(1);
-    if (is_new) writer_.member("store", error.store.empty() ? Json() : Json(error.store));
-    writer_.members({{"problem", error.text()}, {"reason", error.reason}, {"exit", error.exit_code}});
-    writer_.end();
+    if (is_new) writer_.member("store", or_null(error.store));
+    end(error.ending());
   }
 
  private:

@@ -24,7 +24,7 @@ LineReader::LineReader(const std::string& file)
   struct stat status;
   if (fd_ < 0 || fstat(fd_, &status) != 0 || S_ISDIR(status.st_mode)) {
     const int reason = fd_ < 0 ? errno : EISDIR;
-    throw Error(exit_bad_input, name_ + ": cannot open: " + strerror(reason) + "; expected a text file");
+    throw Error(Reason::bad_input, name_ + ": cannot open: " + strerror(reason) + "; expected a text file");
   }
   if (S_ISREG(status.st_mode)) size_ = static_cast<size_t>(status.st_size);
 }
@@ -46,7 +46,7 @@ bool LineReader::next(std::string_view& line) {
   ++line_number_;
   const size_t length = found != nullptr ? static_cast<size_t>(found - begin) : searched;
   if (length > line_max) {
-    throw Error(exit_bad_input,
+    throw Error(Reason::bad_input,
                 name_ + ":" + std::to_string(line_number_) + ": the line is longer than 4 MiB; expected a text file");
   }
   line = {begin, length};
@@ -64,7 +64,7 @@ bool LineReader::fill() {
   do {
     size = read(fd_, buffer_.data() + end_, std::min<size_t>(buffer_.size() - end_, 65536));
   } while (size < 0 && errno == EINTR);
-  if (size < 0) throw Error(exit_io, name_ + ": cannot read: " + strerror(errno));
+  if (size < 0) throw Error(Reason::io, name_ + ": cannot read: " + strerror(errno));
   end_ += static_cast<size_t>(size);
   bytes_read_ += static_cast<size_t>(size);
   return size > 0;

@@ -15,7 +15,7 @@ MemoryFile::MemoryFile(std::string_view content) : fd_(memfd_create("vrrpconvert
   if (fd_ >= 0 && write(fd_, content.data(), content.size()) == static_cast<ssize_t>(content.size())) return;
   const int reason = errno;
   if (fd_ >= 0) close(fd_);
-  throw Error(exit_io, std::string("cannot create a file in memory: ") + strerror(reason) + "; nothing was changed");
+  throw Error(Reason::io, std::string("cannot create a file in memory: ") + strerror(reason) + "; nothing was changed");
 }
 
 MemoryFile::~MemoryFile() { close(fd_); }

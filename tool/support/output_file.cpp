@@ -1,4 +1,4 @@
-#include "tool/support/new_file.h"
+#include "tool/support/output_file.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -11,22 +11,22 @@
 
 namespace vrrpconvert {
 
-NewFile::NewFile(const std::string& name)
+OutputFile::OutputFile(const std::string& name)
     : name_(name), fd_(open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)) {
   if (fd_ < 0) {
-    throw Error(errno == EEXIST ? exit_usage : exit_io, name + ": cannot create: " + strerror(errno));
+    throw Error(errno == EEXIST ? Reason::exists : Reason::io, name + ": cannot create: " + strerror(errno));
   }
   remove_at_interrupt(name_);
 }
 
-NewFile::~NewFile() {
+OutputFile::~OutputFile() {
   if (fd_ < 0) return;
   unlink(name_.c_str());
   close(fd_);
   remove_at_interrupt("");
 }
 
-void NewFile::write(std::string_view text) {
+void OutputFile::write(std::string_view text) {
   while (!text.empty()) {
     const ssize_t written = ::write(fd_, text.data(), text.size());
     if (written < 0 && errno == EINTR) continue;
@@ -35,14 +35,14 @@ void NewFile::write(std::string_view text) {
   }
 }
 
-void NewFile::keep() {
+void OutputFile::keep() {
   if (fsync(fd_) != 0 || close(fd_) != 0) fail();
   fd_ = -1;
   remove_at_interrupt("");
 }
 
-void NewFile::fail() const {
-  throw Error(exit_io, name_ + ": cannot write: " + strerror(errno) + "; the file was removed");
+void OutputFile::fail() const {
+  throw Error(Reason::io, name_ + ": cannot write: " + strerror(errno) + "; the file was removed");
 }
 
 }  // namespace vrrpconvert

@@ -1,4 +1,4 @@
-// Files next to a store.
+// Paths: directories, files next to a store, and their attributes.
 #pragma once
 
 #include <sys/types.h>

@@ -6,13 +6,13 @@
 
 namespace vrrpconvert {
 
-class NewFile {
+class OutputFile {
  public:
   // Creates the file with mode 0600. Throws Error, also if the name exists.
-  explicit NewFile(const std::string& name);
-  NewFile(const NewFile&) = delete;
-  NewFile& operator=(const NewFile&) = delete;
-  ~NewFile();  // removes the file unless keep() was called; so does an interrupt
+  explicit OutputFile(const std::string& name);
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+  ~OutputFile();  // removes the file unless keep() was called; so does an interrupt
 
   // Both throw Error if they fail.
   void write(std::string_view text);

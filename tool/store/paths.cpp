@@ -1,4 +1,4 @@
-#include "tool/store/files.h"
+#include "tool/store/paths.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -16,7 +16,7 @@ fs::path existing_directory(const fs::path& path) {
   std::error_code error;
   const fs::path directory = fs::canonical(path.empty() ? "." : path, error);
   if (error || !fs::is_directory(directory)) {
-    throw Error(exit_bad_input, path.string() + ": no such directory", "missing");
+    throw Error(Reason::missing, path.string() + ": no such directory");
   }
   return directory;
 }
