@@ -193,7 +193,7 @@ TEST_P(CrashTest, LeavesTheStoreOldOrNew) {
   for (const Trouble& trouble : {Trouble{"killed", SystemCalls::file, 0, false, 0},
                                  {"EIO once", SystemCalls::file, EIO, false, SYSERR_PSS_IO},
                                  {"EIO persistently", SystemCalls::file, EIO, true, SYSERR_PSS_IO},
-                                 {"ENOSPC persistently", SystemCalls::file, ENOSPC, true, SYSERR_PSS_NO_SPACE}}) {
+                                 {"EDQUOT persistently", SystemCalls::file, EDQUOT, true, SYSERR_PSS_NO_SPACE}}) {
     for (const bool log_is_open : {false, true}) report(trouble, log_is_open);
   }
 }

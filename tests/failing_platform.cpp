@@ -9,7 +9,7 @@
 //     FAIL_SNAPSHOT             the call of pss_snapshot that fails
 //     REPLACE_AFTER_CLOSE       the call of pss_close after which another process renames the file "before" to the
 //     store
-//     NO_SPACE                  the call of statvfs that reports a full file system
+//     NO_SPACE                  the call of statvfs that reports free space for 68 KiB, two stores
 //     NO_NOREPLACE              the file system has neither RENAME_NOREPLACE nor RENAME_EXCHANGE
 //     STALL_AT_STORE            the call of pss_store that waits until the process is killed
 //     STALL_MARK                the file that it creates before
@@ -89,7 +89,7 @@ syserr_t pss_close(pss_service_t table) {
 extern "C" int statvfs64(const char* path, struct statvfs64* system) {
   static int space = 0, inodes = 0;
   const int result = real<decltype(&statvfs64)>("statvfs64")(path, system);
-  if (is_due("NO_SPACE", space)) system->f_bfree = system->f_bavail = 2;
+  if (is_due("NO_SPACE", space)) system->f_frsize = 4096, system->f_bfree = system->f_bavail = 17;
   if (is_due("NO_INODES", inodes)) system->f_files = 10, system->f_ffree = system->f_favail = 2;
   return result;
 }

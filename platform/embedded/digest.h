@@ -12,7 +12,7 @@
 namespace pss_embedded {
 
 // Detects missing and resurrected records, which row checksums cannot. It detects accidents, not attacks: anybody can
-// choose a few records so that the sum is the same.
+// choose a few records so that the sum is the same. docs/store.md explains why it is a sum.
 struct Digest {
   uint64_t records = 0;
   uint64_t checksum = 0;  // sum of the row checksums modulo 2^64

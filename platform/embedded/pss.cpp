@@ -8,34 +8,34 @@
 #include <memory>
 #include <new>
 
+#include "platform/embedded/open_store.h"
 #include "platform/embedded/pss_embedded.h"
-#include "platform/embedded/store.h"
 #include "platform/syserr.h"
 
 namespace {
 
 using pss_embedded::Existing;
-using pss_embedded::Store;
+using pss_embedded::OpenStore;
 
 constexpr int wait_ms = 5000;  // for another process that has the store open
 
 struct DestroyStore {
-  void operator()(Store* store) const {
-    store->~Store();
+  void operator()(OpenStore* store) const {
+    store->~OpenStore();
     sqlite3_free(store);
   }
 };
-using OwnedStore = std::unique_ptr<Store, DestroyStore>;
+using OwnedStore = std::unique_ptr<OpenStore, DestroyStore>;
 
 // Allocates with SQLite, which returns null if there is no memory. Without exceptions, operator new would end the host.
 OwnedStore new_store() {
-  void* memory = sqlite3_malloc(sizeof(Store));
-  return OwnedStore(memory != nullptr ? new (memory) Store : nullptr);
+  void* memory = sqlite3_malloc(sizeof(OpenStore));
+  return OwnedStore(memory != nullptr ? new (memory) OpenStore : nullptr);
 }
 
 struct Handle {
   pss_service_t number = 0;
-  Store* store = nullptr;
+  OpenStore* store = nullptr;
 };
 
 // The open stores. Handle numbers are not reused, so that a closed handle never names a later store.
@@ -67,7 +67,7 @@ OwnedStore take_store(pss_service_t table) {
 }
 
 // Returns the store of a handle, or null and the status that makes it unusable.
-Store* usable_store(pss_service_t table, syserr_t* status) {
+OpenStore* usable_store(pss_service_t table, syserr_t* status) {
   Handle* handle = table != 0 ? find(table) : nullptr;
   *status = handle != nullptr ? handle->store->failure() : SYSERR_PSS_BAD_HANDLE;
   return *status == 0 ? handle->store : nullptr;
@@ -100,7 +100,7 @@ pss_datum_t* failed_move() {
   return &no_key;
 }
 
-pss_datum_t* key_after_move(Store* store, syserr_t status) {
+pss_datum_t* key_after_move(OpenStore* store, syserr_t status) {
   if (status == 0) return store->key();
   return status == SYSERR_PSS_NOKEY ? nullptr : failed_move();
 }
@@ -108,7 +108,7 @@ pss_datum_t* key_after_move(Store* store, syserr_t status) {
 }  // namespace
 
 pss_service_t pss_open(const char* url, syserr_t* status) {
-  return open_handle(status, [url](Store* store) { return store->open(url, wait_ms); });
+  return open_handle(status, [url](OpenStore* store) { return store->open(url, wait_ms); });
 }
 
 syserr_t pss_close(pss_service_t table) {
@@ -117,7 +117,7 @@ syserr_t pss_close(pss_service_t table) {
 }
 
 pss_datum_t* pss_move2key(pss_service_t table, const pss_datum_t* key, syserr_t* status) {
-  Store* store = usable_store(table, status);
+  OpenStore* store = usable_store(table, status);
   if (store != nullptr && !is_key(key)) *status = SYSERR_PSS_BAD_ARGUMENT;
   if (*status != 0) return failed_move();
   // Compare with a copy: `key` may point into the current row, which the move invalidates.
@@ -131,14 +131,14 @@ pss_datum_t* pss_move2key(pss_service_t table, const pss_datum_t* key, syserr_t*
 }
 
 pss_datum_t* pss_move2location(pss_service_t table, pss_location_t location, syserr_t* status) {
-  Store* store = usable_store(table, status);
+  OpenStore* store = usable_store(table, status);
   if (store == nullptr) return failed_move();
   *status = store->move_to_location(location);
   return key_after_move(store, *status);
 }
 
 const pss_datum_t* pss_getvalue(pss_service_t table, syserr_t* status) {
-  Store* store = usable_store(table, status);
+  OpenStore* store = usable_store(table, status);
   if (store == nullptr) return nullptr;
   *status = store->read_value();
   return *status == 0 ? store->value() : nullptr;
@@ -146,7 +146,7 @@ const pss_datum_t* pss_getvalue(pss_service_t table, syserr_t* status) {
 
 syserr_t pss_store(pss_service_t table, uint32 mode, const pss_datum_t* key, const pss_datum_t* value) {
   syserr_t status;
-  Store* store = usable_store(table, &status);
+  OpenStore* store = usable_store(table, &status);
   if (store == nullptr) return status;
   if (!is_key(key) || !is_value(value) || (mode != PSS_NEW_ONLY && mode != PSS_REPLACE)) {
     return SYSERR_PSS_BAD_ARGUMENT;
@@ -156,7 +156,7 @@ syserr_t pss_store(pss_service_t table, uint32 mode, const pss_datum_t* key, con
 
 syserr_t pss_delete(pss_service_t table, const pss_datum_t* key) {
   syserr_t status;
-  Store* store = usable_store(table, &status);
+  OpenStore* store = usable_store(table, &status);
   if (store == nullptr) return status;
   return is_key(key) ? store->remove(*key) : SYSERR_PSS_BAD_ARGUMENT;
 }
@@ -164,7 +164,7 @@ syserr_t pss_delete(pss_service_t table, const pss_datum_t* key) {
 syserr_t pss_snapshot(pss_service_t table, uint32 flags, const char* url) {
   last_kept = 0;
   syserr_t status;
-  Store* store = usable_store(table, &status);
+  OpenStore* store = usable_store(table, &status);
   if (store == nullptr) return status;
   constexpr uint32 all = PSS_EMBEDDED_REPLACE | PSS_EMBEDDED_NEW_ONLY | PSS_EMBEDDED_INHERIT;
   constexpr uint32 conflict = PSS_EMBEDDED_REPLACE | PSS_EMBEDDED_NEW_ONLY;
@@ -178,17 +178,18 @@ syserr_t pss_snapshot(pss_service_t table, uint32 flags, const char* url) {
 uint32 pss_embedded_kept(void) { return last_kept; }
 
 pss_service_t pss_embedded_open_copy(const char* url, uint32 wait, syserr_t* status) {
-  return open_handle(
-      status, [=](Store* store) { return store->open_copy(url, static_cast<int>(wait < INT_MAX ? wait : INT_MAX)); });
+  return open_handle(status, [=](OpenStore* store) {
+    return store->open_copy(url, static_cast<int>(wait < INT_MAX ? wait : INT_MAX));
+  });
 }
 
 pss_service_t pss_embedded_open_descriptor(int fd, syserr_t* status) {
-  return open_handle(status, [fd](Store* store) { return store->open_descriptor(fd); });
+  return open_handle(status, [fd](OpenStore* store) { return store->open_descriptor(fd); });
 }
 
 syserr_t pss_embedded_digest(pss_service_t table, pss_embedded_digest_t* digest) {
   syserr_t status;
-  Store* store = usable_store(table, &status);
+  OpenStore* store = usable_store(table, &status);
   pss_embedded::Digest found;
   if (store != nullptr) status = store->get_digest(&found);
   *digest = {found.records, found.checksum};
@@ -197,7 +198,7 @@ syserr_t pss_embedded_digest(pss_service_t table, pss_embedded_digest_t* digest)
 
 syserr_t pss_embedded_write_image(pss_service_t table, int fd) {
   syserr_t status;
-  Store* store = usable_store(table, &status);
+  OpenStore* store = usable_store(table, &status);
   return store != nullptr ? store->write_image(fd) : status;
 }
 

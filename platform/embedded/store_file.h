@@ -1,4 +1,4 @@
-// The file of an open store, and its lock.
+// The file of an open store, and its lock. docs/store.md explains why the lock belongs to the open file description.
 #ifndef PLATFORM_EMBEDDED_STORE_FILE_H
 #define PLATFORM_EMBEDDED_STORE_FILE_H
 

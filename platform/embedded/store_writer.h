@@ -1,6 +1,6 @@
 // Writes a store: creates and syncs a new file in the same directory, and renames it to the path of the store. The path
 // never names an incomplete store, no file has two names, and every kept file has a name. If there are sidecar files,
-// or without RENAME_EXCHANGE, the path can be free for a moment.
+// or without RENAME_EXCHANGE, the path can be free for a moment. docs/store.md explains why names are exchanged.
 #ifndef PLATFORM_EMBEDDED_STORE_WRITER_H
 #define PLATFORM_EMBEDDED_STORE_WRITER_H
 

@@ -115,7 +115,7 @@ Exit show_fleet(const FleetOptions& options) {
   complete(fleet, options.request.accepted);
   if (page) {
     Json report = fleet;
-    report.update(fleet.ending);
+    report["exit"] = fleet.ending.exit();
     page->write(page_of(report));
     page->keep();
   }

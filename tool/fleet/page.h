@@ -7,7 +7,8 @@
 
 namespace vrrpconvert {
 
-// Returns the page. `fleet` is the JSON object of `fleet --json`.
+// Returns the page. `fleet` is the JSON object of `fleet --json`, without "problem": the template would show it for
+// each device.
 std::string page_of(const Json& fleet);
 
 }  // namespace vrrpconvert

@@ -14,11 +14,11 @@
 namespace pss_embedded {
 
 // Operations return 0, SYSERR_PSS_NOKEY if there is no such record, or the status of a failure.
-class Store {
+class OpenStore {
  public:
-  Store() = default;
-  Store(const Store&) = delete;
-  Store& operator=(const Store&) = delete;
+  OpenStore() = default;
+  OpenStore(const OpenStore&) = delete;
+  OpenStore& operator=(const OpenStore&) = delete;
 
   // Each of these reads a store into memory. open() and open_copy() wait up to `wait_ms` milliseconds for another
   // process.

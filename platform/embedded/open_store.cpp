@@ -1,4 +1,4 @@
-#include "platform/embedded/store.h"
+#include "platform/embedded/open_store.h"
 
 #include <cstring>
 
@@ -27,12 +27,12 @@ bool is_same_location(const Location& one, const Location& other) {
 
 // ---- From file to file ----
 
-syserr_t Store::open(const char* url, int wait_ms) {
+syserr_t OpenStore::open(const char* url, int wait_ms) {
   const syserr_t status = locate(url, &location_);
   return status != 0 ? status : open_file(location_, Access::change, wait_ms, &file_);
 }
 
-syserr_t Store::open_copy(const char* url, int wait_ms) {
+syserr_t OpenStore::open_copy(const char* url, int wait_ms) {
   is_copy_ = true;
   Location location;
   StoreFile file;
@@ -42,7 +42,7 @@ syserr_t Store::open_copy(const char* url, int wait_ms) {
 
 // Reads and verifies the file, and keeps its lock only if it can be changed. If another program wrote to the file
 // meanwhile, the damage is a mixture of two states, so tries again until the deadline.
-syserr_t Store::open_file(const Location& location, Access access, int wait_ms, StoreFile* file) {
+syserr_t OpenStore::open_file(const Location& location, Access access, int wait_ms, StoreFile* file) {
   Deadline deadline(wait_ms);
   syserr_t status;
   do {
@@ -57,14 +57,14 @@ syserr_t Store::open_file(const Location& location, Access access, int wait_ms, 
   return status;
 }
 
-syserr_t Store::open_descriptor(int fd) {
+syserr_t OpenStore::open_descriptor(int fd) {
   is_copy_ = true;
   Image image;
   const syserr_t status = fd >= 0 ? read_image(fd, &image) : 0;
   return status != 0 ? status : use(&image, Check::none);
 }
 
-syserr_t Store::use(Image* image, Check check) {
+syserr_t OpenStore::use(Image* image, Check check) {
   const bool is_new = image->bytes == nullptr;
   statements_ = {};  // of an earlier attempt
   syserr_t status = open_image(image, &database_);
@@ -77,7 +77,7 @@ syserr_t Store::use(Image* image, Check check) {
   return status != 0 ? status : prepare_statements();
 }
 
-syserr_t Store::prepare_statements() {
+syserr_t OpenStore::prepare_statements() {
   const struct {
     Statement* statement;
     const char* sql;
@@ -99,7 +99,7 @@ syserr_t Store::prepare_statements() {
 }
 
 // Commits to memory, because image_of() returns committed pages only.
-syserr_t Store::commit() {
+syserr_t OpenStore::commit() {
   if (is_committed_) return 0;
   save_key();
   syserr_t status = update_digest(database_.get(), &digest_);
@@ -109,7 +109,7 @@ syserr_t Store::commit() {
 }
 
 // Removes the free pages if they are more than half of the store, because every later open reads them.
-syserr_t Store::compact() {
+syserr_t OpenStore::compact() {
   int pages = 0, free_pages = 0;
   syserr_t status = query_integer(database_.get(), "PRAGMA page_count", &pages);
   if (status == 0) status = query_integer(database_.get(), "PRAGMA freelist_count", &free_pages);
@@ -118,12 +118,12 @@ syserr_t Store::compact() {
   return run(database_.get(), "COMMIT; VACUUM");
 }
 
-syserr_t Store::get_content(Content* content) {
+syserr_t OpenStore::get_content(Content* content) {
   content->digest = digest_;
   return image_of(database_.get(), &content->bytes, &content->size);
 }
 
-syserr_t Store::close() {
+syserr_t OpenStore::close() {
   leave();
   if (failure_ != 0 || is_copy_ || !has_changes_) return failure_;
   Content content;
@@ -133,7 +133,7 @@ syserr_t Store::close() {
   return status != 0 ? status : update_store(location_, content, file_.status());
 }
 
-syserr_t Store::snapshot(const char* url, Existing existing, bool inherits, uint32* kept) {
+syserr_t OpenStore::snapshot(const char* url, Existing existing, bool inherits, uint32* kept) {
   Location target;
   Content content;
   syserr_t status = locate(url, &target);
@@ -144,13 +144,13 @@ syserr_t Store::snapshot(const char* url, Existing existing, bool inherits, uint
   return status != 0 ? status : put_store(target, content, existing, inherits, kept);
 }
 
-syserr_t Store::get_digest(Digest* digest) {
+syserr_t OpenStore::get_digest(Digest* digest) {
   const syserr_t status = commit();
   *digest = digest_;
   return status;
 }
 
-syserr_t Store::write_image(int fd) {
+syserr_t OpenStore::write_image(int fd) {
   Content content;
   syserr_t status = commit();
   if (status == 0) status = get_content(&content);
@@ -159,16 +159,16 @@ syserr_t Store::write_image(int fd) {
 
 // Every SQLite status passes through here. After a failure SQLite may have ended the transaction with a part of its
 // changes.
-syserr_t Store::note_failure(syserr_t status) {
+syserr_t OpenStore::note_failure(syserr_t status) {
   if (status != 0) failure_ = status;
   return status;
 }
 
 // ---- Cursor ----
 
-syserr_t Store::move_to_key(const pss_datum_t& key) { return seek(statements_.at_or_after.get(), &key); }
+syserr_t OpenStore::move_to_key(const pss_datum_t& key) { return seek(statements_.at_or_after.get(), &key); }
 
-syserr_t Store::move_to_location(pss_location_t location) {
+syserr_t OpenStore::move_to_location(pss_location_t location) {
   static const pss_datum_t before_all = {};
   switch (location) {
     case PSS_FIRST_KEY:
@@ -188,7 +188,7 @@ syserr_t Store::move_to_location(pss_location_t location) {
   return SYSERR_PSS_BAD_ARGUMENT;
 }
 
-syserr_t Store::read_value() {
+syserr_t OpenStore::read_value() {
   switch (cursor_) {
     case Cursor::on_row:
       return 0;
@@ -199,19 +199,19 @@ syserr_t Store::read_value() {
   }
 }
 
-pss_datum_t* Store::key() {
+pss_datum_t* OpenStore::key() {
   key_ = {const_cast<void*>(row_.key), row_.key_size};
   return &key_;
 }
 
-const pss_datum_t* Store::value() {
+const pss_datum_t* OpenStore::value() {
   value_ = {const_cast<void*>(row_.value), row_.value_size};
   return &value_;
 }
 
 // Starts `statement`, at `key` if it has a parameter, and moves the cursor to its first row. `key` must not belong to
 // the current row.
-syserr_t Store::seek(sqlite3_stmt* statement, const pss_datum_t* key) {
+syserr_t OpenStore::seek(sqlite3_stmt* statement, const pss_datum_t* key) {
   leave();
   const int bound = key != nullptr ? bind(statement, 1, *key, SQLITE_TRANSIENT) : SQLITE_OK;
   if (bound != SQLITE_OK) return note_failure(status_of_sqlite(bound));
@@ -220,7 +220,7 @@ syserr_t Store::seek(sqlite3_stmt* statement, const pss_datum_t* key) {
 }
 
 // Moves the cursor to the next row of the running statement, or off the store at its end.
-syserr_t Store::step() {
+syserr_t OpenStore::step() {
   const int result = sqlite3_step(running_);
   if (result == SQLITE_DONE) {
     leave();
@@ -236,7 +236,7 @@ syserr_t Store::step() {
 }
 
 // Moves the cursor to the next row in the direction of `statement`, which starts after a key.
-syserr_t Store::advance(const Statement& statement, const Statement& same_direction) {
+syserr_t OpenStore::advance(const Statement& statement, const Statement& same_direction) {
   if (cursor_ == Cursor::off) return SYSERR_PSS_NOKEY;
   if (cursor_ == Cursor::on_row && (running_ == statement.get() || running_ == same_direction.get())) return step();
   save_key();
@@ -244,7 +244,7 @@ syserr_t Store::advance(const Statement& statement, const Statement& same_direct
   return seek(statement.get(), &saved);
 }
 
-syserr_t Store::read_saved_key() {
+syserr_t OpenStore::read_saved_key() {
   sqlite3_reset(statements_.exact.get());
   const int bound = bind(statements_.exact.get(), 1, {saved_key_, saved_key_size_}, SQLITE_STATIC);
   const int result = bound == SQLITE_OK ? sqlite3_step(statements_.exact.get()) : bound;
@@ -252,7 +252,7 @@ syserr_t Store::read_saved_key() {
   return note_failure(result == SQLITE_ROW ? read_row(statements_.exact.get(), &row_) : status_of_sqlite(result));
 }
 
-void Store::leave() {
+void OpenStore::leave() {
   // Ignore the result: a reset repeats the result of the last step.
   if (running_ != nullptr) (void)sqlite3_reset(running_);
   running_ = nullptr;
@@ -260,7 +260,7 @@ void Store::leave() {
   cursor_ = Cursor::off;
 }
 
-void Store::save_key() {
+void OpenStore::save_key() {
   if (cursor_ == Cursor::off) return;
   if (cursor_ == Cursor::on_row) {
     memcpy(saved_key_, row_.key, row_.key_size);
@@ -274,11 +274,11 @@ void Store::save_key() {
 
 // Arguments may point into the current row, which the write invalidates, so copy them unless the cursor is off the
 // store.
-sqlite3_destructor_type Store::lifetime_of_arguments() const {
+sqlite3_destructor_type OpenStore::lifetime_of_arguments() const {
   return cursor_ == Cursor::off ? SQLITE_STATIC : SQLITE_TRANSIENT;
 }
 
-syserr_t Store::store(uint32 mode, const pss_datum_t& key, const pss_datum_t& value) {
+syserr_t OpenStore::store(uint32 mode, const pss_datum_t& key, const pss_datum_t& value) {
   if (!can_change()) return SYSERR_PSS_READ_ONLY;
   sqlite3_stmt* statement = mode == PSS_REPLACE ? statements_.replace.get() : statements_.insert.get();
   int bound = bind(statement, 1, key, lifetime_of_arguments());
@@ -291,7 +291,7 @@ syserr_t Store::store(uint32 mode, const pss_datum_t& key, const pss_datum_t& va
   return write(statement, SYSERR_PSS_EXISTS);
 }
 
-syserr_t Store::remove(const pss_datum_t& key) {
+syserr_t OpenStore::remove(const pss_datum_t& key) {
   if (!can_change()) return SYSERR_PSS_READ_ONLY;
   const int bound = bind(statements_.remove.get(), 1, key, lifetime_of_arguments());
   if (bound != SQLITE_OK) return note_failure(status_of_sqlite(bound));
@@ -299,7 +299,7 @@ syserr_t Store::remove(const pss_datum_t& key) {
 }
 
 // Runs a bound statement that changes at most one row.
-syserr_t Store::write(sqlite3_stmt* statement, syserr_t status_if_unchanged) {
+syserr_t OpenStore::write(sqlite3_stmt* statement, syserr_t status_if_unchanged) {
   save_key();
   (void)sqlite3_step(statement);  // the reset returns its result
   const syserr_t status = note_failure(status_of_sqlite(sqlite3_reset(statement)));
