@@ -12,6 +12,7 @@
 #include "tool/conversion/request.h"
 #include "tool/fleet/device.h"
 #include "tool/fleet/search.h"
+#include "tool/support/error.h"
 
 using namespace vrrpconvert;
 

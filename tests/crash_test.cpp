@@ -103,7 +103,7 @@ class CrashTest : public EmbeddedStoreTest, public testing::WithParamInterface<C
       const bool is_clean = open_files() == files && sqlite3_memory_used() == 0;
       // If the directory cannot be synced after the rename, the status is an I/O error for every reason.
       const bool is_reported =
-          committed || last_status == trouble.status || (trouble.error == ENOSPC && last_status == SYSERR_PSS_IO);
+          committed || last_status == trouble.status || (trouble.error == EDQUOT && last_status == SYSERR_PSS_IO);
       _exit((committed ? was_committed : 0) | (SystemCalls::made >= due ? met_trouble : 0) | (is_clean ? 0 : leaked) |
             (is_reported ? 0 : reported_wrongly));
     }
