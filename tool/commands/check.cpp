@@ -163,28 +163,29 @@ struct CheckedBackup : Backup {
 };
 
 // Checks only the records, because the directory is the same.
-std::vector<CheckedBackup> backups_for(const fs::path& store, const std::optional<Release>& release,
-                                       const StoreDigest& own) {
+std::vector<CheckedBackup> backups_for(const fs::path& store, const StoreDigest& own) {
   std::vector<CheckedBackup> backups;
   for (const fs::path& file : backups_of(store)) {
+    const std::string name = release_in_name(file);
     try {
       const Store backup(file, no_wait);
+      std::optional<Release> release;  // that goes back to this backup
+      if (!name.empty()) release = parse_release("", name);
       Check check(release, [](const Problem&) {});
       check.run_on_records(backup);
-      backups.push_back({{file, release_in_name(file), check.counts()}, backup.digest() == own, check.problems() == 0});
+      backups.push_back({{file, name, check.counts()}, backup.digest() == own, check.problems() == 0});
     } catch (const Error& error) {
-      backups.push_back({{file, release_in_name(file), {}}, false, false, error.what()});
+      backups.push_back({{file, name, {}}, false, false, error.what()});
     }
   }
   return backups;
 }
 
 // Adds the intact backups to the error of a store that cannot be read.
-[[noreturn]] void throw_with_backups(const Error& error, const std::string& store,
-                                     const std::optional<Release>& release) {
+[[noreturn]] void throw_with_backups(const Error& error, const std::string& store) {
   Error with_backups = error;
   if (error.reason == Reason::damaged || error.reason == Reason::not_a_store) {
-    for (const CheckedBackup& backup : backups_for(store, release, {})) {
+    for (const CheckedBackup& backup : backups_for(store, {})) {
       if (backup.sound) with_backups.more.push_back("Backup without problems: " + backup.Backup::text());
     }
   }
@@ -248,7 +249,7 @@ Exit check_store(const CheckOptions& options, const std::optional<Release>& rele
   });
   check.run_on_records(store);
   check.run_on_access(options.store);
-  const Surroundings found = {backups_for(options.store, release, store.digest()),
+  const Surroundings found = {backups_for(options.store, store.digest()),
                               unfinished_files_in(existing_directory(fs::path(options.store).parent_path()))};
   json != nullptr ? end_json(check, found, *options.json, *json) : end_text(check, found, options.store);
   return ending_of(check).exit();
@@ -260,7 +261,7 @@ Exit check(const CheckOptions& options) {
   try {
     return check_store(options, release);
   } catch (const Error& error) {
-    throw_with_backups(error, options.store, release);
+    throw_with_backups(error, options.store);
   }
 }
 

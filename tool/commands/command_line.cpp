@@ -156,7 +156,8 @@ bool parse_command_line(int argc, char** argv, Choice& choice) {
   app.require_subcommand(0, 1);  // check_command() reports a missing command
   app.footer(exit_statuses());
   app.set_version_flag("--version", "vrrpconvert " CONVERTVRRP_VERSION);
-  for (const auto add : {add_import, add_export, add_show, add_check, add_diff, add_convert, add_restore, add_fleet}) {
+  for (const auto add : {add_import, add_export, add_show, add_check, add_diff, add_convert, add_fleet, add_verify,
+                         add_backup, add_restore}) {
     add(app, choice);
   }
   if (argc > 1 && *argv[1] != '-') check_command(app, argv[1]);

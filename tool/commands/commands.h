@@ -70,6 +70,8 @@ void add_diff(CLI::App& app, Choice& choice);
 void add_convert(CLI::App& app, Choice& choice);
 void add_restore(CLI::App& app, Choice& choice);
 void add_fleet(CLI::App& app, Choice& choice);
+void add_verify(CLI::App& app, Choice& choice);
+void add_backup(CLI::App& app, Choice& choice);
 
 // Registers all commands and parses the command line. Prints help and returns false if that is requested. Throws Error.
 bool parse_command_line(int argc, char** argv, Choice& choice);

@@ -9,7 +9,8 @@ namespace {
 
 struct DiffOptions {
   std::string a, b;
-  View view{};
+  View view{.content = true};
+  bool only_counts = false;
   JsonReport* json = nullptr;
 };
 
@@ -35,7 +36,14 @@ bool diff_as_json(const Store& a, const Store& b, const DiffOptions& options) {
   return differ;
 }
 
+bool diff_as_counts(const Store& a, const Store& b, const DiffOptions& options) {
+  const NamesByWord names = names_of_differences(a, b, options.view);
+  std::cout << (names.empty() ? "No difference." : text_of_counts(names)) << '\n';
+  return !names.empty();
+}
+
 bool diff_as_text(const Store& a, const Store& b, const DiffOptions& options) {
+  if (options.only_counts) return diff_as_counts(a, b, options);
   bool differ = false;
   for_each_shown(a, b, options.view, [&](const Difference& difference) {
     std::cout << text_of(difference, options.view);
@@ -65,6 +73,7 @@ void add_diff(CLI::App& app, Choice& choice) {
   command.add_operand("A", options->a, "Read this store first");
   command.add_operand("B", options->b, "Compare it with this store");
   command.add_flag("--ignore-layout", options->view.ignore_layout, "Compare only the fields that both layouts have");
+  command.add_flag("--stat", options->only_counts, "Print only the number of records that differ");
   command.add_reveal(options->view.reveal);
   command.add_json(options->json);
 }

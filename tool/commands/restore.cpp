@@ -1,6 +1,8 @@
 #include <iostream>
 
 #include "tool/commands/commands.h"
+#include "tool/conversion/backup.h"
+#include "tool/conversion/conversion.h"
 #include "tool/store/difference.h"
 #include "tool/store/paths.h"
 #include "tool/store/record_counts.h"
@@ -17,6 +19,7 @@ struct RestoreOptions {
   std::string backup;
   std::string store;
   bool no_backup = false;
+  bool force = false;
   bool is_dry_run = false;
   JsonReport* json = nullptr;
 };
@@ -92,6 +95,11 @@ Exit restore(const RestoreOptions& options) {
     throw Error(Reason::usage,
                 options.backup + " and " + options.store + " are the same file; use a backup and the store");
   }
+  if (!options.force && (!release_in_name(options.store).empty() || is_snapshot_name(options.store))) {
+    throw Error(Reason::usage, options.store +
+                                   ": has the name of a backup or a snapshot, which would be replaced; "
+                                   "give the backup first and the store second, or --force");
+  }
   const Restored restored = options.is_dry_run ? examine(options) : restore_store(options);
   if (options.json == nullptr) {
     print_text(restored, options);
@@ -116,6 +124,7 @@ void add_restore(CLI::App& app, Choice& choice) {
   command.add_operand("STORE", options->store, "Replace or create this store");
   command.add_flag("--no-backup", options->no_backup, "Do not keep the replaced store");
   command.add_flag("--dry-run", options->is_dry_run, "Show the records that would change, and change nothing");
+  command.add_flag("--force", options->force, "Also replace a file with the name of a backup or a snapshot");
   command.add_json(options->json);
 }
 

@@ -10,12 +10,15 @@
 
 namespace vrrpconvert {
 
-// Returns the first free name STORE.from-4.2-1, STORE.from-4.2-1.2, ...
-std::filesystem::path free_backup_name(const std::filesystem::path& store, const Release& from);
+// Backups of a store have ascending numbers, also those of different releases: STORE.from-4.2-1 is the first one,
+// STORE.from-4.1-2.2 the second one.
+std::filesystem::path next_backup_name(const std::filesystem::path& store, const Release& from);
 
-// Writes the records of `original` durably to the first free name STORE.from-4.2-1, STORE.from-4.2-1.2, ... Returns the
-// name. Throws Error.
+// Writes the records of `original` durably to the next name. Returns the name. Throws Error.
 std::filesystem::path write_backup(const Store& original, const std::filesystem::path& store, const Release& from);
+
+// Returns the backup with the highest number, or an empty path. Throws Error if two backups have it.
+std::filesystem::path last_backup_of(const std::filesystem::path& store);
 
 // A file that restore can use.
 struct Backup {
@@ -28,6 +31,9 @@ struct Backup {
 
   JSON_MEMBERS(file, release, counts)
 };
+
+// Returns those of `files` that have records under keys that `store` does not have. Omits files that cannot be read.
+std::vector<Backup> with_other_records(const std::vector<std::filesystem::path>& files, const Store& store);
 
 // Returns the release in the name of a backup, "4.2(1)", or an empty text for any other name.
 std::string release_in_name(const std::filesystem::path& file);

@@ -71,9 +71,14 @@ fs::path Conversion::store() const {
                          : directory / VRRP_CNV_RUNNING_STORE;
 }
 
-fs::path Conversion::snapshot() const {
-  const std::string name = VRRP_CNV_SNAPSHOT + (request.vdc == 1 ? "" : std::to_string(request.vdc));
-  return root / fs::path(name).relative_path();
+fs::path Conversion::snapshot() const { return snapshot_below(root, request.vdc); }
+
+fs::path snapshot_below(const fs::path& root, uint32 vdc) {
+  return root / fs::path(VRRP_CNV_SNAPSHOT + (vdc == 1 ? "" : std::to_string(vdc))).relative_path();
+}
+
+bool is_snapshot_name(const fs::path& file) {
+  return file.filename().native().starts_with(fs::path(VRRP_CNV_SNAPSHOT).filename().native());
 }
 
 }  // namespace vrrpconvert

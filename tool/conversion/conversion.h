@@ -34,4 +34,10 @@ struct Conversion {
   std::string path{};          // directory that the library gets, relative to the root
 };
 
+// Returns the path of the snapshot of an upgrade on a device whose / is `root`.
+std::filesystem::path snapshot_below(const std::filesystem::path& root, uint32 vdc);
+
+// Returns whether the name is that of a snapshot, or of an earlier snapshot that was renamed.
+bool is_snapshot_name(const std::filesystem::path& file);
+
 }  // namespace vrrpconvert

@@ -44,7 +44,7 @@ DryRun::DryRun(const Conversion& conversion, Place place) : before_(conversion.s
   outcome_ = outcome_of(conversion, before_, *after_, run);
   operations_ = run.operations;
   // The library processes the global info record and every record of the two kinds that have layouts.
-  const uint64_t expected = 1 + outcome_.counts.of(Kind::vr) + outcome_.counts.of(Kind::ip_assoc);
+  const uint64_t expected = 1 + outcome_.counts.routers();
   if (operations_ != (conversion.change() == Change::none ? 0 : expected)) {
     fail(conversion, "the library did not convert every record; the free memory may not be enough");
   }

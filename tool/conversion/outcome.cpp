@@ -95,7 +95,7 @@ bool is_converted_already(const Conversion& conversion, const Outcome& foreseen)
   // Such an upgrade would delete all these records.
   if (change == Change::upgrade && conversion.to.has_old_layout) return false;
   if (change == Change::downgrade && !(foreseen.lost.empty() && foreseen.defaults.empty())) return false;
-  const size_t all = counts.of(Kind::vr) + counts.of(Kind::ip_assoc);
+  const size_t all = counts.routers();
   return all > 0 && all == counts.with_layout(conversion.to.has_old_layout ? Version::old_one : Version::new_one);
 }
 

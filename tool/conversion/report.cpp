@@ -18,7 +18,10 @@ bool is_dry_run(const DryRunReport& report, const Json& summary) {
     case Reason::loss:
     case Reason::other_snapshot:
       return found.failure_count == 0;
+    case Reason::deleted:
+      return found.is_empty();
     case Reason::already:
+    case Reason::empty:
       return found.is_empty() && found.lost.empty();
     case Reason::mismatch:
       return true;

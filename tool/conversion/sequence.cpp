@@ -1,5 +1,6 @@
 #include "tool/conversion/sequence.h"
 
+#include <algorithm>
 #include <new>
 
 #include "tool/conversion/backup.h"
@@ -40,6 +41,8 @@ Ending check_snapshot(const Conversion& conversion, const Store& original) {
           conversion.snapshot().string() + ": not a snapshot of these records" + advice_for(Reason::other_snapshot)};
 }
 
+bool has_less(const Backup& one, const Backup& other) { return one.counts.routers() < other.counts.routers(); }
+
 }  // namespace
 
 ConversionReport Sequence::foresee() {
@@ -67,10 +70,21 @@ ConversionReport Sequence::convert(const std::string& trace) {
   return report_;
 }
 
+// Distinguishes a store that the target release reads, a store that never had records, and one whose records were
+// deleted.
 void Sequence::note_nothing() {
   const Summary& summary = report_.summary;
-  const bool is_nothing = summary.is_empty() && summary.note.empty();
-  if (is_nothing && report_.ending.reason == Reason::none) report_.ending.reason = Reason::already;
+  if (!summary.is_empty() || !summary.note.empty() || report_.ending.reason != Reason::none) return;
+  report_.ending.reason = Reason::already;
+  if (summary.counts.routers() > 0) return;
+  const std::vector<Backup> others = other_backups(dry_run_.before());
+  const auto most = std::max_element(others.begin(), others.end(), has_less);
+  report_.ending.reason = Reason::empty;
+  if (most == others.end() || most->counts.routers() == 0) return;
+  const std::string found = "has no VRRP records; " + most->file + " has " + std::to_string(most->counts.routers()) +
+                            " (" + std::to_string(most->counts.of(Kind::vr)) + " VRs)";
+  report_.decision = "Nothing to do: the store " + found;
+  report_.ending = {Reason::deleted, report_.store + ": " + found};
 }
 
 void Sequence::begin_report() {
@@ -115,7 +129,7 @@ std::optional<Request> Sequence::plan() const {
 
 void Sequence::name_new_files() {
   if (!would_change()) return;
-  if (!conversion_.request.no_backup) report_.backup = free_backup_name(conversion_.store(), conversion_.from);
+  if (!conversion_.request.no_backup) report_.backup = next_backup_name(conversion_.store(), conversion_.from);
   if (conversion_.change() == Change::upgrade) report_.snapshot = conversion_.snapshot();
 }
 
@@ -219,19 +233,44 @@ std::vector<std::string> Sequence::unfinished_lines() const {
   return lines;
 }
 
+// Returns the backups and snapshots with records that `now` does not have, except those of this conversion.
+std::vector<Backup> Sequence::other_backups(const Store& now) const {
+  std::vector<fs::path> files = backups_of(conversion_.store());
+  const fs::path snapshot = conversion_.snapshot();
+  if (path_exists(snapshot)) files.push_back(snapshot);
+  for (uint32 number = 1; path_exists(kept_name(snapshot, number)); ++number) {
+    files.push_back(kept_name(snapshot, number));
+  }
+  std::erase_if(files, [this](const fs::path& file) {
+    return file == report_.backup || (report_.outcome && file == report_.snapshot);
+  });
+  return with_other_records(files, now);
+}
+
 void Sequence::list_backups() {
   if (!report_.changed) return;
-  const std::string& source = report_.backup.empty() ? report_.snapshot : report_.backup;
-  const std::string back = source.empty() ? ""
-                                          : "to go back to " + report_.from + ": vrrpconvert restore " +
-                                                quoted_for_shell(source) + " " + quoted_for_shell(report_.store);
-  const bool is_upgrade = conversion_.change() == Change::upgrade;
-  const std::string start = (is_upgrade ? "enter the VRRP configuration again under " : "start ") + report_.to;
-  report_.next = !report_.ending.is_good() ? back : start + (back.empty() ? "" : "; or " + back);
   // The backup and the snapshot have the same records.
   for (const std::string& file : {report_.backup, report_.snapshot}) {
     if (!file.empty()) report_.backups.push_back({file, report_.from, dry_run_.outcome().counts});
   }
+  try {
+    // Only an upgrade deletes records.
+    if (conversion_.change() == Change::upgrade) {
+      for (const Backup& other : other_backups(Store(conversion_.store()))) report_.backups.push_back(other);
+    }
+  } catch (const Error&) {
+    // The ending says that the store cannot be read.
+  }
+  // The first one with the most records: an earlier conversion may have deleted a part of them.
+  const auto best = std::max_element(report_.backups.begin(), report_.backups.end(), has_less);
+  const std::string back = best == report_.backups.end()
+                               ? ""
+                               : "to go back" + (best->release.empty() ? "" : " to " + best->release) +
+                                     ": vrrpconvert restore " + quoted_for_shell(best->file) + " " +
+                                     quoted_for_shell(report_.store);
+  const bool is_upgrade = conversion_.change() == Change::upgrade;
+  const std::string start = (is_upgrade ? "enter the VRRP configuration again under " : "start ") + report_.to;
+  report_.next = !report_.ending.is_good() ? back : start + (back.empty() ? "" : "; or " + back);
 }
 
 }  // namespace vrrpconvert

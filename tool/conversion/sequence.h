@@ -40,6 +40,7 @@ class Sequence {
   void drop_backup();
   void note_unfinished_files();
   std::vector<std::string> unfinished_lines() const;
+  std::vector<Backup> other_backups(const Store& now) const;
   void list_backups();
 
   bool would_change() const { return conversion_.change() != Change::none && report_.summary.change_count > 0; }

@@ -54,6 +54,7 @@ void to_json(Json& json, const Device& device) {
           {"lost", summary.lost},
           {"accepted", summary.accepted},
           {"defaults", summary.defaults},
+          {"against", or_null(device.against)},
           {"differences", device.differences},
           {"failing", summary.failing},
           {"added", summary.added},

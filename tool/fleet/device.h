@@ -15,7 +15,8 @@ enum class Rank { not_examined, in_use, would_fail, loss, accepted, clean };
 struct Device {
   std::string name;
   DryRunReport report{};
-  NamesByWord differences{};  // from its backup: records, by "added", "changed" and "removed"
+  std::string against{};      // the backup that the store was compared with
+  NamesByWord differences{};  // from that backup: records, by "added", "changed" and "removed"
 
   // Sets the ending by the losses that are not in `accepted`: the dry run may have had other permissions.
   void take_permissions(const std::vector<std::string>& accepted);

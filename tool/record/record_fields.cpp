@@ -187,35 +187,38 @@ std::optional<VrKey> router_in(const Bytes& key) {
 std::optional<TrackKey> track_key_of(const Bytes& key) {
   if (key.size() != VRRP_TRACK_KEY_SIZE || key[0] != VRRP_PSS_KEY_TRACK) return std::nullopt;
   const auto number_at = [&key](size_t offset) { return ntohl(number_in(std::span(key).subspan(offset, 4))); };
-  return TrackKey{number_at(1), key[5], number_at(6), number_at(10)};
+  return TrackKey{{number_at(1), key[5], number_at(6)}, number_at(10)};
+}
+
+std::optional<Router> router_of(const StoredRecord& record) {
+  const Layout* layout = layout_of(record);
+  if (layout == nullptr || layout->version == Version::only) return std::nullopt;
+  const std::span<const uint8> value = record.value;
+  return Router{number_in(value.subspan(layout->fields[2].offset, 4)), value[4], number_in(value.first(4))};
 }
 
 namespace {
 
-std::string vr_name(uint32 vr_id, uint32 addr_type, uint32 ifindex) {
-  const char* family = word_of(Type::address_type, addr_type);
-  return "VR " + std::to_string(vr_id) + " " + (family != nullptr ? family : "of unknown family") + " on " +
-         interface_text(ifindex);
+std::string vr_name(const Router& router) {
+  const char* family = word_of(Type::address_type, router.addr_type);
+  return "VR " + std::to_string(router.vr_id) + " " + (family != nullptr ? family : "of unknown family") + " on " +
+         interface_text(router.ifindex);
 }
 
 }  // namespace
 
 std::string name_of(const StoredRecord& record) {
   const Kind kind = kind_of(record.key);
-  const Layout* layout = layout_of(record);
   if (kind == Kind::global_info) return "global info";
   if (const auto track = track_key_of(record.key)) {
-    return "track object " + std::to_string(track->track_obj_id) + " of " +
-           vr_name(track->vr_id, track->addr_type, track->ifindex);
+    return "track object " + std::to_string(track->track_obj_id) + " of " + vr_name(*track);
   }
-  if (layout == nullptr) return word_of(kind) + (" record " + hex_of(record.key));
-  const uint32 ifindex = number_in(std::span(record.value).first(4));
-  if (kind == Kind::ip_assoc) {
-    const std::string address = address_text(layout->fields[2].in(record.value));
-    return (address.empty() ? "unreadable address" : address) + " of VR " + std::to_string(record.value[4]) + " on " +
-           interface_text(ifindex);
-  }
-  return vr_name(record.value[4], number_in(layout->fields[2].in(record.value)), ifindex);
+  const auto router = router_of(record);
+  if (!router) return word_of(kind) + (" record " + hex_of(record.key));
+  if (kind != Kind::ip_assoc) return vr_name(*router);
+  const std::string address = address_text(layout_of(record)->fields[2].in(record.value));
+  return (address.empty() ? "unreadable address" : address) + " of VR " + std::to_string(router->vr_id) + " on " +
+         interface_text(router->ifindex);
 }
 
 std::span<const Word> words_of(Type type) {

@@ -83,11 +83,19 @@ bool is_set(const Field& field, const Bytes& value);
 using VrKey = std::array<uint8, 9>;
 std::optional<VrKey> router_in(const Bytes& key);
 
-// The fields in the key of a track record, if it has the documented form.
-struct TrackKey {
+// A virtual router.
+struct Router {
   uint32 addr_type;
   uint8 vr_id;
-  uint32 ifindex, track_obj_id;
+  uint32 ifindex;
+};
+
+// Returns the virtual router in the value of a VR configuration or an IP association, or nothing.
+std::optional<Router> router_of(const StoredRecord& record);
+
+// The fields in the key of a track record, if it has the documented form.
+struct TrackKey : Router {
+  uint32 track_obj_id;
 };
 std::optional<TrackKey> track_key_of(const Bytes& key);
 

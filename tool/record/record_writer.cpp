@@ -42,12 +42,10 @@ void write_raw_record(JsonWriter& json, const StoredRecord& record, bool reveal)
 
 void write_identity(JsonWriter& json, const StoredRecord& record) {
   Json vr_id, ifindex, family;
-  const Layout* layout = layout_of(record);
-  if (layout != nullptr && layout->version != Version::only) {
-    vr_id = record.value[4];
-    ifindex = number_in(std::span(record.value).first(4));
-    const uint32 type = number_in(std::span(record.value).subspan(layout->fields[2].offset, 4));
-    if (const char* word = word_of(Type::address_type, type)) family = word;
+  if (const auto router = router_of(record)) {
+    vr_id = router->vr_id;
+    ifindex = router->ifindex;
+    if (const char* word = word_of(Type::address_type, router->addr_type)) family = word;
   }
   json.member("vr_id", vr_id);
   json.member("ifindex", ifindex);

@@ -49,6 +49,31 @@ void write_field_change(JsonWriter& json, const FieldChange& change, const Diffe
   json.end();
 }
 
+// Returns one line per set field, or one for the value if the layout is unknown.
+std::string text_of_content(const StoredRecord& record, bool reveal) {
+  const Layout* layout = layout_of(record);
+  if (layout == nullptr) {
+    return std::string("    value: ") + (!reveal && has_secret(record) ? hidden : hex_of(record.value)) + '\n';
+  }
+  std::string text;
+  for (const Field& field : layout->fields) {
+    if (is_unset(field, record.value)) continue;
+    text += std::string("    ") + field.name + ": " + text_in(record.value, field, reveal) + '\n';
+  }
+  return text;
+}
+
+// Returns " (prio 200 -> 210, adv 1 -> 2, ...)" for a changed record.
+std::string text_of_fields(const Difference& difference, const View& view) {
+  std::string text;
+  if (!difference.is_change() || view.fields_max == 0) return text;
+  const std::vector<FieldChange> changes = field_changes(difference, view);
+  for (size_t i = 0; i < changes.size() && i < view.fields_max; ++i) {
+    text += (i == 0 ? " (" : ", ") + (changes[i].name + (" " + changes[i].before)) + " -> " + changes[i].after;
+  }
+  return text + (changes.size() > view.fields_max ? ", ...)" : ")");
+}
+
 }  // namespace
 
 void for_each_pair(const Store& before, const Store& after, const std::function<void(const Difference&)>& visit) {
@@ -101,16 +126,19 @@ void for_each_shown(const Store& before, const Store& after, const View& view,
 
 NamesByWord names_of_differences(const Store& before, const Store& after, const View& view) {
   NamesByWord names;
-  for_each_shown(before, after, view, [&names](const Difference& difference) {
-    names[difference.name()].add([&difference] { return name_of(difference.either()); });
+  for_each_shown(before, after, view, [&](const Difference& difference) {
+    names[difference.name()].add([&] { return name_of(difference.either()) + text_of_fields(difference, view); });
   });
   return names;
 }
 
 std::string text_of(const Difference& difference, const View& view) {
   const std::string name = name_of(difference.either()) + "  (key " + hex_of(difference.either().key) + ")";
-  if (difference.before == nullptr) return styled(Style::green, "+ " + name) + '\n';
-  if (difference.after == nullptr) return styled(Style::red, "- " + name) + '\n';
+  if (!difference.is_change()) {
+    const bool is_added = difference.before == nullptr;
+    return styled(is_added ? Style::green : Style::red, (is_added ? "+ " : "- ") + name) + '\n' +
+           (view.content ? text_of_content(difference.either(), view.reveal) : "");
+  }
   std::string text = styled(Style::yellow, "~ " + name) + '\n';
   for (const FieldChange& change : field_changes(difference, view)) {
     text += std::string("    ") + change.name + ": " + (change.before.empty() ? "(no such field)" : change.before) +

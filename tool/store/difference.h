@@ -38,6 +38,8 @@ void for_each_difference(const Store& before, const Store& after, const std::fun
 struct View {
   bool reveal = false;         // show secrets instead of "(hidden)"
   bool ignore_layout = false;  // compare only the fields that both layouts have
+  bool content = false;        // show the fields of added and removed records
+  size_t fields_max = 0;       // number of changed fields that names_of_differences adds to the name of a record
 };
 
 // Returns the changed fields of a record, its layout included. Skips unset fields that only one layout has.

@@ -21,6 +21,9 @@ class RecordCounts {
   size_t with_layout(Version version) const { return of(Kind::vr, version) + of(Kind::ip_assoc, version); }
   size_t total() const;
 
+  // Returns the number of VR configurations and IP associations.
+  size_t routers() const { return of(Kind::vr) + of(Kind::ip_assoc); }
+
   // "5 vr (5 new), 7 ip_assoc (7 new), 1 global_info, 1 track"
   std::string text() const;
 

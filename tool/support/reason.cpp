@@ -8,7 +8,7 @@ namespace {
 
 constexpr ExitMeaning exits[] = {
     {exit_done, "success, or no difference"},
-    {exit_found, "differences, problems, a mismatch, a loss that is not allowed, or another snapshot"},
+    {exit_found, "differences, problems, a mismatch, a loss that is not allowed, deleted records, or another snapshot"},
     {exit_usage, "usage error, or a new file that already exists"},
     {exit_bad_input, "missing, damaged or invalid input"},
     {exit_in_use, "store in use, or changed since the plan or the dry run"},

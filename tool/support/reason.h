@@ -34,12 +34,15 @@ std::span<const ExitMeaning> exit_meanings();
 // operator, or "" if that depends on the case.
 #define VRRPCONVERT_REASONS(X)                                                                              \
   X(already, exit_done, "")                                                                                 \
+  X(empty, exit_done, "")                                                                                   \
   X(identical, exit_done, "")                                                                               \
   X(found, exit_found, "")                                                                                  \
   X(loss, exit_found, "")                                                                                   \
   X(mismatch, exit_found, "")                                                                               \
   X(other_snapshot, exit_found, "convert without --no-backup, or set --root to the device's own directory") \
+  X(deleted, exit_found, "")                                                                                \
   X(differs, exit_found, "")                                                                                \
+  X(not_converted, exit_found, "")                                                                          \
   X(not_configured, exit_found, "")                                                                         \
   X(usage, exit_usage, "")                                                                                  \
   X(exists, exit_usage, "")                                                                                 \
