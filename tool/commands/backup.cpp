@@ -21,9 +21,7 @@ struct BackupOptions {
 
 Exit back_up(const BackupOptions& options) {
   const Release from = parse_release("--from", options.from);
-  std::error_code ignored;
-  const fs::path store =
-      fs::is_directory(options.store, ignored) ? fs::path(options.store) / running_store : fs::path(options.store);
+  const fs::path store = store_at(options.store);
   const Store original(store);
   ignore_interrupts();
   const Backup backup = {write_backup(original, store, from), from.text, count_records(original)};

@@ -6,6 +6,7 @@
 
 #include "tool/commands/commands.h"
 #include "tool/conversion/backup.h"
+#include "tool/conversion/conversion.h"
 #include "tool/conversion/release.h"
 #include "tool/record/record_fields.h"
 #include "tool/store/access.h"
@@ -255,7 +256,9 @@ Exit check_store(const CheckOptions& options, const std::optional<Release>& rele
   return ending_of(check).exit();
 }
 
-Exit check(const CheckOptions& options) {
+Exit check(const CheckOptions& given) {
+  CheckOptions options = given;
+  options.store = store_at(given.store);
   std::optional<Release> release;
   if (!options.release.empty()) release = parse_release("--release", options.release);
   try {
@@ -272,7 +275,7 @@ void add_check(CLI::App& app, Choice& choice) {
                   "vrrpconvert check --release '4.1(2)' vrrp-cfg_runtime_config");
   const auto options = std::make_shared<CheckOptions>();
   run_with(command, options, check, Effect::reads);
-  command.add_operand("STORE", options->store, "Read this store");
+  command.add_operand("STORE", options->store, "Read this store, or the one in this directory");
   command.add_text("--release", "RELEASE", options->release,
                    "Also check that this release, for example 4.2(1), can read the store");
   command.add_json(options->json);

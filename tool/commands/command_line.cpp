@@ -5,6 +5,7 @@
 
 #include "tool/commands/commands.h"
 #include "tool/conversion/loss.h"
+#include "tool/record/interface_names.h"
 #include "tool/support/suggestion.h"
 
 namespace vrrpconvert {
@@ -129,6 +130,12 @@ void Command::exclude(const char* option, const char* other) {
 void Command::add_json(JsonReport*& json) {
   app_->add_flag_callback(
       "--json", [&choice = choice_, &json] { json = &choice.report; }, "Print one JSON object for scripts");
+}
+
+void Command::add_interfaces() {
+  app_->add_option_function<std::string>("--interfaces", read_interface_names,
+                                         "Use the names of interfaces in this file (lines: 0x100000a Vlan10)")
+      ->type_name("FILE");
 }
 
 void Command::add_accept_loss(std::vector<std::string>& accepted) {

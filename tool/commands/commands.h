@@ -48,6 +48,7 @@ class Command {
   // Options that several commands have. `json` is the report for --json, or null for text.
   void add_json(JsonReport*& json);
   void add_reveal(bool& reveal) { add_flag("--reveal", reveal, "Show authentication keys"); }
+  void add_interfaces();
   void add_accept_loss(std::vector<std::string>& accepted);
   void add_default_value(std::vector<std::string>& defaults);
 

@@ -10,6 +10,7 @@
 #include "tool/store/paths.h"
 #include "tool/support/digits.h"
 #include "tool/support/printable.h"
+#include "tool/support/style.h"
 
 namespace vrrpconvert {
 
@@ -38,7 +39,7 @@ Conversion conversion_with_plan(const ConvertOptions& options) {
     return Conversion(plan);
   } catch (const Error& error) {
     if (error.reason != Reason::usage) throw;
-    throw Error(Reason::bad_report, options.plan + ": " + error.what() + "; run the dry run again");
+    throw Error(Reason::bad_report, name_of_plan(options.plan) + ": " + error.what() + "; run the dry run again");
   }
 }
 
@@ -184,7 +185,7 @@ void print_outcome(const Outcome& outcome) {
 }
 
 void print_text(const ConversionReport& report, const DryRun& dry_run, const ConvertOptions& options) {
-  if (!report.outcome) std::cout << printable(report.decision) << '\n';
+  if (!report.outcome) std::cout << styled_decision(report.decision) << '\n';
   std::cout << printable(report.store) << ": " << report.from << " to " << report.to << ": "
             << (report.change == name_of(Change::none) ? "no conversion, the store is unchanged" : report.change)
             << '\n';
@@ -248,6 +249,7 @@ void add_convert(CLI::App& app, Choice& choice) {
       "(default: the environment variable PSS_NONVOLATILE_ROOT, or /)");
   command.add_default("--root", "PSS_NONVOLATILE_ROOT");
   command.add_reveal(options->view.reveal);
+  command.add_interfaces();
   command.add_json(options->json);
   for (const char* planned : {"DIR", "--from", "--to", "--vdc", "--startup", "--accept-loss", "--default",
                               "--allow-loss", "--allow-mismatch", "--no-backup"}) {

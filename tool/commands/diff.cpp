@@ -2,6 +2,7 @@
 #include <iostream>
 
 #include "tool/commands/commands.h"
+#include "tool/conversion/conversion.h"
 #include "tool/store/difference.h"
 
 namespace vrrpconvert {
@@ -53,7 +54,10 @@ bool diff_as_text(const Store& a, const Store& b, const DiffOptions& options) {
   return differ;
 }
 
-Exit diff(const DiffOptions& options) {
+Exit diff(const DiffOptions& given) {
+  DiffOptions options = given;
+  options.a = store_at(given.a);
+  options.b = store_at(given.b);
   std::error_code error;
   if (std::filesystem::equivalent(options.a, options.b, error)) {
     throw Error(Reason::usage, options.a + " and " + options.b + " are the same file; use two stores");
@@ -70,11 +74,12 @@ void add_diff(CLI::App& app, Choice& choice) {
                   "vrrpconvert diff vrrp-cfg_runtime_config.from-4.2-1 vrrp-cfg_runtime_config");
   const auto options = std::make_shared<DiffOptions>();
   run_with(command, options, diff, Effect::reads);
-  command.add_operand("A", options->a, "Read this store first");
+  command.add_operand("A", options->a, "Read this store, or the one in this directory, first");
   command.add_operand("B", options->b, "Compare it with this store");
   command.add_flag("--ignore-layout", options->view.ignore_layout, "Compare only the fields that both layouts have");
   command.add_flag("--stat", options->only_counts, "Print only the number of records that differ");
   command.add_reveal(options->view.reveal);
+  command.add_interfaces();
   command.add_json(options->json);
 }
 

@@ -17,19 +17,20 @@ struct FleetOptions {
   unsigned jobs = std::max(1u, std::thread::hardware_concurrency());
 };
 
-std::vector<Device> devices_of(const FleetOptions& options) {
+Exit show_fleet(const FleetOptions& options) {
+  const Request& request = options.request;
   const auto find = [&overview = options.overview](InputKind kind) {
     return find_inputs(overview.paths, kind, overview.expected);
   };
-  if (options.reports) return read_reports(find(InputKind::reports), options.request.accepted);
-  const Conversion conversion(options.request);
-  return run_dry_runs(conversion, find(InputKind::stores), options.jobs);
-}
-
-Exit show_fleet(const FleetOptions& options) {
-  for (const std::string& name : options.request.accepted) require_loss(name);
-  return show_overview(options.overview, options.request.accepted,
-                       [&options] { return Fleet{options.request.from, options.request.to, devices_of(options)}; });
+  if (options.reports) {
+    for (const std::string& name : request.accepted) require_loss(name);
+    return show_overview(options.overview, request.accepted,
+                         [&] { return Fleet{"", "", read_reports(find(InputKind::reports), request.accepted)}; });
+  }
+  const Conversion conversion(request);
+  return show_overview(options.overview, request.accepted, [&] {
+    return Fleet{request.from, request.to, run_dry_runs(conversion, find(InputKind::stores), options.jobs)};
+  });
 }
 
 }  // namespace

@@ -95,6 +95,9 @@ void add_overview_options(Command& command, OverviewOptions& options, const char
   command.add_text("--expect", "FILE", options.expected,
                    "Report each device name in this file that is not found (one name per line)");
   command.add_text("--html", "FILE", options.html, "Write the overview as one HTML page to this new file");
+  command.add_flag("--summary", options.summary, "Omit devices without problems; the totals include them");
+  command.add_text("--verdict", "WORD", options.verdict, "Show only devices with this verdict");
+  command.add_interfaces();
   command.add_json(options.json);
 }
 
@@ -104,6 +107,10 @@ Exit show_overview(const OverviewOptions& options, const std::vector<std::string
   if (!options.html.empty()) page.emplace(options.html);
   Fleet fleet = make();
   complete(fleet, accepted);
+  std::erase_if(fleet.devices, [&options](const Device& device) {
+    const bool is_other = !options.verdict.empty() && device.verdict() != options.verdict;
+    return is_other || (options.summary && device.rank() >= Rank::accepted);
+  });
   if (page) {
     Json report = fleet;
     report["exit"] = fleet.ending.exit();
@@ -113,9 +120,11 @@ Exit show_overview(const OverviewOptions& options, const std::vector<std::string
   if (options.json != nullptr) {
     options.json->print(fleet, fleet.ending);
   } else {
-    std::cout << printable(fleet.decision) << '\n';
-    print_table(rows_of(fleet));
+    constexpr size_t screen = 20;  // rows after which the decision is out of sight
+    std::cout << styled_decision(fleet.decision) << '\n';
+    if (!fleet.devices.empty()) print_table(rows_of(fleet));
     print_totals(fleet.totals);
+    if (fleet.devices.size() > screen) std::cout << styled_decision(fleet.decision) << '\n';
   }
   return fleet.ending.exit();
 }

@@ -14,6 +14,8 @@ struct OverviewOptions {
   std::vector<std::string> paths{};
   std::string expected{};  // file with names of devices, or empty
   std::string html{};      // empty for no page
+  bool summary = false;    // only the devices that need someone
+  std::string verdict{};   // only devices with this verdict; empty for all
   JsonReport* json = nullptr;
 };
 

@@ -5,7 +5,9 @@
 #include <optional>
 
 #include "tool/commands/commands.h"
+#include "tool/conversion/conversion.h"
 #include "tool/record/field_value.h"
+#include "tool/record/interface_names.h"
 #include "tool/record/record_text.h"
 #include "tool/store/record_counts.h"
 #include "tool/support/digits.h"
@@ -191,7 +193,9 @@ void show_json(const Store& store, const ShowOptions& options) {
   options.json->end({});
 }
 
-Exit show(const ShowOptions& options) {
+Exit show(const ShowOptions& given) {
+  ShowOptions options = given;
+  options.store = store_at(given.store);
   const Store store(options.store);
   options.json != nullptr ? show_json(store, options) : show_tables(store, options);
   return exit_done;
@@ -204,11 +208,12 @@ void add_show(CLI::App& app, Choice& choice) {
                   "vrrpconvert show --kind vr vrrp-cfg_runtime_config");
   const auto options = std::make_shared<ShowOptions>();
   run_with(command, options, show, Effect::reads);
-  command.add_operand("STORE", options->store, "Read this store");
+  command.add_operand("STORE", options->store, "Read this store, or the one in this directory");
   std::vector<std::string> words;
   for (const Kind kind : kinds) words.emplace_back(word_of(kind));
   command.add_word("--kind", options->kind, words, "Show only records of this kind");
   command.add_reveal(options->reveal);
+  command.add_interfaces();
   command.add_json(options->json);
 }
 

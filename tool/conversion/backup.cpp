@@ -105,7 +105,7 @@ std::vector<Backup> with_other_records(const std::vector<fs::path>& files, const
       });
       if (has_others) found.push_back({file, release_in_name(file), count_records(backup)});
     } catch (const Error&) {
-      // A file that cannot be read is no way back.
+      continue;  // a file that cannot be read is no way back
     }
   }
   return found;

@@ -73,6 +73,11 @@ fs::path Conversion::store() const {
 
 fs::path Conversion::snapshot() const { return snapshot_below(root, request.vdc); }
 
+std::string store_at(const std::string& path) {
+  std::error_code ignored;
+  return fs::is_directory(path, ignored) ? fs::path(path) / running_store : fs::path(path);
+}
+
 fs::path snapshot_below(const fs::path& root, uint32 vdc) {
   return root / fs::path(VRRP_CNV_SNAPSHOT + (vdc == 1 ? "" : std::to_string(vdc))).relative_path();
 }

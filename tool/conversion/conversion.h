@@ -34,6 +34,9 @@ struct Conversion {
   std::string path{};          // directory that the library gets, relative to the root
 };
 
+// Returns the store that the operator names: a store, or a directory that contains vrrp-cfg_runtime_config.
+std::string store_at(const std::string& path);
+
 // Returns the path of the snapshot of an upgrade on a device whose / is `root`.
 std::filesystem::path snapshot_below(const std::filesystem::path& root, uint32 vdc);
 

@@ -35,7 +35,7 @@ Request parse_plan(std::istream& stream) {
 
 Request read_plan(const std::string& file) {
   const bool is_standard_input = file == "-";
-  const std::string name = is_standard_input ? "standard input" : file;
+  const std::string name = name_of_plan(file);
   std::ifstream opened;
   if (!is_standard_input) opened.open(file);
   if (!is_standard_input && !opened) {

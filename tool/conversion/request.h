@@ -29,6 +29,9 @@ struct Request {
                no_backup)
 };
 
+// Returns the name of the file in messages.
+inline std::string name_of_plan(const std::string& file) { return file == "-" ? "standard input" : file; }
+
 // Reads the plan in a saved report; "-" is standard input. Throws Error, also for a plan of another version of the
 // tool, which may convert differently. The members of the plan are complete; a Conversion verifies their values.
 Request read_plan(const std::string& file);

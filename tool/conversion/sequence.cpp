@@ -29,16 +29,20 @@ void make_snapshot_directory(const Conversion& conversion) {
   if (error) throw Error(Reason::io, directory.string() + ": cannot create: " + error.message());
 }
 
+bool has_records_of(const fs::path& snapshot, const Store& original) {
+  try {
+    return Store(snapshot, no_wait).digest() == original.digest();
+  } catch (const Error&) {
+    return false;
+  }
+}
+
 // Returns the refusal if the snapshot path of an upgrade contains anything but an intact store with the same records.
 Ending check_snapshot(const Conversion& conversion, const Store& original) {
-  if (conversion.change() != Change::upgrade || !path_exists(conversion.snapshot())) return {};
-  try {
-    if (Store(conversion.snapshot(), no_wait).digest() == original.digest()) return {};
-  } catch (const Error&) {
-    // Another content, as if the digest differed.
-  }
+  const fs::path snapshot = conversion.snapshot();
+  if (conversion.change() != Change::upgrade || !path_exists(snapshot) || has_records_of(snapshot, original)) return {};
   return {Reason::other_snapshot,
-          conversion.snapshot().string() + ": not a snapshot of these records" + advice_for(Reason::other_snapshot)};
+          snapshot.string() + ": not a snapshot of these records" + advice_for(Reason::other_snapshot)};
 }
 
 bool has_less(const Backup& one, const Backup& other) { return one.counts.routers() < other.counts.routers(); }
@@ -247,20 +251,25 @@ std::vector<Backup> Sequence::other_backups(const Store& now) const {
   return with_other_records(files, now);
 }
 
+// Only an upgrade deletes records. Never throws: the outcome must be reported.
+std::vector<Backup> Sequence::backups_after_upgrade() const {
+  if (conversion_.change() != Change::upgrade) return {};
+  try {
+    return other_backups(Store(conversion_.store()));
+  } catch (const Error&) {
+    return {};  // the ending says that the store cannot be read
+  } catch (const std::bad_alloc&) {
+    return {};
+  }
+}
+
 void Sequence::list_backups() {
   if (!report_.changed) return;
   // The backup and the snapshot have the same records.
   for (const std::string& file : {report_.backup, report_.snapshot}) {
     if (!file.empty()) report_.backups.push_back({file, report_.from, dry_run_.outcome().counts});
   }
-  try {
-    // Only an upgrade deletes records.
-    if (conversion_.change() == Change::upgrade) {
-      for (const Backup& other : other_backups(Store(conversion_.store()))) report_.backups.push_back(other);
-    }
-  } catch (const Error&) {
-    // The ending says that the store cannot be read.
-  }
+  for (const Backup& other : backups_after_upgrade()) report_.backups.push_back(other);
   // The first one with the most records: an earlier conversion may have deleted a part of them.
   const auto best = std::max_element(report_.backups.begin(), report_.backups.end(), has_less);
   const std::string back = best == report_.backups.end()

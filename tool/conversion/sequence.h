@@ -41,6 +41,7 @@ class Sequence {
   void note_unfinished_files();
   std::vector<std::string> unfinished_lines() const;
   std::vector<Backup> other_backups(const Store& now) const;
+  std::vector<Backup> backups_after_upgrade() const;
   void list_backups();
 
   bool would_change() const { return conversion_.change() != Change::none && report_.summary.change_count > 0; }

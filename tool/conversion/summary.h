@@ -10,7 +10,7 @@
 
 namespace vrrpconvert {
 
-// Do not rename members: reports of earlier releases of the tool have them.
+// From 1.0.0 on, do not rename members: saved reports have them.
 struct Summary {
   RecordCounts counts;             // before the conversion
   size_t change_count = 0;         // records that would change

@@ -42,12 +42,15 @@ Rank Device::rank() const {
 
 void to_json(Json& json, const Device& device) {
   const Summary& summary = device.report.summary;
-  // JSON cannot contain a name that is not UTF-8.
-  const std::string& name = device.name;
-  json = {{"device", name},
-          {"device_hex", is_utf8(name) ? Json() : Json(hex_of(std::string_view(name)))},
-          {"store", or_null(device.report.store)},
-          {"store_hex", or_null(device.report.store_hex)},
+  // JSON cannot contain a name or a path that is not UTF-8.
+  const auto hex_if_needed = [](const std::string& text) {
+    return is_utf8(text) ? Json() : Json(hex_of(std::string_view(text)));
+  };
+  const std::string &store = device.report.store, &store_hex = device.report.store_hex;
+  json = {{"device", device.name},
+          {"device_hex", hex_if_needed(device.name)},
+          {"store", or_null(store)},
+          {"store_hex", store_hex.empty() ? hex_if_needed(store) : Json(store_hex)},
           {"verdict", device.verdict()},
           {"record_count", summary.counts.total()},
           {"change_count", summary.change_count},

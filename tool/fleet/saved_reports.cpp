@@ -27,12 +27,13 @@ Device read_report(const Input& input, const std::vector<std::string>& accepted)
   std::ifstream report;
   if (is_file) report.open("/proc/self/fd/" + std::to_string(fd));
   if (fd >= 0) close(fd);  // the stream has opened the file again
+  const Ending unreadable = {Reason::unreadable, input.file.string() + ": cannot open"};
+  if (!report.is_open()) return device_without_report(input.name, unreadable);
   try {
-    if (report.is_open()) return device_of(input, report, accepted);
+    return device_of(input, report, accepted);
   } catch (const std::ios_base::failure&) {
-    // The same as a file that cannot be opened.
+    return device_without_report(input.name, unreadable);
   }
-  return device_without_report(input.name, {Reason::unreadable, input.file.string() + ": cannot open"});
 }
 
 }  // namespace

@@ -78,14 +78,24 @@ void add_empty_directories(const fs::path& asked, bool is_only_one, size_t first
   }
 }
 
+// Returns the name in a line of an inventory, "core1 ansible_host=192.0.2.1  # rack 7", or an empty text for a comment
+// or the name of a group.
+std::string_view expected_name(std::string_view line) {
+  if (line.starts_with('#') || line.starts_with(';') || line.starts_with('[')) return {};
+  const size_t comment = line.find(" #"), variable = line.find('=');
+  line = line.substr(0, comment);
+  if (variable < line.size()) line = line.substr(0, line.find_first_of(" \t"));
+  while (!line.empty() && isspace(static_cast<unsigned char>(line.back()))) line.remove_suffix(1);
+  return line;
+}
+
 void add_missing_names(const std::string& file, std::vector<Input>& inputs) {
   std::set<std::string> names;
   for (const Input& input : inputs) names.insert(input.name);
   LineReader lines(file);
   std::string_view line;
   while (lines.next(line)) {
-    while (!line.empty() && isspace(static_cast<unsigned char>(line.back()))) line.remove_suffix(1);
-    const std::string name(line);
+    const std::string name(expected_name(line));
     if (!name.empty() && names.insert(name).second) {
       inputs.push_back({name, "", {Reason::missing, "not found, but listed in " + file}});
     }

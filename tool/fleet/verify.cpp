@@ -60,9 +60,9 @@ Ending compare(const fs::path& store_file, const VerifyOptions& options, Device&
 
 fs::path backup_to_compare(const fs::path& store, const VerifyOptions& options) {
   if (!options.against.empty()) return chosen_backup(store, options.against);
-  const fs::path last = last_backup_of(store);
+  fs::path last = last_backup_of(store);
   if (!last.empty()) return last;
-  const fs::path snapshot = snapshot_below(options.root.empty() ? store.parent_path() : fs::path(options.root), 1);
+  fs::path snapshot = snapshot_below(options.root.empty() ? store.parent_path() : fs::path(options.root), 1);
   return path_exists(snapshot) ? snapshot : fs::path();
 }
 

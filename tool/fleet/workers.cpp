@@ -10,8 +10,11 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
+#include <new>
+#include <set>
 
 #include "tool/conversion/sequence.h"
+#include "tool/support/interrupt.h"
 #include "tool/support/process.h"
 #include "tool/support/progress.h"
 
@@ -21,7 +24,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Reads or writes all of `size` bytes. Returns false if the other process has ended.
+// Read or write all of `size` bytes. Return false if that fails, for example because the other process has ended.
 bool receive_all(int socket, void* bytes, size_t size) {
   return size == 0 || recv(socket, bytes, size, MSG_WAITALL) == static_cast<ssize_t>(size);
 }
@@ -46,16 +49,20 @@ unsigned longest_time(const fs::path& store) {
 }
 
 DryRunReport report_of(const Conversion& fleet, const fs::path& store) {
+  DryRunReport report;
   try {
     Conversion conversion = fleet;
     conversion.select(store.parent_path(), store.parent_path());
     return Sequence(conversion, Place::own_process).foresee();
   } catch (const Error& error) {
-    DryRunReport report;
     report.store = error.store;
     report.ending = error.ending();
-    return report;
+  } catch (const std::bad_alloc&) {
+    report.ending = {Reason::no_memory, "out of memory" + advice_for(Reason::no_memory)};
+  } catch (const std::exception& error) {
+    report.ending = {Reason::io, error.what()};
   }
+  return report;
 }
 
 // Returns the report as compact bytes that keep every path as it is.
@@ -65,17 +72,22 @@ std::vector<uint8> bytes_of(const DryRunReport& report) {
   return Json::to_cbor(json);
 }
 
+constexpr int own_socket = 3;  // of a worker: its only descriptor besides 0 to 2
+
 // Reports each store whose number the parent sends. noexcept: a lack of memory ends the worker.
-[[noreturn]] void work(int socket, const Conversion& fleet, const std::vector<Input>& inputs, pid_t parent) noexcept {
+// NOLINTNEXTLINE(bugprone-exception-escape): as intended
+[[noreturn]] void work(const Conversion& fleet, const std::vector<Input>& inputs, pid_t parent) noexcept {
   end_with_parent(parent);
   Progress::show_with(nullptr);
+  static const std::string none;
+  remove_at_interrupt(none);  // the page belongs to the parent
   signal(SIGALRM, SIG_DFL);
-  for (size_t number; receive_all(socket, &number, sizeof number);) {
+  for (size_t number; receive_all(own_socket, &number, sizeof number);) {
     alarm(longest_time(inputs[number].file));
     const std::vector<uint8> bytes = bytes_of(report_of(fleet, inputs[number].file));
     alarm(0);
     const size_t size = bytes.size();
-    if (!send_all(socket, &size, sizeof size) || !send_all(socket, bytes.data(), size)) break;
+    if (!send_all(own_socket, &size, sizeof size) || !send_all(own_socket, bytes.data(), size)) break;
   }
   _exit(0);
 }
@@ -96,8 +108,9 @@ class Worker {
     const pid_t parent = getpid();
     process_ = fork();
     if (process_ == 0) {
-      close(sockets[0]);
-      work(sockets[1], fleet, inputs, parent);
+      // Without the sockets of the other workers, which would use up the descriptors.
+      if (dup2(sockets[1], own_socket) != own_socket || close_range(own_socket + 1, ~0U, 0) != 0) _exit(1);
+      work(fleet, inputs, parent);
     }
     const int reason = errno;
     close(sockets[1]);
@@ -113,9 +126,7 @@ class Worker {
   Worker& operator=(const Worker&) = delete;
   ~Worker() {
     close(socket_);
-    if (process_ <= 0) return;
-    kill(process_, SIGKILL);  // it is idle; later workers have a copy of its socket, so a close would not end it
-    (void)wait_for();
+    if (process_ > 0) (void)end();
   }
 
   // A worker that has ended is noticed when its report is received.
@@ -132,9 +143,10 @@ class Worker {
     return receive_all(socket_, bytes.data(), size);
   }
 
-  // Waits for the end of the process. Returns its status.
-  int wait_for() {
+  // Ends the process, unless it has ended. Returns its status.
+  int end() {
     int status = 0;
+    kill(process_, SIGKILL);  // ignored if it has ended: its status remains
     while (waitpid(process_, &status, 0) < 0 && errno == EINTR) continue;
     process_ = 0;
     return status;
@@ -158,12 +170,15 @@ class Workers {
   Workers(const Conversion& fleet, const std::vector<Input>& inputs)
       : fleet_(fleet), inputs_(inputs), progress_("Devices", inputs.size()) {
     signal(SIGCHLD, SIG_DFL);  // if the parent left it ignored, waitpid() would fail
-    for (const Input& input : inputs) devices_.push_back(device_without_report(input.name, input.ending));
+    for (const Input& input : inputs) {
+      devices_.push_back(device_without_report(input.name, input.ending));
+      if (input.file.empty()) ++done_;
+    }
   }
 
   std::vector<Device> run(unsigned jobs) {
     while (workers_.size() < jobs && begin_next()) continue;
-    while (!workers_.empty()) receive_some();
+    while (!workers_.empty()) receive_one();
     return std::move(devices_);
   }
 
@@ -171,43 +186,52 @@ class Workers {
   // Returns whether there was another store to begin.
   bool begin_next(std::unique_ptr<Worker> worker = nullptr) {
     while (next_ < inputs_.size() && inputs_[next_].file.empty()) ++next_;
-    if (next_ == inputs_.size()) return false;
+    if (next_ == inputs_.size() || !begin(next_, std::move(worker))) return false;
+    ++next_;
+    return true;
+  }
+
+  // Begins a store in this worker, or in a new one. Returns false if the other workers have to do it.
+  bool begin(size_t number, std::unique_ptr<Worker> worker) {
     try {
       if (worker == nullptr) worker = std::make_unique<Worker>(fleet_, inputs_);
     } catch (const Error&) {
       if (workers_.empty()) throw;
-      return false;  // the other workers do the rest
+      return false;
     }
-    worker->begin(next_++);
+    worker->begin(number);
     workers_.push_back(std::move(worker));
     return true;
   }
 
-  void receive_some() {
+  void receive_one() {
     std::vector<pollfd> sockets;
+    sockets.reserve(workers_.size());
     for (const auto& worker : workers_) sockets.push_back({worker->socket(), POLLIN, 0});
     if (poll(sockets.data(), sockets.size(), -1) < 0) return;  // by a signal
-    std::vector<std::unique_ptr<Worker>> waiting = std::move(workers_);
-    workers_.clear();
-    for (size_t i = 0; i < waiting.size(); ++i) {
-      if (sockets[i].revents == 0) workers_.push_back(std::move(waiting[i]));
-    }
-    for (std::unique_ptr<Worker>& worker : waiting) {
-      if (worker != nullptr) take_report(std::move(worker));
-    }
+    const auto ready = std::find_if(sockets.begin(), sockets.end(), [](const pollfd& one) { return one.revents != 0; });
+    const auto worker = workers_.begin() + (ready - sockets.begin());
+    std::unique_ptr<Worker> taken = std::move(*worker);
+    workers_.erase(worker);
+    take_report(std::move(taken));
   }
 
   void take_report(std::unique_ptr<Worker> worker) {
-    Device& device = devices_[worker->number()];
+    const size_t number = worker->number();
     std::vector<uint8> bytes;
     if (worker->receive(bytes)) {
+      Device& device = devices_[number];
       const Json json = Json::from_cbor(bytes);
       device.report = json.get<DryRunReport>();
       device.report.ending = json.get<Ending>();
       device.take_permissions(fleet_.request.accepted);
     } else {
-      device.report.ending = {Reason::not_examined, text_of_end(worker->wait_for(), inputs_[worker->number()].file)};
+      const int status = worker->end();
       worker.reset();
+      // The time limit also runs while the whole fleet is stopped, so an expired one is tried once more.
+      const bool is_late = WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM;
+      if (is_late && late_.insert(number).second && begin(number, nullptr)) return;
+      devices_[number].report.ending = {Reason::not_examined, text_of_end(status, inputs_[number].file)};
     }
     progress_.show(++done_);
     begin_next(std::move(worker));
@@ -218,6 +242,7 @@ class Workers {
   Progress progress_;
   std::vector<Device> devices_;
   std::vector<std::unique_ptr<Worker>> workers_;
+  std::set<size_t> late_;  // numbers of stores whose time limit expired
   size_t next_ = 0, done_ = 0;
 };
 

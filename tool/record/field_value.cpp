@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "libconvertvrrp.h"
+#include "tool/record/interface_names.h"
 #include "tool/support/digits.h"
 
 namespace vrrpconvert {

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "libconvertvrrp.h"
+#include "tool/record/interface_names.h"
 #include "tool/support/digits.h"
 
 namespace vrrpconvert {

@@ -29,9 +29,4 @@ bool is_number(std::string_view text) {
   return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
-std::string interface_text(uint32 ifindex) {
-  char digits[8];
-  return "0x" + std::string(digits, std::to_chars(digits, digits + sizeof digits, ifindex, 16).ptr);
-}
-
 }  // namespace vrrpconvert

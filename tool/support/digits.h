@@ -21,7 +21,4 @@ inline std::string hex_of(std::string_view text) {
 // Returns whether the text consists of one or more decimal digits.
 bool is_number(std::string_view text);
 
-// Returns an interface index as text, "0x10".
-std::string interface_text(uint32 ifindex);
-
 }  // namespace vrrpconvert

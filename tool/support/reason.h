@@ -1,5 +1,5 @@
-// Why a command ended: the table of reasons and exit statuses. The help, the man page and the schema of the reports
-// contain the same table; tests/reasons_test compares them.
+// Why a command ended: the table of reasons and exit statuses. The help has the statuses, the schema of the reports the
+// reasons, the man page both; tests/endings_test compares them.
 #pragma once
 
 #include <span>
