@@ -32,7 +32,7 @@ Totals totals_of(const std::vector<Device>& devices) {
   totals.device_count = devices.size();
   for (const Device& device : devices) {
     const Summary& summary = device.report.summary;
-    ++totals.verdicts[device.verdict()];
+    totals.verdicts.add(device.verdict());
     add(summary.lost, totals.lost);
     add(summary.accepted, totals.accepted);
     add(summary.defaults, totals.defaults);
@@ -42,6 +42,13 @@ Totals totals_of(const std::vector<Device>& devices) {
   return totals;
 }
 
+// A part of the devices, and what is said of many or of one of them.
+struct Part {
+  size_t count;
+  const char* many;
+  const char* one = nullptr;  // if that differs
+};
+
 // Returns the problems: "11 of 500 devices cannot be converted, 180 would lose values that are not accepted", or an
 // empty text.
 std::string problem_of(const Fleet& fleet) {
@@ -50,20 +57,21 @@ std::string problem_of(const Fleet& fleet) {
     unusable += device.rank() < Rank::loss;
     losing += device.rank() == Rank::loss;
   }
-  const auto verdict = fleet.totals.verdicts.find("not configured");
-  const size_t empty = verdict != fleet.totals.verdicts.end() ? verdict->second : 0;
-  const char* loss = fleet.totals.lost.contains(whole_record) ? "would lose whole records, which is not accepted"
-                                                              : "would lose values that are not accepted";
-  const std::pair<size_t, const char*> of_dry_runs[] = {{unusable, "cannot be converted"}, {losing, loss}};
-  const std::pair<size_t, const char*> of_comparison[] = {{losing - empty, "differ from the backup"},
-                                                          {empty, "have no VRRP configuration"},
-                                                          {unusable, "were not compared"}};
+  const size_t empty = fleet.totals.verdicts.of("not configured");
+  const bool is_whole = fleet.totals.lost.contains(whole_record);
+  const Part of_dry_runs[] = {{unusable, "cannot be converted"},
+                              {losing, is_whole ? "would lose whole records, which is not accepted"
+                                                : "would lose values that are not accepted"}};
+  const Part of_comparison[] = {{losing - empty, "differ from the backup", "differs from the backup"},
+                                {empty, "have no VRRP configuration", "has no VRRP configuration"},
+                                {unusable, "were not compared", "was not compared"}};
   std::string text;
-  const auto append = [&](const auto& part) {
-    if (part.first == 0) return;
-    text += (text.empty() ? "" : ", ") + std::to_string(part.first);
-    if (text.find(' ') == std::string::npos) text += " of " + std::to_string(fleet.devices.size()) + " devices";
-    text += std::string(" ") + part.second;
+  const auto append = [&](const Part& part) {
+    if (part.count == 0) return;
+    const size_t all = fleet.devices.size();
+    text += (text.empty() ? "" : ", ") + std::to_string(part.count);
+    if (text.find(' ') == std::string::npos) text += " of " + std::to_string(all) + (all == 1 ? " device" : " devices");
+    text += std::string(" ") + (part.count == 1 && part.one != nullptr ? part.one : part.many);
   };
   fleet.is_verified ? std::for_each(std::begin(of_comparison), std::end(of_comparison), append)
                     : std::for_each(std::begin(of_dry_runs), std::end(of_dry_runs), append);
@@ -77,8 +85,7 @@ std::string decision_of(const Fleet& fleet) {
       fleet.devices.size() == 1 ? "the device" : "all " + std::to_string(fleet.devices.size()) + " devices";
   const bool is_one = fleet.devices.size() == 1;
   if (fleet.is_verified) return "GO: " + all + (is_one ? " is" : " are") + " identical to the backup";
-  const auto already = fleet.totals.verdicts.find("already");
-  if (already != fleet.totals.verdicts.end() && already->second == fleet.devices.size()) {
+  if (fleet.totals.verdicts.of("already") == fleet.devices.size()) {
     return "Nothing to do: the target release can read the records of " + all;
   }
   return "GO: " + all + " can be converted" +
@@ -102,6 +109,27 @@ std::string time_in_utc() {
 }
 
 }  // namespace
+
+void VerdictCounts::add(const std::string& verdict) {
+  const auto found =
+      std::find_if(counts_.begin(), counts_.end(), [&](const auto& one) { return one.first == verdict; });
+  if (found == counts_.end()) {
+    counts_.emplace_back(verdict, 1);
+  } else {
+    ++found->second;
+  }
+}
+
+size_t VerdictCounts::of(const std::string& verdict) const {
+  const auto found =
+      std::find_if(counts_.begin(), counts_.end(), [&](const auto& one) { return one.first == verdict; });
+  return found != counts_.end() ? found->second : 0;
+}
+
+void to_json(Json& json, const VerdictCounts& counts) {
+  json = Json::object();
+  for (const auto& [verdict, count] : counts) json[verdict] = count;
+}
 
 void complete(Fleet& fleet, const std::vector<std::string>& accepted) {
   take_releases(fleet);

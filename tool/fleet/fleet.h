@@ -17,9 +17,23 @@ struct WordTotal {
   JSON_MEMBERS(device_count, record_count, source)
 };
 
+// Numbers of devices by verdict, in the order in which verdicts are added. JSON: an object.
+class VerdictCounts {
+ public:
+  void add(const std::string& verdict);
+  size_t of(const std::string& verdict) const;
+
+  auto begin() const { return counts_.begin(); }
+  auto end() const { return counts_.end(); }
+
+ private:
+  std::vector<std::pair<std::string, size_t>> counts_;
+};
+void to_json(Json& json, const VerdictCounts& counts);
+
 struct Totals {
   size_t device_count = 0;
-  std::map<std::string, size_t> verdicts;
+  VerdictCounts verdicts;                                                           // worst first
   std::map<std::string, WordTotal> lost, accepted, defaults, failing, differences;  // by field, reason or change
 
   JSON_MEMBERS(device_count, verdicts, lost, accepted, defaults, failing, differences)
