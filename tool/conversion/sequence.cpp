@@ -8,6 +8,7 @@
 #include "tool/conversion/ending.h"
 #include "tool/conversion/preflight.h"
 #include "tool/conversion/trace_file.h"
+#include "tool/store/difference.h"
 #include "tool/store/paths.h"
 #include "tool/store/record_hash.h"
 #include "tool/store/store.h"
@@ -43,6 +44,18 @@ Ending check_snapshot(const Conversion& conversion, const Store& original) {
   if (conversion.change() != Change::upgrade || !path_exists(snapshot) || has_records_of(snapshot, original)) return {};
   return {Reason::other_snapshot,
           snapshot.string() + ": not a snapshot of these records" + advice_for(Reason::other_snapshot)};
+}
+
+// Returns whether the store `file` has a record for each key in `original`.
+bool has_all_keys(const fs::path& file, const Store& original) {
+  try {
+    bool has_all = true;
+    for_each_pair(original, Store(file, no_wait),
+                  [&has_all](const Difference& pair) { has_all = has_all && pair.after != nullptr; });
+    return has_all;
+  } catch (const Error&) {
+    return false;
+  }
 }
 
 bool has_less(const Backup& one, const Backup& other) { return one.counts.routers() < other.counts.routers(); }
@@ -270,8 +283,12 @@ void Sequence::list_backups() {
     if (!file.empty()) report_.backups.push_back({file, report_.from, dry_run_.outcome().counts});
   }
   for (const Backup& other : backups_after_upgrade()) report_.backups.push_back(other);
-  // The first one with the most records: an earlier conversion may have deleted a part of them.
-  const auto best = std::max_element(report_.backups.begin(), report_.backups.end(), has_less);
+  // An earlier conversion may have deleted a part of the records: then a file with all of these and more is better. A
+  // file without some of them may belong to another store.
+  auto best = report_.backups.begin();
+  for (auto other = best; other != report_.backups.end(); ++other) {
+    if (has_less(*best, *other) && has_all_keys(other->file, dry_run_.before())) best = other;
+  }
   const std::string back = best == report_.backups.end()
                                ? ""
                                : "to go back" + (best->release.empty() ? "" : " to " + best->release) +
