@@ -1,7 +1,7 @@
 #include "tool/conversion/conversion.h"
 
 #include "libconvertvrrp.h"
-#include "tool/conversion/outcome.h"
+#include "tool/conversion/loss.h"
 #include "tool/store/paths.h"
 #include "tool/support/error.h"
 
@@ -47,7 +47,7 @@ Conversion::Conversion(const Request& given)
 }
 
 void Conversion::select(const fs::path& root_directory, const fs::path& directory) {
-  root = existing_directory(root_directory.empty() ? "/" : root_directory);
+  const fs::path root = existing_directory(root_directory.empty() ? "/" : root_directory);
   std::error_code ignored;
   if (fs::is_regular_file(directory, ignored)) {
     throw Error(Reason::usage, directory.string() + ": not a directory; use " +
@@ -66,12 +66,12 @@ Change Conversion::change() const {
 }
 
 fs::path Conversion::store() const {
-  const fs::path directory = root / fs::path(path).relative_path();
+  const fs::path directory = request.root / fs::path(path).relative_path();
   return request.startup ? directory / &VRRP_CNV_STARTUP_DIRECTORY[1] / VRRP_CNV_STARTUP_STORE
                          : directory / VRRP_CNV_RUNNING_STORE;
 }
 
-fs::path Conversion::snapshot() const { return snapshot_below(root, request.vdc); }
+fs::path Conversion::snapshot() const { return snapshot_below(request.root, request.vdc); }
 
 std::string store_at(const std::string& path) {
   std::error_code ignored;

@@ -27,11 +27,10 @@ struct Conversion {
   std::filesystem::path store() const;
   std::filesystem::path snapshot() const;
 
-  Request request;             // with absolute paths
-  Release from, to;            // of the request
-  Defaults defaults{};         // default values of fields that the target release does not store
-  std::filesystem::path root;  // directory to use as the device's /
-  std::string path{};          // directory that the library gets, relative to the root
+  Request request;      // with absolute paths
+  Release from, to;     // of the request
+  Defaults defaults{};  // default values of fields that the target release does not store
+  std::string path{};   // directory that the library gets, relative to the root
 };
 
 // Returns the store that the operator names: a store, or a directory that contains vrrp-cfg_runtime_config.

@@ -100,7 +100,8 @@ Ending preflight(const Conversion& conversion) {
     fs::path directory = conversion.snapshot().parent_path();
     std::error_code ignored;
     // convert creates this directory if the root is not "/".
-    if (conversion.root != "/" && !fs::exists(directory, ignored)) directory = conversion.root;
+    const std::string& root = conversion.request.root;
+    if (root != "/" && !fs::exists(directory, ignored)) directory = root;
     files.push_back({"snapshot", directory});
   }
   struct stat file;

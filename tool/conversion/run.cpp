@@ -69,7 +69,7 @@ void run_in_environment(const RunOptions& options, Observation& observation) {
   }
   if (!versions.set_environment()) _exit(1);
   trace_fd = options.trace;
-  if (!options.is_dry_run) set_nonvolatile_root(options.conversion.root);
+  if (!options.is_dry_run) set_nonvolatile_root(options.conversion.request.root);
   run_in_environment(options, observation);
   _exit(0);
 }

@@ -4,7 +4,6 @@
 #include <new>
 
 #include "tool/conversion/backup.h"
-#include "tool/conversion/decision.h"
 #include "tool/conversion/ending.h"
 #include "tool/conversion/preflight.h"
 #include "tool/conversion/trace_file.h"
@@ -23,7 +22,7 @@ namespace fs = std::filesystem;
 namespace {
 
 void make_snapshot_directory(const Conversion& conversion) {
-  if (conversion.change() != Change::upgrade || conversion.root == "/") return;
+  if (conversion.change() != Change::upgrade || conversion.request.root == "/") return;
   const fs::path directory = conversion.snapshot().parent_path();
   std::error_code error;
   fs::create_directory(directory, error);  // as on a device
@@ -66,9 +65,9 @@ ConversionReport Sequence::foresee() {
   report_.dry_run = true;
   begin_report();
   // A real run needs no checks: it tries to write the files, and changes nothing if that fails.
-  decide_with(would_change() ? preflight(conversion_) : Ending());
+  const Decision decision = decide_with(would_change() ? preflight(conversion_) : Ending());
   name_new_files();
-  if (is_permissible_) report_.ending.problem.clear();  // the decision contains it
+  if (decision.is_permissible) report_.ending.problem.clear();  // the decision contains it
   if (report_.ending.reason == Reason::none && report_.summary.failure_count > 0) report_.ending = {Reason::would_fail};
   note_nothing();
   return report_;
@@ -76,7 +75,7 @@ ConversionReport Sequence::foresee() {
 
 ConversionReport Sequence::convert(const std::string& trace) {
   begin_report();
-  decide_with({});
+  (void)decide_with({});
   if (report_.refused) {
     report_.ending.problem =
         report_.store + ": conversion refused: " + report_.ending.problem + "; nothing was changed";
@@ -126,14 +125,14 @@ void Sequence::require_planned() const {
       report_.store);
 }
 
-void Sequence::decide_with(const Ending& obstacle) {
+Decision Sequence::decide_with(const Ending& obstacle) {
   const bool needs_snapshot = would_change() && conversion_.request.no_backup && obstacle.is_good();
-  const Decision decision =
+  Decision decision =
       decide(report_, conversion_.request, needs_snapshot ? check_snapshot(conversion_, dry_run_.before()) : obstacle);
   report_.decision = decision.text;
   report_.ending = decision.refusal;
   report_.refused = !decision.refusal.is_good();
-  is_permissible_ = decision.is_permissible;
+  return decision;
 }
 
 std::optional<Request> Sequence::plan() const {

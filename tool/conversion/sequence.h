@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tool/conversion/conversion.h"
+#include "tool/conversion/decision.h"
 #include "tool/conversion/dry_run.h"
 #include "tool/conversion/report.h"
 
@@ -30,7 +31,7 @@ class Sequence {
  private:
   void begin_report();
   void require_planned() const;
-  void decide_with(const Ending& obstacle);
+  Decision decide_with(const Ending& obstacle);
   void note_nothing();
   void name_new_files();
   void convert_allowed(const std::string& trace);
@@ -49,7 +50,6 @@ class Sequence {
   const Conversion& conversion_;
   const DryRun dry_run_;
   ConversionReport report_{};
-  bool is_permissible_ = false;  // whether options permit a refused conversion
 };
 
 }  // namespace vrrpconvert

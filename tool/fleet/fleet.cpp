@@ -111,19 +111,15 @@ std::string time_in_utc() {
 }  // namespace
 
 void VerdictCounts::add(const std::string& verdict) {
-  const auto found =
-      std::find_if(counts_.begin(), counts_.end(), [&](const auto& one) { return one.first == verdict; });
-  if (found == counts_.end()) {
-    counts_.emplace_back(verdict, 1);
-  } else {
-    ++found->second;
-  }
+  if (of(verdict) == 0) counts_.emplace_back(verdict, 0);
+  for (auto& [word, count] : counts_) count += word == verdict;
 }
 
 size_t VerdictCounts::of(const std::string& verdict) const {
-  const auto found =
-      std::find_if(counts_.begin(), counts_.end(), [&](const auto& one) { return one.first == verdict; });
-  return found != counts_.end() ? found->second : 0;
+  for (const auto& [word, count] : counts_) {
+    if (word == verdict) return count;
+  }
+  return 0;
 }
 
 void to_json(Json& json, const VerdictCounts& counts) {
