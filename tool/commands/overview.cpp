@@ -103,12 +103,13 @@ void add_overview_options(Command& command, OverviewOptions& options, const char
 
 Exit show_overview(const OverviewOptions& options, const std::vector<std::string>& accepted,
                    const std::function<Fleet()>& make) {
+  const std::string verdict = options.verdict.empty() ? "" : parse_verdict(options.verdict);
   std::optional<OutputFile> page;
   if (!options.html.empty()) page.emplace(options.html);
   Fleet fleet = make();
   complete(fleet, accepted);
-  std::erase_if(fleet.devices, [&options](const Device& device) {
-    const bool is_other = !options.verdict.empty() && device.verdict() != options.verdict;
+  std::erase_if(fleet.devices, [&](const Device& device) {
+    const bool is_other = !verdict.empty() && device.verdict() != verdict;
     return is_other || (options.summary && device.rank() >= Rank::accepted);
   });
   if (page) {

@@ -31,12 +31,16 @@ struct Restored {
   NamesByWord differences{};         // in a dry run: records of an intact store that would change
 };
 
+std::string text_of_unreadable(const Error& error) {
+  return error.reason == Reason::damaged ? "a damaged store" : "a store that cannot be opened";
+}
+
 // Describes the records of a replaced store, which may be damaged.
 std::string text_of_kept(const fs::path& kept) {
   try {
     return count_records(Store(kept, no_wait)).text();
   } catch (const Error& error) {
-    return error.reason == Reason::damaged ? "a damaged store" : "a store that cannot be opened";
+    return text_of_unreadable(error);
   }
 }
 
@@ -52,7 +56,7 @@ Restored examine(const RestoreOptions& options) {
   } catch (const Error& error) {
     const bool is_missing = error.reason == Reason::missing;
     if (!is_missing && error.reason != Reason::damaged && error.reason != Reason::untrusted) throw;
-    if (!is_missing) restored.replaced = "a damaged store";
+    if (!is_missing) restored.replaced = text_of_unreadable(error);
   }
   if (current == nullptr) current = std::make_unique<Store>(-1, options.store);
   restored.differences = names_of_differences(*current, backup, {});
@@ -95,7 +99,7 @@ Exit restore(const RestoreOptions& options) {
     throw Error(Reason::usage,
                 options.backup + " and " + options.store + " are the same file; use a backup and the store");
   }
-  if (!options.force && (!release_in_name(options.store).empty() || is_snapshot_name(options.store))) {
+  if (!options.force && (has_backup_name(options.store) || is_snapshot_name(options.store))) {
     throw Error(Reason::usage, options.store +
                                    ": has the name of a backup or a snapshot, which would be replaced; "
                                    "give the backup first and the store second, or --force");

@@ -30,8 +30,8 @@ Exit verify(const VerifyCommandOptions& options) {
     devices = verify_stores(inputs, options.verify);
     return Fleet{"", "", devices, true};
   });
-  const bool has_differences = devices.size() == 1 && !devices[0].differences.empty();
-  if (has_differences && options.overview.json == nullptr) print_differences(devices[0]);
+  const bool is_shown = options.overview.json == nullptr && !options.overview.summary;
+  if (is_shown && devices.size() == 1 && !devices[0].differences.empty()) print_differences(devices[0]);
   return exit;
 }
 

@@ -113,6 +113,11 @@ std::vector<Backup> with_other_records(const std::vector<fs::path>& files, const
 
 std::string release_in_name(const fs::path& file) { return parse(file).release; }
 
+bool has_backup_name(const fs::path& file) {
+  const bool is_replaced = is_numbered(file.extension().native()) && path_exists(fs::path(file).replace_extension());
+  return is_replaced || !release_in_name(file).empty();
+}
+
 fs::path last_backup_of(const fs::path& store) {
   std::vector<fs::path> last;
   for (const fs::path& file : backups_of(store)) {

@@ -35,6 +35,9 @@ struct Backup {
 // Returns those of `files` that have records under keys that `store` does not have. Omits files that cannot be read.
 std::vector<Backup> with_other_records(const std::vector<std::filesystem::path>& files, const Store& store);
 
+// Returns whether `file` has the name of a backup, or of a replaced store STORE.N next to its store.
+bool has_backup_name(const std::filesystem::path& file);
+
 // Returns the release in the name of a backup, "4.2(1)", or an empty text for any other name.
 std::string release_in_name(const std::filesystem::path& file);
 

@@ -27,6 +27,7 @@ bool is_release(std::string_view text) {
 }
 
 Release parse_release(const std::string& option, const std::string& text) {
+  if (text.empty()) throw Error(Reason::usage, option + ": missing; expected a release like 4.2(1), in quotes");
   if (!is_release(text)) {
     throw Error(Reason::usage,
                 option + ": \"" + text + "\" is not a release; expected a release like 4.2(1), in quotes");

@@ -93,14 +93,32 @@ void Sequence::note_nothing() {
   if (!summary.is_empty() || !summary.note.empty() || report_.ending.reason != Reason::none) return;
   report_.ending.reason = Reason::already;
   if (summary.counts.routers() > 0) return;
-  const std::vector<Backup> others = other_backups(dry_run_.before());
-  const auto most = std::max_element(others.begin(), others.end(), has_less);
   report_.ending.reason = Reason::empty;
+  // Of files with the same number of records, a backup has precedence over a replaced store or a snapshot.
+  const auto rank = [](const Backup& file) { return std::pair(file.counts.routers(), !file.release.empty()); };
+  const std::vector<Backup> others = other_backups(dry_run_.before());
+  const auto most = std::max_element(others.begin(), others.end(), [&rank](const Backup& one, const Backup& other) {
+    return rank(one) < rank(other);
+  });
   if (most == others.end() || most->counts.routers() == 0) return;
   const std::string found = "has no VRRP records; " + most->file + " has " + std::to_string(most->counts.routers()) +
                             " (" + std::to_string(most->counts.of(Kind::vr)) + " VRs)";
   report_.decision = "Nothing to do: the store " + found;
   report_.ending = {Reason::deleted, report_.store + ": " + found};
+  report_.next = next_step(&*most);
+}
+
+// Returns the next step for a store whose records are converted or deleted. `back` is the file to go back to, or null.
+std::string Sequence::next_step(const Backup* back) const {
+  const std::string restore = back == nullptr ? ""
+                                              : "to go back" + (back->release.empty() ? "" : " to " + back->release) +
+                                                    ": vrrpconvert restore " + quoted_for_shell(back->file) + " " +
+                                                    quoted_for_shell(report_.store);
+  const bool is_finished = report_.ending.is_good() || report_.ending.reason == Reason::deleted;
+  if (!is_finished) return restore;
+  const bool is_upgrade = conversion_.change() == Change::upgrade;
+  return (is_upgrade ? "enter the VRRP configuration again under " : "start ") + report_.to +
+         (restore.empty() ? "" : "; or " + restore);
 }
 
 void Sequence::begin_report() {
@@ -288,14 +306,7 @@ void Sequence::list_backups() {
   for (auto other = best; other != report_.backups.end(); ++other) {
     if (has_less(*best, *other) && has_all_keys(other->file, dry_run_.before())) best = other;
   }
-  const std::string back = best == report_.backups.end()
-                               ? ""
-                               : "to go back" + (best->release.empty() ? "" : " to " + best->release) +
-                                     ": vrrpconvert restore " + quoted_for_shell(best->file) + " " +
-                                     quoted_for_shell(report_.store);
-  const bool is_upgrade = conversion_.change() == Change::upgrade;
-  const std::string start = (is_upgrade ? "enter the VRRP configuration again under " : "start ") + report_.to;
-  report_.next = !report_.ending.is_good() ? back : start + (back.empty() ? "" : "; or " + back);
+  report_.next = next_step(best == report_.backups.end() ? nullptr : &*best);
 }
 
 }  // namespace vrrpconvert

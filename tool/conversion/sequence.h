@@ -44,6 +44,7 @@ class Sequence {
   std::vector<Backup> other_backups(const Store& now) const;
   std::vector<Backup> backups_after_upgrade() const;
   void list_backups();
+  std::string next_step(const Backup* back) const;
 
   bool would_change() const { return conversion_.change() != Change::none && report_.summary.change_count > 0; }
 

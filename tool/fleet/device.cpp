@@ -3,16 +3,20 @@
 #include <algorithm>
 
 #include "tool/support/digits.h"
+#include "tool/support/error.h"
 #include "tool/support/printable.h"
+#include "tool/support/suggestion.h"
 
 namespace vrrpconvert {
 
 void Device::take_permissions(const std::vector<std::string>& accepted) {
   Ending& ending = report.ending;
   accept_losses(accepted, report.summary);
-  if (ending.problem.empty()) ending.problem = report.summary.mismatch;
+  // For a fleet, records that the target release cannot read are a mismatch, even if the library converts nothing.
+  const std::string& mismatch = report.summary.mismatch.empty() ? report.summary.note : report.summary.mismatch;
+  if (ending.problem.empty()) ending.problem = mismatch;
   // A dry run with --allow-mismatch or --allow-loss has another reason.
-  if (ending.is_good() && !report.summary.mismatch.empty()) ending.reason = Reason::mismatch;
+  if (ending.is_good() && !mismatch.empty()) ending.reason = Reason::mismatch;
   if (ending.reason == Reason::none || ending.reason == Reason::loss) {
     ending.reason = report.summary.lost.empty() ? Reason::none : Reason::loss;
   }
@@ -38,6 +42,17 @@ Rank Device::rank() const {
     default:
       return Rank::not_examined;
   }
+}
+
+std::string parse_verdict(std::string word) {
+  std::replace(word.begin(), word.end(), '_', ' ');
+  std::vector<std::string> verdicts = {"clean", "accepted"};
+  for (std::string& reason : reason_words()) {
+    std::replace(reason.begin(), reason.end(), '_', ' ');
+    verdicts.push_back(reason);
+  }
+  if (std::find(verdicts.begin(), verdicts.end(), word) != verdicts.end()) return word;
+  throw Error(Reason::usage, "--verdict: unknown word \"" + word + "\"; " + suggestion(word, verdicts));
 }
 
 void to_json(Json& json, const Device& device) {

@@ -11,6 +11,9 @@ namespace vrrpconvert {
 // Ranks, worst first. Devices are sorted by rank, and the worst rank determines the exit status.
 enum class Rank { not_examined, in_use, would_fail, loss, accepted, clean };
 
+// Returns the verdict that the operator means by `word`, which may have underscores as in a reason. Throws Error.
+std::string parse_verdict(std::string word);
+
 // Strings of a report may be from another machine, so they are escaped when they are printed.
 struct Device {
   std::string name;

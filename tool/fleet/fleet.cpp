@@ -57,12 +57,17 @@ std::string problem_of(const Fleet& fleet) {
     unusable += device.rank() < Rank::loss;
     losing += device.rank() == Rank::loss;
   }
-  const size_t empty = fleet.totals.verdicts.of("not configured");
+  const VerdictCounts& verdicts = fleet.totals.verdicts;
+  const size_t empty = verdicts.of("not configured"), unconverted = verdicts.of("not converted"),
+               deleted = verdicts.of("deleted");
   const bool is_whole = fleet.totals.lost.contains(whole_record);
-  const Part of_dry_runs[] = {{unusable, "cannot be converted"},
-                              {losing, is_whole ? "would lose whole records, which is not accepted"
-                                                : "would lose values that are not accepted"}};
-  const Part of_comparison[] = {{losing - empty, "differ from the backup", "differs from the backup"},
+  const Part of_dry_runs[] = {
+      {unusable, "cannot be converted"},
+      {deleted, "have no VRRP records, unlike a backup", "has no VRRP records, unlike a backup"},
+      {losing - deleted,
+       is_whole ? "would lose whole records, which is not accepted" : "would lose values that are not accepted"}};
+  const Part of_comparison[] = {{losing - empty - unconverted, "differ from the backup", "differs from the backup"},
+                                {unconverted, "are not converted", "is not converted"},
                                 {empty, "have no VRRP configuration", "has no VRRP configuration"},
                                 {unusable, "were not compared", "was not compared"}};
   std::string text;

@@ -94,9 +94,11 @@ void add_missing_names(const std::string& file, std::vector<Input>& inputs) {
   for (const Input& input : inputs) names.insert(input.name);
   LineReader lines(file);
   std::string_view line;
+  bool has_hosts = true;  // whether the lines of this section are hosts
   while (lines.next(line)) {
+    if (line.starts_with('[')) has_hosts = line.find(':') == std::string_view::npos;  // else variables or children
     const std::string name(expected_name(line));
-    if (!name.empty() && names.insert(name).second) {
+    if (has_hosts && !name.empty() && names.insert(name).second) {
       inputs.push_back({name, "", {Reason::missing, "not found, but listed in " + file}});
     }
   }

@@ -20,7 +20,12 @@ fs::path chosen_backup(const fs::path& store, const std::string& pattern) {
   std::vector<fs::path> found = backups_of(store);
   std::erase_if(found,
                 [&pattern](const fs::path& file) { return fnmatch(pattern.c_str(), file.filename().c_str(), 0) != 0; });
-  if (found.size() < 2) return found.empty() ? fs::path() : found.front();
+  if (found.size() == 1) return found.front();
+  if (found.empty()) {
+    throw Error(Reason::no_backup, "--against: neither the file " + pattern +
+                                       " nor a backup next to the store with "
+                                       "such a name; a pattern has no directory");
+  }
   throw Error(Reason::bad_input, "--against: " + found[0].string() + " and " + found[1].filename().string() +
                                      " match; use a pattern for one backup");
 }

@@ -45,6 +45,12 @@ std::span<const ExitMeaning> exit_meanings() { return exits; }
 
 const char* word_of(Reason reason) { return meaning_of(reason).word; }
 
+std::vector<std::string> reason_words() {
+  std::vector<std::string> words;
+  for (const Meaning& meaning : std::span(meanings).subspan(1)) words.emplace_back(meaning.word);
+  return words;
+}
+
 Exit exit_of(Reason reason) { return meaning_of(reason).exit; }
 
 std::string advice_for(Reason reason) {

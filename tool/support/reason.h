@@ -4,7 +4,7 @@
 
 #include <span>
 #include <string>
-#include <string_view>
+#include <vector>
 
 #include "tool/support/json.h"
 
@@ -81,6 +81,9 @@ enum class Reason {
 const char* word_of(Reason reason);
 
 Exit exit_of(Reason reason);
+
+// Returns all words.
+std::vector<std::string> reason_words();
 
 // Returns "; " and the next step, or an empty text.
 std::string advice_for(Reason reason);
