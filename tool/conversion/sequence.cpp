@@ -110,10 +110,10 @@ void Sequence::note_nothing() {
 
 // Returns the next step for a store whose records are converted or deleted. `back` is the file to go back to, or null.
 std::string Sequence::next_step(const Backup* back) const {
-  const std::string restore = back == nullptr ? ""
-                                              : "to go back" + (back->release.empty() ? "" : " to " + back->release) +
-                                                    ": vrrpconvert restore " + quoted_for_shell(back->file) + " " +
-                                                    quoted_for_shell(report_.store);
+  std::string restore = back == nullptr ? ""
+                                        : "to go back" + (back->release.empty() ? "" : " to " + back->release) +
+                                              ": vrrpconvert restore " + quoted_for_shell(back->file) + " " +
+                                              quoted_for_shell(report_.store);
   const bool is_finished = report_.ending.is_good() || report_.ending.reason == Reason::deleted;
   if (!is_finished) return restore;
   const bool is_upgrade = conversion_.change() == Change::upgrade;
