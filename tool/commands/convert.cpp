@@ -106,7 +106,7 @@ void write_lists(JsonWriter& json, const DryRun& dry_run, const Defaults& defaul
   json.begin_list();
   for_each_difference(dry_run.before(), dry_run.after(), [&](const Difference& difference) {
     for_each_loss(difference, defaults, [&](const Loss& loss) {
-      if (!loss.is_default) write_loss(json, loss, view.reveal);
+      if (loss.default_value.empty()) write_loss(json, loss, view.reveal);
     });
   });
   json.end();
@@ -198,6 +198,9 @@ void print_text(const ConversionReport& report, const DryRun& dry_run, const Con
   print_line(report.dry_run ? "Path of the snapshot: " : "Snapshot: ", report.snapshot);
   print_line("Earlier snapshot renamed to: ", report.earlier_snapshot);
   print_line(report.dry_run ? "Path of the backup: " : "Backup: ", report.backup);
+  if (report.dry_run) {
+    for (const Backup& other : report.backups) print_line("Has records that the store does not have: ", other.text());
+  }
   for (const std::string& file : report.unfinished_files) print_line(unfinished_file_text, file);
   print_line("Next: ", report.next);
 }

@@ -1,9 +1,10 @@
 #include "tool/commands/overview.h"
 
 #include <algorithm>
+#include <array>
+#include <filesystem>
 #include <iomanip>
 #include <iostream>
-#include <numeric>
 #include <optional>
 
 #include "tool/fleet/page.h"
@@ -14,53 +15,57 @@
 namespace vrrpconvert {
 namespace {
 
-using Row = std::vector<std::string>;
+constexpr size_t name_max = 24;  // columns for device names; a longer name moves the rest of its line
 
-// Returns the counts and the first difference: "changed 3, removed 1: VR 1 ipv4 on 0x100000a (prio 200 -> 210)".
+// Returns the first difference: "VR 1 ipv4 on 0x100000a (prio 200 -> 210) and 3 more".
 std::string text_of_first(const NamesByWord& differences) {
-  const std::string counts = text_of_counts(differences);
-  return differences.empty() ? counts : counts + ": " + differences.begin()->second.first.front();
+  size_t count = 0;
+  for (const auto& [word, names] : differences) count += names.count;
+  const auto& [word, names] = *differences.begin();
+  const std::string first = names.first.front() + (word == "changed" ? "" : " " + word);
+  return count == 1 ? first : first + " and " + std::to_string(count - 1) + " more";
 }
 
-std::vector<Row> rows_of(const Fleet& fleet) {
-  std::vector<Row> rows = {{"device", "records", "verdict", fleet.is_verified ? "differences" : "would be lost",
-                            fleet.is_verified ? "compared with" : "would fail", "problem"}};
+// Returns what the operator has to know about a device: its problem, or else its differences or losses.
+std::string details_of(const Device& device) {
+  const Summary& summary = device.report.summary;
+  if (!device.report.ending.problem.empty()) return device.report.ending.problem;
+  if (!device.differences.empty()) return text_of_first(device.differences);
+  return text_of_counts(summary.failing.empty() ? summary.lost : summary.failing);
+}
+
+// Returns the file that a store was compared with, without the name of the store: "from-4.1-2.2".
+std::string short_name(const Device& device) {
+  const std::string file = std::filesystem::path(device.against).filename();
+  const std::string store = std::filesystem::path(device.report.store).filename().string() + '.';
+  return file.starts_with(store) ? file.substr(store.size()) : file;
+}
+
+// Prints one line per device. A line that is wider than the terminal, or 80 columns, ends in "...": the totals and
+// --json have all of it.
+void print_table(const Fleet& fleet) {
+  std::vector<std::array<std::string, 4>> rows = {
+      {"device", "verdict", fleet.is_verified ? "backup" : "records", "details"}};
   for (const Device& device : fleet.devices) {
-    const Summary& summary = device.report.summary;
-    rows.push_back({printable(device.name), std::to_string(summary.counts.total()), printable(device.verdict()),
-                    printable(fleet.is_verified ? text_of_first(device.differences) : text_of_counts(summary.lost)),
-                    fleet.is_verified ? printable(std::filesystem::path(device.against).filename())
-                                      : std::to_string(summary.failure_count),
-                    printable(device.report.ending.problem)});
+    const std::string records = std::to_string(device.report.summary.counts.total());
+    rows.push_back({printable(device.name), device.verdict(),
+                    fleet.is_verified ? printable(short_name(device)) : records, printable(details_of(device))});
   }
-  return rows;
-}
-
-// If the table is wider than the terminal, prints each device as a block. Prints a long name on a separate line, so
-// that it does not widen the table.
-void print_table(const std::vector<Row>& rows) {
-  constexpr size_t name_max = 32;
-  std::vector<size_t> widths(rows[0].size());
-  for (const Row& row : rows) {
-    for (size_t i = 0; i < row.size(); ++i) {
+  std::array<size_t, 3> widths = {};
+  for (const auto& row : rows) {
+    for (size_t i = 0; i < widths.size(); ++i) {
       if (i > 0 || row[i].size() <= name_max) widths[i] = std::max(widths[i], row[i].size());
     }
   }
-  const size_t width = std::accumulate(widths.begin(), widths.end(), 2 * widths.size());
-  const bool is_table = terminal_width() == 0 || width <= terminal_width() + 2;
-  for (const Row& row : rows) {
-    const bool is_header = &row == &rows[0];
-    if (is_header && !is_table) continue;
-    const bool breaks = !is_table || row[0].size() > name_max;
-    std::string line = row[0] + (breaks ? "\n" : "");
-    if (!is_table) line = styled(Style::bold, row[0]) + '\n';
-    if (is_table) line.append(breaks ? widths[0] + 2 : widths[0] - row[0].size() + 2, ' ');
-    for (size_t i = 1; i < row.size(); ++i) {
-      if (is_table) line += row[i] + std::string(widths[i] > 0 ? widths[i] - row[i].size() + 2 : 0, ' ');
-      if (!is_table && !row[i].empty()) line += "  " + rows[0][i] + ": " + row[i] + '\n';
+  const size_t columns = terminal_width() == 0 ? 80 : terminal_width();
+  for (const auto& row : rows) {
+    std::string line;
+    for (size_t i = 0; i < widths.size(); ++i) {
+      line.append(row[i]).append(widths[i] - std::min(widths[i], row[i].size()) + 2, ' ');
     }
-    line.erase(line.find_last_not_of(" \n") + 1);
-    std::cout << (is_header ? styled(Style::bold, line) : line) << '\n';
+    line += shortened(row.back(), std::max(columns, line.size() + 20) - line.size());
+    line.erase(line.find_last_not_of(' ') + 1);
+    std::cout << (&row == &rows[0] ? styled(Style::bold, line) : line) << '\n';
   }
 }
 
@@ -86,6 +91,11 @@ void print_totals(const Totals& totals) {
   print_total(heading_of("defaults"), totals.defaults);
   print_total(heading_of("failing"), totals.failing);
   print_total(heading_of("differences"), totals.differences);
+  if (!totals.problems.empty()) std::cout << "Problems:\n";
+  for (const auto& [problem, devices] : totals.problems) {
+    std::cout << "  " << printable(problem) << "\n    on " << devices.count
+              << (devices.count == 1 ? " device: " : " devices: ") << printable(devices.text()) << '\n';
+  }
 }
 
 }  // namespace
@@ -123,7 +133,7 @@ Exit show_overview(const OverviewOptions& options, const std::vector<std::string
   } else {
     constexpr size_t screen = 20;  // rows after which the decision is out of sight
     std::cout << styled_decision(fleet.decision) << '\n';
-    if (!fleet.devices.empty()) print_table(rows_of(fleet));
+    if (!fleet.devices.empty()) print_table(fleet);
     print_totals(fleet.totals);
     if (fleet.devices.size() > screen) std::cout << styled_decision(fleet.decision) << '\n';
   }

@@ -33,7 +33,7 @@ std::string effect_of(const DryRunReport& report) {
     if (summary.lost.empty() && summary.accepted.empty()) text += " without loss";
   }
   if (!summary.accepted.empty()) text += "; accepted losses: " + text_of_counts(summary.accepted);
-  if (!summary.defaults.empty()) text += "; default values: " + text_of_counts(summary.defaults);
+  if (!summary.defaults.empty()) text += "; default values: " + words_of(summary.defaults);
   return summary.failure_count == 0 ? text : text + "; " + counted(summary.failure_count, "record") + " would fail";
 }
 
@@ -50,8 +50,9 @@ std::string nothing_to_do(const DryRunReport& report) {
   }
   const RecordCounts& counts = report.summary.counts;
   const bool has_layouts = counts.with_layout(Version::new_one) + counts.with_layout(Version::old_one) > 0;
-  return "Nothing to do: " + (has_layouts ? "the records already have the layout that " + report.to + " reads"
-                                          : std::string("the store has no records that a conversion changes"));
+  if (!has_layouts) return "Nothing to do: the store has no records that a conversion changes";
+  return "Nothing to do: the records already have the layout that " + report.to + " reads" +
+         (is_upgrade(report) ? "; an upgrade by the device itself would delete them" : "");
 }
 
 }  // namespace

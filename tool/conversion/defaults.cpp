@@ -45,26 +45,27 @@ void Defaults::add(const std::string& text) {
     throw Error(Reason::usage, "--default: " + text + ": expected a value, or another field of the same type");
   }
   if (other != nullptr) {
-    defaults_[name] = {.other = right};
+    defaults_[name] = {.other = right, .text = text};
     return;
   }
   try {
     Field alone = field;
     alone.offset = 0;
-    defaults_[name] = {.value = text_in(field_of_text(field, right), alone, true)};
+    defaults_[name] = {.value = text_in(field_of_text(field, right), alone, true), .text = text};
   } catch (const BadRecord& error) {
     throw Error(Reason::usage, "--default: " + text + ": neither another field nor a value: " + error.what());
   }
 }
 
-bool Defaults::contains(const StoredRecord& record, const Field& field) const {
+std::string Defaults::text_for(const StoredRecord& record, const Field& field) const {
   const auto found = defaults_.find(field.name);
-  if (found == defaults_.end()) return false;
+  if (found == defaults_.end()) return {};
   const Layout* layout = layout_of(record);
   const Field* other = layout != nullptr ? field_in(*layout, found->second.other) : nullptr;
-  if (other == nullptr && !found->second.other.empty()) return false;
+  if (other == nullptr && !found->second.other.empty()) return {};
   const std::string value = text_in(record.value, field, true);
-  return value == (other != nullptr ? text_in(record.value, *other, true) : found->second.value);
+  const bool is_equal = value == (other != nullptr ? text_in(record.value, *other, true) : found->second.value);
+  return is_equal ? found->second.text : "";
 }
 
 }  // namespace vrrpconvert

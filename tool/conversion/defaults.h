@@ -13,13 +13,14 @@ class Defaults {
   // Adds "FIELD=VALUE", or "FIELD=OTHER" for the value of another field in the same record. Throws Error.
   void add(const std::string& text);
 
-  // Returns whether the field of the record has its default value.
-  bool contains(const StoredRecord& record, const Field& field) const;
+  // Returns "FIELD=VALUE" as added if the field of the record has its default value, else an empty text.
+  std::string text_for(const StoredRecord& record, const Field& field) const;
 
  private:
   struct Default {
     std::string other{};  // name of another field, or empty
     std::string value{};
+    std::string text{};
   };
   std::map<std::string, Default> defaults_;  // by field
 };

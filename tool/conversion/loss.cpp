@@ -50,7 +50,7 @@ void for_each_loss(const Difference& difference, const Defaults& defaults,
   if (layout == nullptr) return;
   for (const Field& field : layout->fields) {
     if (is_set(field, difference.after->value) || !is_set(field, before.value)) continue;
-    visit({before, field.name, &field, defaults.contains(before, field)});
+    visit({before, field.name, &field, defaults.text_for(before, field)});
   }
 }
 

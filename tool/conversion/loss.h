@@ -22,8 +22,8 @@ void require_loss(const std::string& name);
 struct Loss {
   const StoredRecord& record;  // before the conversion
   const char* name;
-  const Field* field;       // null for a whole record
-  bool is_default = false;  // the target release assumes this value
+  const Field* field;              // null for a whole record
+  std::string default_value = {};  // "FIELD=VALUE" of --default if the target release assumes it, else empty
 };
 
 // Calls `visit` with every loss in a difference. A field is lost if it was set before and is not set after.

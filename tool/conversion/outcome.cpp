@@ -46,8 +46,9 @@ void add_pair(Outcome& outcome, const Conversion& conversion, const Difference& 
   if (pair.before != nullptr) outcome.counts.add(*pair.before);
   if (!pair.is_none()) {
     ++outcome.change_count;
-    for_each_loss(pair, conversion.defaults,
-                  [&](const Loss& loss) { (loss.is_default ? outcome.defaults : outcome.lost)[loss.name].add(name); });
+    for_each_loss(pair, conversion.defaults, [&](const Loss& loss) {
+      (loss.default_value.empty() ? outcome.lost[loss.name] : outcome.defaults[loss.default_value]).add(name);
+    });
   }
   if (change == Change::upgrade && kind_of(pair.either().key) == Kind::track) outcome.without_vr.add(name);
   switch (outcome_of_record(change, pair)) {

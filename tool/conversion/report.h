@@ -30,9 +30,9 @@ struct ConversionReport : DryRunReport {
   bool changed = false;                                  // whether the records changed
   std::optional<Outcome> outcome{};                      // of the library's run on the store, if known
   std::string snapshot{}, earlier_snapshot{}, backup{};  // of a dry run: the paths that the conversion would write
-  std::vector<Backup> backups{};                         // to go back with restore
-  std::vector<std::string> unfinished_files{};           // may contain a store
-  std::string next{};                                    // next step for the operator
+  std::vector<Backup> backups{};  // to go back with restore; of a dry run: with records that the store lacks
+  std::vector<std::string> unfinished_files{};  // may contain a store
+  std::string next{};                           // next step for the operator
 };
 
 // Reads the JSON object of a dry run or of its error. Returns nothing for any other text, and for an object that is

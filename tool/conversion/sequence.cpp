@@ -69,6 +69,7 @@ ConversionReport Sequence::foresee() {
   name_new_files();
   if (decision.is_permissible) report_.ending.problem.clear();  // the decision contains it
   if (report_.ending.reason == Reason::none && report_.summary.failure_count > 0) report_.ending = {Reason::would_fail};
+  if (would_change() && conversion_.change() == Change::upgrade) report_.backups = other_backups(dry_run_.before());
   note_nothing();
   return report_;
 }

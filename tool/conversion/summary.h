@@ -15,7 +15,7 @@ struct Summary {
   RecordCounts counts;             // before the conversion
   size_t change_count = 0;         // records that would change
   NamesByWord lost{}, accepted{};  // by field; losses that the operator accepts are only in `accepted`
-  NamesByWord defaults{};          // dropped values that the target release assumes, by field
+  NamesByWord defaults{};          // dropped values that the target release assumes, by "FIELD=VALUE"
   NameList added{};
   NameList without_vr{};     // track records whose VR configuration is deleted
   NamesByWord failing{};     // by reason

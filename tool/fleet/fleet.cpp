@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <filesystem>
 #include <tuple>
 
 namespace vrrpconvert {
@@ -17,6 +18,16 @@ void take_releases(Fleet& fleet) {
     problem.append(from).append(" to ").append(to).append(", but other reports are for ").append(fleet.from);
     problem.append(" to ").append(fleet.to);
     device = device_without_report(device.name, {Reason::bad_report, problem});
+  }
+}
+
+// Removes the path of the store from the problem, which then is the same text on each device that has it.
+void shorten(Device& device) {
+  std::string& problem = device.report.ending.problem;
+  if (problem.starts_with(device.report.store + ": ")) problem.erase(0, device.report.store.size() + 2);
+  const std::string directory = std::filesystem::path(device.report.store).parent_path().string() + '/';
+  for (size_t at; directory.size() > 1 && (at = problem.find(directory)) != std::string::npos;) {
+    problem.erase(at, directory.size());
   }
 }
 
@@ -38,6 +49,8 @@ Totals totals_of(const std::vector<Device>& devices) {
     add(summary.defaults, totals.defaults);
     add(summary.failing, totals.failing);
     add(device.differences, totals.differences);
+    const std::string& problem = device.report.ending.problem;
+    if (!problem.empty()) totals.problems[problem].add([&device] { return device.name; });
   }
   return totals;
 }
@@ -134,6 +147,7 @@ void to_json(Json& json, const VerdictCounts& counts) {
 
 void complete(Fleet& fleet, const std::vector<std::string>& accepted) {
   take_releases(fleet);
+  for (Device& device : fleet.devices) shorten(device);
   std::sort(fleet.devices.begin(), fleet.devices.end(),
             [](const Device& a, const Device& b) { return std::pair(a.rank(), a.name) < std::pair(b.rank(), b.name); });
   fleet.tool = CONVERTVRRP_VERSION;

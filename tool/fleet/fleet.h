@@ -35,8 +35,9 @@ struct Totals {
   size_t device_count = 0;
   VerdictCounts verdicts;                                                           // worst first
   std::map<std::string, WordTotal> lost, accepted, defaults, failing, differences;  // by field, reason or change
+  NamesByWord problems;                                                             // of devices, by text
 
-  JSON_MEMBERS(device_count, verdicts, lost, accepted, defaults, failing, differences)
+  JSON_MEMBERS(device_count, verdicts, lost, accepted, defaults, failing, differences, problems)
 };
 
 struct Fleet {

@@ -36,7 +36,7 @@ mustache::data list_of_members(const Json& object) {
 }
 
 // Members whose names are data.
-constexpr const char* lists[] = {"lost", "accepted", "defaults", "failing", "differences", "verdicts"};
+constexpr const char* lists[] = {"lost", "accepted", "defaults", "failing", "differences", "verdicts", "problems"};
 
 // Adds the lists of an object, and "sections" with the ones that have a heading and items.
 void add_lists(const Json& object, mustache::data& data) {

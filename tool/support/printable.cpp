@@ -54,6 +54,13 @@ std::string printable(std::string_view text) {
   return shown;
 }
 
+std::string shortened(const std::string& text, size_t size) {
+  if (text.size() <= size) return text;
+  size_t end = size - 3;
+  while (end > 0 && (static_cast<uint8>(text[end]) & 0xc0) == 0x80) --end;  // not within a character
+  return text.substr(0, end) + "...";
+}
+
 bool is_utf8(std::string_view text) {
   while (!text.empty()) {
     const auto [code, size] = first_of(text);
