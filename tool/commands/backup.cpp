@@ -19,12 +19,22 @@ struct BackupOptions {
   JsonReport* json = nullptr;
 };
 
+// Throws Error if no record has the layout of the release: the name of the backup would be wrong.
+void require_layout(const RecordCounts& counts, const Release& from, const fs::path& store) {
+  const Version other = from.has_old_layout ? Version::new_one : Version::old_one;
+  if (counts.routers() == 0 || counts.with_layout(other) < counts.routers()) return;
+  throw Error(Reason::mismatch, store.string() + ": the records are in the " + word_of(other) + " layout, which " +
+                                    from.text + " does not write; give the release that wrote them with --from");
+}
+
 Exit back_up(const BackupOptions& options) {
   const Release from = parse_release("--from", options.from);
   const fs::path store = store_at(options.store);
   const Store original(store);
+  const RecordCounts counts = count_records(original);
+  require_layout(counts, from, store);
   ignore_interrupts();
-  const Backup backup = {write_backup(original, store, from), from.text, count_records(original)};
+  const Backup backup = {write_backup(original, store, from), from.text, counts};
   if (options.json != nullptr) {
     options.json->print(
         {{"store", store.native()}, {"file", backup.file}, {"release", backup.release}, {"counts", backup.counts}});

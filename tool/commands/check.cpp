@@ -153,11 +153,11 @@ class Check {
 
 struct CheckedBackup : Backup {
   bool same = false, sound = false;  // whether it has the same records as the store, and no problem
-  std::string problem{};             // if it cannot be read
+  std::string problem{};             // the first one
 
   std::string text() const {
-    if (!problem.empty()) return problem;
-    return Backup::text() + (same ? "; the same records" : "; other records") + (sound ? "" : ", with problems");
+    if (!sound && counts.total() == 0) return problem;
+    return Backup::text() + (same ? "; the same records" : "; other records") + (sound ? "" : "; " + problem);
   }
 
   JSON_MEMBERS(file, release, counts, same, sound, problem)
@@ -172,9 +172,12 @@ std::vector<CheckedBackup> backups_for(const fs::path& store, const StoreDigest&
       const Store backup(file, no_wait);
       std::optional<Release> release;  // that goes back to this backup
       if (!name.empty()) release = parse_release("", name);
-      Check check(release, [](const Problem&) {});
+      std::string first;
+      Check check(release, [&first](const Problem& problem) {
+        if (first.empty()) first = problem.record + ": " + problem.problem;
+      });
       check.run_on_records(backup);
-      backups.push_back({{file, name, check.counts()}, backup.digest() == own, check.problems() == 0});
+      backups.push_back({{file, name, check.counts()}, backup.digest() == own, check.problems() == 0, first});
     } catch (const Error& error) {
       backups.push_back({{file, name, {}}, false, false, error.what()});
     }

@@ -2,6 +2,7 @@
 #include <iostream>
 
 #include "tool/commands/commands.h"
+#include "tool/conversion/conversion.h"
 #include "tool/record/record_text.h"
 #include "tool/store/store.h"
 #include "tool/support/output_file.h"
@@ -34,7 +35,7 @@ void write_records(const Store& store, bool raw, const std::function<void(std::s
 }
 
 Exit export_store(const ExportOptions& options) {
-  const Store copy(options.store);
+  const Store copy(store_at(options.store));
   if (options.output.empty()) {
     write_records(copy, options.raw, [](std::string_view text) { std::cout << text; });
   } else {
@@ -52,7 +53,7 @@ void add_export(CLI::App& app, Choice& choice) {
                   "vrrpconvert export -o records.jsonl vrrp-cfg_runtime_config");
   const auto options = std::make_shared<ExportOptions>();
   run_with(command, options, export_store, Effect::reads);
-  command.add_operand("STORE", options->store, "Read this store");
+  command.add_operand("STORE", options->store, "Read this store, or the one in this directory");
   command.add_text("-o,--output", "FILE", options->output, "Write to this new file with mode 0600");
   command.add_flag("--raw", options->raw,
                    "Write every record in its raw form, the hexadecimal digits of key and value");

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "tool/store/paths.h"
+#include "tool/support/printable.h"
 
 namespace vrrpconvert {
 
@@ -33,21 +34,22 @@ Ending check_owner(const fs::path& store, const struct stat& file) {
     return refusal(store, "cannot replace a mount point; unmount it");
   }
   if (const char* protection = protection_of(store); protection != nullptr) {
-    return refusal(store, protection);
+    return refusal(store, protection + (" " + quoted_for_shell(store)));
   }
   if (geteuid() != 0 && file.st_uid != geteuid()) {
     return refusal(store, "belongs to user " + std::to_string(file.st_uid) +
                               "; the converted store must have the same owner; convert as that user or as root");
   }
   if (access(store.c_str(), W_OK) != 0) {
-    return refusal(store, std::string("cannot write: ") + strerror(errno) + "; run chmod u+w");
+    return refusal(store,
+                   std::string("cannot write: ") + strerror(errno) + "; run chmod u+w " + quoted_for_shell(store));
   }
   return {};
 }
 
 Ending check_directory(const WrittenFile& file) {
   if (const char* protection = protection_of(file.directory); protection != nullptr) {
-    return refusal(file.directory, protection);
+    return refusal(file.directory, protection + (" " + quoted_for_shell(file.directory)));
   }
   if (access(file.directory.c_str(), W_OK | X_OK) == 0) return {};
   const bool is_missing = errno == ENOENT;

@@ -22,8 +22,13 @@ bool take_number(std::string_view& text, char end) {
 
 bool is_release(std::string_view text) {
   if (text.size() > 40 || !take_number(text, '.') || !take_number(text, '(') || !take_number(text, '\0')) return false;
-  const auto is_letter = [](char letter) { return letter == '.' || isalnum(static_cast<unsigned char>(letter)) != 0; };
-  return text.back() == ')' && std::all_of(text.begin(), text.end() - 1, is_letter);
+  const auto is_letter = [](char letter) {
+    return std::string_view(".()").find(letter) != std::string_view::npos ||
+           isalnum(static_cast<unsigned char>(letter)) != 0;
+  };
+  // After the patch number, which the library reads last, only the bracket is certain: 4.2(1a), 5.0(3)N1(1).
+  const size_t bracket = text.find(')');
+  return bracket != std::string_view::npos && std::all_of(text.begin(), text.end(), is_letter);
 }
 
 Release parse_release(const std::string& option, const std::string& text) {

@@ -112,11 +112,25 @@ std::string decision_of(const Fleet& fleet) {
                                                        : " with accepted losses only");
 }
 
+// Returns the reason of the devices that were not examined if all of them have one, and it has the exit status of a
+// fleet with such devices.
+Reason reason_of_unexamined(const Fleet& fleet) {
+  const Reason first = fleet.devices.front().report.ending.reason;
+  const bool is_one = std::all_of(fleet.devices.begin(), fleet.devices.end(), [first](const Device& device) {
+    return device.rank() != Rank::not_examined || device.report.ending.reason == first;
+  });
+  return is_one && exit_of(first) == exit_bad_input ? first : Reason::bad_input;
+}
+
 Ending ending_of(const Fleet& fleet) {
-  const Reason reasons[] = {Reason::bad_input,  Reason::in_use,
-                            Reason::would_fail, fleet.is_verified ? Reason::differs : Reason::loss,
-                            Reason::none,       Reason::none};
-  const Reason reason = fleet.devices.empty() ? Reason::none : reasons[static_cast<int>(fleet.devices.front().rank())];
+  if (fleet.devices.empty()) return {};
+  const Reason reasons[] = {reason_of_unexamined(fleet),
+                            Reason::in_use,
+                            Reason::would_fail,
+                            fleet.is_verified ? Reason::differs : Reason::loss,
+                            Reason::none,
+                            Reason::none};
+  const Reason reason = reasons[static_cast<int>(fleet.devices.front().rank())];
   return {reason, reason == Reason::none ? "" : fleet.decision};
 }
 

@@ -7,6 +7,8 @@
 
 #include "tool/conversion/conversion.h"
 #include "tool/store/paths.h"
+#include "tool/support/digits.h"
+#include "tool/support/error.h"
 #include "tool/support/line_reader.h"
 
 namespace vrrpconvert {
@@ -40,8 +42,9 @@ void search(const fs::path& asked, bool is_only_one, InputKind kind, std::vector
     inputs.push_back({name_below(device, asked, is_only_one), file});
     if (!error) return;
     const bool is_missing = error == std::errc::no_such_file_or_directory;
+    const bool is_file = error == std::errc::not_a_directory;
     inputs.back().ending = {is_missing ? Reason::missing : Reason::unreadable,
-                            device.string() + ": " + error.message()};
+                            device.string() + ": " + error.message() + (is_file ? "; give its directory" : "")};
   };
   std::vector<fs::path> waiting = {asked};
   while (!waiting.empty()) {
@@ -89,6 +92,26 @@ std::string_view expected_name(std::string_view line) {
   return line;
 }
 
+// Returns the names that an inventory means by "sw[01:16]", which is from 01 to 16 with leading zeros, or the name.
+std::vector<std::string> names_in_range(const std::string& name) {
+  const size_t open = name.find('['), colon = name.find(':', open), close = name.find(']', colon);
+  const auto number = [&name](size_t at, size_t end) {
+    const std::string digits = name.substr(at + 1, end - at - 1);
+    return is_number(digits) && digits.size() < 6 ? std::stoul(digits) : ~0UL;
+  };
+  if (close == std::string::npos || number(open, colon) > number(colon, close) || number(colon, close) == ~0UL) {
+    return {name};
+  }
+  std::vector<std::string> names;
+  for (unsigned long at = number(open, colon); at <= number(colon, close); ++at) {
+    std::string digits = std::to_string(at);
+    const size_t width = name[open + 1] == '0' ? colon - open - 1 : 0;
+    digits.insert(0, width - std::min(width, digits.size()), '0');
+    names.push_back(name.substr(0, open) + digits + name.substr(close + 1));
+  }
+  return names;
+}
+
 void add_missing_names(const std::string& file, std::vector<Input>& inputs) {
   std::set<std::string> names;
   for (const Input& input : inputs) names.insert(input.name);
@@ -97,8 +120,13 @@ void add_missing_names(const std::string& file, std::vector<Input>& inputs) {
   bool has_hosts = true;  // whether the lines of this section are hosts
   while (lines.next(line)) {
     if (line.starts_with('[')) has_hosts = line.find(':') == std::string_view::npos;  // else variables or children
-    const std::string name(expected_name(line));
-    if (has_hosts && !name.empty() && names.insert(name).second) {
+    if (line.ends_with(':') || line == "---") {
+      throw Error(Reason::bad_input, lines.name() + ":" + std::to_string(lines.line_number()) +
+                                         ": looks like YAML; expected one device name per line, or an INI inventory");
+    }
+    const std::string expected(has_hosts ? expected_name(line) : "");
+    for (const std::string& name : names_in_range(expected)) {
+      if (name.empty() || !names.insert(name).second) continue;
       inputs.push_back({name, "", {Reason::missing, "not found, but listed in " + file}});
     }
   }

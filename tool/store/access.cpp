@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include "tool/store/paths.h"
+#include "tool/support/printable.h"
 
 namespace vrrpconvert {
 
@@ -50,6 +51,11 @@ std::string problem_of_mode(const struct stat& file, const struct stat& director
   return std::string(for_all ? "every user" : "its group") + " can read its authentication keys; run chmod go-r";
 }
 
+// Completes the command in a problem with the path of its file.
+std::string with_path(std::string problem, const fs::path& path) {
+  return problem.find("; run ") == std::string::npos ? problem : problem + " " + quoted_for_shell(path);
+}
+
 }  // namespace
 
 std::vector<AccessProblem> access_problems(const fs::path& store, bool secrets) {
@@ -57,13 +63,15 @@ std::vector<AccessProblem> access_problems(const fs::path& store, bool secrets) 
   const fs::path own = existing_directory(store.parent_path());
   struct stat file, status;
   if (stat(store.c_str(), &file) != 0 || stat(own.c_str(), &status) != 0) return problems;
-  if (secrets) problems.push_back({"the store", problem_of_mode(file, status)});
-  problems.push_back({"the store", problem_of_owner(file, status)});
+  if (secrets) problems.push_back({"the store", with_path(problem_of_mode(file, status), store)});
+  problems.push_back({"the store", with_path(problem_of_owner(file, status), store)});
   const uid_t owner = problems.back().problem.empty() ? file.st_uid : status.st_uid;
   // Report only the lowest directory with a problem: the operator's system determines the directories above it.
   for (fs::path directory = own; stat(directory.c_str(), &status) == 0; directory = directory.parent_path()) {
     const char* problem = problem_of(status, owner, directory == own);
-    if (problem != nullptr) problems.push_back({"the directory " + directory.string(), problem});
+    if (problem != nullptr) {
+      problems.push_back({"the directory " + directory.string(), with_path(problem, directory)});
+    }
     if (problem != nullptr || directory == directory.parent_path()) break;
   }
   std::erase_if(problems, [](const AccessProblem& problem) { return problem.problem.empty(); });

@@ -14,7 +14,8 @@ namespace vrrpconvert {
 OutputFile::OutputFile(const std::string& name)
     : name_(name), fd_(open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)) {
   if (fd_ < 0) {
-    throw Error(errno == EEXIST ? Reason::exists : Reason::io, name + ": cannot create: " + strerror(errno));
+    const Reason reason = errno == EEXIST ? Reason::exists : Reason::io;
+    throw Error(reason, name + ": cannot create: " + strerror(errno) + advice_for(reason));
   }
   remove_at_interrupt(name_);
 }

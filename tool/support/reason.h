@@ -45,7 +45,7 @@ std::span<const ExitMeaning> exit_meanings();
   X(not_converted, exit_found, "")                                                                          \
   X(not_configured, exit_found, "")                                                                         \
   X(usage, exit_usage, "")                                                                                  \
-  X(exists, exit_usage, "")                                                                                 \
+  X(exists, exit_usage, "remove it, or choose another name")                                                \
   X(bad_input, exit_bad_input, "")                                                                          \
   X(missing, exit_bad_input, "")                                                                            \
   X(damaged, exit_bad_input, "restore a backup or snapshot (vrrpconvert restore)")                          \
