@@ -1,4 +1,5 @@
-// A text from another machine: a version file, a file of device names, a plan, or a report. It is refused with a
+// A text from another machine: a version file, a file of device names, a trace log, a plan, or a
+// report. It is refused with a
 // message or read. The first byte selects the reader.
 
 #include <stdlib.h>
@@ -13,6 +14,7 @@
 #include "tool/fleet/device.h"
 #include "tool/fleet/search.h"
 #include "tool/support/error.h"
+#include "tool/trace/log.h"
 
 using namespace vrrpconvert;
 
@@ -38,6 +40,15 @@ void read(char reader, const std::string& text) {
     case 'e':
       for (const Input& input : find_inputs({file + "-none"}, InputKind::stores, file)) require(!input.name.empty());
       return;
+    case 't': {
+      size_t lines = 0;
+      const OtherLines others = read_trace_logs({file}, [&lines](const Call& call) {
+        require(!call.time.empty() && (call.has_ended || !call.is_good()) && call.failures.size() <= call.failure_count);
+        ++lines;
+      });
+      require(lines <= text.size() / 30 && others.foreign <= text.size());
+      return;
+    }
     case 'p': {
       const Request plan = read_plan(file);
       require(plan.directory.starts_with('/') && plan.hash.size() == 64);

@@ -13,6 +13,7 @@
 #include <string.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #define MAGIC "flat pss 1\n"
@@ -160,6 +161,10 @@ pss_service_t pss_open(const char* url, syserr_t* status) {
 syserr_t pss_close(pss_service_t table) {
   if (!is_open(table)) return BAD_ARGUMENT;
   syserr_t status = s.is_partly_changed ? NO_MEMORY : s.is_changed ? save(s.path) : 0;
+  /* After a downgrade the library ignores this status and does not trace it. */
+  if (status != 0)
+    syslog(LOG_DAEMON | LOG_ERR, "vrrp: store %s: pss_close failed: 0x%x; %s", s.path, status,
+           s.is_partly_changed ? "every change was rolled back" : "it has all changes or none");
   return end(), status;
 }
 

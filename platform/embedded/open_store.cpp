@@ -1,5 +1,9 @@
 #include "platform/embedded/open_store.h"
 
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cstdio>
 #include <cstring>
 
 #include "platform/embedded/deadline.h"
@@ -124,6 +128,22 @@ syserr_t OpenStore::get_content(Content* content) {
 }
 
 syserr_t OpenStore::close() {
+  const syserr_t status = save();
+  if (status != 0 && !is_copy_) log_failed_close(status);
+  return status;
+}
+
+// After a downgrade the library ignores the status of pss_close, and never traces it: nothing else tells this failure.
+void OpenStore::log_failed_close(syserr_t status) const {
+  char link[32], directory[512];
+  snprintf(link, sizeof link, "/proc/self/fd/%d", location_.directory.get());
+  const ssize_t size = readlink(link, directory, sizeof directory);
+  syslog(LOG_DAEMON | LOG_ERR, "vrrp: store %.*s/%s: pss_close failed: 0x%x (%s); %s",
+         size < 0 ? 0 : static_cast<int>(size), directory, location_.name, status, syserr2str(status),
+         failure_ != 0 ? "every change was rolled back" : "it has all changes or none, run vrrpconvert check");
+}
+
+syserr_t OpenStore::save() {
   leave();
   if (failure_ != 0 || is_copy_ || !has_changes_) return failure_;
   Content content;

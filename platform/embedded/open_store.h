@@ -73,6 +73,8 @@ class OpenStore {
   syserr_t prepare_statements();
   syserr_t get_content(Content* content);
   syserr_t commit();
+  syserr_t save();
+  void log_failed_close(syserr_t status) const;
   syserr_t compact();
   syserr_t note_failure(syserr_t status);
 

@@ -43,6 +43,9 @@
  *     existing file of more than twice the size of the new one and 1 MiB; it renames that file.
  * 10. One thread at a time calls the operations. Only the process that opened a handle uses it; a forked child may use
  *     a working copy, which is then a copy of its own. The platform changes no process-wide setting of SQLite.
+ * 11. A pss_close that fails writes one line to the system log (syslog: LOG_DAEMON, LOG_ERR) with the store, the status
+ *     and whether every change was rolled back, because the library does not trace the close after a downgrade. The
+ *     platform logs and prints nothing else.
  *
  * A file that replaces a store is another inode. So other hard links keep the old content, and access control lists and
  * security labels are those of new files in the directory. A file system without RENAME_NOREPLACE and RENAME_EXCHANGE

@@ -98,8 +98,8 @@ void Command::add_operand(const char* name, std::string& value, const char* help
   app_->add_option(name, value, help)->required(is_required);
 }
 
-void Command::add_operands(const char* name, std::vector<std::string>& values, const char* help) {
-  app_->add_option(name, values, help)->required();
+void Command::add_operands(const char* name, std::vector<std::string>& values, const char* help, bool is_required) {
+  app_->add_option(name, values, help)->required(is_required);
 }
 
 void Command::add_flag(const char* name, bool& value, const char* help, bool given) {
@@ -164,7 +164,7 @@ bool parse_command_line(int argc, char** argv, Choice& choice) {
   app.footer(exit_statuses());
   app.set_version_flag("--version", "vrrpconvert " CONVERTVRRP_VERSION);
   for (const auto add : {add_import, add_export, add_show, add_check, add_diff, add_convert, add_fleet, add_verify,
-                         add_backup, add_restore}) {
+                         add_backup, add_restore, add_status, add_log}) {
     add(app, choice);
   }
   if (argc > 1 && *argv[1] != '-') check_command(app, argv[1]);

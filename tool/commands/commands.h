@@ -35,7 +35,7 @@ class Command {
   void set_run(std::function<Exit()> run, std::function<Effect()> effect);
 
   void add_operand(const char* name, std::string& value, const char* help, bool is_required = true);
-  void add_operands(const char* name, std::vector<std::string>& values, const char* help);
+  void add_operands(const char* name, std::vector<std::string>& values, const char* help, bool is_required = true);
   void add_flag(const char* name, bool& value, const char* help, bool given = true);
   void add_text(const char* name, const char* value_name, std::string& value, const char* help);
   void add_number(const char* name, unsigned& value, unsigned most, const char* help);  // from 1
@@ -73,6 +73,8 @@ void add_restore(CLI::App& app, Choice& choice);
 void add_fleet(CLI::App& app, Choice& choice);
 void add_verify(CLI::App& app, Choice& choice);
 void add_backup(CLI::App& app, Choice& choice);
+void add_log(CLI::App& app, Choice& choice);
+void add_status(CLI::App& app, Choice& choice);
 
 // Registers all commands and parses the command line. Prints help and returns false if that is requested. Throws Error.
 bool parse_command_line(int argc, char** argv, Choice& choice);

@@ -45,7 +45,7 @@ std::string short_name(const Device& device) {
 // --json have all of it.
 void print_table(const Fleet& fleet) {
   std::vector<std::array<std::string, 4>> rows = {
-      {"device", "verdict", fleet.is_verified ? "backup" : "records", "details"}};
+      {"device", fleet.is_status ? "state" : "verdict", fleet.is_verified ? "backup" : "records", "details"}};
   for (const Device& device : fleet.devices) {
     const std::string records = std::to_string(device.report.summary.counts.total());
     rows.push_back({printable(device.name), device.verdict(),
@@ -112,7 +112,7 @@ void add_overview_options(Command& command, OverviewOptions& options, const char
 }
 
 Exit show_overview(const OverviewOptions& options, const std::vector<std::string>& accepted,
-                   const std::function<Fleet()>& make) {
+                   const std::function<Fleet()>& make, const std::function<void(const Device&)>& print_only_device) {
   const std::string verdict = options.verdict.empty() ? "" : parse_verdict(options.verdict);
   std::optional<OutputFile> page;
   if (!options.html.empty()) page.emplace(options.html);
@@ -130,6 +130,8 @@ Exit show_overview(const OverviewOptions& options, const std::vector<std::string
   }
   if (options.json != nullptr) {
     options.json->print(fleet, fleet.ending);
+  } else if (print_only_device && fleet.totals.device_count == 1 && !fleet.devices.empty()) {
+    print_only_device(fleet.devices.front());
   } else {
     constexpr size_t screen = 20;  // rows after which the decision is out of sight
     std::cout << styled_decision(fleet.decision) << '\n';

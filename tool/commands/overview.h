@@ -22,8 +22,10 @@ struct OverviewOptions {
 // Adds the operands and the options of an overview.
 void add_overview_options(Command& command, OverviewOptions& options, const char* paths_help);
 
-// Prints the overview of the fleet that `make` returns. `accepted` are the losses of --accept-loss.
+// Prints the overview of the fleet that `make` returns. `accepted` are the losses of --accept-loss. If there is one
+// device, `print_only_device` prints its text instead.
 Exit show_overview(const OverviewOptions& options, const std::vector<std::string>& accepted,
-                   const std::function<Fleet()>& make);
+                   const std::function<Fleet()>& make,
+                   const std::function<void(const Device&)>& print_only_device = nullptr);
 
 }  // namespace vrrpconvert

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "libconvertvrrp.h"
 #include "platform/embedded/pss_embedded.h"
 #include "tool/store/difference.h"
 #include "tool/store/paths.h"
@@ -95,15 +96,31 @@ std::string Backup::text() const {
 }
 
 std::vector<Backup> with_other_records(const std::vector<fs::path>& files, const Store& store) {
+  std::vector<Backup> found = readable_backups(files, store);
+  std::erase_if(found, [](const Backup& backup) { return backup.lacking_count == 0; });
+  return found;
+}
+
+std::vector<fs::path> snapshots_in(const fs::path& directory) {
+  std::vector<fs::path> files = files_in(directory);
+  std::erase_if(files, [](const fs::path& file) {
+    const std::string name = file.filename();
+    const bool is_snapshot = name.starts_with(fs::path(VRRP_CNV_SNAPSHOT).filename().native()) ||
+                             name.starts_with(fs::path(VRRP_CNV_STARTUP_SNAPSHOT).filename().native());
+    return !is_snapshot || without_sidecar(name) != name;
+  });
+  return files;
+}
+
+std::vector<Backup> readable_backups(const std::vector<fs::path>& files, const Store& store) {
   std::vector<Backup> found;
   for (const fs::path& file : files) {
     try {
       const Store backup(file, no_wait);
-      bool has_others = false;
-      for_each_difference(backup, store, [&has_others](const Difference& difference) {
-        has_others = has_others || difference.after == nullptr;
+      found.push_back({file, release_in_name(file), count_records(backup)});
+      for_each_difference(backup, store, [&found](const Difference& difference) {
+        found.back().lacking_count += difference.after == nullptr ? 1 : 0;
       });
-      if (has_others) found.push_back({file, release_in_name(file), count_records(backup)});
     } catch (const Error&) {
       continue;  // a file that cannot be read is no way back
     }

@@ -36,7 +36,16 @@ Rank Device::rank() const {
     case exit_some_failed:
       return Rank::would_fail;
     case exit_found:
-      return reason == Reason::mismatch || reason == Reason::other_snapshot ? Rank::would_fail : Rank::loss;
+      switch (reason) {
+        case Reason::mismatch:
+        case Reason::other_snapshot:
+        case Reason::lost:
+        case Reason::partly:
+        case Reason::unfinished:
+          return Rank::would_fail;
+        default:
+          return Rank::loss;
+      }
     case exit_done:
       return report.summary.accepted.empty() ? Rank::clean : Rank::accepted;
     default:
@@ -76,7 +85,8 @@ void to_json(Json& json, const Device& device) {
           {"differences", device.differences},
           {"failing", summary.failing},
           {"added", summary.added},
-          {"failure_count", summary.failure_count}};
+          {"failure_count", summary.failure_count},
+          {"state", or_null(device.state)}};
   json.update(device.report.ending);
 }
 

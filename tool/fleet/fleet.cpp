@@ -96,7 +96,25 @@ std::string problem_of(const Fleet& fleet) {
   return text;
 }
 
+// "Not finished: 2 of 9 devices (1 lost, 1 upgraded)"
+std::string decision_of_states(const Fleet& fleet) {
+  std::map<std::string, size_t> words;
+  size_t unfinished = 0;
+  for (const Device& device : fleet.devices) {
+    if (device.report.ending.is_good()) continue;
+    ++unfinished;
+    ++words[device.verdict()];
+  }
+  const size_t all = fleet.devices.size();
+  const std::string devices = std::to_string(all) + (all == 1 ? " device" : " devices");
+  if (unfinished == 0) return "Finished: " + (all == 1 ? "the device" : "all " + devices);
+  std::string text;
+  for (const auto& [word, count] : words) text += (text.empty() ? "" : ", ") + std::to_string(count) + " " + word;
+  return "Not finished: " + std::to_string(unfinished) + " of " + devices + " (" + text + ")";
+}
+
 std::string decision_of(const Fleet& fleet) {
+  if (fleet.is_status) return decision_of_states(fleet);
   const std::string problem = problem_of(fleet);
   if (!problem.empty()) return "NO-GO: " + problem;
   const std::string all =
@@ -126,8 +144,10 @@ Ending ending_of(const Fleet& fleet) {
   if (fleet.devices.empty()) return {};
   const Reason reasons[] = {reason_of_unexamined(fleet),
                             Reason::in_use,
-                            Reason::would_fail,
-                            fleet.is_verified ? Reason::differs : Reason::loss,
+                            fleet.is_status ? Reason::found : Reason::would_fail,
+                            fleet.is_status     ? Reason::found
+                            : fleet.is_verified ? Reason::differs
+                                                : Reason::loss,
                             Reason::none,
                             Reason::none};
   const Reason reason = reasons[static_cast<int>(fleet.devices.front().rank())];

@@ -44,12 +44,13 @@ struct Fleet {
   std::string from, to;  // empty if no report has them
   std::vector<Device> devices;
   bool is_verified = false;    // compared with backups, without dry runs
+  bool is_status = false;      // with the states of devices, without dry runs
   std::string tool{}, made{};  // version of the tool, and time in UTC
   std::string decision{};
   Totals totals{};
   Ending ending{};  // by the rank of the worst device
 
-  JSON_MEMBERS(from, to, is_verified, tool, made, decision, devices, totals)
+  JSON_MEMBERS(from, to, is_verified, is_status, tool, made, decision, devices, totals)
 };
 
 // Completes a fleet whose first four members are set. Takes missing releases from the first report that has them; a

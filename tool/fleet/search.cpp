@@ -17,10 +17,15 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Returns the path that names the device of a report: NAME.json is for NAME, report.json for its directory.
-fs::path device_of(const fs::path& file, InputKind kind) {
-  return kind == InputKind::reports && file.filename() != "report.json" ? fs::path(file).replace_extension()
-                                                                        : file.parent_path();
+// Returns the path that names the device of a report or a store: NAME.json is for NAME, report.json for its directory,
+// and DEVICE/flash/STORE for DEVICE.
+fs::path device_of(const fs::path& file, InputKind kind, const fs::path& asked) {
+  const fs::path directory = file.parent_path(), above = directory.parent_path();
+  if (kind == InputKind::reports)
+    return file.filename() == "report.json" ? directory : fs::path(file).replace_extension();
+  const bool is_device = path_exists(above / "tmp") || path_exists(above / "bootflash") ||
+                         (directory.filename() == "flash" && above != asked);
+  return is_device && directory != asked ? above : directory;
 }
 
 bool is_input(const fs::directory_entry& entry, InputKind kind) {
@@ -56,7 +61,7 @@ void search(const fs::path& asked, bool is_only_one, InputKind kind, std::vector
       if (at->is_directory(ignored) && !at->is_symlink(ignored)) {
         waiting.push_back(at->path());
       } else if (is_input(*at, kind)) {
-        add(device_of(at->path(), kind), at->path());
+        add(device_of(at->path(), kind, asked), at->path());
       }
     }
     if (error) add(directory, "", error);
@@ -76,7 +81,9 @@ void add_empty_directories(const fs::path& asked, bool is_only_one, size_t first
   for (const fs::path& directory : files_in(asked)) {
     std::error_code ignored;
     const fs::file_status status = fs::symlink_status(directory, ignored);
-    if (!fs::is_directory(status) || seen.contains(directory.filename())) continue;
+    const fs::path name = directory.filename();
+    const bool is_of_device = name == "tmp" || name == "bootflash";  // next to the store's directory
+    if (!fs::is_directory(status) || is_of_device || seen.contains(name)) continue;
     inputs.push_back({name_below(directory, asked, is_only_one), "", {Reason::missing, "no store found"}});
   }
 }

@@ -18,7 +18,8 @@ struct Input {
 enum class InputKind { stores, reports };
 
 // Searches each of `paths` recursively, without following symbolic links, and returns the inputs by name. A device has
-// the name of its directory below the path, or of its report. The search omits no device silently. These are inputs
+// the name of its directory below the path (DEVICE, not DEVICE/flash), or of its
+// report. The search omits no device silently. These are inputs
 // with a problem: a path without inputs, an unreadable directory, a directory without stores directly below a path that
 // is not a device itself, and a name in the file `expected` ("" for no file) that no input has. Throws Error.
 std::vector<Input> find_inputs(const std::vector<std::string>& paths, InputKind kind, const std::string& expected = "");

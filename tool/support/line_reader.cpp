@@ -17,8 +17,9 @@ constexpr size_t line_max = size_t{4} << 20;
 
 }  // namespace
 
-LineReader::LineReader(const std::string& file)
+LineReader::LineReader(const std::string& file, LongLine long_line)
     : name_(file == "-" ? "standard input" : file),
+      long_line_(long_line),
       fd_(file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC)),
       buffer_(line_max + 1) {
   struct stat status;
@@ -44,8 +45,9 @@ bool LineReader::next(std::string_view& line) {
   } while (found == nullptr && fill());
   if (found == nullptr && searched == 0) return false;
   ++line_number_;
-  const size_t length = found != nullptr ? static_cast<size_t>(found - begin) : searched;
-  if (length > line_max) {
+  has_break_ = found != nullptr;
+  const size_t length = has_break_ ? static_cast<size_t>(found - begin) : searched;
+  if (length > line_max && long_line_ == LongLine::is_error) {
     throw Error(Reason::bad_input,
                 name_ + ":" + std::to_string(line_number_) + ": the line is longer than 4 MiB; expected a text file");
   }

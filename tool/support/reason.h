@@ -44,6 +44,13 @@ std::span<const ExitMeaning> exit_meanings();
   X(differs, exit_found, "")                                                                                \
   X(not_converted, exit_found, "")                                                                          \
   X(not_configured, exit_found, "")                                                                         \
+  X(configured, exit_done, "")                                                                              \
+  X(downgraded, exit_done, "")                                                                              \
+  X(no_vrrp, exit_done, "")                                                                                 \
+  X(upgraded, exit_found, "")                                                                               \
+  X(partly, exit_found, "")                                                                                 \
+  X(unfinished, exit_found, "")                                                                             \
+  X(lost, exit_found, "")                                                                                   \
   X(usage, exit_usage, "")                                                                                  \
   X(exists, exit_usage, "remove it, or choose another name")                                                \
   X(bad_input, exit_bad_input, "")                                                                          \
