@@ -3,6 +3,7 @@
 #include "tool/commands/overview.h"
 #include "tool/fleet/search.h"
 #include "tool/fleet/state.h"
+#include "tool/store/paths.h"
 #include "tool/support/printable.h"
 #include "tool/support/style.h"
 

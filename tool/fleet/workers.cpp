@@ -14,6 +14,7 @@
 #include <set>
 
 #include "tool/conversion/sequence.h"
+#include "tool/support/error.h"
 #include "tool/support/interrupt.h"
 #include "tool/support/process.h"
 #include "tool/support/progress.h"

@@ -3,6 +3,7 @@
 #include <sodium.h>
 
 #include "tool/support/digits.h"
+#include "tool/support/error.h"
 
 namespace vrrpconvert {
 namespace {
