@@ -44,8 +44,8 @@ void begin(const std::string& call) {
 
 void expect_text(syserr_t status) {
   const std::string text = text_of_status(status);
-  expect(text.find('\n') == std::string::npos, "syserr2str(" + number(status) + ")", "a text of one line",
-         "null, or more than one line");
+  expect(!text.empty() && text.find('\n') == std::string::npos, "syserr2str(" + number(status) + ")",
+         "a text of one line", "null, no text, or more than one line");
 }
 
 // Callers would confuse 2 and 3 with results of the bulk readers.
@@ -168,7 +168,7 @@ void Result::expect_refusal() const {
   if (status == 0) fail(call, "a status other than 0", "0");
 }
 
-Table::Table(const std::string& url) : status_(status_before) {
+Table::Table(const std::string& url) : url_(url), status_(status_before) {
   const std::string call = "pss_open(\"" + url + "\")";
   begin(call);
   const Argument copy(url + '\0');
@@ -251,7 +251,7 @@ void Table::give_back(Return how, const Bytes& key) const {
   } else {
     const pss_datum_t* value = platform.pss_getvalue(handle_, &status);
     // Returned data stay valid while calls do not use the handle.
-    (void)Table("conformance:none");
+    for (const std::string& url : {std::string("conformance:none"), url_ + "-none", url_}) (void)Table(url);
     (void)version_text("/none");
     const pss_datum_t* its_key = how == Return::value_to_key ? same.datum() : value;
     expect(value != nullptr && platform.pss_store(handle_, PSS_REPLACE, its_key, value) == 0,

@@ -87,6 +87,7 @@ class Table {
   Records records() const;
 
  private:
+  std::string url_;
   pss_service_t handle_ = 0;
   syserr_t status_;
 };

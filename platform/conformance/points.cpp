@@ -1,5 +1,9 @@
 #include "platform/conformance/points.h"
 
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -8,6 +12,7 @@
 #include <fstream>
 #include <iterator>
 #include <set>
+#include <sstream>
 #include <stdexcept>
 #include <vector>
 
@@ -60,12 +65,22 @@ Records many(const Settings& settings) {
   return records;
 }
 
+// Returns the file of a store.
+std::string file_of(const Settings& settings, const std::string& url) {
+  return settings.files + "/" + url.substr(url.find(':') + 1);
+}
+
+std::string content_of(const std::string& file_name) {
+  std::ifstream file(file_name);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
 // ---- The points ----
 
 void statuses(const Settings& settings) {
   for (const syserr_t status : {0u, SYSERR_PSS_NOKEY, SYSERR_SYSMGR_VDC_UNKNOWN_VDC_ID, 0xfedcba98u}) {
     const std::string text = text_of_status(status);
-    expect(text.find('\n') == std::string::npos, "syserr2str", "a text of one line for every status", text);
+    expect(!text.empty() && text.find('\n') == std::string::npos, "syserr2str", "a text of one line", text);
   }
   const std::string url = make(settings, three);
   const Table table = opened(url);
@@ -109,13 +124,43 @@ void opening(const Settings& settings) {
   expect(!Table(longest.substr(0, 256)).is_open(), "pss_open with a URL of 256 characters", "no store");
 }
 
+// A file that is not a whole store is refused. It is never opened as a store with fewer records.
+void opening_other_files(const Settings& settings) {
+  if (settings.files.empty()) return;
+  Settings few = settings;
+  few.records = 100;
+  const Records records = many(few);
+  const std::string url = make(settings, records), file = file_of(settings, url), content = content_of(file);
+  const size_t size = content.size();
+  std::string damaged = content;
+  damaged.replace(size / 2, size / 4, size / 4, '\0');
+  const std::pair<const char*, std::string> contents[] = {{"a text", std::string(size, 'x')},
+                                                          {"half of a store", content.substr(0, size / 2)},
+                                                          {"most of a store", content.substr(0, size - 200)},
+                                                          {"a store with zeroed bytes", damaged},
+                                                          {"a store", content}};
+  for (const auto& [what, bytes] : contents) {
+    std::ofstream(file) << bytes;
+    const Table table(url);
+    if (bytes == content) expect(table.is_open(), "pss_open of the intact store again", "a handle");
+    if (!table.is_open()) continue;
+    const size_t found = table.records().size();
+    expect(found == records.size(), std::string("pss_open of ") + what, "no store, or all records",
+           std::to_string(found) + " records");
+    table.close();
+  }
+  expect(unlink(file.c_str()) == 0 && mkdir(file.c_str(), 0700) == 0, file, "a file that can be replaced");
+  expect(!Table(url).is_open(), "pss_open of a directory", "no store");
+}
+
 void keys_and_values(const Settings& settings) {
-  Records odd = {{Bytes("\0", 1), "zero"}, {"A", ""}, {"a", "1"}, {"a\x7f", "2"}, {"a\x80", "3"}};
+  Records odd = {{"a\x7f", "2"}, {"a\x80", "3"}};
   Bytes every;
   for (int byte = 0; byte < 256; ++byte) every += static_cast<char>(byte);
   odd[every.substr(230)] = every.substr(0, 137);
   odd["\xff"] = every.substr(119);
   for (const char byte : every) odd["k" + Bytes(1, byte) + "k"] = odd[Bytes(1, byte)] = "v" + Bytes(1, byte);
+  odd["A"] = odd[Bytes("\0", 1)] = "";
   for (const char* last : {"\1", "\2"}) odd[Bytes("\1\0\0\0\1", 5) + last] = "keys that differ after a zero byte";
   expect_records("keys and values that contain every byte", records_in(make(settings, odd)), odd);
 
@@ -153,49 +198,73 @@ void expect_off(const Table& table) {
     table.at(location).expect_none();
 }
 
-void cursor_off_the_store(const Settings& settings) {
-  const std::string url = make(settings, three);
-  const Table table = opened(url);
-  expect_off(table);
-  table.at(PSS_LAST_KEY).expect("b");
-  for (const char* key : {"ab", "a"}) table.at(PSS_PREVIOUS_KEY).expect(key);
-  table.at(PSS_NEXT_KEY).expect("ab");
-  table.at(PSS_CURRENT_KEY).expect("ab");
-  table.at(PSS_FIRST_KEY).expect("a");
-  table.at(PSS_PREVIOUS_KEY).expect_none();
-  expect_off(table);
-  table.at(PSS_LAST_KEY).expect("b");
-  table.at(PSS_NEXT_KEY).expect_none();
-  expect_off(table);
-  table.at(PSS_FIRST_KEY).expect("a");
-  table.at(PSS_NULL_KEY).expect_none();
-  expect_off(table);
-  table.at(PSS_LAST_KEY).expect("b");
+// Plays calls on a store, separated by blanks:
+//     F=a L=a N=a P=a C=a 0=.  move to the first, last, next, previous, current key, off the store; finds a, or "."
+//     none
+//     @f  @f>foo  @f>.         move to the key f; finds it, the next key foo, or none
+//     v=1  v=.                 the value under the cursor
+//     +k=1  *k=1               store, store where k is new
+//     -k  ~k                   delete, delete what is not stored
+//     ?k  !k                   store where k must be new, delete what may be absent; the platform may refuse both
+//     off                      the cursor is off the store
+void play(const Table& table, const std::string& script) {
+  std::istringstream calls(script);
+  for (std::string call; calls >> call;) {
+    const char what = call[0];
+    const Bytes rest = call.substr(1), left = rest.substr(0, rest.find_first_of("=>"));
+    const Bytes right = left.size() < rest.size() ? rest.substr(left.size() + 1) : "";
+    const size_t location = std::string("0FLNPC").find(what);
+    constexpr pss_location_t locations[] = {PSS_NULL_KEY, PSS_FIRST_KEY,    PSS_LAST_KEY,
+                                            PSS_NEXT_KEY, PSS_PREVIOUS_KEY, PSS_CURRENT_KEY};
+    if (location != std::string::npos) {
+      right == "." ? table.at(locations[location]).expect_none() : table.at(locations[location]).expect(right);
+    } else if (what == '@') {
+      right.empty()  ? table.at(left).expect(left)
+      : right == "." ? table.at(left).expect_none()
+                     : table.at(left).expect(right, SYSERR_PSS_NOKEY);
+    } else if (what == 'v') {
+      right == "." ? table.value().expect_none() : table.value().expect(right);
+    } else if (what == '+') {
+      table.put(left, right).expect_done();
+    } else if (what == '*') {
+      table.put(left, right, PSS_NEW_ONLY).expect_done();
+    } else if (what == '-' || what == '~') {
+      table.remove(left).expect(what == '-' ? 0 : SYSERR_PSS_NOKEY);
+    } else if (what == '?') {
+      table.put(left, "x", PSS_NEW_ONLY);
+    } else if (what == '!') {
+      table.remove(left);
+    } else {
+      expect_off(table);
+    }
+  }
+}
+
+// Plays calls on a new store with these records, and closes it.
+void play_new(const Settings& settings, const Records& records, const std::string& script) {
+  const Table table = opened(make(settings, records));
+  play(table, script);
   table.close().expect_done();
-  const Table again = opened(url);
-  expect_off(again);
-  again.close();
-  const Table empty = opened(make(settings, {}));
-  empty.at(PSS_FIRST_KEY).expect_none();
-  empty.at(PSS_LAST_KEY).expect_none();
-  expect_off(empty);
-  empty.close();
+}
+
+const Records letters = {{"a", "1"}, {"ab", "2"}, {"b", "3"}};
+
+void cursor_off_the_store(const Settings& settings) {
+  play_new(settings, letters, "off L=b P=ab P=a N=ab C=ab F=a P=. off L=b N=. off F=a 0=. off L=b");
+  const std::string url = make(settings, letters);
+  for (int session = 0; session < 2; ++session) {
+    const Table table = opened(url);
+    play(table, "off L=b");
+    table.close().expect_done();
+  }
+  play_new(settings, {}, "F=. L=. off");
 }
 
 void moves_to_keys(const Settings& settings) {
-  Records records = three;
-  records["foo"] = "4";
-  const Table table = opened(make(settings, records));
-  for (const char* prefix : {"f", "fo"}) table.at(prefix).expect("foo", SYSERR_PSS_NOKEY);
-  table.at("ab").expect("ab");
-  table.value().expect("2");
+  const Table table = opened(make(settings, {{"a", "1"}, {"ab", "2"}, {"b", "3"}, {"foo", "4"}}));
+  play(table, "@f>foo @fo>foo @ab v=2");
   table.at(Bytes("a\0", 2)).expect("ab", SYSERR_PSS_NOKEY);
-  table.value().expect("2");
-  table.at(PSS_NEXT_KEY).expect("b");
-  table.at("0").expect("a", SYSERR_PSS_NOKEY);
-  table.at(PSS_NEXT_KEY).expect("ab");
-  table.at("g").expect_none();
-  expect_off(table);
+  play(table, "v=2 N=b @0>a N=ab @g>. off");
   table.close();
 }
 
@@ -213,41 +282,6 @@ void failing_moves(const Settings& settings) {
   table.close();
   table.at(PSS_FIRST_KEY).expect_failure();
   table.at("a").expect_failure();
-}
-
-void values_off_the_store(const Settings& settings) {
-  const Table table = opened(make(settings, three));
-  table.at("c").expect_none();
-  table.value().expect_none();
-  for (const char* key : {"a", "b"}) {
-    table.at(key).expect(key);
-    table.value().expect(three.at(key));
-    table.remove(key).expect_done();
-    table.value().expect_none();
-    *key == 'a' ? table.at(PSS_NEXT_KEY).expect("ab") : table.at(PSS_NEXT_KEY).expect_none();
-  }
-  table.close();
-}
-
-void changes_show_at_once(const Settings& settings) {
-  const std::string url = make(settings, three);
-  const Table table = opened(url);
-  table.at("ab").expect("ab");
-  table.put("ab", "new").expect_done();
-  table.value().expect("new");
-  table.put("ab", "wen").expect_done();
-  table.value().expect("wen");
-  table.put("aa", "x").expect_done();
-  table.at("aa").expect("aa");
-  table.value().expect("x");
-  table.remove("a").expect_done();
-  table.at(PSS_FIRST_KEY).expect("aa");
-  table.put("ac", "y").expect_done();
-  for (const char* key : {"ab", "ac", "b"}) table.at(PSS_NEXT_KEY).expect(key);
-  table.at("b").expect("b");
-  table.remove("b").expect_done();
-  table.at("b").expect_none();
-  table.close().expect_done();
 }
 
 // Rewrites, adds and deletes records during walks.
@@ -289,59 +323,11 @@ void walks_among_changes(const Settings& settings) {
   }
   emptied.close().expect_done();
 
-  const Records alphabet = {{"b", "1"}, {"d", "2"}, {"f", "3"}, {"h", "4"}, {"j", "5"}};
-  const Table walk = opened(make(settings, alphabet));
-  walk.at("f").expect("f");
-  walk.remove("h").expect_done();
-  walk.at(PSS_CURRENT_KEY).expect("f");
-  walk.put("h", "4").expect_done();
-  for (const char* other : {"b", "d", "h", "j"}) walk.put(other, "other").expect_done();
-  for (const char* absent : {"c", "g", "none"}) walk.remove(absent);
-  walk.put("b", "x", PSS_NEW_ONLY);
-  walk.at(PSS_CURRENT_KEY).expect("f");
-  walk.remove("f").expect_done();
-  walk.remove("b").expect_done();
-  walk.put("a", "before").expect_done();
-  walk.put("e", "before").expect_done();
-  walk.put("g", "behind").expect_done();
-  walk.at(PSS_CURRENT_KEY).expect_none();
-  walk.at(PSS_NEXT_KEY).expect("g");
-  walk.remove("g").expect_done();
-  walk.remove("h").expect_done();
-  walk.at(PSS_NEXT_KEY).expect("j");
-  walk.remove("j").expect_done();
-  walk.put("i", "before").expect_done();
-  walk.at(PSS_NEXT_KEY).expect_none();
-  walk.at("e").expect("e");
-  walk.remove("e").expect_done();
-  walk.put("da", "new").expect_done();
-  walk.at(PSS_PREVIOUS_KEY).expect("da");
-  walk.close();
-
-  const Table letters = opened(make(settings, three));
-  letters.at("ab").expect("ab");
-  letters.put("aa", "x").expect_done();
-  letters.at(PSS_PREVIOUS_KEY).expect("aa");
-  letters.remove("aa").expect_done();
-  letters.at(PSS_NEXT_KEY).expect("ab");
-  letters.remove("a").expect_done();
-  letters.at(PSS_CURRENT_KEY).expect("ab");
-  letters.put("a", "1").expect_done();
-  letters.at(PSS_NEXT_KEY).expect("b");
-  letters.remove("b").expect_done();
-  letters.at(PSS_PREVIOUS_KEY).expect("ab");
-  letters.at("b").expect_none();
-  letters.put("b", "3").expect_done();
-  letters.at("b").expect("b");
-  letters.remove("b").expect_done();
-  letters.put("c", "x").expect_done();
-  letters.at(PSS_NEXT_KEY).expect("c");
-  letters.at(PSS_FIRST_KEY).expect("a");
-  letters.remove("a").expect_done();
-  letters.at(PSS_NEXT_KEY).expect("ab");
-  letters.remove("ab").expect_done();
-  letters.at(PSS_PREVIOUS_KEY).expect_none();
-  letters.close().expect_done();
+  play_new(settings, {{"b", "1"}, {"d", "2"}, {"f", "3"}, {"h", "4"}, {"j", "5"}},
+           "@f -h C=f +h=4 +b=o +d=o +h=o +j=o !c !g !none ?b C=f -f -b +a=x +e=x +g=x C=. N=g -g -h N=j -j +i=x N=. "
+           "@e -e +da=x P=da");
+  play_new(settings, letters,
+           "@ab +aa=x P=aa -aa N=ab -a C=ab +a=1 N=b -b P=ab @b>. +b=3 @b -b +c=x N=c F=a -a N=ab -ab P=.");
 }
 
 void returned_data(const Settings& settings) {
@@ -356,25 +342,12 @@ void returned_data(const Settings& settings) {
 }
 
 void modes(const Settings& settings) {
-  const std::string url = make(settings, three);
-  const Table table = opened(url);
+  const Table table = opened(make(settings, three));
   const Result refused = table.put("a", "x", PSS_NEW_ONLY);
   expect(!refused.is_done() && refused.status != SYSERR_PSS_NOKEY, refused.call,
          "a status other than 0 and SYSERR_PSS_NOKEY");
-  table.put("longer", "5").expect_done();
-  table.put("long", "6", PSS_NEW_ONLY).expect_done();
-  for (const char* key : {"long", "longer"}) table.remove(key).expect_done();
-  table.put("c", "4", PSS_NEW_ONLY).expect_done();
-  table.put("ab", "", PSS_REPLACE).expect_done();
-  table.put("ab", "a long value").expect_done();
-  table.put("ab", "short").expect_done();
-  table.at("ab").expect("ab");
-  table.value().expect("short");
-  table.put("ab", "").expect_done();
-  table.remove("none").expect(SYSERR_PSS_NOKEY);
-  table.remove("b").expect_done();
-  table.remove("b").expect(SYSERR_PSS_NOKEY);
-  table.put("b", "again", PSS_NEW_ONLY).expect_done();
+  play(table,
+       "+longer=5 *long=6 -long -longer *c=4 +ab= +ab=longvalue +ab=short @ab v=short +ab= ~none -b ~b *b=again");
   table.put("b", "x", PSS_NEW_ONLY).expect_refusal();
   expect_records("the store after the changes", table.records(), {{"a", "1"}, {"ab", ""}, {"b", "again"}, {"c", "4"}});
   table.close();
@@ -423,11 +396,17 @@ void ends(const Settings& settings) {
   expect_records("the store after two sessions with one change each", records_elsewhere(changed),
                  {{"a", "changed"}, {"ab", "2"}, {"b", three.at("b")}, {"new", "changed"}});
 
-  for (int session = 0; session < 40; ++session) opened(changed).close().expect_done();
+  const Table last = opened(changed);
+  play(last, "-a *a=again");
+  last.close().expect_done();
+  expect_records("the store after a record was deleted and stored again", records_elsewhere(changed),
+                 {{"a", "again"}, {"ab", "2"}, {"b", three.at("b")}, {"new", "changed"}});
 
-  const std::string kept = make(settings, three);
-  change_without_close(kept, settings.records);
-  expect_records("the store after a process ended before pss_close", records_in(kept), three);
+  for (const Ending ending : {Ending::at_once, Ending::by_exit}) {
+    const std::string kept = make(settings, three);
+    change_without_close(kept, settings.records, ending);
+    expect_records("the store after a process ended before pss_close", records_in(kept), three);
+  }
 }
 
 void two_at_once(const Settings& settings) {
@@ -500,6 +479,34 @@ void other_snapshots(const Settings& settings) {
   expect_records("the store after these snapshots", records_in(url), is_closed ? expected : three);
 }
 
+// Records contain authentication keys, and the path of a snapshot is a known name in a public directory.
+void private_snapshots(const Settings& settings) {
+  if (settings.files.empty()) return;
+  const std::string url = make(settings, three), path = url + "-snapshot", link = url + "-link";
+  const std::string other = file_of(settings, url + "-other");
+  chmod(file_of(settings, url).c_str(), 0600);
+  std::ofstream(other) << "other";
+  expect(symlink(other.c_str(), file_of(settings, link).c_str()) == 0, link, "a symbolic link");
+  const mode_t mask = umask(0);
+  const Table table = opened(url);
+  table.put("c", "4").expect_done();
+  table.snapshot(path).expect_done();
+  table.close().expect_done();
+  umask(mask);
+  for (const std::string& store : {url, path}) {
+    struct stat status = {};
+    const bool is_private = stat(file_of(settings, store).c_str(), &status) == 0 && (status.st_mode & 077) == 0;
+    expect(is_private, "the mode of " + store, "a file that others cannot read");
+  }
+  const Table again = opened(url);
+  const bool is_done = again.snapshot(link).is_done();
+  again.close();
+  expect(content_of(other) == "other", "a snapshot at a symbolic link", "an unchanged file behind the link");
+  Records expected = three;
+  expected["c"] = "4";
+  if (is_done) expect_records("a snapshot that replaced a symbolic link", records_in(link), expected);
+}
+
 void snapshots_again(const Settings& settings) {
   const std::string url = make(settings, three), path = url + "-snapshot";
   Records expected = three;
@@ -524,7 +531,7 @@ void snapshots_again(const Settings& settings) {
   expected.erase("ab");
   expect_records("the snapshot after a deletion", records_in(path), expected);
   const std::string other = make(settings, three);
-  change_without_close(other, 1);
+  change_without_close(other, 1, Ending::at_once);
   const Table table = opened(other);
   table.snapshot(other + "-snapshot").expect_done();
   table.close().expect_done();
@@ -538,8 +545,7 @@ void snapshots_again(const Settings& settings) {
 // Verifies that the text of srg_sw_ver_file_get begins with the first line of the file. If the file has more than 511
 // bytes, the text may be null.
 void expect_version(const std::string& file_name) {
-  std::ifstream file(file_name);
-  const std::string content{std::istreambuf_iterator<char>(file), {}};
+  const std::string content = content_of(file_name);
   const std::string line = content.substr(0, content.find('\n'));
   const char* text = version_text(file_name.c_str());
   if (text == nullptr && content.size() > 511) return;
@@ -563,8 +569,10 @@ void others(const Settings& settings) {
   char name[] = "/tmp/pss_conformance-XXXXXX";
   const int fd = mkstemp(name);
   const auto of_size = [](size_t size) { return std::string(size, 'v'); };
-  for (const std::string& content : {of_size(500) + "\nmore", of_size(511), of_size(512), of_size(600), of_size(100000),
-                                     of_size(0), std::string("4.2(1)"), std::string("4.2(1a) of May\nmore")}) {
+  for (const std::string& content :
+       {of_size(500) + "\nmore", of_size(511), of_size(512), of_size(600), of_size(100000), of_size(0),
+        std::string("4.2(1)"), std::string("4.2(1a) of May\nmore"), std::string("# 4.2(1)\n4.2(2)"),
+        std::string("\n4.2(2)"), std::string(" 4.2(1)\n")}) {
     if (fd < 0) break;
     std::ofstream(name) << content;
     expect_version(name);
@@ -576,35 +584,93 @@ void others(const Settings& settings) {
   }
 }
 
+// The umask, working directory, time zone, signal handlers and environment of this process.
+std::string host_state() {
+  char directory[4096] = "";
+  const mode_t mask = umask(0);
+  umask(mask);
+  std::string state =
+      "umask " + std::to_string(mask) + (getcwd(directory, sizeof directory) != nullptr ? directory : "");
+  tzset();
+  state += std::string(tzname[0]) + tzname[1] + std::to_string(timezone);
+  for (int number = 1; number < 32; ++number) {
+    struct sigaction action = {};
+    sigaction(number, nullptr, &action);
+    state += ' ' + std::to_string(reinterpret_cast<uintptr_t>(action.sa_handler));
+  }
+  for (char** variable = environ; *variable != nullptr; ++variable) state += std::string("\n") + *variable;
+  return state;
+}
+
+int open_descriptors() {
+  int count = 0;
+  for (int fd = 0; fd < 4096; ++fd) count += fcntl(fd, F_GETFD) >= 0;
+  return count;
+}
+
+// Many sessions leave the process as it was.
+void host_process(const Settings& settings) {
+  constexpr int rounds = 200;
+  const std::string state = host_state(), url = make(settings, three);
+  int descriptors = 0;
+  for (int round = 0; round < rounds && failures.empty(); ++round) {
+    const Table table = opened(url);
+    table.put("a", std::to_string(round)).expect_done();
+    table.snapshot(url + "-" + std::to_string(round % 100)).expect_done();
+    (void)version_text("/proc/self/status");
+    (void)version_text("/none");
+    (void)Table(settings.url + "-none");
+    table.remove("none");
+    table.close().expect_done();
+    if (round == 10) descriptors = open_descriptors();
+  }
+  expect(open_descriptors() <= descriptors, "200 sessions", "as many descriptors as after 10");
+  expect(host_state() == state, "the platform",
+         "the same umask, directory, time zone, signal handlers and environment");
+}
+
 }  // namespace
 
 void prepare(const Settings& settings) { make(settings, {}); }
 
-const Point points[] = {{1, "statuses and their texts", statuses},
-                        {2, "opening a store", opening},
-                        {4, "keys, values and their order",
-                         [](const Settings& settings) {
-                           keys_and_values(settings);
-                           capacity(settings);
-                         }},
-                        {5, "the cursor off the store", cursor_off_the_store},
-                        {6, "moves to keys", moves_to_keys},
-                        {7, "failed moves", failing_moves},
-                        {8, "values off the store", values_off_the_store},
-                        {9, "visibility of changes", changes_show_at_once},
-                        {10, "the cursor after changes", walks_among_changes},
-                        {11, "returned data", returned_data},
-                        {12, "replace, refuse, delete", modes},
-                        {13, "refused changes", refused_changes},
-                        {17, "version files and interface indexes", others},
-                        {16, "replaced snapshots", snapshots_again},
-                        {14, "durable and atomic changes", ends},
-                        {15, "snapshots",
-                         [](const Settings& settings) {
-                           snapshots(settings);
-                           other_snapshots(settings);
-                         }},
-                        {3, "a store that is already open", two_at_once}};
+const Point points[] = {
+    {1, "statuses and their texts", statuses},
+    {2, "opening a store",
+     [](const Settings& settings) {
+       opening(settings);
+       opening_other_files(settings);
+     }},
+    {4, "keys, values and their order",
+     [](const Settings& settings) {
+       keys_and_values(settings);
+       capacity(settings);
+     }},
+    {5, "the cursor off the store", cursor_off_the_store},
+    {6, "moves to keys", moves_to_keys},
+    {7, "failed moves", failing_moves},
+    {8, "values off the store",
+     [](const Settings& settings) { play_new(settings, letters, "@c>. v=. @a v=1 -a v=. N=ab @b v=3 -b v=. N=."); }},
+    {9, "visibility of changes",
+     [](const Settings& settings) {
+       play_new(settings, letters,
+                "@ab +ab=new v=new +ab=wen v=wen +aa=x @aa v=x -a F=aa +ac=y N=ab N=ac N=b @b -b "
+                "@b>.");
+     }},
+    {10, "the cursor after changes", walks_among_changes},
+    {11, "returned data", returned_data},
+    {12, "replace, refuse, delete", modes},
+    {13, "refused changes", refused_changes},
+    {17, "version files and interface indexes", others},
+    {16, "replaced snapshots", snapshots_again},
+    {14, "durable and atomic changes", ends},
+    {15, "snapshots",
+     [](const Settings& settings) {
+       snapshots(settings);
+       other_snapshots(settings);
+       private_snapshots(settings);
+     }},
+    {18, "the host process", host_process},
+    {3, "a store that is already open", two_at_once}};
 const int point_count = std::size(points);
 
 }  // namespace conformance

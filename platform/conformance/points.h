@@ -9,6 +9,7 @@ struct Settings {
   std::string url;           // stores are created at URL-1, URL-2 ...
   size_t records = 5000;     // number that must fit
   std::string version_file;  // may be empty
+  std::string files;         // directory of the store files; empty if points may not use them
 };
 
 struct Point {

@@ -31,7 +31,8 @@ constexpr char usage[] =
     "  URL                  create stores at URL-1a-1 ..., snapshots at URL-15a-1-snapshot ...\n"
     "  --list               list the points and exit\n"
     "  --point N            test only this point\n"
-    "  --records N          test with N records (default 5000)\n"
+    "  --records N          test with N records (default 5000): the largest number of the device, plus 1\n"
+    "  --files DIR          also test damaged files, modes and links: the store nonvolatile:X is the file DIR/X\n"
     "  --version-file FILE  also test srg_sw_ver_file_get with this file\n"
     "Exit status: 0 all points passed, 1 a point failed, 2 the library cannot be tested\n";
 
@@ -151,6 +152,7 @@ int main(int argc, char** argv) {
                             {"point", required_argument, nullptr, 'p'},
                             {"records", required_argument, nullptr, 'r'},
                             {"version-file", required_argument, nullptr, 'v'},
+                            {"files", required_argument, nullptr, 'f'},
                             {nullptr, 0, nullptr, 0}};
   Settings settings;
   int only = 0;
@@ -160,6 +162,7 @@ int main(int argc, char** argv) {
     if (option == 'p') only = number_in(optarg);
     if (option == 'r') settings.records = static_cast<size_t>(number_in(optarg));
     if (option == 'v') settings.version_file = optarg;
+    if (option == 'f') settings.files = optarg;
     if (option == '?') return fputs(usage, stderr), 2;
   }
   if (argc - optind != 3 || only > point_count) return fputs(usage, stderr), 2;
@@ -176,6 +179,7 @@ int main(int argc, char** argv) {
   if (!problem.empty()) return fprintf(stderr, "pss_conformance: cannot test the library\n%s", problem.c_str()), 2;
   settings.url = url;
   printf("1..%d\n", only > 0 ? 1 : point_count);
+  if (settings.files.empty()) puts("# without --files: no test of damaged files, modes and links (points 2 and 15)");
   int status = 0;
   for (int i = 0; i < point_count; ++i) {
     if (only > 0 && points[i].number != only) continue;

@@ -64,7 +64,7 @@ std::string act(char what, std::string request) {
     const bool is_stored = table.put(key, unpack(request)).is_done();
     return table.close().is_done() && is_stored ? "+" : "-";
   }
-  if (what == 'c') {
+  if (what == 'c' || what == 'e') {
     const int count = atoi(request.c_str());
     for (int i = 0; i < count; ++i) table.put("new" + std::to_string(i), Bytes(100, 'n'));
     for (const char* key : {"a", "ab", "b"}) table.remove(key);
@@ -91,13 +91,15 @@ std::string act(char what, std::string request) {
     if (process == 0) {
       if (!load(library)) _exit(1);
       const std::string response = act(what, request);
-      if (what != 'c') send(to, response);
-      _exit(response[0] == '+' || what != 'c' ? 0 : 1);
+      const bool is_change = what == 'c' || what == 'e';
+      if (!is_change) send(to, response);
+      if (what == 'e') exit(response[0] == '+' ? 0 : 1);
+      _exit(response[0] == '+' || !is_change ? 0 : 1);
     }
     int status = 1;
     waitpid(process, &status, 0);
     if (status != 0) send(to, "-the process ended, or did not open the store");
-    if (status == 0 && what == 'c') send(to, "+");  // only after the process has ended
+    if (status == 0 && (what == 'c' || what == 'e')) send(to, "+");  // only after the process has ended
   }
 }
 
@@ -132,8 +134,8 @@ bool wait_for_store(int milliseconds) {
 
 bool has_stored() { return receive(responses) == "+"; }
 
-void change_without_close(const std::string& url, size_t records) {
-  send(requests, "c" + packed(url) + std::to_string(records));
+void change_without_close(const std::string& url, size_t records, Ending ending) {
+  send(requests, (ending == Ending::by_exit ? "e" : "c") + packed(url) + std::to_string(records));
   const std::string response = receive(responses);
   if (response != "+") fail("another process", "an open store", response.substr(1));
 }

@@ -20,8 +20,10 @@ void begin_to_store(const std::string& url, const Bytes& key, const Bytes& value
 bool wait_for_store(int milliseconds);  // whether it has responded
 bool has_stored();
 
-// Runs a process that changes the store, takes a snapshot at URL-snapshot, and ends without pss_close.
-void change_without_close(const std::string& url, size_t records);
+// Runs a process that changes the store, takes a snapshot at URL-snapshot, and ends without pss_close: at once, or by
+// exit(), which runs the destructors of static objects.
+enum class Ending { at_once, by_exit };
+void change_without_close(const std::string& url, size_t records, Ending ending);
 
 // Returns the records that a new process reads.
 Records records_elsewhere(const std::string& url);
