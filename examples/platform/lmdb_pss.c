@@ -1,11 +1,10 @@
-/* A second example platform for libconvertvrrp, over LMDB: link with -llmdb. An open store is a write transaction that
- * is never committed: its changes stay in memory. pss_close and pss_snapshot copy the records to a new LMDB file with a
- * checksum at its end, and rename it. LMDB itself would return wrong records of a damaged file, or end the process.
- * "nonvolatile:/a/b" is the file /a/b in the directory LMDB_PSS_ROOT. flock is the only lock: there is no lock file. To
- * create an empty store: compile this file with -DCREATE and run it with the URL; an earlier file becomes NAME.1. Its
- * own limits, not the contract's: one open store, keys of at most 511 bytes (the default of LMDB), values of at most 1
- * MiB, 256 MiB of records and changed pages, twice that as address space, memory for the changed pages, a store file of
- * the same byte order and word size. LMDB's tools can read a store; pss_open refuses a file that they wrote. */
+/* A second example platform for libconvertvrrp, over LMDB. An open store is a write transaction that is never
+ * committed: its changes stay in memory. pss_close and pss_snapshot copy the records to a new LMDB file with a checksum
+ * at its end and rename it. Without the checksum LMDB would return wrong records of a damaged file, or crash.
+ * "nonvolatile:/a/b" is the file /a/b in the directory LMDB_PSS_ROOT. flock locks it: there is no lock file. To create
+ * an empty store: compile with -DCREATE and run with the URL. Its own limits, not the contract's: one open store, keys
+ * of at most 511 bytes (the default of LMDB), values of at most 1 MiB, 256 MiB of records and changed pages, twice that
+ * as address space, a store file of the same byte order and word size. Link with -llmdb. */
 #define _GNU_SOURCE
 #include <arpa/inet.h>
 #include <errno.h>
@@ -82,8 +81,7 @@ static syserr_t save(const char* path, int is_earlier_kept) {
     if (link(path, name) == 0 || errno == ENOENT) break;
     if (errno != EEXIST) return status_of(errno);
   }
-  snprintf(name, sizeof name, "%s.new", path);
-  unlink(name);
+  snprintf(name, sizeof name, "%s.new", path), unlink(name);
   int fd = open(name, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
   if (fd < 0) return status_of(errno);
   int error = begin(name, &env, &txn);
@@ -94,8 +92,7 @@ static syserr_t save(const char* path, int is_earlier_kept) {
   }
   error = error == 0 || error == MDB_NOTFOUND ? mdb_txn_commit(txn) : (mdb_txn_abort(txn), error);
   mdb_env_close(env);
-  if (error == 0) error = seal(name, fd, 1);
-  if (error == 0 && rename(name, path) != 0) error = errno;
+  if (error == 0 && (error = seal(name, fd, 1)) == 0 && rename(name, path) != 0) error = errno;
   close(fd);
   if (error != 0) return unlink(name), status_of(error);
   strrchr(name, '/')[1] = '\0';
@@ -118,11 +115,10 @@ pss_service_t pss_open(const char* url, syserr_t* status) {
   return s.cursor.ptr = s.cursor_bytes, 1;
 }
 
-/* Writes a changed store. After a failed change it rolls back, so that a store is never partly converted. */
+/* Rolls back after a failed change. Logs a failure: after a downgrade the library neither returns nor traces it. */
 syserr_t pss_close(pss_service_t table) {
   if (!is_open(table)) return status_of(EINVAL);
   const syserr_t status = s.failure == 0 && s.is_changed ? save(s.path, 0) : status_of(s.failure);
-  /* After a downgrade the library ignores this status and does not trace it. */
   if (status != 0)
     syslog(LOG_DAEMON | LOG_ERR, "vrrp: store %s: pss_close failed: 0x%x; %s", s.path, status,
            s.failure != 0 ? "every change was rolled back" : "it has all changes or none");
@@ -148,17 +144,15 @@ static pss_datum_t* move(const pss_datum_t* from, MDB_cursor_op op, syserr_t* st
 }
 
 pss_datum_t* pss_move2key(pss_service_t table, const pss_datum_t* key, syserr_t* status) {
-  if (!is_open(table) || key->siz == 0) return *status = status_of(EINVAL), &s.failed;
-  return move(key, MDB_SET_RANGE, status);
+  return is_open(table) && key->siz > 0 ? move(key, MDB_SET_RANGE, status) : (*status = status_of(EINVAL), &s.failed);
 }
 
 pss_datum_t* pss_move2location(pss_service_t table, pss_location_t location, syserr_t* status) {
   static const MDB_cursor_op ops[] = {MDB_SET, MDB_FIRST, MDB_LAST, MDB_NEXT, MDB_PREV, MDB_SET};
   if (!is_open(table) || (uint32)location > PSS_CURRENT_KEY) return *status = status_of(EINVAL), &s.failed;
-  if (location == PSS_NULL_KEY) s.cursor.siz = 0;
-  const MDB_cursor_op op = ops[location];
-  if (s.cursor.siz == 0 && op != MDB_FIRST && op != MDB_LAST) return *status = SYSERR_PSS_NOKEY, NULL;
-  return move(&s.cursor, op, status);
+  if (location == PSS_NULL_KEY || (location > PSS_LAST_KEY && s.cursor.siz == 0))
+    return s.cursor.siz = 0, *status = SYSERR_PSS_NOKEY, NULL;
+  return move(&s.cursor, ops[location], status);
 }
 
 const pss_datum_t* pss_getvalue(pss_service_t table, syserr_t* status) {
@@ -194,11 +188,10 @@ syserr_t pss_snapshot(pss_service_t table, uint32 flags, const char* url) {
 }
 
 const char* srg_sw_ver_file_get(const char* path) {
-  static char text[512];
+  static char text[512]; /* a file that does not fit is refused: truncated, it could name another release */
   const int fd = path != NULL ? open(path, O_RDONLY | O_CLOEXEC) : -1;
   const ssize_t size = fd >= 0 ? read(fd, text, sizeof text) : -1;
   if (fd >= 0) close(fd);
-  /* A truncated text could name another release. */
   return size >= 0 && size < (ssize_t)sizeof text ? text[size] = '\0', text : NULL;
 }
 
