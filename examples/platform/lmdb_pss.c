@@ -61,9 +61,10 @@ static int seal(const char* path, int fd, int is_new) {
 }
 
 static int begin(const char* path, MDB_env** env, MDB_txn** txn) {
-  int error = mdb_env_create(env);
+  int fd, error = mdb_env_create(env);
   if (error == 0) error = mdb_env_set_mapsize(*env, MAP_SIZE);
   if (error == 0) error = mdb_env_open(*env, path, MDB_NOSUBDIR | MDB_NOLOCK | MDB_NOSYNC, 0600);
+  if (error == 0 && (error = mdb_env_get_fd(*env, &fd)) == 0 && fcntl(fd, F_SETFD, FD_CLOEXEC) != 0) error = errno;
   if (error == 0) error = mdb_txn_begin(*env, NULL, 0, txn);
   return error == 0 ? mdb_dbi_open(*txn, NULL, 0, &s.dbi) : error;
 }
@@ -83,8 +84,7 @@ static syserr_t save(const char* path, int is_earlier_kept) {
   }
   snprintf(name, sizeof name, "%s.new", path), unlink(name);
   int fd = open(name, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-  if (fd < 0) return status_of(errno);
-  int error = begin(name, &env, &txn);
+  int error = fd >= 0 ? begin(name, &env, &txn) : errno;
   if (error == 0 && s.txn != NULL && (error = mdb_cursor_open(s.txn, s.dbi, &cursor)) == 0) {
     while (error == 0 && (error = mdb_cursor_get(cursor, &key, &value, MDB_NEXT)) == 0)
       error = mdb_put(txn, s.dbi, &key, &value, MDB_APPEND);

@@ -1,11 +1,12 @@
 /* libconvertvrrp: converts the stored configuration of the VRRP manager when a device changes its software release.
  *
- * The system manager calls one of the three entry points. A global synchronisation (convert_gsync) is the one that
- * converts: the driver opens the store, reads both releases from the package version files, and calls one handler.
+ * The system manager calls one of the three entry points. Only convert_gsync converts: the driver opens the store,
+ * reads both releases from the package version files, and calls at most one handler. convert_startup inspects the
+ * startup store and closes it; convert_running writes a trace line.
  *
- *     convert_gsync ---+                                         +-> upgrade handler: snapshot, then removal
- *     convert_startup -+-> vrrp_mgr_handle_generic_convert (one) +
- *                                                                +-> downgrade handler: copy in the old layout
+ *     convert_gsync ---> vrrp_mgr_handle_generic_convert -+-> upgrade handler: snapshot, then removal
+ *                                                         +-> downgrade handler: copy in the old layout
+ *     convert_startup -> vrrp_mgr_handle_generic_convert --> no handler
  *
  * An upgrade from a release older than 4.2(1) snapshots the store and deletes its global info, VR configuration and IP
  * association records. A downgrade to such a release stores a global info record and rewrites every VR configuration
@@ -17,8 +18,9 @@
  *  2. syserr_t results: 0 is success, any other value is a platform status (syserr2str). int32 results of the bulk
  *     readers and of make_afk_key: 0 is success, VRRP_CNV_ERR_NO_VALUE, VRRP_CNV_ERR_NO_MEMORY, or a platform status
  *     unchanged.
- *  3. Failures appear only in the trace log. The entry points return 0, except convert_startup for VDC number 0. The
- *     library does not even trace a failed close after a downgrade.
+ *  3. Failures appear only in the trace log. The entry points return 0, except convert_startup for a path with "/vdc_"
+ *     and no VDC number, or one whose low 16 bits are 0. The library does not even trace a failed close after a
+ *     downgrade.
  *  4. Memory that a function allocates belongs to the caller, who releases it with free(). If the result is not 0, the
  *     function returns no memory.
  *  5. The caller owns key buffers, which are at least as long as the key. Builders write the key without a terminator.
