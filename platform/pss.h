@@ -36,8 +36,8 @@
  *     does not move the cursor. If the cursor is off the store, PSS_NEXT_KEY and PSS_PREVIOUS_KEY find no record. If a
  *     move fails, the position of the cursor is platform-defined. The simplest cursor that satisfies points 5 to 10 is
  *     a copy of a key and a state (off, on, deleted), which each move looks up again.
- *  6. pss_move2key finds the key itself (status 0). Else it finds the next key in order and returns that key with
- *     status SYSERR_PSS_NOKEY. If there is none, it returns null with status SYSERR_PSS_NOKEY.
+ *  6. If the key is stored, pss_move2key moves to it (status 0). If not, it moves to the next key in order and returns
+ *     that key with status SYSERR_PSS_NOKEY, or null with SYSERR_PSS_NOKEY if there is none.
  *  7. A move returns null only if it finds no record. Callers treat null as the end of the store and do not check the
  *     status. If a move fails, it sets the status and returns a datum that is not null. If there is no key, the datum
  *     has size 0.

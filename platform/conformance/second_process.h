@@ -1,5 +1,5 @@
-// A process that starts other processes. It does not load the platform; the processes that it starts do, and report
-// what another process sees. So no process forks after it has used the platform.
+// A process that starts other processes. It never loads the platform. The processes that it starts load it, and report
+// the state of the store as another process sees it. So no process forks after it has used the platform.
 #pragma once
 
 #include <string>

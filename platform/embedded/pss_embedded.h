@@ -33,10 +33,10 @@
  *     with the same records, it is renamed to the first free name NAME.1, NAME.2, ..., with its sidecar files
  *     (-journal, -wal, -shm). That applies to directories too. If there are sidecar files, the path is free for a
  *     moment, and a killed process may leave the store and its sidecar files under different ones of both names.
- *  8. Nothing in a store or its name makes the platform open another file than the store file and the new file, or
- *     change any other file. If a journal or write-ahead log of the store is not empty, it is the unfinished change of
- *     another program, and pss_open returns SYSERR_PSS_UNTRUSTED. Open the store with the sqlite3 shell, which finishes
- *     the change, or remove the file if it does not belong to the store.
+ *  8. Whatever a store or its name contains, the platform opens and changes only the store file and the new file. If
+ *     a journal or write-ahead log of the store is not empty, it is the unfinished change of another program, and
+ *     pss_open returns SYSERR_PSS_UNTRUSTED. Open the store with the sqlite3 shell, which finishes the change, or
+ *     remove the file if it does not belong to the store.
  *  9. The contents of a file bound the time and memory of every operation: for any file, pss_open and pss_snapshot take
  *     at most one second more than for an intact store of its size on disk, and 16 MiB more memory. A file with more
  *     than 16 MiB of holes is SYSERR_PSS_DAMAGED: copy it with cp --sparse=never. pss_snapshot does not read an

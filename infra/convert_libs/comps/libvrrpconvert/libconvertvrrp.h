@@ -153,7 +153,7 @@ syserr_t vrrp_mgr_copy_and_convert_rc_pss_recs_for_downgrade(pss_service_t pss_e
 /* ---- Bulk readers ---- */
 
 /* Reads the values of all records of `key_type` of the manager store, in key order, into one array of `*num_values`
- * elements of `value_size` bytes, each the leading bytes of a value. `*value_array` is written only with result 0 and a
+ * elements: element i holds the first `value_size` bytes of value i. `*value_array` is written only with result 0 and a
  * count above 0; `*num_values` is valid only with result 0.
  *
  * Reads no more than `siz` bytes of a key or value that the store returns. If a value is shorter than `value_size`, the
