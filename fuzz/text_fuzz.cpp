@@ -1,6 +1,5 @@
-// A text from another machine: a version file, a file of device names, a trace log, a plan, or a
-// report. It is refused with a
-// message or read. The first byte selects the reader.
+// A text from another machine: a version file, a file of device names, a trace log, a plan, or a report. It is refused
+// with a message or read. The first byte selects the reader.
 
 #include <stdlib.h>
 
@@ -43,7 +42,8 @@ void read(char reader, const std::string& text) {
     case 't': {
       size_t lines = 0;
       const OtherLines others = read_trace_logs({file}, [&lines](const Call& call) {
-        require(!call.time.empty() && (call.has_ended || !call.is_good()) && call.failures.size() <= call.failure_count);
+        require(!call.time.empty() && (call.has_ended || !call.is_good()) &&
+                call.failures.size() <= call.failure_count);
         ++lines;
       });
       require(lines <= text.size() / 30 && others.foreign <= text.size());

@@ -199,7 +199,7 @@ TEST_P(CrashTest, LeavesTheStoreOldOrNew) {
 }
 
 // At each allocation of the platform and of SQLite.
-TEST_P(CrashTest, StandsALackOfMemory) {
+TEST_P(CrashTest, KeepsTheStoreIfMemoryIsShort) {
   report({"no memory once", SystemCalls::memory, 0, false, SYSERR_PSS_NO_MEMORY}, false);
   report({"no memory persistently", SystemCalls::memory, 0, true, SYSERR_PSS_NO_MEMORY}, false);
 }

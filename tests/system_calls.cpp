@@ -50,6 +50,9 @@ int openat64(int directory, const char* path, int flags, ...) {
   static const auto real_call = real(&openat64, "openat64");
   return SystemCalls::fails(SystemCalls::file) ? -1 : real_call(directory, path, flags, 0600);
 }
+// A failed pss_close writes to the system log of the machine otherwise.
+void syslog(int, const char*, ...) {}
+void __syslog_chk(int, int, const char*, ...) {}
 int __openat64_2(int directory, const char* path, int flags) { return openat64(directory, path, flags); }  // fortified
 SYNC_CALL(fsync)
 FILE_CALL(fchmod, (int fd, mode_t mode), (fd, mode))

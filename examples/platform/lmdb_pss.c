@@ -45,7 +45,7 @@ static int path_of(const char* url, char path[PATH_SIZE]) {
   return snprintf(path, PATH_SIZE, "%s/%s", root != NULL ? root : "", url + strlen(scheme)) < PATH_SIZE;
 }
 
-/* Appends the checksum (FNV-1a) to a new file, or verifies it. EBUSY: another session has replaced the file. */
+/* Adds the checksum (FNV-1a) and syncs the file (MDB_NOSYNC), or verifies it. EBUSY: another session replaced it. */
 static int seal(const char* path, int fd, int is_new) {
   static uint8 bytes[1 << 16];
   uint64_t sum = 14695981039346656037u, stored;

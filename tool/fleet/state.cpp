@@ -21,7 +21,7 @@ namespace {
 
 fs::path root_of(const fs::path& store, const std::string& root) {
   if (!root.empty()) return root;
-  const fs::path directory = existing_directory(store.parent_path());
+  fs::path directory = existing_directory(store.parent_path());
   for (const fs::path& candidate : {directory, directory.parent_path()}) {
     if (path_exists(candidate / "tmp") || path_exists(candidate / "bootflash")) return candidate;
   }

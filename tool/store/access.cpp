@@ -52,7 +52,7 @@ std::string problem_of_mode(const struct stat& file, const struct stat& director
 }
 
 // Completes the command in a problem with the path of its file.
-std::string with_path(std::string problem, const fs::path& path) {
+std::string with_path(const std::string& problem, const fs::path& path) {
   return problem.find("; run ") == std::string::npos ? problem : problem + " " + quoted_for_shell(path);
 }
 
