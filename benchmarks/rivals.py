@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """rivals.py PROGRAMS ROUTERS: other programs make the same change to the same records. Each one runs alternately with
 the library, and its result is verified. PROGRAMS is the directory of the built benchmarks."""
+import ctypes
 import hashlib
 import json
 import os
@@ -13,6 +14,7 @@ import tempfile
 import time
 import uuid
 
+ROOT = os.path.realpath(os.path.join(os.path.dirname(__file__), ".."))
 ROUNDS = 3
 OLD_SIZE = {137: 85, 53: 33}
 ONLY_NEW = {"lower_threshold_prio", "upper_threshold_prio", "forwarding_state", "bfd_peer_ip"}
@@ -55,8 +57,54 @@ class Library(Rival):
         shutil.copy("original", "d/vrrp-cfg_runtime_config")
 
     def converted(self):
-        summary = json.loads(run("vrrpconvert check --json d/vrrp-cfg_runtime_config || true"))["summary"]
-        return summary["vr"]["old"] + summary["ip_assoc"]["old"]
+        counts = json.loads(run("vrrpconvert check --json d/vrrp-cfg_runtime_config || true"))["counts"]
+        return counts["vr"]["old"] + counts["ip_assoc"]["old"]
+
+
+class Datum(ctypes.Structure):
+    """pss_datum_t"""
+    _fields_ = [("ptr", ctypes.c_char_p), ("siz", ctypes.c_uint32)]
+
+
+class LmdbPlatform(Rival):
+    name = "the library over the example platform lmdb_pss.c"
+    program = "cc"
+    package = "liblmdb-dev"
+    command = "LD_PRELOAD=./lmdb_pss.so convert_once at ."
+    durability = "a new file with one checksum, synced, renamed; no record has a checksum of its own"
+
+    def start(self):
+        compile_it = (f"cc -O2 -I{ROOT} -I{ROOT}/infra/convert_libs/comps/libvrrpconvert "
+                      f"{ROOT}/examples/platform/lmdb_pss.c")
+        run(f"{compile_it} -fPIC -shared -o lmdb_pss.so -llmdb; {compile_it} -DCREATE -o lmdb_create -llmdb")
+        os.environ["LMDB_PSS_ROOT"] = "."
+        run("./lmdb_create nonvolatile:/original-lmdb")
+        self.platform = ctypes.CDLL("./lmdb_pss.so")
+        for move in (self.platform.pss_move2location, self.platform.pss_getvalue):
+            move.restype = ctypes.POINTER(Datum)
+        self.open("original-lmdb")
+        for key, value in records():
+            arguments = (ctypes.byref(Datum(text, len(text))) for text in (key, value))
+            assert self.platform.pss_store(self.table, 1, *arguments) == 0
+        assert self.platform.pss_close(self.table) == 0
+
+    def open(self, name):
+        self.status = ctypes.c_uint32()
+        self.table = self.platform.pss_open(f"nonvolatile:/{name}".encode(), ctypes.byref(self.status))
+        assert self.status.value == 0
+
+    def prepare(self):
+        shutil.copy("original-lmdb", "d/vrrp-cfg_runtime_config")
+
+    def converted(self):
+        self.open("d/vrrp-cfg_runtime_config")
+        count, status = 0, ctypes.byref(self.status)
+        found = self.platform.pss_move2location(self.table, 1, status)
+        while found:
+            count += self.platform.pss_getvalue(self.table, status).contents.siz in OLD_SIZE.values()
+            found = self.platform.pss_move2location(self.table, 3, status)
+        self.platform.pss_close(self.table)
+        return count
 
 
 class Tool(Library):
@@ -234,7 +282,7 @@ def compare(routers):
     run(f"convert_once make {routers} original")
     run("vrrpconvert export original >lines; vrrpconvert export --raw original >raw")
     present = []
-    for rival in (Library(), Tool(), Shell(), Ovsdb(), Lmdb(), Redis(), RedisPipelined()):
+    for rival in (Library(), LmdbPlatform(), Tool(), Shell(), Ovsdb(), Lmdb(), Redis(), RedisPipelined()):
         if shutil.which(rival.program) is None:
             print(f"{rival.name}: skipped, {rival.program} is not installed (Debian: {rival.package})")
             continue

@@ -48,7 +48,7 @@ void expect_text(syserr_t status) {
          "a text of one line", "null, no text, or more than one line");
 }
 
-// Callers would confuse 2 and 3 with results of the bulk readers.
+// Ends a call. Fails for status 2 or 3, which callers would take for VRRP_CNV_ERR_*.
 syserr_t end(const std::string& call, syserr_t status) {
   alarm(0);
   if (status == 2 || status == 3) fail(call, "a status other than 2 and 3", number(status));
@@ -56,9 +56,8 @@ syserr_t end(const std::string& call, syserr_t status) {
   return status;
 }
 
-// A copy of an argument with a byte after it. The call must not change either; both are overwritten afterwards. An
-// empty argument has a null pointer. The memory is not freed, so that a platform that uses it after the call reads
-// wrong bytes and does not crash.
+// A copy of an argument with one byte after it. The call must change neither. The destructor overwrites both and frees
+// nothing: a platform that reads them later gets wrong bytes instead of a crash. An empty argument has a null pointer.
 class Argument {
  public:
   explicit Argument(const Bytes& bytes) : bytes_(bytes + canary) {

@@ -20,8 +20,8 @@ class OpenStore {
   OpenStore(const OpenStore&) = delete;
   OpenStore& operator=(const OpenStore&) = delete;
 
-  // Each of these reads a store into memory. open() and open_copy() wait up to `wait_ms` milliseconds for another
-  // process.
+  // The three open functions read a store into memory. open() and open_copy() wait up to `wait_ms` milliseconds for
+  // another process.
 
   // Opens the store at `url` for changes, or for reading if it cannot be changed. Verifies every record.
   syserr_t open(const char* url, int wait_ms);
@@ -31,7 +31,7 @@ class OpenStore {
   syserr_t open_copy(const char* url, int wait_ms);
 
   // Opens a working copy of the image that write_image wrote to the start of the file `fd`. Does not verify the image.
-  // -1 is an empty store.
+  // If `fd` is -1, opens an empty store.
   syserr_t open_descriptor(int fd);
 
   // Replaces the store durably with the changed one, or rolls back. The object is unusable afterwards.
@@ -40,7 +40,7 @@ class OpenStore {
   // Returns the failure that made the store in memory unusable, or 0. After a failure only close() may be called.
   syserr_t failure() const { return failure_; }
 
-  // Moves the cursor to `key`, or to the next key in order. `key` must not belong to the current row.
+  // Moves the cursor to `key`, or to the next key in order. `key` must not point into the current row.
   syserr_t move_to_key(const pss_datum_t& key);
   syserr_t move_to_location(pss_location_t location);
   syserr_t read_value();
@@ -95,7 +95,7 @@ class OpenStore {
   syserr_t failure_ = 0;
   bool is_copy_ = false;
   bool has_changes_ = false;  // since the image was read
-  bool is_committed_ = true;  // whether the image contains them
+  bool is_committed_ = true;  // whether the image contains the changes
   Digest digest_;             // of the records in the image
   Location location_;         // unless this is a working copy
   StoreFile file_;            // unless this is a working copy

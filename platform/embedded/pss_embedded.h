@@ -6,9 +6,9 @@
  * work there. pss_close never writes to the file: it writes a new file and renames it to the path.
  *
  * Guarantees
- *  1. From pss_open to pss_close or pss_embedded_discard the store file is locked exclusively. No other process that
- *     respects SQLite's locks reads or changes it. pss_open waits up to 5 seconds in all for other processes (locks,
- *     leases, a file that is replaced meanwhile), then returns SYSERR_PSS_BUSY. It opens the file that has the path
+ *  1. From pss_open to pss_close or pss_embedded_discard the store file is locked exclusively (5: exception). No other
+ * process that respects SQLite's locks reads or changes it. pss_open waits up to 5 seconds in all for other processes
+ * (locks, leases, a file that is replaced meanwhile), then returns SYSERR_PSS_BUSY. It opens the file that has the path
  *     when the lock is granted. The lock protects the file, not its path: if another process has renamed another file
  *     to the path, pss_close returns SYSERR_PSS_BUSY and changes nothing.
  *  2. pss_close is atomic. After status 0 all changes are durable. After another status the store is unchanged, except
@@ -25,7 +25,7 @@
  *     SYSERR_PSS_READ_ONLY. The lock is shared, and held only while pss_open reads.
  *  6. pss_close keeps the owner, group and permissions of the file. pss_snapshot and pss_embedded_create write files of
  *     mode 0600. All three write a file .pss-PID-NUMBER in the same directory, sync it, rename it to the path, and sync
- *     the directory. At every moment the path names a complete file. A killed process may leave a file
+ *     the directory. The path always names a complete file (7: exception). A killed process may leave a file
  *     .pss-PID-NUMBER, which contains a part of a store or a replaced store, and a copy of the new store under a name
  *     NAME.N. After SYSERR_PSS_IO from pss_snapshot the complete new file may be in place. A symbolic link at the path
  *     is never followed.
@@ -33,7 +33,7 @@
  *     with the same records, it is renamed to the first free name NAME.1, NAME.2, ..., with its sidecar files
  *     (-journal, -wal, -shm). That applies to directories too. If there are sidecar files, the path is free for a
  *     moment, and a killed process may leave the store and its sidecar files under different ones of both names.
- *  8. Whatever a store or its name contains, the platform opens and changes only the store file and the new file. If
+ *  8. Whatever a store or its name contains, the platform opens and changes no other file than 6 and 7 name. If
  *     a journal or write-ahead log of the store is not empty, it is the unfinished change of another program, and
  *     pss_open returns SYSERR_PSS_UNTRUSTED. Open the store with the sqlite3 shell, which finishes the change, or
  *     remove the file if it does not belong to the store.

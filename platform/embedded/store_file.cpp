@@ -102,9 +102,9 @@ syserr_t StoreFile::try_to_open(const Location& location, Access access) {
   return checked != 0 || !can_change_ ? checked : try_to_keep_owner(location);
 }
 
-// If a new file in the directory cannot get the owner and group of this one, the store is for reading. Check that when
-// the store is opened, because the library ignores a failed pss_close after a downgrade; and only after the lock is
-// granted, because open() would repeat the check after each pause.
+// If a new file in the directory cannot get the owner and group of this one, opens the store for reading. Checks this
+// at open, because the library ignores a failed pss_close after a downgrade. Checks it after the lock, because open()
+// repeats every earlier step after each pause.
 syserr_t StoreFile::try_to_keep_owner(const Location& location) {
   if (status_.st_uid == geteuid() && status_.st_gid == getegid()) return 0;
   NewFile trial;
@@ -135,8 +135,9 @@ syserr_t StoreFile::check_journal(const Location& location) const {
   return is_locked(file_.get(), shared_first, shared_size) ? SYSERR_PSS_BUSY : SYSERR_PSS_UNTRUSTED;
 }
 
-// A program with a write-ahead log holds a shared lock while it has the file open, and copies pages from the log to the
-// file under it. It cannot remove the log while this process has its own shared lock.
+// A program with a write-ahead log holds a shared lock while it has the file open, and may copy pages from the log to
+// the file meanwhile. The log still exists afterwards, because it cannot be removed while this process has its own
+// shared lock.
 bool StoreFile::may_be_mixed(const Location& location, const Image& image) const {
   return image.has_wal && !can_change_ &&
          (is_locked(file_.get(), shared_first, shared_size) || has_sidecar(location.directory.get(), location.name));

@@ -30,7 +30,7 @@ class StoreFile {
 
   syserr_t read(Image* image) const { return read_image(file_.get(), image); }
 
-  // Returns whether another program may have written to the file while this process read `image` under a shared lock.
+  // Returns whether another program may have written to the file while this process, with a shared lock, read `image`.
   // Call before unlock().
   bool may_be_mixed(const Location& location, const Image& image) const;
 

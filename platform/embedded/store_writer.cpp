@@ -24,7 +24,7 @@ bool find(int directory, const char* name, struct stat* found) {
   return fstatat(directory, name, found, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
-// Each function returns 0, or -1 and sets errno.
+// rename_to_free_name and exchange return 0, or -1 with errno set.
 
 int rename_to_free_name(int directory, const char* from, const char* to) {
   if (renameat2(directory, from, directory, to, RENAME_NOREPLACE) == 0) return 0;
@@ -80,7 +80,7 @@ class Replacement {
     return rename_to_free_name(directory_, made_.name(), location_.name) == 0 ? 0 : status_of_errno(errno);
   }
 
-  // Replaces the file `lost`. If another process has put another file there, restores that and returns SYSERR_PSS_BUSY.
+  // Replaces the file `lost`. If another process has replaced it, renames that file back and returns SYSERR_PSS_BUSY.
   syserr_t replace(const struct stat& lost) {
     struct stat found;
     if (exchange(directory_, made_.name(), location_.name) == 0) {
@@ -95,7 +95,7 @@ class Replacement {
   // Replaces the existing file, which is renamed to the next free name.
   syserr_t keep(uint32* kept) {
     if (has_sidecar(directory_, location_.name)) return keep_with_sidecars(kept);
-    // Rename the new file to that name first, then exchange both names, so that each file always has one of the two.
+    // Rename the new file to that name first, then exchange both names, so that both files have a name at any time.
     char name[name_size];
     const syserr_t status = rename_to_next_name(location_, made_.name(), name, kept);
     if (status != 0 || exchange(directory_, name, location_.name) == 0) return status;
@@ -105,7 +105,7 @@ class Replacement {
   }
 
  private:
-  // Does the same on a file system without RENAME_EXCHANGE, where the path is free for a moment.
+  // keep() on a file system without RENAME_EXCHANGE: the path names no file for a moment.
   syserr_t keep_by_steps(const char* name) {
     if (rename_to_free_name(directory_, location_.name, name) != 0) return status_of_errno(errno);
     return take_after(name);
@@ -150,7 +150,7 @@ class Replacement {
     const bool is_own =
         fstat(made_.descriptor(), &own) == 0 && find(directory_, made_.name(), &found) && is_same_file(found, own);
     if (is_own) return SYSERR_PSS_BUSY;
-    // Another process had replaced the new file.
+    // The file is not the new one: another process replaced it. Keep it under a free name.
     char name[name_size];
     uint32 number;
     made_.disown();
@@ -168,7 +168,7 @@ syserr_t put(const Location& location, const Content& content, Existing existing
   Replacement replacement(location, made);
   struct stat found;
   const bool has_sidecars = has_sidecar(location.directory.get(), location.name);
-  // A sidecar file may be needed to recover its old store, and must not apply to the new one.
+  // Refuse a path with sidecar files: the old store may need them, and SQLite would replay them into the new store.
   if (existing == Existing::refuse) return has_sidecars ? SYSERR_PSS_EXISTS : replacement.take();
   // Keep the file open, so that its inode number is not reused.
   const FileDescriptor existing_file(openat(location.directory.get(), location.name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
@@ -208,7 +208,7 @@ syserr_t write_and_replace(const Location& location, const Content& content, con
   return status != 0 ? status : Replacement(location, made).replace(file);
 }
 
-// Call before any change, so that a directory that cannot be synced is found first.
+// Opens the directory for fsync. Call before any change: if that fails, nothing was changed.
 int open_directory(const Location& location) {
   return openat(location.directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
 }

@@ -11,6 +11,9 @@
 #include "tool/support/printable.h"
 
 namespace vrrpconvert {
+
+namespace fs = std::filesystem;
+
 namespace {
 
 struct LogOptions {
@@ -25,8 +28,8 @@ struct LogOptions {
 // records, and why the global info record was not deleted.
 void complete_with(const Store& store, Call& call) {
   const RecordCounts counts = count_records(store);
-  const bool is_same =
-      call.read && counts.of(Kind::vr) == call.read->vr && counts.of(Kind::ip_assoc) == call.read->ip_assoc;
+  const bool is_same = call.read && counts.of(Kind::vr) == call.read->vr &&
+                       counts.of(Kind::ip_assoc) == call.read->ip_assoc && !call.is_out_of_order;
   if (!is_same) return;
   if (call.change == "upgrade" && call.global_info != "deleted") {
     const bool is_absent = counts.of(Kind::global_info) == 0;
@@ -95,7 +98,7 @@ Ending ending_of(const std::map<std::string, bool>& last_calls) {
   if (last_calls.empty()) return {Reason::found, "the log has no conversion"};
   if (bad == 0) return {};
   return {Reason::found, std::string("the last conversion ") +
-                             (last_calls.size() == 1 ? "" : "of " + std::to_string(bad) + " stores ") +
+                             (last_calls.size() == 1 ? "" : "of " + std::to_string(bad) + " of the stores ") +
                              "failed or did not end; run vrrpconvert status"};
 }
 
@@ -114,9 +117,13 @@ Exit show_log(const LogOptions& options) {
   std::map<std::string, bool> last_calls;  // whether the last call of each store is good
   const OtherLines others = read_trace_logs(files, [&](const Call& found) {
     Call call = found;
-    if (records) complete_with(*records, call);
+    const std::string snapshot = fs::path(call.snapshot).filename(), given = fs::path(options.store).filename();
+    const bool is_other = is_snapshot_name(given) && !snapshot.empty() && !given.starts_with(snapshot);
+    if (records && !is_other) complete_with(*records, call);
     print_call(call, options, json);
-    if (call.entry_point != "convert_running") last_calls[call.store] = call.is_good();
+    if (call.entry_point == "convert_running") return;
+    last_calls[call.store] = call.is_good();
+    if (call.is_good()) last_calls.erase("");  // of a call that ended before it opened a store
   });
   const Ending ending = ending_of(last_calls);
   if (json != nullptr) {

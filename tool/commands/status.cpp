@@ -25,7 +25,7 @@ void print_state(const Device& device) {
   std::cout << styled(ending.is_good() ? Style::green : Style::red, answer)
             << (ending.problem.empty() ? "" : ": " + printable(ending.problem)) << '\n';
   if (!device.state) return;
-  const DeviceState& state = *device.state;
+  const Evidence& state = *device.state;
   print_line("Store: ", device.report.store + ": " + device.report.summary.counts.text());
   if (!device.against.empty()) {
     const std::string counts = text_of_counts(device.differences);
@@ -37,6 +37,7 @@ void print_state(const Device& device) {
                                                       : "; the store does not have " +
                                                             std::to_string(file.lacking_count) + " of these records"));
   }
+  for (const std::string& file : state.unreadable_files) print_line("Cannot read: ", file);
   for (const std::string& file : state.unfinished_files) print_line(unfinished_file_text, file);
   if (state.call)
     print_line("Log: ", state.log + ": " + state.call->time + ": " + state.call->title() + ": " + state.call->result());

@@ -112,7 +112,8 @@ std::vector<fs::path> snapshots_in(const fs::path& directory) {
   return files;
 }
 
-std::vector<Backup> readable_backups(const std::vector<fs::path>& files, const Store& store) {
+std::vector<Backup> readable_backups(const std::vector<fs::path>& files, const Store& store,
+                                     std::vector<std::string>* unreadable) {
   std::vector<Backup> found;
   for (const fs::path& file : files) {
     try {
@@ -121,8 +122,8 @@ std::vector<Backup> readable_backups(const std::vector<fs::path>& files, const S
       for_each_difference(backup, store, [&found](const Difference& difference) {
         found.back().lacking_count += difference.after == nullptr ? 1 : 0;
       });
-    } catch (const Error&) {
-      continue;  // a file that cannot be read is no way back
+    } catch (const Error& error) {
+      if (unreadable != nullptr) unreadable->emplace_back(error.what());
     }
   }
   return found;

@@ -34,7 +34,9 @@ struct Backup {
 };
 
 // Returns those of `files` that can be read. `lacking_count` is the number of their keys that `store` does not have.
-std::vector<Backup> readable_backups(const std::vector<std::filesystem::path>& files, const Store& store);
+// Adds the other ones with the reason to `unreadable`, unless that is null.
+std::vector<Backup> readable_backups(const std::vector<std::filesystem::path>& files, const Store& store,
+                                     std::vector<std::string>* unreadable = nullptr);
 
 // Returns those of them that have other keys than the store.
 std::vector<Backup> with_other_records(const std::vector<std::filesystem::path>& files, const Store& store);

@@ -32,6 +32,7 @@ std::string effect_of(const DryRunReport& report) {
     if (!summary.lost.empty()) text += " and loses values of " + counted(summary.lost.size(), "field");
     if (summary.lost.empty() && summary.accepted.empty()) text += " without loss";
   }
+  if (summary.enables_vrrp) text += "; enables VRRP, which is not enabled now";
   if (!summary.accepted.empty()) text += "; accepted losses: " + text_of_counts(summary.accepted);
   if (!summary.defaults.empty()) text += "; default values: " + words_of(summary.defaults);
   return summary.failure_count == 0 ? text : text + "; " + counted(summary.failure_count, "record") + " would fail";

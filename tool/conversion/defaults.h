@@ -13,7 +13,7 @@ class Defaults {
   // Adds "FIELD=VALUE", or "FIELD=OTHER" for the value of another field in the same record. Throws Error.
   void add(const std::string& text);
 
-  // Returns "FIELD=VALUE" as added if the field of the record has its default value, else an empty text.
+  // Returns the text that was passed to add() if the field of the record has its default value, else an empty text.
   std::string text_for(const StoredRecord& record, const Field& field) const;
 
  private:

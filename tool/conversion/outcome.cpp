@@ -44,6 +44,12 @@ void add_pair(Outcome& outcome, const Conversion& conversion, const Difference& 
   const Change change = conversion.change();
   const auto name = [&pair] { return name_of(pair.either()); };
   if (pair.before != nullptr) outcome.counts.add(*pair.before);
+  const auto is_enabled = [](const StoredRecord* record) {
+    return record != nullptr && !record->value.empty() && record->value[0] != 0;
+  };
+  if (kind_of(pair.either().key) == Kind::global_info && !is_enabled(pair.before) && is_enabled(pair.after)) {
+    outcome.enables_vrrp = true;
+  }
   if (!pair.is_none()) {
     ++outcome.change_count;
     for_each_loss(pair, conversion.defaults, [&](const Loss& loss) {

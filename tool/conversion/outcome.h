@@ -23,6 +23,7 @@ struct Outcome {
   size_t change_count = 0;  // records that changed
   size_t converted = 0, deleted = 0, unchanged = 0;
   NameList added;
+  bool enables_vrrp = false;           // a downgrade always stores a global info record with VRRP enabled
   NamesByWord lost;                    // by field
   NamesByWord defaults;                // dropped values that the target release assumes, by field
   NameList without_vr;                 // track records whose VR configuration is deleted

@@ -52,6 +52,7 @@ Summary summary_of(const Conversion& conversion, const Outcome& foreseen) {
                      .lost = foreseen.lost,
                      .defaults = foreseen.defaults,
                      .added = foreseen.added,
+                     .enables_vrrp = foreseen.enables_vrrp,
                      .without_vr = foreseen.without_vr,
                      .failure_count = foreseen.failures.size()};
   for (const FailedRecord& failure : foreseen.failures) {

@@ -17,6 +17,7 @@ struct Summary {
   NamesByWord lost{}, accepted{};  // by field; losses that the operator accepts are only in `accepted`
   NamesByWord defaults{};          // dropped values that the target release assumes, by "FIELD=VALUE"
   NameList added{};
+  bool enables_vrrp = false;
   NameList without_vr{};     // track records whose VR configuration is deleted
   NamesByWord failing{};     // by reason
   size_t failure_count = 0;  // records that would fail
@@ -26,8 +27,8 @@ struct Summary {
   // Returns whether the conversion would do nothing.
   bool is_empty() const { return change_count == 0 && failure_count == 0; }
 
-  JSON_MEMBERS(counts, change_count, lost, accepted, defaults, added, without_vr, failing, failure_count, mismatch,
-               note)
+  JSON_MEMBERS(counts, change_count, lost, accepted, defaults, added, enables_vrrp, without_vr, failing, failure_count,
+               mismatch, note)
 };
 
 // Returns the heading of a member that contains records by word.

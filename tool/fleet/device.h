@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "tool/conversion/report.h"
-#include "tool/fleet/state.h"
+#include "tool/fleet/evidence.h"
 
 namespace vrrpconvert {
 
@@ -20,9 +20,9 @@ std::string parse_verdict(std::string word);
 struct Device {
   std::string name;
   DryRunReport report{};
-  std::string against{};               // the backup that the store was compared with
-  NamesByWord differences{};           // from that backup: records, by "added", "changed" and "removed"
-  std::optional<DeviceState> state{};  // only for the command status
+  std::string against{};            // the backup that the store was compared with
+  NamesByWord differences{};        // from that backup: records, by "added", "changed" and "removed"
+  std::optional<Evidence> state{};  // only for the command status
 
   // Sets the ending by the losses that are not in `accepted`: the dry run may have had other permissions.
   void take_permissions(const std::vector<std::string>& accepted);

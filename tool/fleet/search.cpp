@@ -23,9 +23,7 @@ fs::path device_of(const fs::path& file, InputKind kind, const fs::path& asked) 
   const fs::path directory = file.parent_path(), above = directory.parent_path();
   if (kind == InputKind::reports)
     return file.filename() == "report.json" ? directory : fs::path(file).replace_extension();
-  const bool is_device = path_exists(above / "tmp") || path_exists(above / "bootflash") ||
-                         (directory.filename() == "flash" && above != asked);
-  return is_device && directory != asked ? above : directory;
+  return directory.filename() == "flash" && directory != asked ? above : directory;
 }
 
 bool is_input(const fs::directory_entry& entry, InputKind kind) {

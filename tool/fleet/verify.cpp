@@ -4,6 +4,7 @@
 
 #include "tool/conversion/backup.h"
 #include "tool/conversion/conversion.h"
+#include "tool/fleet/evidence.h"
 #include "tool/store/difference.h"
 #include "tool/store/paths.h"
 #include "tool/support/error.h"
@@ -67,7 +68,7 @@ fs::path backup_to_compare(const fs::path& store, const VerifyOptions& options) 
   if (!options.against.empty()) return chosen_backup(store, options.against);
   fs::path last = last_backup_of(store);
   if (!last.empty()) return last;
-  fs::path snapshot = snapshot_below(options.root.empty() ? store.parent_path() : fs::path(options.root), 1);
+  fs::path snapshot = snapshot_below(device_root_of(store, options.root), 1);
   return path_exists(snapshot) ? snapshot : fs::path();
 }
 

@@ -1,4 +1,5 @@
-// The report of a command as one JSON object. Its first member is "schema", its last ones are those of the ending.
+// The report of a command as one JSON object. Its first member is "schema", its last ones are "problem", "reason" and
+// "exit".
 #pragma once
 
 #include <ostream>

@@ -19,7 +19,7 @@ class LineReader {
   ~LineReader();
 
   // Reads the next line, without its line break; it is valid until the next call. Returns false at the end. Throws
-  // Error if the input fails or a line is longer than 4 MiB; if long lines are split, returns such a line in parts.
+  // Error if the input fails or a line is longer than 4 MiB; with LongLine::is_split, returns such a line in parts.
   bool next(std::string_view& line);
 
   // Returns whether the line that was read last ends in a line break.

@@ -4,6 +4,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <tuple>
+
+#include "libconvertvrrp.h"
 
 namespace vrrpconvert {
 namespace {
@@ -28,6 +31,14 @@ std::string reason_of(const TraceEvent& event, bool is_hex) {
   if (event.arguments.empty()) return "no status in the log";
   const std::string status = status_text(event.arguments[0], is_hex);
   return event.arguments.size() < 2 ? status : status + " (" + event.arguments[1] + ")";
+}
+
+// Returns whether a release, "4.1(2)", is older than the first one with the new layout.
+bool is_before_boundary(const std::string& release) {
+  int major = 0, minor = 0, patch = 0;
+  if (sscanf(release.c_str(), "%d.%d(%d)", &major, &minor, &patch) != 3) return false;
+  return std::tuple(major, minor, patch) <
+         std::tuple(VRRP_CNV_BOUNDARY_MAJOR, VRRP_CNV_BOUNDARY_MINOR, VRRP_CNV_BOUNDARY_PATCH);
 }
 
 size_t count_in(const TraceEvent& event) {
@@ -108,9 +119,20 @@ void CallReader::take(const TraceLine& line, const TraceEvent& event, const std:
 void CallReader::finish() {
   if (!is_open_) return;
   is_open_ = false;
-  const bool is_counted = has_addresses_ && handled_.total() == call_.read->total();
-  if (call_.has_ended && !call_.change.empty() && call_.failure_count == 0 && !is_counted) call_.is_out_of_order = true;
+  if (call_.has_ended && !is_complete()) call_.is_out_of_order = true;
   visit_(call_);
+}
+
+// Returns whether no line is missing in the middle of a call that has ended.
+bool CallReader::is_complete() const {
+  if (call_.change.empty()) {
+    // Without a conversion: the store did not open, or no release is before the boundary.
+    const bool converts = call_.entry_point == "convert_gsync" || call_.entry_point.empty();
+    return !converts || (!is_before_boundary(call_.from) && !is_before_boundary(call_.to));
+  }
+  const bool is_counted = has_addresses_ && handled_.total() == call_.read->total();
+  const bool is_closed = call_.change != "upgrade" || (has_handler_end_ && has_close_);
+  return is_closed && (is_counted || has_bulk_failure_);
 }
 
 void CallReader::begin(const TraceLine& line, const TraceEvent& event, const std::string& file, size_t number) {
@@ -120,7 +142,7 @@ void CallReader::begin(const TraceLine& line, const TraceEvent& event, const std
   call_.is_out_of_order = event.stage > 1;  // the beginning is missing
   is_open_ = true;
   stage_ = event.after;
-  has_addresses_ = false;
+  has_addresses_ = has_handler_end_ = has_close_ = has_bulk_failure_ = false;
   begun_.clear();
   handled_ = {};
 }
@@ -160,13 +182,20 @@ void CallReader::apply(const TraceEvent& event) {
     case Event::snapshot_failed:
       return fail("snapshot", arguments[0]);
     case Event::bulk_read_failed:
+      has_bulk_failure_ = true;
       return fail("bulk read", reason_of(event, false));
+    case Event::handler_ended:
+      has_handler_end_ = true;
+      break;
     case Event::handler_failed:  // most often by a failure that an earlier line tells
+      has_handler_end_ = true;
       if (call_.failure_count == 0) fail(call_.change, "its handler failed");
       break;
     case Event::close_failed:
+      has_close_ = true;
       return fail("close", reason_of(event, true));
     case Event::closed:
+      has_close_ = true;
       call_.close = "closed";
       break;
     default:

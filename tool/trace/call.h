@@ -80,6 +80,7 @@ class CallReader {
   void finish();
 
  private:
+  bool is_complete() const;
   void begin(const TraceLine& line, const TraceEvent& event, const std::string& file, size_t number);
   void apply(const TraceEvent& event);
   void apply_to_record(const TraceEvent& event);
@@ -91,8 +92,9 @@ class CallReader {
   bool is_open_ = false;
   unsigned stage_ = 0;
   bool has_addresses_ = false;  // whether the number of IP association records is known
-  std::string begun_{};         // the record that the log named last
-  RouterCounts handled_{};      // records done or failed
+  bool has_handler_end_ = false, has_close_ = false, has_bulk_failure_ = false;  // whether the log has these lines
+  std::string begun_{};                                                          // the record that the log named last
+  RouterCounts handled_{};                                                       // records done or failed
 };
 
 }  // namespace vrrpconvert

@@ -1,4 +1,4 @@
-// Events of the library: what a trace line says.
+// Events of the library, one for each trace line.
 #pragma once
 
 #include <optional>
@@ -9,7 +9,7 @@
 
 namespace vrrpconvert {
 
-// In the order of a call. Events that are alternatives or repeat each other have the same stage.
+// In the order of a call; the comment lists the arguments. Alternative and repeated events share a stage.
 enum class Event {
   gsync,             // convert_gsync was called
   startup,           // convert_startup
@@ -31,14 +31,14 @@ enum class Event {
   snapshot_taken,    // path
   snapshot_failed,   // status
   global_deleted,    // global info record
-  global_remains,    // it is absent, or was not deleted
+  global_remains,    // global info record: absent, or not deleted
   global_stored,     // converted
   global_failed,     // status
   vr_count,          // number of VR configuration records that were read
   vr_found,          // VR, interface, address type
   vr_begun,          // VR, interface
   vr_done,           // VR, interface
-  vr_failed,         // status, text; for an IP association record if the count of these precedes it
+  vr_failed,         // status, text; after ip_count: of an IP association record
   ip_count,          // number of IP association records that were read
   ip_done,           // VR, interface
   bulk_read_failed,  // status
@@ -54,7 +54,7 @@ struct TraceEvent {
   Event kind;
   std::vector<std::string> arguments{};
   unsigned stage = 0;  // ascends in a call
-  unsigned after = 0;  // lowest stage of the events that must precede it
+  unsigned after = 0;  // the call must have reached this stage before the event
 };
 
 // Returns nothing for a message that the library does not write in a call.

@@ -18,6 +18,7 @@ size_t parse_prefix(std::string_view text, TraceLine& line) {
   if (text.size() < time_size + 3 || text[0] != '<' || text.substr(time_size + 1, 2) != "> ") return 0;
   const std::string time(text.substr(1, time_size));
   tm parsed = {};
+  if (std::any_of(time.begin(), time.end(), [](char letter) { return letter < ' '; })) return 0;
   const char* end = strptime(time.c_str(), "%a %b %e %H:%M:%S %Y", &parsed);
   if (end == nullptr || *end != '\0') return 0;
   const size_t name = time_size + 3;
@@ -43,6 +44,7 @@ size_t next_prefix(std::string_view text) {
 }  // namespace
 
 bool for_each_trace_line(std::string_view text, bool has_break, const std::function<void(const TraceLine&)>& visit) {
+  if (text.ends_with('\r')) text.remove_suffix(1);  // a copy with the line breaks of another system
   TraceLine line;
   if (parse_prefix(text, line) == 0) {
     // Another process may have written its text without a line break in front of a trace line.

@@ -9,8 +9,8 @@
  *     convert_startup -> vrrp_mgr_handle_generic_convert --> no handler
  *
  * An upgrade from a release older than 4.2(1) snapshots the store and deletes its global info, VR configuration and IP
- * association records. A downgrade to such a release stores a global info record and rewrites every VR configuration
- * and IP association record in the old layout. Records of any other kind are unchanged.
+ * association records. A downgrade to such a release stores a global info record with VRRP enabled, and rewrites every
+ * VR configuration and IP association record in the old layout. Records of any other kind are unchanged.
  *
  * Conventions
  *  1. Strings are NUL-terminated input parameters; the library keeps no pointer to them after the call. A null path or
@@ -74,7 +74,8 @@ syserr_t convert_running(const char* pkg_name, const char* from_pkg_version, con
 syserr_t convert_startup(const char* path, const char* pkg_name, const char* to_pkg_version,
                          const char* from_pkg_version);
 
-/* Converts the running store in the directory `path`. The store URL does not depend on the VDC. The first 6 characters
+/* Converts the running store in the directory `path`. The store URL, "nonvolatile:" `path` "/vrrp-cfg_runtime_config",
+ * is truncated to 255 characters, so `path` has at most 219. The store URL does not depend on the VDC. The first 6 characters
  * of SYSMGR_VDC_ID are appended to the name of the snapshot, unless they are "1". If SYSMGR_VDC_ID is not set, nothing
  * is appended. Always returns 0. */
 syserr_t convert_gsync(const char* path, const char* pkg_name, const char* to_pkg_version,
@@ -135,7 +136,8 @@ syserr_t vrrp_mgr_handle_upgrade_to_4_2_1(pss_service_t mgr_rc_pss_table, uint32
                                           const char* vdc_string);
 
 /* Deletes the global info record and every VR configuration and IP association record. Returns 0, or the status of a
- * failed bulk read of the IP association records. */
+ * failed bulk read of the IP association records. If the bulk read of the VR configuration records fails, returns 0
+ * and deletes no IP association record. */
 syserr_t vrrp_delete_rc_pss_recs_for_upgrade(pss_service_t mgr_rc_pss_table);
 
 /* ---- Downgrade ---- */
@@ -144,7 +146,7 @@ syserr_t vrrp_delete_rc_pss_recs_for_upgrade(pss_service_t mgr_rc_pss_table);
  * Returns 0. */
 syserr_t vrrp_mgr_handle_downgrade_from_4_2_1(pss_service_t pss_mgr_rc_table, pss_service_t pss_eng_rc_table);
 
-/* Stores a global info record in `pss_mgr_rc_table`. Truncates every VR configuration and IP association record of
+/* Stores a global info record with VRRP enabled in `pss_mgr_rc_table`, whatever its value was. Truncates every VR configuration and IP association record of
  * `pss_eng_rc_table` to the old layout and stores it in `pss_mgr_rc_table`. Returns 0, or the status of the bulk read
  * that failed. */
 syserr_t vrrp_mgr_copy_and_convert_rc_pss_recs_for_downgrade(pss_service_t pss_eng_rc_table,

@@ -1,7 +1,7 @@
 // The two bulk readers. Each walks the store twice: the first pass counts the records, the second copies them into one
-// zero-filled allocation. The walks differ on purpose, so each one is written out: the first move of pss_get_table's
-// first pass checks the status before it checks for null, and this pass ends at the first key of another type. All
-// other walks check for null first and visit every key. The readers share the interpretation of a status and the copy
+// zero-filled allocation. The order of calls is part of the interface, so each walk is written out. The first pass of
+// pss_get_table checks the status of its first move before it checks for null, and ends at the first key of another
+// type. All other walks check for null first and visit every key. The readers share the interpretation of a status and the copy
 // of a value.
 
 #include <stdlib.h>
@@ -56,7 +56,7 @@ class ValueArray {
 // Returns whether a move succeeded. SYSERR_PSS_NOKEY is not a failure: the cursor is on the next key, or off the store.
 bool placed(syserr_t error_ret) { return error_ret == 0 || error_ret == SYSERR_PSS_NOKEY; }
 
-// Never reads past the end of `key`.
+// Returns whether `key` has these bytes at `offset`. Reads no byte after its end.
 bool begins_with(const pss_datum_t& key, size_t offset, const void* bytes, size_t size) {
   return key.siz >= offset + size && memcmp(static_cast<const uint8*>(key.ptr) + offset, bytes, size) == 0;
 }

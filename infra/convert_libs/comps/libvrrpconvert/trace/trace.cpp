@@ -21,7 +21,7 @@ void write_trace_line(const char* operation, int line, const char* format, ...) 
   const char* time_text = ctime(&tstamp);  // null if the year has more than four digits
   snprintf(debug_str, sizeof debug_str, "<%.24s> %s:%d ", shown(time_text), operation, line);
 
-  // The message overwrites the terminator of the prefix; the size of the buffer bounds both together.
+  // Append the message to the prefix. The buffer limits both together.
   const size_t prefix_length = strlen(debug_str);
   va_list arguments;
   va_start(arguments, format);
