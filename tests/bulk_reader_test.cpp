@@ -55,7 +55,7 @@ TEST_P(BulkReaderTest, ReadsTheRecordsOfItsKindInKeyOrder) {
   EXPECT_THAT(read(5).elements, ElementsAre(Bytes("one\0\0", 5), Bytes("two\0\0", 5), "three")) << "zeros fill up";
 }
 
-TEST_P(BulkReaderTest, FindsNothing) {
+TEST_P(BulkReaderTest, ReturnsZeroAndNoArrayWithoutRecords) {
   platform.records = {{"", "an empty key"}, {hex("03"), "x"}, {"AFJ", "y"}};
   for (int round = 0; round < 2; ++round) {
     const Result none = read(5);

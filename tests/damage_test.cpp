@@ -98,7 +98,7 @@ class DamageTest : public EmbeddedStoreTest {
   std::string sound_, other_;
 };
 
-TEST_F(DamageTest, IsToldOrHarmless) {
+TEST_F(DamageTest, IsRefusedOrChangesNoRecord) {
   const char* setting = getenv("DAMAGED_STORES");
   const int of_each_kind = (setting != nullptr ? atoi(setting) : 260) / static_cast<int>(std::size(damages));
   ASSERT_GT(of_each_kind, 0);
@@ -118,7 +118,7 @@ TEST_F(DamageTest, IsToldOrHarmless) {
 }
 
 // The file contains the bytes of each record, the value directly after the key.
-TEST_F(DamageTest, IsToldForEveryBitOfEveryKeyAndValue) {
+TEST_F(DamageTest, RefusesEveryFlippedBitOfKeysAndValues) {
   size_t bits = 0;
   for (const auto& [key, value] : configuration(3, false)) {
     const size_t start = sound_.find(key + value), size = key.size() + value.size();

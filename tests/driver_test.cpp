@@ -126,7 +126,7 @@ TEST_F(DriverTest, TakesAGsyncVdcFromTheSystemManager) {
   }
 }
 
-TEST_F(DriverTest, BoundsPathsAndUrls) {
+TEST_F(DriverTest, TruncatesUrlsTo255Characters) {
   const std::string fits(251, 'p'), too_long(252, 'p');
   open_log();
   EXPECT_EQ(convert_startup(too_long.c_str(), "p", "", ""), 0u);

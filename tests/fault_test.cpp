@@ -165,7 +165,7 @@ class FaultTest : public LibraryTest {
   int log_fd_;
 };
 
-TEST_F(FaultTest, ShowsInTheTrace) {
+TEST_F(FaultTest, WritesItsTraceLine) {
   std::istringstream cases(golden("faults"));
   std::string found;
   for (std::string line; std::getline(cases, line);) {

@@ -26,7 +26,7 @@ inet_addr_t ipv6_address() {
   return address;
 }
 
-TEST(KeysTest, OfTheManagerStore) {
+TEST(KeysTest, OfTheManagerStoreHaveTheDocumentedBytes) {
   const auto vr_key = [](vrrp_pss_key_type_t type) {
     return built(10, [type](uint8* key) { vrrp_make_vr_key(key, type, ifindex, 7, INET_ADDR_TYPE_IPV6); });
   };
@@ -39,7 +39,7 @@ TEST(KeysTest, OfTheManagerStore) {
   EXPECT_EQ(vrrp_hton_addr_type(0x01020304), 0x04030201u);
 }
 
-TEST(KeysTest, OfTheEngineStore) {
+TEST(KeysTest, OfTheEngineStoreHaveTheDocumentedBytes) {
   const std::string vr = "040302010702000000";
   EXPECT_EQ(built(9, [](uint8* key) { make_vr_key(key, ifindex, 7, 2); }), vr);
   EXPECT_EQ(vr, to_hex(bytes_of_record(vr_record(ifindex, 7, 2)).substr(0, 9))) << "as a record begins";
@@ -48,7 +48,7 @@ TEST(KeysTest, OfTheEngineStore) {
             "547261636b" + vr + "01000000");
 }
 
-TEST(KeysTest, WithThePrefixBelongToTheCaller) {
+TEST(KeysTest, WithThePrefixAreReleasedByTheCaller) {
   for (const Bytes& rest : {Bytes(), Bytes("k"), Bytes("\0x", 2), Bytes(1000, 'k')}) {
     char* key = nullptr;
     ASSERT_EQ(

@@ -235,7 +235,7 @@ TEST_F(StoreTest, SnapshotsItsUncommittedState) {
 
 // A file at a snapshot's path that is not an intact store with the same records is renamed to the first name that
 // neither a file nor a sidecar file has.
-TEST_F(StoreTest, SnapshotsKeepWhatTheyDoNotHold) {
+TEST_F(StoreTest, SnapshotsRenameAFileWithOtherRecords) {
   create("s", three);
   const pss_service_t table = open("s");
   const auto snapshot = [&] { return pss_snapshot(table, 0, url("t").c_str()); };
@@ -317,7 +317,7 @@ TEST_F(StoreTest, KeepsOwnerGroupAndModeOfItsFile) {
 }
 
 // The lock is on the file: if another process changes its name, neither that process's file nor this store is lost.
-TEST_F(StoreTest, GivesWayToAnotherFileUnderItsName) {
+TEST_F(StoreTest, ReturnsBusyIfThePathNamesAnotherFile) {
   create("s", three);
   create("other", {{"o", "1"}});
   pss_service_t table = open("s");
@@ -380,7 +380,7 @@ TEST_F(StoreTest, OpensCopiesThatAreNeverWritten) {
   fclose(image);
 }
 
-TEST_F(StoreTest, IsNotDamagedWhereMemoryIsShort) {
+TEST_F(StoreTest, ReportsNoMemoryNotDamageIfMemoryIsShort) {
   if (getenv("ASAN_OPTIONS") != nullptr) GTEST_SKIP() << "the sanitizer needs more for itself";
   Records large;
   for (char key = 'a'; key < 'a' + 20; ++key) large[Bytes(1, key)] = Bytes(500000, key);
@@ -404,7 +404,7 @@ TEST_F(StoreTest, IsNotDamagedWhereMemoryIsShort) {
 }
 
 // A forked child of the host shares the open file description of the lock.
-TEST_F(StoreTest, LetsGoOfItsLockAtClose) {
+TEST_F(StoreTest, ReleasesItsLockAtClose) {
   create("s", three);
   const pss_service_t table = open("s");
   const pid_t child = fork();

@@ -75,9 +75,9 @@ syserr_t convert_startup(const char* path, const char* pkg_name, const char* to_
                          const char* from_pkg_version);
 
 /* Converts the running store in the directory `path`. The store URL, "nonvolatile:" `path` "/vrrp-cfg_runtime_config",
- * is truncated to 255 characters, so `path` has at most 219. The store URL does not depend on the VDC. The first 6 characters
- * of SYSMGR_VDC_ID are appended to the name of the snapshot, unless they are "1". If SYSMGR_VDC_ID is not set, nothing
- * is appended. Always returns 0. */
+ * is truncated to 255 characters, so `path` has at most 219. The store URL does not depend on the VDC. The first 6
+ * characters of SYSMGR_VDC_ID are appended to the name of the snapshot, unless they are "1". If SYSMGR_VDC_ID is not
+ * set, nothing is appended. Always returns 0. */
 syserr_t convert_gsync(const char* path, const char* pkg_name, const char* to_pkg_version,
                        const char* from_pkg_version);
 
@@ -146,9 +146,9 @@ syserr_t vrrp_delete_rc_pss_recs_for_upgrade(pss_service_t mgr_rc_pss_table);
  * Returns 0. */
 syserr_t vrrp_mgr_handle_downgrade_from_4_2_1(pss_service_t pss_mgr_rc_table, pss_service_t pss_eng_rc_table);
 
-/* Stores a global info record with VRRP enabled in `pss_mgr_rc_table`, whatever its value was. Truncates every VR configuration and IP association record of
- * `pss_eng_rc_table` to the old layout and stores it in `pss_mgr_rc_table`. Returns 0, or the status of the bulk read
- * that failed. */
+/* Stores a global info record with VRRP enabled in `pss_mgr_rc_table`, whatever its value was. Truncates every VR
+ * configuration and IP association record of `pss_eng_rc_table` to the old layout and stores it in `pss_mgr_rc_table`.
+ * Returns 0, or the status of the bulk read that failed. */
 syserr_t vrrp_mgr_copy_and_convert_rc_pss_recs_for_downgrade(pss_service_t pss_eng_rc_table,
                                                              pss_service_t pss_mgr_rc_table);
 

@@ -1,8 +1,8 @@
 // The two bulk readers. Each walks the store twice: the first pass counts the records, the second copies them into one
 // zero-filled allocation. The order of calls is part of the interface, so each walk is written out. The first pass of
 // pss_get_table checks the status of its first move before it checks for null, and ends at the first key of another
-// type. All other walks check for null first and visit every key. The readers share the interpretation of a status and the copy
-// of a value.
+// type. All other walks check for null first and visit every key. The readers share the interpretation of a status and
+// the copy of a value.
 
 #include <stdlib.h>
 #include <string.h>
