@@ -6,8 +6,10 @@
 #include "tool/commands/commands.h"
 #include "tool/conversion/conversion.h"
 #include "tool/record/record_text.h"
+#include "tool/store/paths.h"
 #include "tool/store/record_counts.h"
 #include "tool/store/store.h"
+#include "tool/support/error.h"
 #include "tool/support/printable.h"
 
 namespace vrrpconvert {
@@ -102,10 +104,16 @@ Ending ending_of(const std::map<std::string, bool>& last_calls) {
                              "failed or did not end; run vrrpconvert status"};
 }
 
+// Returns the given files, or the log of the device.
+std::vector<std::string> files_of(const LogOptions& options) {
+  if (!options.files.empty()) return options.files;
+  const fs::path log = fs::path(options.root.empty() ? "/" : options.root) / trace_log_below_root;
+  if (path_exists(log)) return {log};
+  throw Error(Reason::missing, log.string() + ": no trace log; the library writes it only if the file exists before");
+}
+
 Exit show_log(const LogOptions& options) {
-  std::vector<std::string> files = options.files;
-  if (files.empty())
-    files.push_back((std::filesystem::path(options.root.empty() ? "/" : options.root) / trace_log_below_root).string());
+  const std::vector<std::string> files = files_of(options);
   std::optional<Store> records;
   if (!options.store.empty()) records.emplace(store_at(options.store));
   JsonWriter* json = nullptr;

@@ -5,6 +5,7 @@
 #include "tool/support/digits.h"
 #include "tool/support/error.h"
 #include "tool/support/printable.h"
+#include "tool/support/progress.h"
 #include "tool/support/suggestion.h"
 
 namespace vrrpconvert {
@@ -88,6 +89,24 @@ void to_json(Json& json, const Device& device) {
           {"failure_count", summary.failure_count},
           {"state", or_null(device.state)}};
   json.update(device.report.ending);
+}
+
+std::vector<Device> examine_each(const std::vector<Input>& inputs,
+                                 const std::function<Ending(const std::filesystem::path&, Device&)>& examine) {
+  Progress progress("Devices", inputs.size());
+  std::vector<Device> devices;
+  for (const Input& input : inputs) {
+    progress.show(devices.size());
+    devices.push_back(device_without_report(input.name, input.ending));
+    if (input.file.empty()) continue;
+    Device& device = devices.back();
+    try {
+      device.report.ending = examine(input.file, device);
+    } catch (const Error& error) {
+      device.report.ending = error.ending();
+    }
+  }
+  return devices;
 }
 
 Device device_without_report(const std::string& name, const Ending& ending) {

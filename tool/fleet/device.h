@@ -1,12 +1,15 @@
 // A device of a fleet, with the report of its dry run.
 #pragma once
 
+#include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "tool/conversion/report.h"
 #include "tool/fleet/evidence.h"
+#include "tool/fleet/search.h"
 
 namespace vrrpconvert {
 
@@ -34,6 +37,10 @@ struct Device {
 };
 
 void to_json(Json& json, const Device& device);
+
+// Returns a device for each input, with the ending that `examine` returns or throws for its file.
+std::vector<Device> examine_each(const std::vector<Input>& inputs,
+                                 const std::function<Ending(const std::filesystem::path&, Device&)>& examine);
 
 Device device_without_report(const std::string& name, const Ending& ending);
 

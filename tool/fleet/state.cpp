@@ -4,7 +4,6 @@
 #include "tool/store/difference.h"
 #include "tool/support/error.h"
 #include "tool/support/printable.h"
-#include "tool/support/progress.h"
 
 namespace vrrpconvert {
 
@@ -193,22 +192,15 @@ Ending examine(const fs::path& store_file, const std::string& root, Device& devi
 }  // namespace
 
 std::vector<Device> examine_states(const std::vector<Input>& inputs, const std::string& root) {
-  Progress progress("Devices", inputs.size());
-  std::vector<Device> devices;
-  for (const Input& input : inputs) {
-    progress.show(devices.size());
-    devices.push_back(device_without_report(input.name, input.ending));
-    if (input.file.empty()) continue;
-    Device& device = devices.back();
+  return examine_each(inputs, [&root](const fs::path& file, Device& device) -> Ending {
     try {
-      device.report.ending = examine(input.file, root, device);
+      return examine(file, root, device);
     } catch (const Error& error) {
       // A change of another program that was not finished.
-      const bool is_unfinished = error.reason == Reason::untrusted;
-      device.report.ending = {is_unfinished ? Reason::unfinished : error.reason, error.ending().problem};
+      if (error.reason == Reason::untrusted) return {Reason::unfinished, error.what()};
+      throw;
     }
-  }
-  return devices;
+  });
 }
 
 }  // namespace vrrpconvert

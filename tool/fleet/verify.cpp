@@ -8,7 +8,6 @@
 #include "tool/store/difference.h"
 #include "tool/store/paths.h"
 #include "tool/support/error.h"
-#include "tool/support/progress.h"
 
 namespace vrrpconvert {
 
@@ -73,20 +72,8 @@ fs::path backup_to_compare(const fs::path& store, const VerifyOptions& options) 
 }
 
 std::vector<Device> verify_stores(const std::vector<Input>& inputs, const VerifyOptions& options) {
-  Progress progress("Devices", inputs.size());
-  std::vector<Device> devices;
-  for (const Input& input : inputs) {
-    progress.show(devices.size());
-    devices.push_back(device_without_report(input.name, input.ending));
-    if (input.file.empty()) continue;
-    Device& device = devices.back();
-    try {
-      device.report.ending = compare(input.file, options, device);
-    } catch (const Error& error) {
-      device.report.ending = error.ending();
-    }
-  }
-  return devices;
+  return examine_each(inputs,
+                      [&options](const fs::path& file, Device& device) { return compare(file, options, device); });
 }
 
 }  // namespace vrrpconvert
