@@ -234,8 +234,10 @@ void play(const Table& table, const std::string& script) {
       table.put(left, "x", PSS_NEW_ONLY);
     } else if (what == '!') {
       table.remove(left);
-    } else {
+    } else if (call == "off") {
       expect_off(table);
+    } else {
+      throw std::logic_error("the script of a point: " + call);
     }
   }
 }

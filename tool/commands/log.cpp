@@ -36,7 +36,10 @@ void complete_with(const Store& store, Call& call) {
   if (call.change == "upgrade" && call.global_info != "deleted") {
     const bool is_absent = counts.of(Kind::global_info) == 0;
     call.global_info = is_absent ? "absent" : "not deleted";
-    if (!is_absent) ++call.failure_count;
+    if (!is_absent) {
+      ++call.failure_count;
+      call.failures.push_back({"global info", "not deleted"});
+    }
   }
   size_t vr = 0, ip_assoc = 0;
   store.for_each([&](const StoredRecord& record) {
@@ -60,7 +63,7 @@ std::string text_of(const RouterCounts& counts) {
 // The library does not trace the close after a downgrade.
 std::string close_text(const Call& call, const std::string& root) {
   if (!call.close.empty() || call.change != "downgrade") return call.close;
-  const std::string store = root + call.store.substr(std::min(call.store.size(), sizeof "nonvolatile:" - 1));
+  const std::string store = root + path_in(call.store).string();
   return "the log does not say; look for vrrp in the system log, and run vrrpconvert check " + quoted_for_shell(store);
 }
 
@@ -125,8 +128,9 @@ Exit show_log(const LogOptions& options) {
   std::map<std::string, bool> last_calls;  // whether the last call of each store is good
   const OtherLines others = read_trace_logs(files, [&](const Call& found) {
     Call call = found;
-    const std::string snapshot = fs::path(call.snapshot).filename(), given = fs::path(options.store).filename();
-    const bool is_other = is_snapshot_name(given) && !snapshot.empty() && !given.starts_with(snapshot);
+    // The snapshot of another VDC may have as many records.
+    const bool is_other =
+        is_snapshot_name(options.store) && !call.snapshot.empty() && !is_snapshot_of(options.store, call.snapshot);
     if (records && !is_other) complete_with(*records, call);
     print_call(call, options, json);
     if (call.entry_point == "convert_running") return;

@@ -46,8 +46,9 @@ void add_verify(CLI::App& app, Choice& choice) {
                        "Compare the stores (vrrp-cfg_runtime_config) in and below these directories");
   command.add_text("--against", "FILE", options->verify.against,
                    "Compare with this backup, or with the one next to each store whose name matches this pattern");
-  command.add_text("--root", "DIR", options->verify.root,
-                   "Without a backup, use the snapshot in tmp in this directory (default: of each store)");
+  command.add_text(
+      "--root", "DIR", options->verify.root,
+      "Without a backup, use the snapshot in tmp in this directory (default: the one above each store with tmp)");
 }
 
 }  // namespace vrrpconvert

@@ -86,4 +86,9 @@ bool is_snapshot_name(const fs::path& file) {
   return file.filename().native().starts_with(fs::path(VRRP_CNV_SNAPSHOT).filename().native());
 }
 
+bool is_snapshot_of(const fs::path& file, const fs::path& snapshot) {
+  const std::string name = file.filename(), own = snapshot.filename();
+  return name == own || name.starts_with(own + ".");
+}
+
 }  // namespace vrrpconvert

@@ -42,4 +42,7 @@ std::filesystem::path snapshot_below(const std::filesystem::path& root, uint32 v
 // Returns whether the name is that of a snapshot, or of an earlier snapshot that was renamed.
 bool is_snapshot_name(const std::filesystem::path& file);
 
+// Returns whether the file has the name of this snapshot, or of an earlier one at its path that was renamed.
+bool is_snapshot_of(const std::filesystem::path& file, const std::filesystem::path& snapshot);
+
 }  // namespace vrrpconvert

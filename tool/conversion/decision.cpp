@@ -1,11 +1,9 @@
 #include "tool/conversion/decision.h"
 
+#include "tool/support/digits.h"
+
 namespace vrrpconvert {
 namespace {
-
-std::string counted(size_t records, const char* noun) {
-  return std::to_string(records) + " " + noun + (records == 1 ? "" : "s");
-}
 
 bool is_upgrade(const DryRunReport& report) { return report.change == name_of(Change::upgrade); }
 

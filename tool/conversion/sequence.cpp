@@ -272,9 +272,8 @@ std::vector<std::string> Sequence::unfinished_lines() const {
 std::vector<Backup> Sequence::other_backups(const Store& now) const {
   std::vector<fs::path> files = backups_of(conversion_.store());
   const fs::path snapshot = conversion_.snapshot();
-  if (path_exists(snapshot)) files.push_back(snapshot);
-  for (uint32 number = 1; path_exists(kept_name(snapshot, number)); ++number) {
-    files.push_back(kept_name(snapshot, number));
+  for (const fs::path& file : snapshots_in(snapshot.parent_path())) {
+    if (is_snapshot_of(file, snapshot)) files.push_back(file);
   }
   std::erase_if(files, [this](const fs::path& file) {
     return file == report_.backup || (report_.outcome && file == report_.snapshot);

@@ -4,6 +4,7 @@
 
 #include "tool/conversion/conversion.h"
 #include "tool/store/paths.h"
+#include "tool/store/store.h"
 #include "tool/support/error.h"
 #include "tool/trace/log.h"
 
@@ -12,8 +13,6 @@ namespace vrrpconvert {
 namespace fs = std::filesystem;
 
 namespace {
-
-constexpr char scheme[] = "nonvolatile:";
 
 // Returns the number of stores in the directories directly below `root`.
 size_t stores_below(const fs::path& root) {
@@ -26,22 +25,19 @@ bool has_device_directories(const fs::path& root) {
   return path_exists(root / "tmp") || path_exists(root / "bootflash");
 }
 
-// Returns the log and its rotated parts, oldest first, below `root` or next to the store.
+// Returns the log and its rotated parts, oldest first, below `root` or next to the store. The library never creates the
+// file, so after a rotation there may be only parts.
 std::vector<std::string> logs_for(const fs::path& store_file, const fs::path& root) {
-  fs::path log = root / trace_log_below_root;
-  if (!path_exists(log)) log = store_file.parent_path() / log.filename();
-  if (!path_exists(log)) return {};
-  std::vector<std::string> files = {log};
-  for (int number = 1; path_exists(log.string() + "." + std::to_string(number)); ++number) {
-    files.insert(files.begin(), log.string() + "." + std::to_string(number));
+  const fs::path below = trace_log_below_root;
+  for (const fs::path& log : {root / below, store_file.parent_path() / below.filename()}) {
+    std::vector<std::string> files;
+    if (path_exists(log)) files.push_back(log);
+    for (uint32 number = 1; path_exists(kept_name(log, number)); ++number) {
+      files.insert(files.begin(), kept_name(log, number));
+    }
+    if (!files.empty()) return files;
   }
-  return files;
-}
-
-// Returns the path of a store in a call on the device, without "//".
-fs::path path_of(const std::string& url) {
-  const std::string path = url.starts_with(scheme) ? url.substr(sizeof scheme - 1) : url;
-  return fs::path(path).lexically_normal();
+  return {};
 }
 
 // The calls of one store in a log.
@@ -53,9 +49,9 @@ class Calls {
     if (call.entry_point == "convert_running" || call.entry_point == "convert_startup") return;
     ++count_;
     if (call.store.empty()) return unknown_.add(call, count_);
-    const fs::path path = path_of(call.store);
+    const fs::path path = path_in(call.store);
     if (path == path_) return own_.add(call, count_);
-    has_others_ = has_others_ || (others_.last && path_of(others_.last->store) != path);
+    has_others_ = has_others_ || (others_.last && path_in(others_.last->store) != path);
     others_.add(call, count_);
   }
 
@@ -104,17 +100,13 @@ void read_log(const fs::path& store_file, const fs::path& root, Evidence& eviden
   calls.finish(evidence);
 }
 
-// Returns whether a snapshot may be of the store's VDC. The name of a snapshot has the number of its VDC unless that is
-// 1; a snapshot of the startup store has no records of this one.
+// Returns whether a snapshot may be of the VDC of the call. A snapshot of the startup store has no records of this one.
 bool is_of_vdc(const fs::path& snapshot, const std::optional<Call>& call) {
   if (!is_snapshot_name(snapshot)) return false;
   if (!call || call->vdc.empty()) return true;
-  const std::string own = !call->snapshot.empty() ? path_of(call->snapshot).filename().string()
-                          : call->vdc == "1" || call->vdc == "0"
-                              ? snapshot_below("/", 1).filename().string()
-                              : snapshot_below("/", 1).filename().string() + call->vdc;
-  const std::string name = snapshot.filename();
-  return name == own || name.starts_with(own + ".");
+  if (!call->snapshot.empty()) return is_snapshot_of(snapshot, path_in(call->snapshot));
+  const unsigned long vdc = std::stoul("0" + call->vdc);
+  return is_snapshot_of(snapshot, snapshot_below("/", vdc == 0 ? 1 : static_cast<uint32>(vdc)));
 }
 
 const Backup* find(const Evidence& evidence, const std::function<bool(const Backup&)>& is_wanted) {
@@ -176,7 +168,7 @@ const Backup* last_source(const Evidence& evidence, const fs::path& store_file) 
 const Backup* best_source(const Evidence& evidence, const fs::path& store_file) {
   const auto has_records = [](const Backup* file) { return file != nullptr && file->counts.routers() > 0; };
   if (evidence.call && !evidence.call->snapshot.empty()) {
-    const fs::path name = path_of(evidence.call->snapshot).filename();
+    const fs::path name = path_in(evidence.call->snapshot).filename();
     const Backup* snapshot =
         find(evidence, [&name](const Backup& file) { return fs::path(file.file).filename() == name; });
     if (has_records(snapshot)) return snapshot;

@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <tuple>
 
+#include "tool/support/digits.h"
+
 namespace vrrpconvert {
 namespace {
 
@@ -88,7 +90,7 @@ std::string problem_of(const Fleet& fleet) {
     if (part.count == 0) return;
     const size_t all = fleet.devices.size();
     text += (text.empty() ? "" : ", ") + std::to_string(part.count);
-    if (text.find(' ') == std::string::npos) text += " of " + std::to_string(all) + (all == 1 ? " device" : " devices");
+    if (text.find(' ') == std::string::npos) text += " of " + counted(all, "device");
     text += std::string(" ") + (part.count == 1 && part.one != nullptr ? part.one : part.many);
   };
   fleet.is_verified ? std::for_each(std::begin(of_comparison), std::end(of_comparison), append)
@@ -106,7 +108,7 @@ std::string decision_of_states(const Fleet& fleet) {
     ++words[device.verdict()];
   }
   const size_t all = fleet.devices.size();
-  const std::string devices = std::to_string(all) + (all == 1 ? " device" : " devices");
+  const std::string devices = counted(all, "device");
   if (unfinished == 0) return "Finished: " + (all == 1 ? "the device" : "all " + devices);
   std::string text;
   for (const auto& [word, count] : words) text += (text.empty() ? "" : ", ") + std::to_string(count) + " " + word;

@@ -2,6 +2,7 @@
 
 #include "tool/conversion/conversion.h"
 #include "tool/store/difference.h"
+#include "tool/support/digits.h"
 #include "tool/support/error.h"
 #include "tool/support/printable.h"
 
@@ -10,10 +11,6 @@ namespace vrrpconvert {
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string counted(size_t count, const char* noun) {
-  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
 
 std::string name_of_file(const Backup& backup) { return fs::path(backup.file).filename(); }
 
@@ -79,10 +76,12 @@ class Conclusion {
     const Backup* backup = best_source(evidence_, store_);
     const size_t left = backup == nullptr ? 0 : backup->counts.routers();
     const std::string unread = evidence_.unreadable_files.empty() ? "" : "; some files cannot be read";
-    if (evidence_.record_count_in_log > left) {
+    // A call that read no records says nothing about the ones that an earlier call deleted.
+    const size_t read = evidence_.call ? evidence_.call->read.value_or(RouterCounts()).total() : 0;
+    const size_t expected = read > 0 ? read : evidence_.record_count_in_log;
+    if (expected > left) {
       evidence_.next = "look for a copy of the store before anything else is written";
-      return {Reason::lost, "the log tells of " + counted(evidence_.record_count_in_log, "record") +
-                                ", the store has none; " +
+      return {Reason::lost, "the log tells of " + counted(expected, "record") + ", the store has none; " +
                                 (left == 0 ? "no snapshot and no backup has records"
                                            : name_of_file(*backup) + " has " + std::to_string(left)) +
                                 unread};

@@ -9,6 +9,11 @@
 
 namespace vrrpconvert {
 
+// "1 record", "2 records"
+inline std::string counted(size_t count, const char* noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
 void append_number(uint64_t number, std::string& text);
 
 // Appends two hexadecimal digits per byte.

@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "libconvertvrrp.h"
+#include "tool/support/digits.h"
 
 namespace vrrpconvert {
 namespace {
@@ -47,6 +48,11 @@ size_t count_in(const TraceEvent& event) {
 
 }  // namespace
 
+std::filesystem::path path_in(const std::string& url) {
+  constexpr std::string_view scheme = "nonvolatile:";
+  return std::filesystem::path(url.starts_with(scheme) ? url.substr(scheme.size()) : url).lexically_normal();
+}
+
 std::string Call::ending() const {
   if (is_out_of_order) return "unknown: lines are missing, or another process wrote to the log at the same time";
   if (has_ended) return "ended";
@@ -71,7 +77,7 @@ std::string Call::result() const {
     text = std::to_string(done.total()) + " of " + std::to_string(read->total()) +
            (change == "upgrade" ? " records deleted, " : " records converted, ");
   }
-  if (failure_count > 0) text += std::to_string(failure_count) + (failure_count == 1 ? " failure, " : " failures, ");
+  if (failure_count > 0) text += counted(failure_count, "failure") + ", ";
   const std::string end = ending();
   return text + end.substr(0, end.find(':'));
 }

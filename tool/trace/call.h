@@ -1,6 +1,7 @@
 // Calls of the library: what the trace log says of each of them.
 #pragma once
 
+#include <filesystem>
 #include <functional>
 #include <optional>
 #include <string>
@@ -10,6 +11,9 @@
 #include "tool/trace/event.h"
 
 namespace vrrpconvert {
+
+// Returns the path in a store URL, without "//".
+std::filesystem::path path_in(const std::string& url);
 
 // Numbers of VR configuration and IP association records.
 struct RouterCounts {
